@@ -1,0 +1,36 @@
+# How everything in this project is compiled: one function, called for every target.
+
+# Float results are part of the interface: no contraction into fused operations, and nothing that lets
+# the compiler reorder a sum. ZOMU_FLOAT_FLAGS stand last, so that no build type can undo them.
+set(ZOMU_FLOAT_FLAGS -ffp-contract=off -fno-fast-math)
+
+set(ZOMU_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+                  -Wdouble-promotion $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
+
+# zomu_target(TARGET [NO_TIDY])
+function(zomu_target target)
+    cmake_parse_arguments(ARG "NO_TIDY" "" "" ${ARGN})
+    target_compile_features(${target} PRIVATE cxx_std_20 c_std_11)
+    set_target_properties(${target} PROPERTIES
+        C_EXTENSIONS OFF CXX_EXTENSIONS OFF
+        C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+        POSITION_INDEPENDENT_CODE ON)
+    target_compile_options(${target} PRIVATE ${ZOMU_WARNINGS} ${ZOMU_FLOAT_FLAGS})
+    if(ZOMU_WARNINGS_AS_ERRORS)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
+    if(ZOMU_SANITIZER)
+        target_compile_options(${target} PRIVATE -fsanitize=${ZOMU_SANITIZER}
+                               -fno-omit-frame-pointer -fno-sanitize-recover=all)
+        target_link_options(${target} PRIVATE -fsanitize=${ZOMU_SANITIZER})
+    endif()
+    if(ZOMU_COVERAGE)
+        target_compile_options(${target} PRIVATE --coverage)
+        target_link_options(${target} PRIVATE --coverage)
+    endif()
+    if(ZOMU_CLANG_TIDY AND NOT ARG_NO_TIDY)
+        find_program(ZOMU_CLANG_TIDY_PROGRAM clang-tidy REQUIRED)
+        set_target_properties(${target} PROPERTIES
+            CXX_CLANG_TIDY "${ZOMU_CLANG_TIDY_PROGRAM};--quiet;--extra-arg=-Wno-unknown-warning-option")
+    endif()
+endfunction()

@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building, testing and the demo need. Silent and quick when all of
+# them are there.
+set -euo pipefail
+
+packages=(
+    # Building
+    cmake g++ make ninja-build pkgconf
+    libopenblas-openmp-dev # the static archive of the OpenMP build; no other build will do
+    # Tools, examples and the demo
+    libcairo2-dev libcli11-dev libpng-dev libturbojpeg0-dev fonts-dejavu-core
+    # Tests
+    libgtest-dev
+    clang clang-tidy libomp-dev # the same floats from a second compiler; lint
+)
+
+missing=()
+for package in "${packages[@]}"; do
+    if [ "$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
+        missing+=("$package")
+    fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+    as_root=(sudo)
+fi
+
+echo "Installing: ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+if ! { "${as_root[@]}" apt-get update &&
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install --yes --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+    cat "$log" >&2
+    echo "The packages could not be installed." >&2
+    exit 1
+fi

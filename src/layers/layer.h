@@ -1,0 +1,75 @@
+// What all layers have in common: how they are wired, wait for their inputs, and own or share
+// outputs.
+#ifndef ZOMU_LAYERS_LAYER_H
+#define ZOMU_LAYERS_LAYER_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "matrix/matrix.h"
+
+struct ConvNet;
+
+using MatrixList = std::vector<Matrix*>;
+
+// The family. Rows of a matrix are images (a crop and its mirrored twin), columns planes x height x
+// width. A class without a keyword is abstract.
+//
+//  class         keyword     input row -> output row                          in place  BLAS
+//  DataLayer     data        entry `dataIdx` of the list handed to the net    -         no
+//  NeuronLayer   neuron      n -> n, element by element                       yes       no
+//  PoolLayer     pool        planes x side x side -> planes x outputsX^2      no        no
+//  WeightLayer               base of the layers with trained parameters
+//   LocalLayer               base of filters that slide over an image
+//    ConvLayer   conv        channels x h x w -> filters x modulesX^2         no        yes
+//   FCLayer      fc          n -> columns of the weight matrix                no        yes
+//
+// A network is driven by one thread at a time. Between calls a layer keeps its output and the
+// pointers to its last inputs, whose matrices may be gone by then.
+class Layer {
+  public:
+    // Reads the keys `type` and `actsTarget` of section `name` of the description being built.
+    Layer(ConvNet& owner, const std::string& sectionName);
+    virtual ~Layer() = default;
+    Layer(const Layer&) = delete;
+    Layer& operator=(const Layer&) = delete;
+
+    // Adds one input's share to the output. A targetScale of exactly 0 says that this is the first
+    // share: the output is shaped, overwritten and biased. Anything else accumulates.
+    virtual void computeActs(std::int32_t inputIndex, float targetScale) = 0;
+
+    // Takes the inputs, computes the output from them, then tells each layer of `next`. An input
+    // whose matrix is shared as output comes first.
+    virtual void fprop(const MatrixList& given);
+
+    // Called once by each layer of `prev`; the last of these calls runs fprop, so that a whole
+    // network runs as one depth-first walk along `next`.
+    virtual void inputReady();
+
+    // Makes the layer wait for its inputs anew. Without it a second run leaves the output as it is.
+    virtual void reset();
+
+    virtual Matrix* getActs();
+
+    ConvNet* net;
+    std::vector<Layer*> prev;    // in the order of the key `inputs`
+    std::vector<Layer*> next;    // in the order of the network's layers
+    std::int32_t received = 0;   // how many of `prev` have finished in this run
+    std::int32_t backCount = 0;  // cleared by reset, read by nothing
+    MatrixList inputs;
+    Matrix* outputs = nullptr;  // `ownOutputs`, or the shared matrix of input `actsTarget`
+    std::int32_t actsTarget =
+        -1;  // input whose matrix is the output; negative: a matrix of its own
+    std::string name;
+    std::string type;
+
+  protected:
+    void notifyNext();
+
+  private:
+    std::unique_ptr<Matrix> ownOutputs;
+};
+
+#endif

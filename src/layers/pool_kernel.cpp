@@ -1,0 +1,48 @@
+#include "layers/pool_kernel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+namespace {
+
+// A window clipped to its plane, ends exclusive.
+struct Window {
+    std::int32_t ys, ye, xs, xe;
+};
+
+Window windowAt(const PoolGeometry& pool, std::int32_t side, std::int32_t oy, std::int32_t ox) {
+    const std::int32_t y0 = oy * pool.stride + pool.start;
+    const std::int32_t x0 = ox * pool.stride + pool.start;
+    return {std::max(y0, 0), std::min(side, y0 + pool.sizeX), std::max(x0, 0),
+            std::min(side, x0 + pool.sizeX)};
+}
+
+}  // namespace
+
+void maxPoolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool) {
+    constexpr float kInitial = -2.0e38F;
+    const std::int32_t pixels = images.numCols / pool.channels;
+    const auto side = static_cast<std::int32_t>(std::sqrt(static_cast<double>(pixels)));
+    target.resize(images.numRows, pool.outputsX * pool.outputsX * pool.channels);
+
+    float* cell = target.data;
+    for (std::int32_t n = 0; n < target.numRows; ++n) {
+        const float* plane = images.data + static_cast<std::ptrdiff_t>(n) * images.numCols;
+        for (std::int32_t c = 0; c < pool.channels; ++c, plane += pixels) {
+            for (std::int32_t oy = 0; oy < pool.outputsX; ++oy) {
+                for (std::int32_t ox = 0; ox < pool.outputsX; ++ox) {
+                    const Window window = windowAt(pool, side, oy, ox);
+                    float greatest = kInitial;
+                    for (std::int32_t y = window.ys; y < window.ye; ++y) {
+                        for (std::int32_t x = window.xs; x < window.xe; ++x) {
+                            const float v = plane[static_cast<std::ptrdiff_t>(y) * side + x];
+                            greatest = v > greatest ? v : greatest;
+                        }
+                    }
+                    *cell++ = greatest;
+                }
+            }
+        }
+    }
+}

@@ -1,0 +1,21 @@
+// Pooling over square windows of square planes, clipped at the planes' edges.
+#ifndef ZOMU_LAYERS_POOL_KERNEL_H
+#define ZOMU_LAYERS_POOL_KERNEL_H
+
+#include <cstdint>
+
+#include "matrix/matrix.h"
+
+struct PoolGeometry {
+    std::int32_t channels = 0;  // planes in a row of the input
+    std::int32_t sizeX = 0;     // side of the window
+    std::int32_t start = 0;     // offset of the first window, may be negative
+    std::int32_t stride = 0;    // step between windows, in both directions
+    std::int32_t outputsX = 0;  // windows per side
+};
+
+// target = the greatest value of each window: images.numRows x (channels * outputsX * outputsX). A
+// NaN is never taken. A window with nothing above -2.0e38 in it gives -2.0e38.
+void maxPoolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool);
+
+#endif

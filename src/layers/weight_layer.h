@@ -1,0 +1,48 @@
+// The base of all layers with trained parameters.
+#ifndef ZOMU_LAYERS_WEIGHT_LAYER_H
+#define ZOMU_LAYERS_WEIGHT_LAYER_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "layers/layer.h"
+
+// One bound matrix. Layers that share weights hold the same Matrix; `source` is the binding that it
+// was taken from, null for the first. `isComplete` is false where the file was too short to fill
+// it.
+struct Weights {
+    std::shared_ptr<Matrix> matrix;
+    const Weights* source = nullptr;
+    bool isComplete = true;
+};
+
+// Thrown by a forward pass that would have to read outside its weights, before it reads anything.
+// The network has no output then; nothing else is affected.
+struct UnusableWeights {};
+
+class WeightLayer : public Layer {
+  public:
+    // Loads the files of the section's keys `weights` (each transposed, where asked for) and
+    // `biases`, and binds them. With the keys `weightSourceLayerIndices` and
+    // `weightSourceMatrixIndices` the weights are those of other layers, or of this one, instead.
+    WeightLayer(ConvNet& owner, const std::string& sectionName, bool transposed);
+
+    std::vector<std::unique_ptr<Weights>> weights;  // one for each input
+    std::unique_ptr<Weights> biases;                // an empty matrix adds nothing
+
+  protected:
+    // Throw UnusableWeights where there is no complete matrix, or where adding the biases to `rows`
+    // x `cols` values would reach beyond them.
+    const Matrix& usableWeights(std::int32_t inputIndex) const;
+    const Matrix& usableBiases(std::int32_t rows, std::int32_t cols) const;
+
+  private:
+    void bindShared(const std::vector<std::int32_t>& layerIndices,
+                    const std::vector<std::int32_t>& matrixIndices);
+};
+
+// Throws UnusableWeights unless `condition` holds.
+void requireUsable(bool condition);
+
+#endif

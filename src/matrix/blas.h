@@ -1,0 +1,20 @@
+// The CBLAS routines that the system calls, in the one form it needs of each.
+//
+// Each may be called from several threads at once on data of their own. Inside an active parallel
+// region it runs on the calling thread and starts no other.
+#ifndef ZOMU_MATRIX_BLAS_H
+#define ZOMU_MATRIX_BLAS_H
+
+#include <cstdint>
+
+class Matrix;
+
+// c = alpha * a * b + beta * c, each operand addressed by its own `trans`. `c` is dense, row-major,
+// of a.numRows rows and b.numCols columns; with beta 0 its former contents do not matter, NaN or
+// not. The order of the sums is the BLAS's own.
+void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* c);
+
+// y = alpha * x + y over n elements; x is dense, elements of y stand yStep floats apart.
+void addScaled(std::int32_t n, float alpha, const float* x, float* y, std::int32_t yStep);
+
+#endif

@@ -1,0 +1,154 @@
+#include "matrix/matrix.h"
+
+#include <cassert>
+#include <cstring>
+#include <istream>
+#include <limits>
+#include <new>
+#include <utility>
+
+#include "matrix/blas.h"
+
+namespace {
+
+std::size_t bytesOf(std::int32_t elements) {
+    return static_cast<std::size_t>(elements) * sizeof(float);
+}
+
+// rows x cols, where that is a number of elements at all; otherwise the allocation fails here and
+// does not wrap around.
+std::int32_t elementCount(std::int32_t rows, std::int32_t cols) {
+    const std::int64_t product = static_cast<std::int64_t>(rows) * cols;
+    if (product > std::numeric_limits<std::int32_t>::max() ||
+        product < std::numeric_limits<std::int32_t>::min()) {
+        throw std::bad_array_new_length();
+    }
+    return static_cast<std::int32_t>(product);
+}
+
+std::int32_t readInt32(std::istream& stream) {
+    std::int32_t value = 0;
+    stream.read(reinterpret_cast<char*>(&value), sizeof value);
+    return value;
+}
+
+}  // namespace
+
+Matrix::Matrix(std::int32_t rows, std::int32_t cols)
+    : numRows(rows), numCols(cols), numElements(elementCount(rows, cols)) {
+    if (numElements > 0) {
+        data = new float[static_cast<std::size_t>(numElements)];
+    }
+}
+
+Matrix::Matrix(std::istream& stream) {
+    numRows = readInt32(stream);
+    numCols = readInt32(stream);
+    numElements = elementCount(numRows, numCols);
+    if (numElements < 0) {
+        throw std::bad_array_new_length();
+    }
+    data = new float[static_cast<std::size_t>(numElements)];
+    stream.read(reinterpret_cast<char*>(data), static_cast<std::streamsize>(bytesOf(numElements)));
+}
+
+Matrix Matrix::view(float* foreign, std::int32_t rows, std::int32_t cols) {
+    Matrix result;
+    result.data = foreign;
+    result.ownsData = false;
+    result.numRows = rows;
+    result.numCols = cols;
+    result.numElements = elementCount(rows, cols);
+    return result;
+}
+
+Matrix::Matrix(Matrix&& other) noexcept
+    : data(std::exchange(other.data, nullptr)),
+      ownsData(std::exchange(other.ownsData, true)),
+      numRows(std::exchange(other.numRows, 0)),
+      numCols(std::exchange(other.numCols, 0)),
+      numElements(std::exchange(other.numElements, 0)),
+      trans(std::exchange(other.trans, kRowMajor)) {}
+
+Matrix::~Matrix() {
+    if (ownsData) {
+        delete[] data;
+    }
+}
+
+void Matrix::resize(std::int32_t rows, std::int32_t cols) {
+    if (numRows == rows && numCols == cols) {
+        return;
+    }
+    assert(ownsData);
+    const std::int32_t elements = elementCount(rows, cols);
+    if (numElements != elements) {
+        delete[] data;
+        data = nullptr;  // and stays so, with no elements, if the allocation throws
+        numRows = numCols = numElements = 0;
+        data = new float[static_cast<std::size_t>(elements)];
+    }
+    numRows = rows;
+    numCols = cols;
+    numElements = elements;
+    trans = kRowMajor;
+}
+
+void Matrix::copy(Matrix& target) const {
+    target.resize(*this);
+    if (target.trans == trans) {
+        if (numElements > 0) {
+            std::memmove(target.data, data, bytesOf(numElements));
+        }
+        return;
+    }
+    for (std::int32_t i = 0; i < numRows; ++i) {
+        for (std::int32_t j = 0; j < numCols; ++j) {
+            target.at(i, j) = at(i, j);
+        }
+    }
+}
+
+std::unique_ptr<Matrix> Matrix::transpose() const {
+    if (trans == kTransposed) {
+        return std::make_unique<Matrix>(view(data, numCols, numRows));
+    }
+    auto result = std::make_unique<Matrix>(numCols, numRows);
+    for (std::int32_t i = 0; i < numRows; ++i) {
+        for (std::int32_t j = 0; j < numCols; ++j) {
+            result->at(j, i) = at(i, j);
+        }
+    }
+    return result;
+}
+
+void Matrix::maxWithScalar(float s, Matrix& target) const {
+    target.resize(*this);
+    for (std::int32_t n = 0; n < numElements; ++n) {
+        target.data[n] = data[n] > s ? data[n] : s;
+    }
+}
+
+void Matrix::addVector(const Matrix& vec, float scale, Matrix& target) const {
+    if (&target != this) {
+        copy(target);
+    }
+    const bool isRow = vec.numRows == 1;
+    const bool isTransposed = target.trans == kTransposed;
+    const std::int32_t count = isRow ? target.numRows : target.numCols;
+    // Along the storage's own direction the vector lies dense, and lines are a whole line apart;
+    // across it, neighbouring lines start one float apart.
+    const bool isDense = isRow != isTransposed;
+    const std::int32_t lineLength = isRow ? target.numCols : target.numRows;
+    const std::int32_t lineStep = isDense ? lineLength : 1;
+    const std::int32_t elementStep = isDense ? 1 : count;
+    for (std::int32_t k = 0; k < count; ++k) {
+        addScaled(vec.numElements, scale, vec.data,
+                  target.data + static_cast<std::ptrdiff_t>(k) * lineStep, elementStep);
+    }
+}
+
+std::ptrdiff_t Matrix::offset(std::int32_t row, std::int32_t col) const {
+    return trans == kTransposed ? static_cast<std::ptrdiff_t>(col) * numRows + row
+                                : static_cast<std::ptrdiff_t>(row) * numCols + col;
+}

@@ -1,0 +1,103 @@
+#include "patches/face_patches.h"
+
+#include <utility>
+
+#include "matrix/float_rules.h"
+#include "patches/head_pose.h"
+#include "patches/patch_layout.h"
+
+namespace {
+
+// Where the upper anchor lands on every canvas. The lower one lands in the same column.
+constexpr float kAnchorColumn = 80.0F;
+constexpr float kAnchorRow = 60.0F;
+
+}  // namespace
+
+PatchAlignment alignPatch(const LandmarkEntry& upperAnchor, const LandmarkEntry& lowerAnchor,
+                          std::int32_t canonicalEyeSpan, float imageEyeSpan) {
+    const float x1 = upperAnchor.x;
+    const float y1 = upperAnchor.y;
+    const float x2 = lowerAnchor.x;
+    const float y2 = lowerAnchor.y;
+    const float S = imageEyeSpan;
+    const auto t = static_cast<float>(canonicalEyeSpan);
+    const float dist = narrowSqrt((x1 - x2) * (x1 - x2) + (y1 - y2) * (y1 - y2));
+
+    PatchAlignment result;
+    // The distance of the anchors moves Q; the scale is t / S whatever it is.
+    const float Q = ((t * dist) / S) + kAnchorRow;
+    result.Q = Q;
+
+    // Sums over the two point pairs, which both fits share.
+    const float sx = x2 + x1;
+    const float sy = y2 + y1;
+    const float ss = (y2 * y2 + x2 * x2) + (y1 * y1 + x1 * x1);
+    const float dA = (y2 * Q + x2 * kAnchorColumn) + (y1 * kAnchorRow + x1 * kAnchorColumn);
+    const float dB = (x2 * Q - y2 * kAnchorColumn) + (x1 * kAnchorRow - y1 * kAnchorColumn);
+    const float dC = (y2 * kAnchorColumn - x2 * Q) + (y1 * kAnchorColumn - x1 * kAnchorRow);
+    const float tx = 2.0F * kAnchorColumn;
+    const float ty = kAnchorRow + Q;
+
+    const float D = ((ss * 2.0F) - sx * sx) - sy * sy;
+    result.a = ((dA * 2.0F) - (sy * ty + sx * tx)) / D;
+    result.b = ((sy * tx - sx * ty) + (dB * 2.0F)) / D;
+    result.c = ((ss * tx - dA * sx) + dB * sy) / D;
+    result.d = ((ss * ty - dA * sy) - dB * sx) / D;
+
+    // The way back is fitted with the pairs swapped. Inverting a, b, c and d would round
+    // differently.
+    const float ss2 = ((Q * Q) + kAnchorColumn * kAnchorColumn) +
+                      (kAnchorColumn * kAnchorColumn + kAnchorRow * kAnchorRow);
+    const float D2 = ((ss2 * 2.0F) - tx * tx) - ty * ty;
+    result.inverse.A = ((dA * 2.0F) - (ty * sy + tx * sx)) / D2;
+    result.inverse.B = ((ty * sx - tx * sy) + (dC * 2.0F)) / D2;
+    result.inverse.C = ((ss2 * sx - dA * tx) + dC * ty) / D2;
+    result.inverse.E = ((ss2 * sy - dA * ty) - dC * tx) / D2;
+    return result;
+}
+
+CanvasPoint toCanvas(const PatchAlignment& alignment, const LandmarkEntry& landmark) {
+    const float a = alignment.a;
+    const float b = alignment.b;
+    const float x = landmark.x;
+    const float y = landmark.y;
+    return {((a * x) - (b * y)) + alignment.c, ((b * x) + (a * y)) + alignment.d};
+}
+
+PatchList cutFacePatches(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
+                         std::int32_t height, std::int32_t stride, const std::uint8_t* greyImage,
+                         const LandmarkRecord& landmarks) {
+    float roll;
+    float yaw;
+    float pitch;
+    const float imageEyeSpan = estimateFacePose(landmarks, roll, yaw, pitch);
+    const KeptLandmarks keptLandmarks = selectKeptLandmarks(landmarks);
+    const LandmarkEntry* kept = keptLandmarks.data();
+
+    PatchList patches;
+    patches.reserve(kPatchCount);
+    for (int patch = 0; patch < kPatchCount; ++patch) {
+        const PatchAlignment alignment =
+            alignPatch(kept[kUpperAnchor], kept[kLowerAnchor], kPatchLayout.canonicalEyeSpan[patch],
+                       imageEyeSpan);
+        const CanvasPoint first = toCanvas(alignment, kept[kPatchLayout.firstCentre[patch]]);
+        const CanvasPoint second = toCanvas(alignment, kept[kPatchLayout.secondCentre[patch]]);
+
+        const std::int32_t m = kPatchLayout.size[patch] * kPatchLayout.size[patch];
+        if (kPatchLayout.isColour[patch] == 1) {
+            auto matrix = std::make_unique<Matrix>(2, 3 * m);
+            warpColour(image, width, height, stride, alignment.inverse, context.colourCanvas);
+            cropColour(context.colourCanvas, first, patch, matrix->data);
+            cropColourMirrored(context.colourCanvas, second, patch, matrix->data + 3 * m);
+            patches.push_back(std::move(matrix));
+        } else {
+            auto matrix = std::make_unique<Matrix>(2, m);
+            warpGrey(greyImage, width, height, width, alignment.inverse, context.greyCanvas);
+            cropGrey(context.greyCanvas, first, patch, matrix->data);
+            cropGreyMirrored(context.greyCanvas, second, patch, matrix->data + m);
+            patches.push_back(std::move(matrix));
+        }
+    }
+    return patches;
+}

@@ -1,0 +1,38 @@
+// From a picture and its landmarks to the 25 patch matrices that the networks read.
+#ifndef ZOMU_PATCHES_FACE_PATCHES_H
+#define ZOMU_PATCHES_FACE_PATCHES_H
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "matrix/matrix.h"
+#include "patches/landmarks.h"
+#include "patches/sampling.h"
+#include "service/context.h"
+
+using PatchList = std::vector<std::unique_ptr<Matrix>>;
+
+// Similarity transforms of one patch: x' = a x - b y + c, y' = b x + a y + d takes an image point to
+// the canvas; `inverse` takes a canvas pixel to the image and is fitted on its own.
+struct PatchAlignment {
+    float Q;  // canvas row of the lower anchor
+    float a, b, c, d;
+    CanvasToImage inverse;
+};
+
+// The least-squares similarities that bring the anchors to (80, 60) and (80, Q), with the scale
+// canonicalEyeSpan / imageEyeSpan canvas pixels per image pixel.
+PatchAlignment alignPatch(const LandmarkEntry& upperAnchor, const LandmarkEntry& lowerAnchor,
+                          std::int32_t canonicalEyeSpan, float imageEyeSpan);
+
+CanvasPoint toCanvas(const PatchAlignment& alignment, const LandmarkEntry& landmark);
+
+// Cuts the 25 patches, one after another on the calling thread, through the context's canvases. Entry
+// k is a 2 x (channels x size x size) matrix: row 0 the crop, row 1 the mirrored crop, mean image
+// subtracted. `greyImage` is the toGrey result, `width` bytes a row. `landmarks` keeps the contract.
+PatchList cutFacePatches(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
+                         std::int32_t height, std::int32_t stride, const std::uint8_t* greyImage,
+                         const LandmarkRecord& landmarks);
+
+#endif

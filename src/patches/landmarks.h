@@ -1,0 +1,43 @@
+// The landmark contract: ids, the fixed head model behind them, and the 25 that address the patches.
+#ifndef ZOMU_PATCHES_LANDMARKS_H
+#define ZOMU_PATCHES_LANDMARKS_H
+
+#include <array>
+#include <cstdint>
+
+#include "zomu.h"
+
+constexpr int kModelPointCount = 29;
+constexpr int kLandmarkIdCount = 318;  // ids run from 0 to 317
+constexpr int kKeptCount = 25;
+
+// Kept positions of the two landmarks that the alignment hangs on.
+constexpr int kUpperAnchor = 6;  // id 6, between the eyes
+constexpr int kLowerAnchor = 8;  // id 10, upper lip
+
+using KeptLandmarks = std::array<LandmarkEntry, kKeptCount>;
+
+// x across the face (negative is image left), y down it, z towards the viewer, in model units.
+extern const float kHeadModel[kModelPointCount][3];
+
+// The row of kHeadModel for each id; ids that stand for no landmark have row 0.
+extern const std::int32_t kLandmarkRow[kLandmarkIdCount];
+
+// True for the four landmarks at the sides of the head, which address no patch.
+bool isSideOfHead(std::int32_t id);
+
+// The record's entries, `count` of them, which may be more or fewer than its type declares.
+const LandmarkEntry* entriesOf(const LandmarkRecord& record);
+
+// What is wrong with a record, as a short text without a line end, or null if it keeps the contract:
+// `count` at least 25, ids from 0 to 317, exactly 25 entries besides those at the sides of the head.
+// The walk stops at the 26th of these, so that no more of a bad record is read than of a good one.
+const char* whyRecordIsRefused(const LandmarkRecord& record);
+
+// Orders two entries (`const void*` to LandmarkEntry, for the standard sort) by `id`: 1, -1 or 0.
+int compareLandmarkIds(const void* first, const void* second);
+
+// The 25 entries that are not at the sides of the head, ordered by id. `record` keeps the contract.
+KeptLandmarks selectKeptLandmarks(const LandmarkRecord& record);
+
+#endif

@@ -1,0 +1,48 @@
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+#include <memory>
+#include <mutex>
+
+#include "service/context.h"
+#include "service/extraction.h"
+#include "zomu.h"
+
+namespace {
+
+// Around the whole of a create: a build runs through process-wide state.
+constinit std::mutex g_createMutex;
+
+void refuseTemplate(const char* reason, FaceTemplate& templateOut) {
+    std::printf("template refused: %s\n", reason);
+    std::fflush(stdout);
+    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+    std::fill(std::begin(templateOut.projection), std::end(templateOut.projection), kNaN);
+    templateOut.quadraticTerm = kNaN;
+    templateOut.projectionNorm = kNaN;
+}
+
+}  // namespace
+
+ZomuContext* ZomuCreate() {
+    const std::lock_guard<std::mutex> lock(g_createMutex);
+    return std::make_unique<ZomuContext>().release();
+}
+
+void ZomuExtractTemplate(ZomuContext* context, const std::uint8_t* image, std::int32_t width,
+                         std::int32_t height, std::int32_t stride, const LandmarkRecord* landmarks,
+                         FaceTemplate* templateOut) {
+    if (context == nullptr || templateOut == nullptr) {
+        return;
+    }
+    const char* reason = whyTemplateIsRefused(image, width, height, landmarks);
+    if (reason != nullptr) {
+        refuseTemplate(reason, *templateOut);
+        return;
+    }
+    extractTemplate(*context, image, width, height, stride, *landmarks, *templateOut);
+}
+
+void ZomuDestroy(ZomuContext* context) {
+    const std::unique_ptr<ZomuContext> owned(context);
+}

@@ -1,0 +1,80 @@
+#include "service/extraction.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <numeric>
+
+#include "description/conv_net.h"
+#include "layers/weight_layer.h"
+#include "patches/face_patches.h"
+#include "patches/landmarks.h"
+#include "patches/patch_layout.h"
+#include "patches/sampling.h"
+#include "service/template_arithmetic.h"
+
+static_assert(kPatchCount == kNetCount, "network k reads patch k");
+
+namespace {
+
+// Runs one network and stores its 320 features. Where its weights cannot be used, or give an output
+// of another size, the features are NaN and so will be every value of the template.
+void runIntoFeatures(ConvNet& net, const MatrixList& patches, float* destination) {
+    try {
+        const Matrix* out = runNet(net, patches);
+        requireUsable(out != nullptr && out->numElements == kOutputValues);
+        storeNetworkOutput(*out, destination);
+    } catch (const UnusableWeights&) {
+        std::fill_n(destination, kOutputValues, std::numeric_limits<float>::quiet_NaN());
+    }
+}
+
+// One contiguous block of networks for each thread of the team. A network belongs to one iteration
+// and writes its own slice of `features`, so that the size of the team changes no bit.
+void runNetworks(ZomuContext& context, const MatrixList& patches, float* features) {
+    std::array<int, kNetCount> table;
+    std::iota(table.begin(), table.end(), 0);
+#pragma omp parallel for schedule(static)
+    for (int i = 0; i < kNetCount; ++i) {
+        const auto number = static_cast<std::size_t>(table[static_cast<std::size_t>(i)]);
+        runIntoFeatures(*context.nets[number], patches,
+                        features + static_cast<std::ptrdiff_t>(i) * kOutputValues);
+    }
+}
+
+}  // namespace
+
+const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, std::int32_t height,
+                                 const LandmarkRecord* landmarks) {
+    if (image == nullptr) {
+        return "no image";
+    }
+    if (width < 2 || height < 2) {
+        return "an image smaller than 2 x 2 pixels";
+    }
+    if (landmarks == nullptr) {
+        return "no landmarks";
+    }
+    return whyRecordIsRefused(*landmarks);
+}
+
+void extractTemplate(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
+                     std::int32_t height, std::int32_t stride, const LandmarkRecord& landmarks,
+                     FaceTemplate& templateOut) {
+    const auto features = std::make_unique_for_overwrite<float[]>(kFeatureCount);
+    const auto greyImage = std::make_unique_for_overwrite<std::uint8_t[]>(
+        static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    toGrey(image, width, height, stride, greyImage.get());
+    const PatchList patches =
+        cutFacePatches(context, image, width, height, stride, greyImage.get(), landmarks);
+
+    MatrixList pointers;
+    for (const auto& patch : patches) {
+        pointers.push_back(patch.get());
+    }
+    runNetworks(context, pointers, features.get());
+
+    subtractFeatureMean(features.get());
+    projectFeatures(features.get(), templateOut);
+}

@@ -1,0 +1,94 @@
+#include "service/model_tables.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+#include "description/model_file.h"
+
+char tempPath[kTempPathRoom];
+char modelDir[kTempPathRoom + sizeof kModelFolderName + 1];
+float meanImages[kNetCount][kMeanImageRoom];
+float featureMean[kFeatureCount];
+float projectionA[kProjectionCount][kFeatureCount];
+float projectionB[kProjectionCount][kFeatureCount];
+
+namespace {
+
+constexpr std::size_t kPathRoom = 260;
+
+// There is no status to return from a load: a folder that cannot even be named ends the process.
+[[noreturn]] void endProcess(const char* reason) {
+    std::fprintf(stderr, "ZOMU: %s\n", reason);
+    std::abort();
+}
+
+// Opens the file `name` of the model folder. The folder's name ends in a separator and one more
+// stands in front of the file's name; the system folds the two into one.
+bool openTableFile(std::ifstream& stream, const char* name) {
+    char path[kPathRoom];
+    const int length = std::snprintf(path, sizeof path, "%s%c%s", modelDir, kSeparator, name);
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) {
+        endProcess("the path of a model file is longer than 259 bytes");
+    }
+    return openModelFile(stream, path);
+}
+
+void readInto(std::ifstream& stream, void* destination, std::size_t bytes) {
+    stream.read(static_cast<char*>(destination), static_cast<std::streamsize>(bytes));
+}
+
+// A mean image says itself how many floats it has. A count beyond its slot runs on into the
+// following slots, whose own files come later; the end of the table is the end in any case.
+void loadMeanImage(std::ifstream& stream, int slot) {
+    std::int32_t count = 0;
+    readInto(stream, &count, sizeof count);
+    const std::int64_t room = static_cast<std::int64_t>(kNetCount - slot) * kMeanImageRoom;
+    const std::int64_t floats = std::clamp<std::int64_t>(count, 0, room);
+    readInto(stream, meanImages[slot], static_cast<std::size_t>(floats) * sizeof(float));
+}
+
+void loadTable(std::ifstream& stream, const char* name, void* table, std::size_t bytes) {
+    if (openTableFile(stream, name)) {
+        readInto(stream, table, bytes);
+        stream.close();
+    }
+}
+
+}  // namespace
+
+void findModelDirectory() {
+    char directory[kTempPathRoom] = {};
+    queryTemporaryDirectory(directory);
+    char* lastSeparator = std::strrchr(directory, kSeparator);
+    if (lastSeparator == nullptr) {
+        endProcess("the path of the temporary directory is empty or longer than 255 bytes");
+    }
+    *lastSeparator = '\0';
+    std::memcpy(tempPath, directory, sizeof tempPath);
+    std::snprintf(modelDir, sizeof modelDir, "%s%c%s%c", tempPath, kSeparator, kModelFolderName,
+                  kSeparator);
+}
+
+void loadModelTables() {
+    std::ifstream stream;
+    for (int number = 1; number <= kNetCount; ++number) {
+        char name[16];
+        std::snprintf(name, sizeof name, "0-%d-0", number);
+        if (openTableFile(stream, name)) {
+            loadMeanImage(stream, number - 1);
+            stream.close();
+        }
+    }
+    loadTable(stream, "6-0", featureMean, sizeof featureMean);
+    loadTable(stream, "6-1", projectionA, sizeof projectionA);
+    loadTable(stream, "6-2", projectionB, sizeof projectionB);
+}
+
+void attachLibrary() {
+    findModelDirectory();
+    loadModelTables();
+}

@@ -1,0 +1,20 @@
+// The three questions that every operating system answers in its own way: where temporary files
+// live, what separates folders, and how a library learns that it has been loaded.
+#ifndef ZOMU_SERVICE_PLATFORM_H
+#define ZOMU_SERVICE_PLATFORM_H
+
+// Room for the temporary directory with its final separator and a NUL.
+constexpr int kTempPathRoom = 256;
+
+#if defined(_WIN32)
+constexpr char kSeparator = '\\';
+#else
+constexpr char kSeparator = '/';
+#endif
+
+// Writes the temporary directory, with a separator at its end, to `buffer`; an empty text where it
+// does not fit. Without GetTempPathA it is the first of TMPDIR, TMP, TEMP and TEMPDIR that is set
+// and not empty, else /tmp.
+void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]);
+
+#endif
