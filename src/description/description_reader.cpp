@@ -130,7 +130,7 @@ class DescriptionReader {
     DescriptionPool& pool;
 };
 
-// No header can produce the first name, since a `]` ends it.
+// The name with brackets stays unique: one read from a text holds no `]`.
 std::vector<std::unique_ptr<DescriptionSection>> DescriptionReader::readSections() {
     std::vector<std::unique_ptr<DescriptionSection>> sections;
     insertSorted(sections, parseSection("[DEFAULT]"));
@@ -195,9 +195,8 @@ void DescriptionReader::readValue(std::string& entry) {
     skipLine();
 }
 
-// Any `[` with a `]` later on its line is a header, whatever stands around the two. A line without
-// the
-// `]` is consumed here.
+// Any `[` with a `]` later on its line is a header, whatever stands around the two. Otherwise the
+// line is consumed here.
 bool DescriptionReader::isSectionHeader() {
     const char* end = cursor + std::strcspn(cursor, "]\r\n;");
     if (*end == ']') {

@@ -1,12 +1,27 @@
 #include "matrix/blas.h"
 
 #include <cblas.h>
+#include <omp.h>
 
 #include "matrix/matrix.h"
 
 static_assert(CblasNoTrans == kRowMajor && CblasTrans == kTransposed);
 
 namespace {
+
+// The BLAS asks OpenMP how many threads a team may have, outside an active region, and its threads
+// then wait for each other. Where OpenMP grants fewer (a thread limit, a dynamic team on a busy
+// machine) they would wait for ever. So it is told 1; the number belongs to this task alone.
+class OneThread {
+  public:
+    OneThread() : former(omp_get_max_threads()) { omp_set_num_threads(1); }
+    ~OneThread() { omp_set_num_threads(former); }
+    OneThread(const OneThread&) = delete;
+    OneThread& operator=(const OneThread&) = delete;
+
+  private:
+    int former;
+};
 
 // The length of a stored row.
 std::int32_t leadingDimension(const Matrix& m) {
@@ -16,11 +31,13 @@ std::int32_t leadingDimension(const Matrix& m) {
 }  // namespace
 
 void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* c) {
+    const OneThread only;
     cblas_sgemm(CblasRowMajor, static_cast<CBLAS_TRANSPOSE>(a.trans),
                 static_cast<CBLAS_TRANSPOSE>(b.trans), a.numRows, b.numCols, a.numCols, alpha,
                 a.data, leadingDimension(a), b.data, leadingDimension(b), beta, c, b.numCols);
 }
 
 void addScaled(std::int32_t n, float alpha, const float* x, float* y, std::int32_t yStep) {
+    const OneThread only;
     cblas_saxpy(n, alpha, x, 1, y, yStep);
 }

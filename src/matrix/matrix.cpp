@@ -29,7 +29,7 @@ std::int32_t elementCount(std::int32_t rows, std::int32_t cols) {
 std::int32_t readInt32(std::istream& stream) {
     std::int32_t value = 0;
     stream.read(reinterpret_cast<char*>(&value), sizeof value);
-    return value;
+    return stream.good() ? value : 0;
 }
 
 }  // namespace
@@ -69,6 +69,17 @@ Matrix::Matrix(Matrix&& other) noexcept
       numCols(std::exchange(other.numCols, 0)),
       numElements(std::exchange(other.numElements, 0)),
       trans(std::exchange(other.trans, kRowMajor)) {}
+
+// The other matrix takes this one's former storage with it, and releases it if that was owned.
+Matrix& Matrix::operator=(Matrix&& other) noexcept {
+    std::swap(data, other.data);
+    std::swap(ownsData, other.ownsData);
+    std::swap(numRows, other.numRows);
+    std::swap(numCols, other.numCols);
+    std::swap(numElements, other.numElements);
+    std::swap(trans, other.trans);
+    return *this;
+}
 
 Matrix::~Matrix() {
     if (ownsData) {

@@ -36,7 +36,7 @@ class Matrix {
     Matrix(const Matrix&) = delete;
     Matrix& operator=(const Matrix&) = delete;
     Matrix(Matrix&& other) noexcept;
-    Matrix& operator=(Matrix&&) = delete;
+    Matrix& operator=(Matrix&& other) noexcept;
     ~Matrix();
 
     // Takes the shape `rows` x `cols` without keeping the contents. Does nothing, and leaves

@@ -4,12 +4,15 @@
 #include "description/net_texts.h"
 
 // The canvases need no values: each patch writes its own before it reads.
-ZomuContext::ZomuContext() {
-    const std::string folder = modelDir;
+ZomuContext::ZomuContext(const std::string& weightFolder) {
     for (int k = 0; k < kNetCount; ++k) {
         nets[static_cast<std::size_t>(k)] =
-            std::make_unique<ConvNet>(k, netDescriptionTexts[k], folder);
+            std::make_unique<ConvNet>(k, netDescriptionTexts[k], weightFolder);
     }
 }
+
+ZomuContext::ZomuContext() : ZomuContext(std::string(modelDir)) {}
+
+ZomuContext::ZomuContext(CanvasesOnly) {}
 
 ZomuContext::~ZomuContext() = default;

@@ -1,6 +1,7 @@
 #include "service/extraction.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <limits>
 #include <memory>
@@ -30,8 +31,8 @@ void runIntoFeatures(ConvNet& net, const MatrixList& patches, float* destination
     }
 }
 
-// One contiguous block of networks for each thread of the team. A network belongs to one iteration
-// and writes its own slice of `features`, so that the size of the team changes no bit.
+// One contiguous block of networks for each thread of the team. A network belongs to one iteration and
+// writes its own slice of `features`, so that the size of the team changes no bit.
 void runNetworks(ZomuContext& context, const MatrixList& patches, float* features) {
     std::array<int, kNetCount> table;
     std::iota(table.begin(), table.end(), 0);
@@ -59,10 +60,9 @@ const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, 
     return whyRecordIsRefused(*landmarks);
 }
 
-void extractTemplate(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
+void computeFeatures(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
                      std::int32_t height, std::int32_t stride, const LandmarkRecord& landmarks,
-                     FaceTemplate& templateOut) {
-    const auto features = std::make_unique_for_overwrite<float[]>(kFeatureCount);
+                     float* features) {
     const auto greyImage = std::make_unique_for_overwrite<std::uint8_t[]>(
         static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
     toGrey(image, width, height, stride, greyImage.get());
@@ -73,8 +73,14 @@ void extractTemplate(ZomuContext& context, const std::uint8_t* image, std::int32
     for (const auto& patch : patches) {
         pointers.push_back(patch.get());
     }
-    runNetworks(context, pointers, features.get());
+    runNetworks(context, pointers, features);
+}
 
+void extractTemplate(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
+                     std::int32_t height, std::int32_t stride, const LandmarkRecord& landmarks,
+                     FaceTemplate& templateOut) {
+    const auto features = std::make_unique_for_overwrite<float[]>(kFeatureCount);
+    computeFeatures(context, image, width, height, stride, landmarks, features.get());
     subtractFeatureMean(features.get());
     projectFeatures(features.get(), templateOut);
 }

@@ -1,0 +1,215 @@
+#include "layers/weight_layer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "support/bits.h"
+#include "support/model_folder.h"
+#include "support/nets.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+// A data layer `d`, a second one `e`, and whatever layers follow.
+std::string netOf(const std::string& names, const std::string& sections) {
+    const auto count = 2 + std::count(names.begin(), names.end(), '_') + 1;
+    return "[Net]\nLayerCount=" + std::to_string(count) + "\nLayerNames=d_e_" + names +
+           "\n[d]\ntype=data\ndataIdx=0\nactsTarget=0\n[e]\ntype=data\ndataIdx=1\nactsTarget=0\n" +
+           sections;
+}
+
+// 1 x 1 filters on a 2 x 2 image of one plane.
+const char* const kConvKeys =
+    "type=conv\nchannels=1_1\nfilters=2\npadding=0_0\nstride=1_1\nfilterSize=1_1\nfilterPixels=1_1\n"
+    "imgSize=2_2\nimgPixels=4_4\nmodulesX=2\n";
+
+class WeightLayerTest : public testing::Test {
+  protected:
+    WeightLayerTest() {
+        writeWeightFile(file("w12"), 1, 2, {1, 2});
+        writeWeightFile(file("w56"), 1, 2, {5, 6});
+        writeWeightFile(file("bias"), 2, 1, {100, 200});
+        writeWeightFile(file("one"), 1, 1, {3});
+        writeWeightFile(file("oneBias"), 1, 1, {100});
+        writeWeightFile(file("fc0"), 4, 3, {1, 0, 0, 0, 1, 0, 0, 0, 1, 1, 1, 1});
+        writeWeightFile(file("fc1"), 4, 3, {2, 2, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+        writeWeightFile(file("fcBias"), 1, 3, {10, 20, 30});
+    }
+
+    std::string file(const std::string& name) const { return folder.prefix() + name; }
+
+    std::vector<float> run(const std::string& names, const std::string& sections) {
+        net = buildNet(netOf(names, sections), folder.prefix());
+        return valuesOf(*runNet(*net, {&first, &second}));
+    }
+
+    void expectUnusable(const std::string& sections) {
+        EXPECT_THROW(run("x", "[x]\n" + sections), UnusableWeights) << sections;
+    }
+
+    WeightLayer& layer(const std::string& name) {
+        return dynamic_cast<WeightLayer&>(*layerNamed(*net, name));
+    }
+
+    TemporaryFolder folder;
+    Matrix first = matrixOf(1, 4, {1, 2, 3, 4});
+    Matrix second = matrixOf(1, 4, {10, 20, 30, 40});
+    std::unique_ptr<ConvNet> net;
+};
+
+using ConvLayerTest = WeightLayerTest;
+using FCLayerTest = WeightLayerTest;
+
+}  // namespace
+
+TEST_F(ConvLayerTest, convolvesItsInputAndAddsABiasForEachFilter) {
+    EXPECT_TRUE(sameFloats({101, 102, 103, 104, 202, 204, 206, 208},
+                           run("c", std::string("[c]\ninputs=d\nweights=w12\nbiases=bias\n") + kConvKeys)));
+}
+
+TEST_F(ConvLayerTest, addsTheBiasOnceForTwoInputs) {
+    EXPECT_TRUE(
+        sameFloats({151, 202, 253, 304, 262, 324, 386, 448},
+                   run("c", std::string("[c]\ninputs=d_e\nweights=w12_w56\nbiases=bias\n") + kConvKeys)));
+}
+
+TEST_F(ConvLayerTest, givesTheBiasOfASingleFilterToModuleZeroOnly) {
+    EXPECT_TRUE(sameFloats({103, 6, 9, 12},
+                           run("c", std::string("[c]\ninputs=d\nweights=one\nbiases=oneBias\n") + kConvKeys)));
+}
+
+TEST_F(ConvLayerTest, rejectsAnInputBeyondItsListsWithTheStandardRangeError) {
+    for (const char* shortList : {"channels", "stride", "padding", "imgSize"}) {
+        std::string keys = std::string("[c]\ninputs=d_e\nweights=w12_w56\nbiases=bias\n") + kConvKeys;
+        const std::string key = std::string("\n") + shortList + "=";
+        const std::size_t at = keys.find(key) + key.size();
+        keys.erase(at + 1, 2);
+        try {
+            run("c", keys);
+            ADD_FAILURE() << shortList;
+        } catch (const std::out_of_range& error) {
+            EXPECT_STREQ(error.what(), "invalid vector<T> subscript") << shortList;
+        }
+    }
+}
+
+TEST_F(ConvLayerTest, keepsTheRowsOfABatchApart) {
+    first = matrixOf(2, 4, {1, 2, 3, 4, 5, 6, 7, 8});
+    EXPECT_TRUE(sameFloats({101, 102, 103, 104, 202, 204, 206, 208, 105, 106, 107, 108, 210, 212, 214, 216},
+                           run("c", std::string("[c]\ninputs=d\nweights=w12\nbiases=bias\n") + kConvKeys)));
+}
+
+TEST_F(ConvLayerTest, readsTheGeometryOfItsDescription) {
+    run("c", std::string("[c]\ninputs=d\nweights=w12\nbiases=bias\n") + kConvKeys);
+    EXPECT_EQ(layer("c").weights[0]->matrix->numRows, 2) << "one row for each filter";
+    EXPECT_EQ(layer("c").weights[0]->matrix->numCols, 1);
+    EXPECT_EQ(layer("c").biases->matrix->numRows, 2);
+}
+
+TEST_F(FCLayerTest, multipliesAndAddsTheBias) {
+    EXPECT_TRUE(sameFloats({15, 26, 37}, run("f", "[f]\ntype=fc\ninputs=d\nweights=fc0\nbiases=fcBias\n")));
+    EXPECT_EQ(layer("f").weights[0]->matrix->numRows, 4) << "stays as stored";
+}
+
+TEST_F(FCLayerTest, addsTheBiasBetweenItsTwoProducts) {
+    EXPECT_TRUE(
+        sameFloats({35, 46, 57}, run("f", "[f]\ntype=fc\ninputs=d_e\nweights=fc0_fc1\nbiases=fcBias\n")));
+    // The order shows in the rounding: (2^24 + 1) + 1 stays at 2^24, (1 + 1) + 2^24 does not.
+    writeWeightFile(file("big"), 1, 1, {0x1p24F});
+    first = matrixOf(1, 1, {1});
+    second = matrixOf(1, 1, {1});
+    writeWeightFile(file("small"), 1, 1, {1});
+    EXPECT_TRUE(sameFloats({0x1p24F},
+                           run("f", "[f]\ntype=fc\ninputs=d_e\nweights=big_small\nbiases=small\n")));
+    EXPECT_TRUE(sameFloats({0x1p24F + 2},
+                           run("f", "[f]\ntype=fc\ninputs=d_e\nweights=small_big\nbiases=small\n")));
+}
+
+TEST_F(FCLayerTest, takesItsWidthFromTheWeights) {
+    EXPECT_EQ(run("f", "[f]\ntype=fc\noutputs=160\ninputs=d\nweights=fc0\nbiases=fcBias\n").size(), 3U);
+}
+
+TEST_F(WeightLayerTest, addsNothingForABiasThatCannotBeOpened) {
+    EXPECT_TRUE(sameFloats({1, 2, 3, 4, 2, 4, 6, 8},
+                           run("c", std::string("[c]\ninputs=d\nweights=w12\nbiases=absent\n") + kConvKeys)));
+    EXPECT_TRUE(sameFloats({5, 6, 7}, run("f", "[f]\ntype=fc\ninputs=d\nweights=fc0\nbiases=absent\n")));
+}
+
+TEST_F(WeightLayerTest, refusesMissingShortAndMisshapenConvolutionWeights) {
+    const std::string keys = std::string("inputs=d\nbiases=bias\n") + kConvKeys;
+    expectUnusable(keys + "weights=absent\n");
+    expectUnusable(keys);
+    writeWeightFile(file("tall"), 2, 2, {1, 2, 3, 4});  // two planes for an image of one: k is 1
+    expectUnusable(keys + "weights=tall\n");
+    writeWeightFile(file("large"), 4, 2, {1, 2, 3, 4, 5, 6, 7, 8});  // 2 x 2 filters: 1 module, not 4
+    expectUnusable(keys + "weights=large\n");
+    writeWeightFile(file("none"), 0, 2, {});
+    expectUnusable(keys + "weights=none\n");
+    const std::int32_t headOnly[2] = {1, 2};
+    writeFile(file("head"), headOnly, sizeof headOnly);
+    expectUnusable(keys + "weights=head\n");
+    writeFile(file("empty"), headOnly, 0);
+    expectUnusable(keys + "weights=empty\n");
+}
+
+TEST_F(WeightLayerTest, refusesBiasesThatReachBeyondTheOutput) {
+    const std::string keys = std::string("inputs=d\nweights=w12\n") + kConvKeys;
+    writeWeightFile(file("threeBiases"), 3, 1, {1, 2, 3});
+    expectUnusable(keys + "biases=threeBiases\n");
+    writeWeightFile(file("wideBias"), 1, 5, {1, 2, 3, 4, 5});
+    expectUnusable(keys + "biases=wideBias\n");
+    const std::int32_t headOnly[2] = {2, 1};
+    writeFile(file("head"), headOnly, sizeof headOnly);
+    expectUnusable(keys + "biases=head\n");
+    writeWeightFile(file("columnBias"), 3, 1, {10, 20, 30});
+    expectUnusable("type=fc\ninputs=d\nweights=fc0\nbiases=columnBias\n");
+}
+
+TEST_F(WeightLayerTest, refusesFullyConnectedWeightsOfAnotherShape) {
+    expectUnusable("type=fc\ninputs=d\nbiases=fcBias\nweights=w12\n");
+    expectUnusable("type=fc\ninputs=d_e\nbiases=fcBias\nweights=fc0\n");
+    writeWeightFile(file("narrow"), 4, 2, std::vector<float>(8, 1));
+    expectUnusable("type=fc\ninputs=d_e\nbiases=fcBias\nweights=fc0_narrow\n");
+}
+
+TEST_F(WeightLayerTest, movesLaterWeightsUpWhereAFileIsMissing) {
+    EXPECT_THROW(run("f", "[f]\ntype=fc\ninputs=d_e\nweights=absent_fc1\nbiases=fcBias\n"),
+                 UnusableWeights);
+    ASSERT_EQ(layer("f").weights.size(), 1U);
+    EXPECT_TRUE(sameFloat(2, layer("f").weights[0]->matrix->data[0])) << "fc1 stands at position 0";
+}
+
+TEST_F(WeightLayerTest, sharesTheMatrixOfAnEarlierLayer) {
+    const std::string keys = std::string("inputs=d\nbiases=bias\n") + kConvKeys;
+    EXPECT_TRUE(sameFloats({101, 102, 103, 104, 202, 204, 206, 208},
+                           run("a_b", "[a]\nweights=w12\n" + keys +
+                                          "[b]\nweights=w56\nweightSourceLayerIndices=2\n"
+                                          "weightSourceMatrixIndices=0\n" +
+                                          keys)));
+    EXPECT_EQ(layer("b").weights[0]->matrix, layer("a").weights[0]->matrix);
+    EXPECT_EQ(layer("b").weights[0]->source, layer("a").weights[0].get());
+    EXPECT_EQ(layer("a").weights[0]->source, nullptr);
+    EXPECT_NE(layer("b").biases->matrix, layer("a").biases->matrix);
+}
+
+TEST_F(WeightLayerTest, sharesAnEarlierMatrixOfItsOwn) {
+    const std::string keys = std::string("biases=bias\n") + kConvKeys;
+    // Layer 3 takes matrix 0 of layer 2, then its own first binding: itself is 3 in the list.
+    EXPECT_TRUE(sameFloats({111, 122, 133, 144, 222, 244, 266, 288},
+                           run("a_b", "[a]\ninputs=d\nweights=w12\n" + keys +
+                                          "[b]\ninputs=d_e\nweightSourceLayerIndices=2_3\n"
+                                          "weightSourceMatrixIndices=0_0\n" +
+                                          keys)));
+    EXPECT_EQ(layer("b").weights[1]->source, layer("b").weights[0].get());
+    EXPECT_EQ(layer("b").weights[1]->matrix, layer("a").weights[0]->matrix);
+}
+
+TEST_F(WeightLayerTest, keepsASharedMatrixWhenTheSharingLayerGoesFirst) {
+    const std::string keys = std::string("inputs=d\nbiases=bias\n") + kConvKeys;
+    run("a_b", "[a]\nweights=w12\n" + keys +
+                   "[b]\nweightSourceLayerIndices=2\nweightSourceMatrixIndices=0\n" + keys);
+    net->layers.pop_back();
+    EXPECT_TRUE(sameFloats({1, 2}, valuesOf(*layer("a").weights[0]->matrix)));
+}

@@ -1,0 +1,78 @@
+// Networks from descriptions of a test's own.
+#ifndef ZOMU_TESTS_SUPPORT_NETS_H
+#define ZOMU_TESTS_SUPPORT_NETS_H
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "description/conv_net.h"
+#include "description/parameters.h"
+#include "matrix/matrix.h"
+
+// Makes `text` the description that getters and layer constructors read.
+inline void describe(const std::string& text) {
+    g_currentNet = 0;
+    parseDescription(g_descriptions[0], text.c_str(), static_cast<std::uint32_t>(text.size()));
+}
+
+inline std::unique_ptr<ConvNet> buildNet(const std::string& text, const std::string& folder = "") {
+    return std::make_unique<ConvNet>(0, text.c_str(), folder);
+}
+
+inline Matrix matrixOf(std::int32_t rows, std::int32_t cols, const std::vector<float>& values) {
+    Matrix matrix(rows, cols);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        matrix.data[i] = values[i];
+    }
+    return matrix;
+}
+
+inline std::vector<float> valuesOf(const Matrix& matrix) {
+    return {matrix.data, matrix.data + matrix.numElements};
+}
+
+inline Layer* layerNamed(ConvNet& net, const std::string& name) {
+    for (const auto& layer : net.layers) {
+        if (layer->name == name) {
+            return layer.get();
+        }
+    }
+    return nullptr;
+}
+
+// Watches a network run: put in front of every layer's `next`, it is told first when a layer is
+// done.
+class FiringProbe : public Layer {
+  public:
+    FiringProbe(Layer& watched, std::vector<std::string>& firedLayers)
+        : Layer(*watched.net, watched.name), fired(firedLayers) {
+        watched.next.insert(watched.next.begin(), this);
+    }
+
+    void computeActs(std::int32_t, float) override {}
+    void inputReady() override { fired.push_back(name); }
+
+  private:
+    std::vector<std::string>& fired;
+};
+
+// Probes on all layers of a network; `fired` then lists their names in the order of firing.
+class FiringOrder {
+  public:
+    explicit FiringOrder(ConvNet& net) {
+        for (const auto& layer : net.layers) {
+            probes.push_back(std::make_unique<FiringProbe>(*layer, fired));
+        }
+    }
+
+    std::vector<std::string> fired;
+
+  private:
+    std::vector<std::unique_ptr<FiringProbe>> probes;
+};
+
+#endif
