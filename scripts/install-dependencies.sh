@@ -10,7 +10,7 @@ packages=(
     # Tools, examples and the demo
     libcairo2-dev libcli11-dev libpng-dev libturbojpeg0-dev fonts-dejavu-core
     # Tests
-    libgtest-dev
+    libgtest-dev locales
     clang clang-tidy libomp-dev # the same floats from a second compiler; lint
 )
 

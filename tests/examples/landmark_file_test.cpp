@@ -1,0 +1,280 @@
+// Landmark files: what is accepted, what is refused with which words, and that floats survive.
+#include "landmark_file.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "library/process.h"
+#include "support/bits.h"
+#include "support/random.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+constexpr std::int32_t kAllIds[] = {0,   1,   2,   3,   4,   5,   6,   9,   10,  11,
+                                    12,  13,  43,  44,  45,  200, 221, 222, 223, 225,
+                                    226, 227, 240, 241, 300, 302, 314, 315, 316};
+
+bool isSide(std::int32_t id) {
+    return id == 240 || id == 241 || id == 315 || id == 316;
+}
+
+// One line for each id; the line of `id` says `instead`.
+std::string linesWith(std::int32_t id, const std::string& instead) {
+    std::string text;
+    for (const std::int32_t each : kAllIds) {
+        text += each == id ? instead : std::to_string(each) + ",1,2\n";
+    }
+    return text;
+}
+
+struct Parsed {
+    bool good;
+    LandmarkRecord record;
+    std::string problem;
+};
+
+Parsed parse(const std::string& text) {
+    const TemporaryFolder folder;
+    const std::string path = folder.prefix() + "a.csv";
+    std::ofstream(path, std::ios::binary) << text;
+    Parsed parsed = {};
+    Problem problem = {};
+    parsed.good = readLandmarks(path.c_str(), &parsed.record, &problem);
+    parsed.problem = problem.text;
+    return parsed;
+}
+
+void expectRecord(const Parsed& parsed, int count) {
+    ASSERT_TRUE(parsed.good) << parsed.problem;
+    EXPECT_EQ(parsed.record.count, count);
+}
+
+LandmarkRecord recordOf(const std::vector<float>& values) {
+    LandmarkRecord record = {};
+    for (const std::int32_t id : kAllIds) {
+        const auto place = static_cast<std::size_t>(record.count);
+        record.entries[record.count++] = {id, values[2 * place], values[2 * place + 1]};
+    }
+    return record;
+}
+
+void expectSameRecord(const LandmarkRecord& actual, const LandmarkRecord& expected) {
+    ASSERT_EQ(actual.count, expected.count);
+    for (int i = 0; i < expected.count; ++i) {
+        EXPECT_EQ(actual.entries[i].id, expected.entries[i].id) << i;
+        EXPECT_TRUE(sameFloat(expected.entries[i].x, actual.entries[i].x)) << i;
+        EXPECT_TRUE(sameFloat(expected.entries[i].y, actual.entries[i].y)) << i;
+    }
+}
+
+void expectRoundTrip(const LandmarkRecord& record) {
+    const TemporaryFolder folder;
+    const std::string path = folder.prefix() + "a.csv";
+    Problem problem = {};
+    ASSERT_TRUE(writeLandmarks(path.c_str(), &record, &problem)) << problem.text;
+    LandmarkRecord back;
+    ASSERT_TRUE(readLandmarks(path.c_str(), &back, &problem)) << problem.text;
+    expectSameRecord(back, record);
+}
+
+}  // namespace
+
+TEST(LandmarkFile, readsTheSample) {
+    LandmarkRecord record;
+    Problem problem = {};
+    ASSERT_TRUE(readLandmarks(ZOMU_SAMPLES "/portrait.csv", &record, &problem)) << problem.text;
+    EXPECT_EQ(record.count, 29);
+    EXPECT_EQ(record.entries[0].id, 0);
+    EXPECT_EQ(record.entries[0].x, 124.5F);
+    EXPECT_EQ(record.entries[0].y, 101.2F);
+    EXPECT_EQ(record.entries[28].id, 316);
+    EXPECT_EQ(record.entries[28].x, 180.5F);
+    EXPECT_EQ(record.entries[28].y, 157.5F);
+}
+
+TEST(LandmarkFile, keepsTheOrderOfTheLines) {
+    std::string text;
+    for (int i = 28; i >= 0; --i) {
+        text += std::to_string(kAllIds[i]) + "," + std::to_string(i) + ".25,-" + std::to_string(i) +
+                "\n";
+    }
+    const Parsed parsed = parse(text);
+    expectRecord(parsed, 29);
+    for (int i = 0; i < 29; ++i) {
+        EXPECT_EQ(parsed.record.entries[i].id, kAllIds[28 - i]);
+        EXPECT_EQ(parsed.record.entries[i].x, static_cast<float>(28 - i) + 0.25F);
+        EXPECT_EQ(parsed.record.entries[i].y, static_cast<float>(i - 28));
+    }
+}
+
+TEST(LandmarkFile, acceptsHeaderBlanksAndLineEndsOfAnyKind) {
+    const std::string lines = linesWith(-1, "");
+    expectRecord(parse(lines), 29);
+    expectRecord(parse(lines.substr(0, lines.size() - 1)), 29);
+    expectRecord(parse("id,x,y\n" + lines), 29);
+    expectRecord(parse("\n\r\n id , x , y \r\n\n" + lines), 29);
+    expectRecord(parse("\xEF\xBB\xBF"
+                       "id,x,y\n" +
+                       lines),
+                 29);
+    std::string windows;
+    for (const char c : lines) {
+        windows += c == '\n' ? "\r\n" : std::string(1, c);
+    }
+    expectRecord(parse(windows), 29);
+    const Parsed spaced = parse(linesWith(6, "  6 ,\t+1.5e1 , -.5 \n\n"));
+    expectRecord(spaced, 29);
+    EXPECT_EQ(spaced.record.entries[6].x, 15.0F);
+    EXPECT_EQ(spaced.record.entries[6].y, -0.5F);
+}
+
+TEST(LandmarkFile, onlySidesOfTheHeadMayBeMissing) {
+    std::string without;
+    for (const std::int32_t id : kAllIds) {
+        without += isSide(id) ? "" : std::to_string(id) + ",1,2\n";
+        const Parsed parsed = parse(linesWith(id, ""));
+        if (isSide(id)) {
+            expectRecord(parsed, 28);
+        } else {
+            EXPECT_FALSE(parsed.good) << id;
+            EXPECT_EQ(parsed.problem, "landmark " + std::to_string(id) + " is missing");
+        }
+    }
+    expectRecord(parse(without), 25);
+}
+
+TEST(LandmarkFile, saysWhatIsMissing) {
+    EXPECT_EQ(parse("").problem, "holds no landmarks");
+    EXPECT_EQ(parse("id,x,y\n\n").problem, "holds no landmarks");
+    EXPECT_EQ(parse("240,1,2\n").problem, "holds no landmarks");
+    EXPECT_EQ(parse("id,x,y\n0,1,2\n3,1,2\n").problem, "23 landmarks are missing, the first is 1");
+}
+
+TEST(LandmarkFile, namesTheLineOfEveryFault) {
+    const struct {
+        const char* line;
+        const char* problem;
+    } faults[] = {{"6,1\n", "line 7: expected id,x,y"},
+                  {"6\n", "line 7: expected id,x,y"},
+                  {"6;1;2\n", "line 7: expected id,x,y"},
+                  {"6,1,2,3\n", "line 7: expected id,x,y"},
+                  {"6,1,2,\n", "line 7: expected id,x,y"},
+                  {"id,x,y\n", "line 7: id is no whole number"},
+                  {"six,1,2\n", "line 7: id is no whole number"},
+                  {",1,2\n", "line 7: id is no whole number"},
+                  {"6.0,1,2\n", "line 7: id is no whole number"},
+                  {"-6,1,2\n", "line 7: id is no whole number"},
+                  {"1000000,1,2\n", "line 7: id is no whole number"},
+                  {"99999999999999999999,1,2\n", "line 7: id is no whole number"},
+                  {"7,1,2\n", "line 7: there is no landmark 7"},
+                  {"317,1,2\n", "line 7: there is no landmark 317"},
+                  {"5,1,2\n", "line 7: landmark 5 stands in line 6 already"},
+                  {"6,,2\n", "line 7: x is no number"},
+                  {"6,1,\n", "line 7: y is no number"},
+                  {"6,one,2\n", "line 7: x is no number"},
+                  {"6,1 5,2\n", "line 7: x is no number"},
+                  {"6,1,0x10\n", "line 7: y is no number"},
+                  {"6,1,nan\n", "line 7: y is no number"},
+                  {"6,inf,1\n", "line 7: x is no number"},
+                  {"6,1,1e\n", "line 7: y is no number"},
+                  {"6,1,--1\n", "line 7: y is no number"},
+                  {"6,1,1e39\n", "line 7: y is too large"},
+                  {"6,-1e999,1\n", "line 7: x is too large"}};
+    for (const auto& fault : faults) {
+        const Parsed parsed = parse(linesWith(6, fault.line));
+        EXPECT_FALSE(parsed.good) << fault.line;
+        EXPECT_EQ(parsed.problem, fault.problem) << fault.line;
+    }
+    EXPECT_EQ(parse(linesWith(6, std::string("6,1\0,2\n", 7))).problem, "line 7: x is no number");
+    EXPECT_EQ(parse(linesWith(6, "6," + std::string(100, '1') + ",2\n")).problem,
+              "line 7: x is no number");
+    // Blank lines and the header count.
+    EXPECT_EQ(parse("\nid,x,y\n\n0,1\n").problem, "line 4: expected id,x,y");
+    EXPECT_EQ(parse("id,x,y\nid,x,y\n").problem, "line 2: id is no whole number");
+    // There is no thirtieth landmark, so that one line too many repeats another.
+    EXPECT_EQ(parse(linesWith(-1, "") + "316,1,2\n").problem,
+              "line 30: landmark 316 stands in line 29 already");
+}
+
+TEST(LandmarkFile, missingAndEndlessFilesAreReported) {
+    LandmarkRecord record;
+    Problem problem = {};
+    EXPECT_FALSE(readLandmarks("/nowhere/at/all.csv", &record, &problem));
+    EXPECT_EQ(std::string(problem.text), "cannot be opened: No such file or directory");
+    EXPECT_FALSE(readLandmarks("/dev/zero", &record, &problem));
+    EXPECT_EQ(std::string(problem.text), "is larger than 1048576 bytes");
+}
+
+TEST(LandmarkFile, writtenFloatsComeBackToTheBit) {
+    Random random(11);
+    for (int round = 0; round < 200; ++round) {
+        std::vector<float> values = random.floats(58, -50, 4000);
+        for (std::size_t i = 0; i < values.size(); i += 3) {
+            const float any = random.anyFloat();
+            values[i] = std::isfinite(any) ? any : 0.1F;
+        }
+        expectRoundTrip(recordOf(values));
+    }
+    std::vector<float> extremes(58, -0.0F);
+    extremes[0] = std::numeric_limits<float>::max();
+    extremes[1] = std::numeric_limits<float>::lowest();
+    extremes[2] = std::numeric_limits<float>::min();
+    extremes[3] = std::numeric_limits<float>::denorm_min();
+    extremes[4] = 16777217.0F;
+    expectRoundTrip(recordOf(extremes));
+}
+
+TEST(LandmarkFile, longestLinesFit) {
+    expectRoundTrip(recordOf(std::vector<float>(58, -1.23456789e-38F)));
+}
+
+TEST(LandmarkFile, writesAHeaderAndPlainNumbers) {
+    const TemporaryFolder folder;
+    const std::string path = folder.prefix() + "a.csv";
+    LandmarkRecord record = {};
+    record.count = 2;
+    record.entries[0] = {316, 180.5F, -3.0F};
+    record.entries[1] = {0, 0.1F, 1e10F};
+    Problem problem = {};
+    ASSERT_TRUE(writeLandmarks(path.c_str(), &record, &problem));
+    EXPECT_EQ(readFile(path), "id,x,y\n316,180.5,-3\n0,0.100000001,1e+10\n");
+}
+
+TEST(LandmarkFile, whatCannotBeWrittenIsReported) {
+    LandmarkRecord record = recordOf(std::vector<float>(58, 1.0F));
+    Problem problem = {};
+    EXPECT_FALSE(writeLandmarks("/dev/full", &record, &problem));
+    EXPECT_EQ(std::string(problem.text), "cannot be written: No space left on device");
+    for (const std::int32_t count : {30, -1}) {
+        record.count = count;
+        EXPECT_FALSE(writeLandmarks("/dev/null", &record, &problem));
+        EXPECT_EQ(std::string(problem.text),
+                  "cannot be written: " + std::to_string(count) + " landmarks");
+    }
+}
+
+TEST(LandmarkFile, localeOfTheHostDoesNotMatter) {
+    const TemporaryFolder folder;
+    runProcess({"localedef", "-i", "de_DE", "-f", "UTF-8", folder.prefix() + "de_DE.UTF-8"}, {});
+    setenv("LOCPATH", folder.path().c_str(), 1);
+    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {
+        GTEST_SKIP() << "no locale with a decimal comma can be made here";
+    }
+    char comma[16];
+    std::snprintf(comma, sizeof comma, "%.1f", 0.5);
+    EXPECT_STREQ(comma, "0,5");
+    expectRoundTrip(recordOf(std::vector<float>(58, 12.75F)));
+    std::snprintf(comma, sizeof comma, "%.1f", 0.5);
+    EXPECT_STREQ(comma, "0,5") << "the host's locale is back";
+    std::setlocale(LC_ALL, "C");
+}

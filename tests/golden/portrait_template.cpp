@@ -1,0 +1,38 @@
+#include "golden/portrait_template.h"
+
+#include <cstdlib>
+#include <stdexcept>
+
+#include "landmark_file.h"
+#include "model_maker.h"
+#include "service/model_tables.h"
+
+Portrait::Portrait() : picture(), landmarks() {
+    Problem problem;
+    if (!readPicture(ZOMU_EXAMPLE_DATA "/portrait.png", &picture, &problem) ||
+        !readLandmarks(ZOMU_EXAMPLE_DATA "/portrait.csv", &landmarks, &problem)) {
+        throw std::runtime_error(problem.text);
+    }
+}
+
+Portrait::~Portrait() {
+    freePicture(&picture);
+}
+
+FaceTemplate extractPortrait(const Portrait& portrait, const std::string& parent) {
+    ModelRequest request;
+    request.folder = parent + kModelFolderName;
+    request.seed = kGoldenSeed;
+    request.weights = WeightKind::integer;
+    makeModel(request, [](int, int, const std::string&) {});
+
+    setenv("TMPDIR", parent.c_str(), 1);
+    attachLibrary();
+    ZomuContext* context = ZomuCreate();
+    FaceTemplate result;
+    ZomuExtractTemplate(context, portrait.picture.pixels, portrait.picture.width,
+                        portrait.picture.height, portrait.picture.stride, &portrait.landmarks,
+                        &result);
+    ZomuDestroy(context);
+    return result;
+}

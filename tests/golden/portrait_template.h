@@ -1,0 +1,28 @@
+// The template of the sample portrait under an integer model: the same bits on every machine.
+#ifndef ZOMU_TESTS_GOLDEN_PORTRAIT_TEMPLATE_H
+#define ZOMU_TESTS_GOLDEN_PORTRAIT_TEMPLATE_H
+
+#include <cstdint>
+#include <string>
+
+#include "picture_file.h"
+#include "zomu.h"
+
+// Everything the template depends on besides the code.
+constexpr std::uint64_t kGoldenSeed = 1;  // of the integer model
+
+struct Portrait {
+    Portrait();
+    ~Portrait();
+    Portrait(const Portrait&) = delete;
+    Portrait& operator=(const Portrait&) = delete;
+
+    Picture picture;
+    LandmarkRecord landmarks;
+};
+
+// Makes the integer model in a temporary folder `parent` (a separator at its end), loads the tables
+// from there, and extracts.
+FaceTemplate extractPortrait(const Portrait& portrait, const std::string& parent);
+
+#endif

@@ -1,0 +1,106 @@
+// Several threads of the host in the library at once.
+#include <atomic>
+#include <barrier>
+#include <cstring>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "library/host/host.h"
+
+static constexpr int kSceneCount = 4;
+
+using Templates = std::vector<FaceTemplate>;
+
+// Two contexts on two threads, which meet the faces in opposite order. Keeps the templates that one
+// context gave before, alone; then those of either thread, all in the order of the faces.
+static void extractOnTwoThreads(Host& host) {
+    const Library library(host.libraryPath);
+    const Context a(library);
+    const Context b(library);
+    for (int number = 0; number < kSceneCount; ++number) {
+        host.keep(a.extract(scene(number)));
+    }
+
+    std::barrier start(2);
+    Templates fromA(kSceneCount);
+    Templates fromB(kSceneCount);
+    std::thread threadA([&] {
+        start.arrive_and_wait();
+        for (int number = 0; number < kSceneCount; ++number) {
+            fromA[static_cast<std::size_t>(number)] = a.extract(scene(number));
+        }
+    });
+    std::thread threadB([&] {
+        start.arrive_and_wait();
+        for (int number = kSceneCount - 1; number >= 0; --number) {
+            fromB[static_cast<std::size_t>(number)] = b.extract(scene(number));
+        }
+    });
+    threadA.join();
+    threadB.join();
+    for (const Templates& templates : {fromA, fromB}) {
+        for (const FaceTemplate& face : templates) {
+            host.keep(face);
+        }
+    }
+}
+
+// One thread extracts until another has built two contexts. Keeps the template from before, the
+// number of templates that differed from it meanwhile, and the template of each new context.
+static void createBesideExtraction(Host& host) {
+    const Library library(host.libraryPath);
+    const Context old(library);
+    const Scene face = scene(0);
+    const FaceTemplate before = old.extract(face);
+
+    std::atomic<bool> isBuilt = false;
+    std::atomic<int> extractions = 0;
+    int differences = 0;
+    std::thread extracting([&] {
+        while (!isBuilt || extractions < 2) {
+            const FaceTemplate meanwhile = old.extract(face);
+            differences += std::memcmp(&before, &meanwhile, sizeof before) != 0 ? 1 : 0;
+            ++extractions;
+        }
+    });
+    while (extractions == 0) {
+        std::this_thread::yield();
+    }
+    const Context first(library);
+    const Context second(library);
+    isBuilt = true;
+    extracting.join();
+    host.keep(before);
+    host.keep(static_cast<float>(differences));
+    host.keep(first.extract(face));
+    host.keep(second.extract(face));
+}
+
+// N threads create at the same moment; then each context gives its template, one after the other.
+static void createOnThreads(Host& host) {
+    const Library library(host.libraryPath);
+    const int count = host.number(0);
+    std::vector<std::unique_ptr<Context>> contexts(static_cast<std::size_t>(count));
+    std::barrier start(count);
+    std::vector<std::thread> threads;
+    for (auto& context : contexts) {
+        threads.emplace_back([&] {
+            start.arrive_and_wait();
+            context = std::make_unique<Context>(library);
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (const auto& context : contexts) {
+        host.keep(context->extract(scene(0)));
+    }
+}
+
+const Scenario kThreadScenarios[] = {
+    {"extract-on-two-threads", extractOnTwoThreads},
+    {"create-beside-extraction", createBesideExtraction},
+    {"create-on-threads", createOnThreads},
+    {nullptr, nullptr},
+};

@@ -1,0 +1,137 @@
+#include "library/host_run.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "support/bits.h"
+#include "support/model_folder.h"
+#include "support/temporary_folder.h"
+
+HostRun runHost(const Variables& variables, const std::vector<std::string>& scenario) {
+    const TemporaryFolder folder;
+    const std::string resultsPath = folder.prefix() + "results";
+    std::vector<std::string> command = {ZOMU_HOST, ZOMU_LIBRARY, resultsPath};
+    command.insert(command.end(), scenario.begin(), scenario.end());
+
+    HostRun run;
+    static_cast<ProcessResult&>(run) = runProcess(command, variables);
+    const std::string bytes = readFile(resultsPath);
+    run.results.resize(bytes.size() / sizeof(float));
+    std::memcpy(run.results.data(), bytes.data(), run.results.size() * sizeof(float));
+    return run;
+}
+
+HostRun runHost(const std::string& temporaryDirectory, const std::vector<std::string>& scenario) {
+    return runHost(Variables{{"TMPDIR", temporaryDirectory}}, scenario);
+}
+
+std::string sharedTemporaryDirectory() {
+    return ZOMU_TEST_MODEL;
+}
+
+std::string sharedModelDir() {
+    return sharedTemporaryDirectory() + "/~zvplugintmp~/";
+}
+
+// The first line in which two texts differ, for a message that can be read.
+static testing::AssertionResult sameLines(const std::string& expected, const std::string& actual) {
+    if (expected == actual) {
+        return testing::AssertionSuccess();
+    }
+    std::size_t lineStart = 0;
+    int line = 1;
+    for (std::size_t i = 0; i < expected.size() && i < actual.size(); ++i) {
+        if (expected[i] != actual[i]) {
+            break;
+        }
+        if (expected[i] == '\n') {
+            lineStart = i + 1;
+            ++line;
+        }
+    }
+    const auto lineAt = [lineStart](const std::string& text) {
+        return text.substr(lineStart, text.find('\n', lineStart) - lineStart);
+    };
+    return testing::AssertionFailure()
+           << "standard output differs first in line " << line
+           << "\n  expected: " << lineAt(expected) << "\n  actual:   " << lineAt(actual);
+}
+
+testing::AssertionResult ended(const HostRun& run, const std::string& lines,
+                               std::size_t resultCount) {
+    if (run.exitStatus != 0) {
+        return testing::AssertionFailure()
+               << "exit status " << run.exitStatus << ", signal " << run.signal
+               << "\nstandard error: " << run.err << "\nstandard output: " << run.out;
+    }
+    if (!run.err.empty()) {
+        return testing::AssertionFailure() << "standard error: " << run.err;
+    }
+    if (run.results.size() != resultCount) {
+        return testing::AssertionFailure()
+               << "expected " << resultCount << " floats, actual " << run.results.size();
+    }
+    return sameLines(lines, run.out);
+}
+
+testing::AssertionResult isNanTemplate(const HostRun& run, std::size_t first) {
+    for (std::size_t i = 0; i < kTemplateSize; ++i) {
+        const float value = run.results.at(first * kTemplateSize + i);
+        if (!std::isnan(value)) {
+            return testing::AssertionFailure()
+                   << "expected NaN at index " << i << ", actual " << hexFloat(value);
+        }
+    }
+    return testing::AssertionSuccess();
+}
+
+testing::AssertionResult isFiniteTemplate(const HostRun& run, std::size_t first) {
+    bool isZero = true;
+    for (std::size_t i = 0; i < kTemplateSize; ++i) {
+        const float value = run.results.at(first * kTemplateSize + i);
+        if (!std::isfinite(value)) {
+            return testing::AssertionFailure()
+                   << "expected a finite value at index " << i << ", actual " << hexFloat(value);
+        }
+        isZero = isZero && value == 0.0F;
+    }
+    return isZero ? testing::AssertionFailure() << "all 502 values are zero"
+                  : testing::AssertionSuccess();
+}
+
+testing::AssertionResult sameTemplate(const HostRun& expectedRun, std::size_t other,
+                                      const HostRun& run, std::size_t first) {
+    if (expectedRun.results.size() < (other + 1) * kTemplateSize ||
+        run.results.size() < (first + 1) * kTemplateSize) {
+        return testing::AssertionFailure() << "no such template";
+    }
+    return sameFloats(expectedRun.results.data() + other * kTemplateSize,
+                      run.results.data() + first * kTemplateSize, kTemplateSize);
+}
+
+std::string failureLine(const std::string& path) {
+    return "load " + path + " failed\n";
+}
+
+// Two separators in a row: the folder's name ends in one, and the names of tables start with one.
+std::string tableLines(const std::string& tempPath) {
+    const std::string start = tempPath + "/~zvplugintmp~//";
+    std::string lines;
+    for (int number = 1; number <= 25; ++number) {
+        lines += failureLine(start + "0-" + std::to_string(number) + "-0");
+    }
+    for (const char* name : {"6-0", "6-1", "6-2"}) {
+        lines += failureLine(start + name);
+    }
+    return lines;
+}
+
+std::string weightLines(const std::string& tempPath) {
+    std::string lines;
+    for (int number = 1; number <= 25; ++number) {
+        for (const WeightFile& file : weightFilesOf(number)) {
+            lines += failureLine(tempPath + "/~zvplugintmp~/" + file.name(number));
+        }
+    }
+    return lines;
+}

@@ -1,0 +1,316 @@
+// What happens while the library is loaded: where it looks, what it reads, what it says.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "library/host_run.h"
+#include "library/model_variant.h"
+#include "support/bits.h"
+#include "support/random.h"
+#include "support/temporary_folder.h"
+
+TEST(Loading, absentFolderGives28LinesInTheOrderOfLoading) {
+    const TemporaryFolder empty;
+    const HostRun run = runHost(empty.path().string(), {"load"});
+    EXPECT_TRUE(ended(run, tableLines(empty.path().string()), 0));
+    EXPECT_EQ(run.out.substr(0, run.out.find('\n')),
+              "load " + empty.path().string() + "/~zvplugintmp~//0-1-0 failed");
+}
+
+TEST(Loading, completeFolderGivesNoLine) {
+    EXPECT_TRUE(ended(runHost(sharedTemporaryDirectory(), {"load"}), "", 0));
+}
+
+TEST(Loading, folderIsNeitherMadeNorChanged) {
+    const TemporaryFolder empty;
+    runHost(empty.path().string(), {"extract", "1"});
+    EXPECT_TRUE(std::filesystem::is_empty(empty.path()));
+}
+
+struct SearchCase {
+    const char* name;
+    Variables variables;
+    std::string tempPath;
+};
+
+class TemporaryDirectory : public testing::TestWithParam<SearchCase> {};
+
+TEST_P(TemporaryDirectory, isTheFirstVariableThatIsSetAndNotEmpty) {
+    const SearchCase& search = GetParam();
+    if (std::filesystem::exists(search.tempPath + "/~zvplugintmp~")) {
+        GTEST_SKIP() << "a model folder stands in " << search.tempPath;
+    }
+    EXPECT_TRUE(ended(runHost(search.variables, {"load"}), tableLines(search.tempPath), 0));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Loading, TemporaryDirectory,
+    testing::Values(
+        SearchCase{"tmpdirFirst",
+                   {{"TEMPDIR", "/no/4"}, {"TEMP", "/no/3"}, {"TMP", "/no/2"}, {"TMPDIR", "/no/1"}},
+                   "/no/1"},
+        SearchCase{
+            "tmpSecond", {{"TEMPDIR", "/no/4"}, {"TEMP", "/no/3"}, {"TMP", "/no/2"}}, "/no/2"},
+        SearchCase{"tempThird", {{"TEMPDIR", "/no/4"}, {"TEMP", "/no/3"}}, "/no/3"},
+        SearchCase{"tempdirFourth", {{"TEMPDIR", "/no/4"}}, "/no/4"},
+        SearchCase{"slashTmpLast", {}, "/tmp"},
+        SearchCase{"emptyTmpdirIsSkipped", {{"TMPDIR", ""}, {"TMP", "/no/2"}}, "/no/2"},
+        SearchCase{
+            "allEmpty", {{"TMPDIR", ""}, {"TMP", ""}, {"TEMP", ""}, {"TEMPDIR", ""}}, "/tmp"},
+        SearchCase{"finalSeparatorStaysSingle", {{"TMPDIR", "/no/1/"}}, "/no/1"},
+        SearchCase{"onlyTheLastSeparatorIsCut", {{"TMPDIR", "/no/1//"}}, "/no/1/"},
+        SearchCase{"root", {{"TMPDIR", "/"}}, ""},
+        SearchCase{"relative", {{"TMPDIR", "no-such-folder/below"}}, "no-such-folder/below"},
+        SearchCase{"relativeWithoutSeparator", {{"TMPDIR", "no-such-folder"}}, "no-such-folder"},
+        SearchCase{"percentSigns", {{"TMPDIR", "/no/%s%n%d"}}, "/no/%s%n%d"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(Loading, relativeTemporaryDirectoryIsSeenFromTheCurrentOne) {
+    const std::string relative =
+        std::filesystem::relative(sharedTemporaryDirectory(), std::filesystem::current_path());
+    EXPECT_TRUE(ended(runHost(relative, {"load"}), "", 0));
+}
+
+// "/no/aaa..." of `length` bytes.
+static std::string directoryOfLength(std::size_t length) {
+    std::string path = "/no/";
+    path.resize(length, 'a');
+    return path;
+}
+
+// Ended as a fatal error ends a process, with a word on standard error and `lines` on output.
+static testing::AssertionResult aborted(const HostRun& run, const std::string& lines,
+                                        const std::string& word) {
+    if (run.signal != SIGABRT || run.err.find(word) == std::string::npos || run.out != lines) {
+        return testing::AssertionFailure()
+               << "exit status " << run.exitStatus << ", signal " << run.signal
+               << "\nstandard error: " << run.err << "\nstandard output: " << run.out;
+    }
+    return testing::AssertionSuccess();
+}
+
+// A path has room for 259 bytes: 16 of the folder's name and the separators, then the file's name.
+TEST(Loading, longestTemporaryDirectoryHas237Bytes) {
+    const std::string directory = directoryOfLength(237);
+    EXPECT_TRUE(ended(runHost(directory, {"load"}), tableLines(directory), 0));
+}
+
+TEST(Loading, pathOf260BytesEndsTheProcessAfterTheLinesBeforeIt) {
+    const std::string directory = directoryOfLength(238);
+    std::string lines = tableLines(directory);
+    lines.resize(lines.find("load " + directory + "/~zvplugintmp~//0-10-0"));
+    EXPECT_TRUE(aborted(runHost(directory, {"load"}), lines, "259 bytes"));
+}
+
+TEST(Loading, temporaryDirectoryOf255BytesWithItsSeparatorIsTheLongestThatIsLookedAt) {
+    const std::string inPath = "259 bytes";
+    EXPECT_TRUE(aborted(runHost(directoryOfLength(254), {"load"}), "", inPath));
+    EXPECT_TRUE(aborted(runHost(directoryOfLength(254) + "/", {"load"}), "", inPath));
+    const std::string inQuery = "255 bytes";
+    EXPECT_TRUE(aborted(runHost(directoryOfLength(255), {"load"}), "", inQuery));
+    EXPECT_TRUE(aborted(runHost(directoryOfLength(255) + "/", {"load"}), "", inQuery));
+    EXPECT_TRUE(aborted(runHost(directoryOfLength(5000), {"load"}), "", inQuery));
+}
+
+TEST(Loading, foldersInPlaceOfFilesCountAsUnopenable) {
+    ModelVariant model;
+    std::string tables;
+    for (const char* name : {"0-1-0", "0-25-0", "6-0", "6-2"}) {
+        model.replaceByFolder(name);
+        tables += failureLine(model.modelDir() + "/" + name);
+    }
+    model.replaceByFolder("1-1-1");
+    model.replaceByFolder("5-25-3");
+    const std::string weights =
+        failureLine(model.pathOf("1-1-1")) + failureLine(model.pathOf("5-25-3"));
+    EXPECT_TRUE(
+        ended(runHost(model.temporaryDirectory(), {"extract", "1"}), tables + weights, 502));
+}
+
+static HostRun runWith(const ModelVariant& model) {
+    return runHost(model.temporaryDirectory(), {"extract", "1"});
+}
+
+static HostRun runWithAll() {
+    return runHost(sharedTemporaryDirectory(), {"extract", "1"});
+}
+
+static void expectSameTemplates(const HostRun& expected, const HostRun& run) {
+    ASSERT_TRUE(ended(expected, "", kTemplateSize));
+    ASSERT_TRUE(ended(run, "", kTemplateSize));
+    EXPECT_TRUE(isFiniteTemplate(run, 0));
+    EXPECT_TRUE(sameTemplate(expected, 0, run, 0));
+}
+
+// To make sure that the file in question matters at all.
+static void expectOtherTemplates(const HostRun& first, const HostRun& second) {
+    EXPECT_FALSE(sameTemplate(first, 0, second, 0)) << "the file has no effect";
+}
+
+// 2000 floats remain. They act, and the rest of the table is zero.
+TEST(Loading, shortProjectionKeepsWhatWasThere) {
+    ModelVariant cut;
+    cut.resize("6-1", 8000);
+    ModelVariant zeros;
+    zeros.zeroFrom("6-1", 8000);
+    const HostRun run = runWith(cut);
+    expectSameTemplates(runWith(zeros), run);
+
+    const HostRun whole = runWithAll();
+    ASSERT_TRUE(ended(whole, "", kTemplateSize));
+    EXPECT_TRUE(sameFloats(whole.results.data(), run.results.data(), 500));
+    EXPECT_GT(run.results[500], 0.0F);
+    EXPECT_NE(run.results[500], whole.results[500]);
+    EXPECT_TRUE(sameFloat(whole.results[501], run.results[501]));
+}
+
+TEST(Loading, shortFeatureMeanKeepsWhatWasThere) {
+    ModelVariant cut;
+    cut.resize("6-0", 10002);  // in the middle of float 2500
+    ModelVariant zeros;
+    zeros.zeroFrom("6-0", 10002);
+    const HostRun run = runWith(cut);
+    expectSameTemplates(runWith(zeros), run);
+    expectOtherTemplates(runWithAll(), run);
+}
+
+TEST(Loading, missingProjectionsGiveATemplateOfZeros) {
+    ModelVariant model;
+    model.removeAll({"6-1", "6-2"});
+    const HostRun run = runWith(model);
+    const std::string lines =
+        failureLine(model.modelDir() + "/6-1") + failureLine(model.modelDir() + "/6-2");
+    ASSERT_TRUE(ended(run, lines, kTemplateSize));
+    for (const float value : run.results) {
+        EXPECT_EQ(value, 0.0F);
+    }
+}
+
+TEST(Loading, excessBehindATableIsNotRead) {
+    ModelVariant model;
+    const std::string excess(64, '\x7F');
+    for (const char* name : {"0-25-0", "6-0", "6-1", "6-2"}) {
+        model.replaceByBytes(name, readFile(sharedModelDir() + name) + excess);
+    }
+    expectSameTemplates(runWithAll(), runWith(model));
+}
+
+// A mean image file: what it says and what it has.
+static std::string meanImageBytes(std::int32_t count, const std::vector<float>& values) {
+    std::string bytes(reinterpret_cast<const char*>(&count), sizeof count);
+    bytes.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(float));
+    return bytes;
+}
+
+// The file of network 12 in turn: nothing at all, less than its count, no floats, fewer than none.
+TEST(Loading, meanImageWithoutFloatsLeavesZeros) {
+    ModelVariant zeros;
+    zeros.replaceByBytes("0-12-0", meanImageBytes(2209, std::vector<float>(2209, 0.0F)));
+    const HostRun expected = runWith(zeros);
+    expectOtherTemplates(runWithAll(), expected);
+    const std::vector<float> values(2209, 100.0F);
+    for (const std::string& bytes :
+         {std::string(), std::string("\x10\x20\x01"), meanImageBytes(2209, {}),
+          meanImageBytes(0, values), meanImageBytes(-1, values),
+          meanImageBytes(INT32_MIN, values)}) {
+        SCOPED_TRACE(bytes.size());
+        ModelVariant model;
+        model.replaceByBytes("0-12-0", bytes);
+        expectSameTemplates(expected, runWith(model));
+    }
+}
+
+TEST(Loading, shortMeanImageKeepsWhatWasThere) {
+    ModelVariant cut;
+    cut.resize("0-12-0", 4 + 4 * 1000);
+    ModelVariant zeros;
+    zeros.zeroFrom("0-12-0", 4 + 4 * 1000);
+    const HostRun run = runWith(cut);
+    expectSameTemplates(runWith(zeros), run);
+    expectOtherTemplates(runWithAll(), run);
+}
+
+static std::string concatenated(std::vector<float> first, const std::vector<float>& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return meanImageBytes(static_cast<std::int32_t>(first.size()), first);
+}
+
+// Slot 11 has room for 9075 floats, of which patch 11 uses 2209. Slot 12 has a file of its own.
+TEST(Loading, meanImageBeyondItsSlotIsOverwrittenByTheNextFile) {
+    const std::string original = readFile(sharedModelDir() + "0-12-0");
+    std::vector<float> values(9075, 7.0F);
+    std::memcpy(values.data(), original.data() + 4, original.size() - 4);
+    ModelVariant model;
+    model.replaceByBytes("0-12-0", concatenated(values, std::vector<float>(2209, 33.0F)));
+    expectSameTemplates(runWithAll(), runWith(model));
+}
+
+TEST(Loading, meanImageBeyondItsSlotServesTheNextWhereThatFileHasNone) {
+    Random random(3);
+    const std::vector<float> next = random.floats(2209, 90, 150);
+    const std::string original = readFile(sharedModelDir() + "0-12-0");
+    std::vector<float> values(9075, 7.0F);
+    std::memcpy(values.data(), original.data() + 4, original.size() - 4);
+    ModelVariant running;
+    running.replaceByBytes("0-12-0", concatenated(values, next));
+    running.replaceByBytes("0-13-0", "");
+    ModelVariant separate;
+    separate.replaceByBytes("0-13-0", meanImageBytes(2209, next));
+    const HostRun run = runWith(running);
+    expectSameTemplates(runWith(separate), run);
+    expectOtherTemplates(runWithAll(), run);
+}
+
+// Behind the last slot other tables begin, which no mean image may reach. Their own files would
+// hide what has been overwritten, so that these are missing.
+TEST(Loading, meanImageBeyondTheLastSlotEndsThere) {
+    const std::string original = readFile(sharedModelDir() + "0-25-0");
+    std::vector<float> values(50000, 7.0F);
+    std::memcpy(values.data(), original.data() + 4, original.size() - 4);
+    using Names = std::vector<std::string>;
+    for (const Names& missing : {Names{"6-0"}, Names{"6-1", "6-2"}}) {
+        ModelVariant unhurt;
+        unhurt.removeAll(missing);
+        const HostRun expected = runWith(unhurt);
+        for (const std::int32_t count : {9076, 50000, INT32_MAX}) {
+            SCOPED_TRACE(missing[0] + " missing, count " + std::to_string(count));
+            ModelVariant model;
+            model.replaceByBytes("0-25-0", meanImageBytes(count, values));
+            model.removeAll(missing);
+            const HostRun run = runWith(model);
+            EXPECT_EQ(run.exitStatus, 0) << "signal " << run.signal;
+            EXPECT_TRUE(sameTemplate(expected, 0, run, 0));
+        }
+    }
+}
+
+TEST(Loading, tablesAreNotReadAgain) {
+    ModelVariant model;
+    std::vector<std::string> scenario = {"extract-after-removing"};
+    for (const std::string& name : tableNames()) {
+        scenario.push_back(model.pathOf(name));
+    }
+    expectSameTemplates(runWithAll(), runHost(model.temporaryDirectory(), scenario));
+    EXPECT_FALSE(std::filesystem::exists(model.pathOf("6-2")));
+}
+
+TEST(Loading, folderRemovedBeforeTheCreateGivesTheLinesOfTheWeightsOnly) {
+    ModelVariant model;
+    const HostRun run =
+        runHost(model.temporaryDirectory(), {"extract-after-removing", model.modelDir()});
+    ASSERT_TRUE(ended(run, weightLines(model.temporaryDirectory()), kTemplateSize));
+    EXPECT_TRUE(isNanTemplate(run, 0));
+}
+
+TEST(Loading, libraryCanBeClosedAndOpenedAgain) {
+    const HostRun whole = runWithAll();
+    const HostRun run = runHost(sharedTemporaryDirectory(), {"reload"});
+    ASSERT_TRUE(ended(run, "", 3 * kTemplateSize));
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_TRUE(sameTemplate(whole, 0, run, i));
+    }
+}

@@ -1,0 +1,101 @@
+#include "library/process.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "support/temporary_folder.h"
+
+// A run takes a fraction of a second. One that still goes on after this time hangs.
+static constexpr unsigned kSecondsToRun = 100;
+
+static bool isLeftOut(const std::string& variable) {
+    for (const char* start : {"TMPDIR=", "TMP=", "TEMP=", "TEMPDIR=", "OMP_", "GOMP_"}) {
+        if (variable.rfind(start, 0) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+static std::vector<std::string> environmentWith(const Variables& variables) {
+    std::vector<std::string> environment;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        if (!isLeftOut(*variable)) {
+            environment.emplace_back(*variable);
+        }
+    }
+    for (const auto& [name, value] : variables) {
+        environment.push_back(name + "=" + value);
+    }
+    return environment;
+}
+
+static std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+static void sendTo(const std::string& path, int descriptor) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (file < 0 || dup2(file, descriptor) < 0) {
+        _exit(127);
+    }
+}
+
+// Some of these programs are meant to be ended by a signal: no core files. The alarm outlives the
+// exec.
+[[noreturn]] static void becomeProgram(const std::vector<char*>& arguments,
+                                       const std::vector<char*>& environment,
+                                       const std::string& outPath, const std::string& errPath) {
+    const rlimit noCore = {0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    alarm(kSecondsToRun);
+    sendTo(outPath, STDOUT_FILENO);
+    sendTo(errPath, STDERR_FILENO);
+    execvpe(arguments[0], arguments.data(), environment.data());
+    _exit(127);
+}
+
+ProcessResult runProcess(const std::vector<std::string>& command, const Variables& variables) {
+    // Files rather than pipes: there is nothing to keep empty while the program runs.
+    const TemporaryFolder folder;
+    const std::string outPath = folder.prefix() + "out";
+    const std::string errPath = folder.prefix() + "err";
+    std::vector<std::string> words = command;
+    std::vector<std::string> environment = environmentWith(variables);
+    const std::vector<char*> wordPointers = pointersTo(words);
+    const std::vector<char*> environmentPointers = pointersTo(environment);
+
+    const pid_t child = fork();
+    if (child == 0) {
+        becomeProgram(wordPointers, environmentPointers, outPath, errPath);
+    }
+    int status = 0;
+    if (child < 0 || waitpid(child, &status, 0) != child) {
+        throw std::runtime_error("cannot run " + command[0]);
+    }
+    ProcessResult result;
+    if (WIFEXITED(status)) {
+        result.exitStatus = WEXITSTATUS(status);
+    } else {
+        result.signal = WTERMSIG(status);
+    }
+    result.out = readFile(outPath);
+    result.err = readFile(errPath);
+    return result;
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}

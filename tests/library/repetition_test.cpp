@@ -1,0 +1,118 @@
+// The same bits again: in later calls, in other contexts, beside other threads, with teams of any
+// size. And the same memory.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "library/host_run.h"
+#include "support/temporary_folder.h"
+
+static HostRun plainRun() {
+    return runHost(sharedTemporaryDirectory(), {"extract", "1"});
+}
+
+TEST(Repetition, laterCallsGiveTheSameTemplate) {
+    const HostRun run = runHost(sharedTemporaryDirectory(), {"extract", "20"});
+    ASSERT_TRUE(ended(run, "", 20 * kTemplateSize));
+    EXPECT_TRUE(isFiniteTemplate(run, 0));
+    for (std::size_t i = 1; i < 20; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_TRUE(sameTemplate(run, 0, run, i));
+    }
+}
+
+TEST(Repetition, secondContextGivesTheSameTemplate) {
+    const HostRun run = runHost(sharedTemporaryDirectory(), {"extract-with-two-contexts"});
+    ASSERT_TRUE(ended(run, "", 3 * kTemplateSize));
+    EXPECT_TRUE(sameTemplate(plainRun(), 0, run, 0));
+    EXPECT_TRUE(sameTemplate(run, 0, run, 1));
+    EXPECT_TRUE(sameTemplate(run, 0, run, 2));
+}
+
+TEST(Repetition, contextsWorkBesideEachOther) {
+    constexpr std::size_t kScenes = 4;
+    const HostRun run = runHost(sharedTemporaryDirectory(), {"extract-on-two-threads"});
+    ASSERT_TRUE(ended(run, "", 3 * kScenes * kTemplateSize));
+    for (std::size_t scene = 0; scene < kScenes; ++scene) {
+        SCOPED_TRACE(scene);
+        EXPECT_TRUE(isFiniteTemplate(run, scene));
+        EXPECT_TRUE(sameTemplate(run, scene, run, kScenes + scene));
+        EXPECT_TRUE(sameTemplate(run, scene, run, 2 * kScenes + scene));
+    }
+    EXPECT_FALSE(sameTemplate(run, 0, run, 1));
+}
+
+TEST(Repetition, createAndExtractionMayOverlap) {
+    const HostRun run = runHost(sharedTemporaryDirectory(), {"create-beside-extraction"});
+    ASSERT_TRUE(ended(run, "", 3 * kTemplateSize + 1));
+    EXPECT_EQ(run.results[kTemplateSize], 0.0F) << "templates differed during the create";
+    HostRun created = run;
+    created.results.erase(created.results.begin() + kTemplateSize);
+    EXPECT_TRUE(sameTemplate(plainRun(), 0, created, 0));
+    EXPECT_TRUE(sameTemplate(created, 0, created, 1));
+    EXPECT_TRUE(sameTemplate(created, 0, created, 2));
+}
+
+TEST(Repetition, overlappingCreatesGiveGoodContexts) {
+    const HostRun run = runHost(sharedTemporaryDirectory(), {"create-on-threads", "4"});
+    ASSERT_TRUE(ended(run, "", 4 * kTemplateSize));
+    const HostRun plain = plainRun();
+    for (std::size_t i = 0; i < 4; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_TRUE(sameTemplate(plain, 0, run, i));
+    }
+}
+
+// One create after the other: their lines do not mix.
+TEST(Repetition, overlappingCreatesWaitForEachOther) {
+    const TemporaryFolder empty;
+    const std::string path = empty.path().string();
+    const std::string lines = weightLines(path);
+    EXPECT_TRUE(ended(runHost(path, {"create-on-threads", "4"}),
+                      tableLines(path) + lines + lines + lines + lines, 4 * kTemplateSize));
+}
+
+struct Team {
+    const char* name;
+    Variables variables;
+};
+
+class Teams : public testing::TestWithParam<Team> {};
+
+TEST_P(Teams, ofAnySizeGiveTheSameTemplate) {
+    Variables variables = GetParam().variables;
+    variables.emplace_back("TMPDIR", sharedTemporaryDirectory());
+    const HostRun run = runHost(variables, {"extract", "2"});
+    ASSERT_TRUE(ended(run, "", 2 * kTemplateSize));
+    const HostRun plain = plainRun();
+    EXPECT_TRUE(sameTemplate(plain, 0, run, 0));
+    EXPECT_TRUE(sameTemplate(plain, 0, run, 1));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Repetition, Teams,
+    testing::Values(
+        Team{"one", {{"OMP_NUM_THREADS", "1"}}}, Team{"two", {{"OMP_NUM_THREADS", "2"}}},
+        Team{"three", {{"OMP_NUM_THREADS", "3"}}}, Team{"twentyFive", {{"OMP_NUM_THREADS", "25"}}},
+        Team{"dynamic", {{"OMP_DYNAMIC", "true"}}},
+        Team{"dynamicWithEight", {{"OMP_DYNAMIC", "true"}, {"OMP_NUM_THREADS", "8"}}},
+        Team{"limitedToOne", {{"OMP_THREAD_LIMIT", "1"}}},
+        Team{"threeLimitedToOne", {{"OMP_NUM_THREADS", "3"}, {"OMP_THREAD_LIMIT", "1"}}},
+        Team{"noActiveLevel", {{"OMP_NUM_THREADS", "3"}, {"OMP_MAX_ACTIVE_LEVELS", "0"}}},
+        Team{"nested", {{"OMP_NUM_THREADS", "3,2"}, {"OMP_MAX_ACTIVE_LEVELS", "3"}}}),
+    [](const auto& test) { return test.param.name; });
+
+// A context holds 25 MB of weights. What stays behind a cycle must be nothing beside that, and a
+// measure that does not see a context would be none.
+TEST(Repetition, createAndDestroyLeaveTheMemoryAsItWas) {
+    const HostRun run = runHost(sharedTemporaryDirectory(), {"measure-memory"});
+    ASSERT_TRUE(ended(run, "", 3));
+    const float alive = run.results[0];
+    const float after3 = run.results[1];
+    const float after10 = run.results[2];
+    if (alive < 20.0F) {
+        GTEST_SKIP() << "another allocator is in place, with leak checks of its own";
+    }
+    EXPECT_GT(alive, after3 + 20.0F);
+    EXPECT_NEAR(after3, after10, 0.5F);
+}

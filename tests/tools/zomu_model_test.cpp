@@ -1,0 +1,149 @@
+// The program zomu-model from outside: what it prints where, and how it ends.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "library/process.h"
+#include "support/temporary_folder.h"
+
+namespace fs = std::filesystem;
+
+static ProcessResult zomuModel(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command = {ZOMU_MODEL_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return runProcess(command, {});
+}
+
+static bool isOneLine(const std::string& text) {
+    return !text.empty() && text.find('\n') == text.size() - 1;
+}
+
+TEST(ZomuModel, listsAllFilesWithTheirTotal) {
+    const ProcessResult result = zomuModel({"list"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_NE(result.out.find("\n5-25-2   weights           25 fc       768 x 160     491528\n"),
+              std::string::npos)
+        << result.out;
+    EXPECT_NE(result.out.find("\n6-1      projection       all         500 x 8000   16000000\n"),
+              std::string::npos)
+        << result.out;
+    EXPECT_TRUE(result.out.ends_with("\n303 files, 58271424 bytes\n"));
+}
+
+TEST(ZomuModel, makesAndChecksAModelInPlainLines) {
+    const TemporaryFolder parent;
+    const std::string folder = parent.prefix() + "model";
+    const ProcessResult made = zomuModel({"make", folder, "--weights", "integer", "--seed", "4"});
+    EXPECT_EQ(made.exitStatus, 0);
+    EXPECT_EQ(made.err, "");
+    EXPECT_EQ(made.out.find('\r'), std::string::npos);
+    EXPECT_TRUE(made.out.starts_with("networks\nprojections\nno sum inside a network exceeds "))
+        << made.out;
+    EXPECT_TRUE(made.out.ends_with("\n" + folder + ": 303 files, 58271424 bytes\n")) << made.out;
+
+    const ProcessResult good = zomuModel({"check", folder});
+    EXPECT_EQ(good.exitStatus, 0);
+    EXPECT_EQ(good.err, "");
+    EXPECT_EQ(good.out, folder + ": all 303 files are good\n");
+
+    const ProcessResult refused = zomuModel({"make", folder, "--weights", "integer"});
+    EXPECT_EQ(refused.exitStatus, 1);
+    EXPECT_EQ(refused.out, "");
+    EXPECT_EQ(refused.err, "zomu-model: " + folder + " is not empty\n");
+
+    fs::remove(fs::path(folder) / "3-3-1");
+    fs::resize_file(fs::path(folder) / "6-2", 100);
+    const ProcessResult bad = zomuModel({"check", folder});
+    EXPECT_EQ(bad.exitStatus, 1);
+    EXPECT_EQ(bad.out, "6-2: 100 bytes, 15999900 too few\n3-3-1: missing\n");
+    EXPECT_EQ(bad.err, "zomu-model: " + folder + ": 2 of 303 files are wrong\n");
+
+    EXPECT_EQ(zomuModel({"make", folder, "--weights", "integer", "--force"}).exitStatus, 0);
+    EXPECT_EQ(zomuModel({"check", folder}).exitStatus, 0);
+}
+
+TEST(ZomuModel, makesRandomModelsOfFewFaces) {
+    const TemporaryFolder parent;
+    const std::string folder = parent.prefix() + "model";
+    const ProcessResult made = zomuModel({"make", folder, "--faces", "2"});
+    EXPECT_EQ(made.exitStatus, 0) << made.err;
+    EXPECT_EQ(made.out,
+              "networks\npictures of 2 drawn faces\nmean images of 2 drawn faces\n"
+              "mean features of 2 drawn faces\nprojections\n" +
+                  folder + ": 303 files, 58271424 bytes\n");
+    EXPECT_EQ(zomuModel({"check", folder}).exitStatus, 0);
+}
+
+TEST(ZomuModel, wrongUsageIsOneLineAndStatusTwo) {
+    const TemporaryFolder parent;
+    const std::string folder = parent.prefix() + "model";
+    const std::vector<std::vector<std::string>> commands = {
+        {},
+        {"bake"},
+        {"make"},
+        {"check"},
+        {"make", folder, "--weights", "heavy"},
+        {"make", folder, "--seed", "x"},
+        {"make", folder, "--seed", "-1"},
+        {"make", folder, "--faces", "1"},
+        {"make", folder, "--weights", "integer", "--faces", "5"},
+        {"make", folder, "other"},
+        {"list", "--unknown"},
+    };
+    for (const std::vector<std::string>& arguments : commands) {
+        const ProcessResult result = zomuModel(arguments);
+        const std::string last = arguments.empty() ? "nothing" : arguments.back();
+        EXPECT_EQ(result.exitStatus, 2) << last;
+        EXPECT_EQ(result.out, "") << last;
+        EXPECT_TRUE(isOneLine(result.err)) << last << ": " << result.err;
+        EXPECT_TRUE(result.err.starts_with("zomu-model: ")) << result.err;
+    }
+    EXPECT_FALSE(fs::exists(folder));
+}
+
+TEST(ZomuModel, helpIsNoError) {
+    const ProcessResult result = zomuModel({"make", "--help"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_NE(result.out.find("--weights"), std::string::npos);
+    EXPECT_EQ(result.err, "");
+}
+
+TEST(ZomuModel, missingFolderIsOneLine) {
+    const TemporaryFolder parent;
+    const std::string folder = parent.prefix() + "absent";
+    const ProcessResult result = zomuModel({"check", folder});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "zomu-model: " + folder + ": no such folder\n");
+}
+
+TEST(ZomuModel, outputThatCannotBeWrittenIsAFailure) {
+    if (!fs::exists("/dev/full")) {
+        GTEST_SKIP() << "no /dev/full here";
+    }
+    const ProcessResult result =
+        runProcess({"sh", "-c", "\"$0\" list > /dev/full", ZOMU_MODEL_PROGRAM}, {});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.err, "zomu-model: cannot write to standard output: No space left on device\n");
+}
+
+// A second into work that takes minutes. `env` makes sure that the signal is not ignored from the
+// start, as it is in the background jobs of some shells.
+TEST(ZomuModel, interruptedWorkLeavesNothing) {
+    for (const auto& [signal, status] : {std::pair<std::string, int>{"INT", 130}, {"TERM", 143}}) {
+        const TemporaryFolder parent;
+        const ProcessResult result =
+            runProcess({"timeout", "--preserve-status", "--signal=" + signal, "1", "env",
+                        "--default-signal=" + signal, ZOMU_MODEL_PROGRAM, "make",
+                        parent.prefix() + "model", "--faces", "2000"},
+                       {});
+        EXPECT_EQ(result.exitStatus, status) << result.err;
+        EXPECT_EQ(result.err, "zomu-model: interrupted, nothing was made\n");
+        EXPECT_TRUE(fs::is_empty(parent.path())) << signal;
+    }
+}

@@ -1,0 +1,37 @@
+// zomu-inspect: shows as pictures what the library makes of a face before the networks run.
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+#include "landmark_sheet.h"
+#include "patch_sheet.h"
+#include "tool_main.h"
+
+namespace {
+
+void inspect(const std::string& picturePath, const std::string& landmarkPath,
+             const std::filesystem::path& folder) {
+    const FacePicture face = loadFacePicture(picturePath, landmarkPath);
+    if (face.picture.width < 2 || face.picture.height < 2) {
+        throw std::runtime_error(picturePath + ": is smaller than 2 x 2 pixels");
+    }
+    createFolder(folder.string());
+    const std::string name = std::filesystem::path(picturePath).filename().string();
+    savePng((folder / "landmarks.png").string(), drawLandmarkSheet(face, "Landmarks of " + name));
+    savePng((folder / "patches.png").string(), drawPatchSheet(face, "Patches of " + name));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("Draws what the library sees of a face: its landmarks and its 25 patches.",
+                 "zomu-inspect");
+    std::string picture;
+    std::string landmarks;
+    std::string folder;
+    app.add_option("PICTURE", picture, "PNG or JPEG file")->required();
+    app.add_option("LANDMARKS", landmarks, "CSV file with id,x,y")->required();
+    app.add_option("OUTDIR", folder, "folder for landmarks.png and patches.png, made if missing")
+        ->required();
+    return runTool(app, argc, argv, [&] { inspect(picture, landmarks, folder); });
+}

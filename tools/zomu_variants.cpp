@@ -1,0 +1,53 @@
+// zomu-variants: one face in many pictures, to try scores with.
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "drawn_face.h"
+#include "face_changes.h"
+#include "face_picture.h"
+#include "tool_main.h"
+
+namespace {
+
+constexpr int kJpegQuality = 40;
+
+void savePair(const std::filesystem::path& folder, const std::string& name,
+              const FacePicture& face) {
+    savePng((folder / (name + ".png")).string(), face.picture);
+    saveLandmarks((folder / (name + ".csv")).string(), face.landmarks);
+}
+
+void writeVariants(const FacePicture& face, const std::filesystem::path& folder,
+                   std::uint64_t seed) {
+    createFolder(folder.string());
+    savePair(folder, "turned", turned(face, 15.0));
+    savePair(folder, "larger", scaled(face, 1.6));
+    savePair(folder, "smaller", scaled(face, 0.7));
+    savePair(folder, "darker", darkened(face, 0.6));
+    savePair(folder, "noisy", withNoise(face, 14.0, seed));
+    savePair(folder, "mirrored", mirrored(face));
+    saveJpeg((folder / "compressed.jpg").string(), face.picture, kJpegQuality);
+    saveLandmarks((folder / "compressed.csv").string(), face.landmarks);
+    const DrawnFace drawn = drawFace(seed, 300);
+    savePair(folder, "drawn", {{drawn.width, drawn.height, drawn.pixels}, drawn.landmarks});
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app(
+        "Writes changed copies of a face, each as a picture and its landmarks: turned, larger,\n"
+        "smaller, darker, noisy, mirrored and compressed; and \"drawn\", somebody else.",
+        "zomu-variants");
+    std::string picture;
+    std::string landmarks;
+    std::string folder;
+    std::uint64_t seed = 16;
+    app.add_option("PICTURE", picture, "PNG or JPEG file")->required();
+    app.add_option("LANDMARKS", landmarks, "CSV file with id,x,y")->required();
+    app.add_option("OUTDIR", folder, "folder for the pictures, made if missing")->required();
+    app.add_option("--seed", seed, "of the noise and of the drawn face")->capture_default_str();
+    return runTool(app, argc, argv,
+                   [&] { writeVariants(loadFacePicture(picture, landmarks), folder, seed); });
+}
