@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Shows the library at work: builds it, makes a model, and scores the sample face against changed
-# copies of itself and against a drawn face. All it writes lies in build/; a second run is quick.
+# copies of itself and against a drawn face. All it leaves lies in build/; a second run is quick.
 set -euo pipefail
 export LC_ALL=C # numbers with a point, in every tool and in printf
 
@@ -13,13 +13,12 @@ cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
 scripts/install-dependencies.sh
 
 demo=$PWD/build/demo
-# Here the library looks for its model, and every tool for room.
-export TMPDIR=$demo/tmp
-if [ ${#TMPDIR} -gt 200 ]; then
+temporary=$demo/tmp
+if [ ${#temporary} -gt 200 ]; then
     echo "The path of this folder is too long for the demo: $PWD" >&2
     exit 1
 fi
-mkdir -p "$TMPDIR"
+mkdir -p "$temporary"
 
 echo "Building ..."
 cmake --preset release --log-level=WARNING >"$demo/configure.log"
@@ -32,7 +31,9 @@ cmake --build --preset release \
 tools=build/release/tools
 compare=build/release/examples/compare_faces
 
-model="$TMPDIR/~zvplugintmp~"
+# From here on every program has its temporary files in build/, the library its model among them.
+export TMPDIR=$temporary
+model="$temporary/~zvplugintmp~"
 if ! "$tools/zomu-model" check "$model" >"$demo/model.log" 2>&1; then
     echo "Making a model (about 20 seconds) ..."
     "$tools/zomu-model" make "$model" --seed 1 --force >"$demo/model.log"

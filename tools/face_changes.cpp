@@ -14,7 +14,7 @@ constexpr std::int32_t kTwins[][2] = {{0, 1},     {2, 5},     {3, 4},     {12, 1
                                       {240, 241}, {300, 302}, {315, 316}};
 
 std::uint8_t toByte(double value) {
-    return static_cast<std::uint8_t>(std::clamp(value, 0.0, 255.0) + 0.5);
+    return static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 255.0)));
 }
 
 // The pixel at `index` of a row of `size` that is continued by its mirror images on both sides.
@@ -157,8 +157,8 @@ FacePicture scaled(const FacePicture& face, double factor) {
     if (!(wide >= 0.5 && high >= 0.5 && wide <= 30000.0 && high <= 30000.0)) {
         throw std::invalid_argument("a scaled picture has to be 1 to 30000 pixels wide and high");
     }
-    const int width = static_cast<int>(wide + 0.5);
-    const int height = static_cast<int>(high + 0.5);
+    const int width = static_cast<int>(std::lround(wide));
+    const int height = static_cast<int>(std::lround(high));
     FacePicture result = {withSize(face.picture, width, height), face.landmarks};
     const double across = static_cast<double>(width) / face.picture.width;
     const double down = static_cast<double>(height) / face.picture.height;

@@ -138,8 +138,9 @@ std::vector<Label> placeLabels(const Canvas& canvas, const LandmarkRecord& landm
         const double length = std::max(1.0, distance(label.dot, middle));
         double best = 1e300;
         for (int step = 0; step < 168; ++step) {
-            const double reach = 26.0 + 9.0 * (step / 24);
-            const double angle = 2.0 * std::numbers::pi * (step % 24) / 24.0;
+            const int ring = step / 24;
+            const double reach = 26.0 + 9.0 * ring;
+            const double angle = 2.0 * std::numbers::pi * step / 24.0;
             const Point direction = {std::cos(angle), std::sin(angle)};
             const Point centre =
                 label.dot + Point{direction.x * (reach + width / 4), direction.y * reach};

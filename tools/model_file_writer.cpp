@@ -21,6 +21,12 @@ struct Closer {
     void operator()(std::FILE* stream) const { std::fclose(stream); }
 };
 
+template <typename T>
+bool writeAll(std::FILE* stream, const std::vector<T>& values) {
+    return values.empty() ||
+           std::fwrite(values.data(), sizeof(T), values.size(), stream) == values.size();
+}
+
 }  // namespace
 
 void writeModelFile(const std::filesystem::path& path, const ModelFile& file,
@@ -34,9 +40,7 @@ void writeModelFile(const std::filesystem::path& path, const ModelFile& file,
     if (stream == nullptr) {
         failWriting(path);
     }
-    if (std::fwrite(header.data(), sizeof(std::int32_t), header.size(), stream.get()) !=
-            header.size() ||
-        std::fwrite(values.data(), sizeof(float), values.size(), stream.get()) != values.size()) {
+    if (!writeAll(stream.get(), header) || !writeAll(stream.get(), values)) {
         failWriting(path);
     }
     // What the stream still holds is written only now, so the close counts as a write.

@@ -6,26 +6,31 @@
 #include <cstdio>
 #include <exception>
 
-// Parses the command line and does `work`. Returns the exit status: 0 done, 1 the work failed, 2
-// the command line was wrong. Problems go to standard error behind the name of `app`.
-template <typename Work>
-int runTool(CLI::App& app, int argc, char** argv, Work work) {
-    const auto fail = [&app](const std::exception& problem, int status) {
-        std::fprintf(stderr, "%s: %s\n", app.get_name().c_str(), problem.what());
-        return status;
-    };
+// `addOptions` tells the command line what the tool takes, `work` does it. Returns the exit status:
+// 0 done, 1 the work failed, 2 the command line was wrong. Problems go to standard error behind
+// `name`.
+template <typename AddOptions, typename Work>
+int runTool(const char* name, const char* description, int argc, char** argv, AddOptions addOptions,
+            Work work) {
+    int status = 1;
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& problem) {
-        // A request for help is thrown, too.
-        return problem.get_exit_code() == 0 ? app.exit(problem) : fail(problem, 2);
-    }
-    try {
+        CLI::App app(description, name);
+        addOptions(app);
+        try {
+            app.parse(argc, argv);
+        } catch (const CLI::ParseError& problem) {
+            if (problem.get_exit_code() == 0) {
+                return app.exit(problem);  // a request for help
+            }
+            status = 2;
+            throw;
+        }
         work();
+        return 0;
     } catch (const std::exception& problem) {
-        return fail(problem, 1);
+        std::fprintf(stderr, "%s: %s\n", name, problem.what());
+        return status;
     }
-    return 0;
 }
 
 #endif

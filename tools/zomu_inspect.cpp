@@ -24,14 +24,18 @@ void inspect(const std::string& picturePath, const std::string& landmarkPath,
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Draws what the library sees of a face: its landmarks and its 25 patches.",
-                 "zomu-inspect");
     std::string picture;
     std::string landmarks;
     std::string folder;
-    app.add_option("PICTURE", picture, "PNG or JPEG file")->required();
-    app.add_option("LANDMARKS", landmarks, "CSV file with id,x,y")->required();
-    app.add_option("OUTDIR", folder, "folder for landmarks.png and patches.png, made if missing")
-        ->required();
-    return runTool(app, argc, argv, [&] { inspect(picture, landmarks, folder); });
+    return runTool(
+        "zomu-inspect", "Draws what the library sees of a face: its landmarks and its 25 patches.",
+        argc, argv,
+        [&](CLI::App& app) {
+            app.add_option("PICTURE", picture, "PNG or JPEG file")->required();
+            app.add_option("LANDMARKS", landmarks, "CSV file with id,x,y")->required();
+            app.add_option("OUTDIR", folder,
+                           "folder for landmarks.png and patches.png, made if missing")
+                ->required();
+        },
+        [&] { inspect(picture, landmarks, folder); });
 }

@@ -36,18 +36,22 @@ void writeVariants(const FacePicture& face, const std::filesystem::path& folder,
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app(
-        "Writes changed copies of a face, each as a picture and its landmarks: turned, larger,\n"
-        "smaller, darker, noisy, mirrored and compressed; and \"drawn\", somebody else.",
-        "zomu-variants");
     std::string picture;
     std::string landmarks;
     std::string folder;
     std::uint64_t seed = 16;
-    app.add_option("PICTURE", picture, "PNG or JPEG file")->required();
-    app.add_option("LANDMARKS", landmarks, "CSV file with id,x,y")->required();
-    app.add_option("OUTDIR", folder, "folder for the pictures, made if missing")->required();
-    app.add_option("--seed", seed, "of the noise and of the drawn face")->capture_default_str();
-    return runTool(app, argc, argv,
-                   [&] { writeVariants(loadFacePicture(picture, landmarks), folder, seed); });
+    return runTool(
+        "zomu-variants",
+        "Writes changed copies of a face, each as a picture and its landmarks: turned, larger,\n"
+        "smaller, darker, noisy, mirrored and compressed; and \"drawn\", somebody else.",
+        argc, argv,
+        [&](CLI::App& app) {
+            app.add_option("PICTURE", picture, "PNG or JPEG file")->required();
+            app.add_option("LANDMARKS", landmarks, "CSV file with id,x,y")->required();
+            app.add_option("OUTDIR", folder, "folder for the pictures, made if missing")
+                ->required();
+            app.add_option("--seed", seed, "of the noise and of the drawn face")
+                ->capture_default_str();
+        },
+        [&] { writeVariants(loadFacePicture(picture, landmarks), folder, seed); });
 }

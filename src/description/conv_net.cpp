@@ -66,7 +66,7 @@ void build(ConvNet& net) {
         for (const std::string& inputName : getStringList(name, "inputs")) {
             const int index = indexOfName(names, inputName);
             if (index < 0 || index >= i) {
-                throw std::string("Unknown input " + inputName + " of layer " + name);
+                throw std::string("Unknown input ").append(inputName).append(" of layer ") + name;
             }
             layer.prev.push_back(net.layers[static_cast<std::size_t>(index)].get());
         }

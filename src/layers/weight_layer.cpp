@@ -63,9 +63,3 @@ const Matrix& WeightLayer::usableBiases(std::int32_t rows, std::int32_t cols) co
     requireUsable(biases->isComplete && matrix.numElements <= (matrix.numRows == 1 ? cols : rows));
     return matrix;
 }
-
-void requireUsable(bool condition) {
-    if (!condition) {
-        throw UnusableWeights();
-    }
-}

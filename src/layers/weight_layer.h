@@ -43,6 +43,10 @@ class WeightLayer : public Layer {
 };
 
 // Throws UnusableWeights unless `condition` holds.
-void requireUsable(bool condition);
+inline void requireUsable(bool condition) {
+    if (!condition) {
+        throw UnusableWeights();
+    }
+}
 
 #endif

@@ -9,9 +9,10 @@ static_assert(CblasNoTrans == kRowMajor && CblasTrans == kTransposed);
 
 namespace {
 
-// The BLAS asks OpenMP how many threads a team may have, outside an active region, and its threads
-// then wait for each other. Where OpenMP grants fewer (a thread limit, a dynamic team on a busy
-// machine) they would wait for ever. So it is told 1; the number belongs to this task alone.
+// In a team of one, the BLAS takes OpenMP's default team size for the number of threads it will
+// get, and lets their shares of a product wait for each other. Where OpenMP then grants fewer (a
+// thread limit, a dynamic team on a busy machine) they wait for ever. So it is told 1, which
+// changes the setting of the calling task alone.
 class OneThread {
   public:
     OneThread() : former(omp_get_max_threads()) { omp_set_num_threads(1); }
@@ -38,6 +39,5 @@ void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* 
 }
 
 void addScaled(std::int32_t n, float alpha, const float* x, float* y, std::int32_t yStep) {
-    const OneThread only;
     cblas_saxpy(n, alpha, x, 1, y, yStep);
 }

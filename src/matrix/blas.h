@@ -1,7 +1,7 @@
 // The CBLAS routines that the system calls, in the one form it needs of each.
 //
 // Each may be called from several threads at once on data of their own. It runs on the calling
-// thread and starts no other.
+// thread and starts no other; addScaled does so for vectors as short as a layer's biases.
 #ifndef ZOMU_MATRIX_BLAS_H
 #define ZOMU_MATRIX_BLAS_H
 

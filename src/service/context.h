@@ -16,10 +16,8 @@ constexpr int kCanvasSide = 160;
 // The canvases are scratch: every patch of their kind overwrites them. `nets[k]` is built from
 // description k and fed patch k.
 struct ZomuContext {
-    ZomuContext();                                          // with the weights of `modelDir`
+    ZomuContext();                                          // without networks: cuts patches only
     explicit ZomuContext(const std::string& weightFolder);  // a separator at its end
-    struct CanvasesOnly {};
-    explicit ZomuContext(CanvasesOnly);  // no networks: enough to cut patches
     ~ZomuContext();
     ZomuContext(const ZomuContext&) = delete;
     ZomuContext& operator=(const ZomuContext&) = delete;

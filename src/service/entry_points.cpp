@@ -26,7 +26,7 @@ void refuseTemplate(const char* reason, FaceTemplate& templateOut) {
 
 ZomuContext* ZomuCreate() {
     const std::lock_guard<std::mutex> lock(g_createMutex);
-    return std::make_unique<ZomuContext>().release();
+    return std::make_unique<ZomuContext>(modelDir).release();
 }
 
 void ZomuExtractTemplate(ZomuContext* context, const std::uint8_t* image, std::int32_t width,

@@ -245,7 +245,7 @@ std::vector<float> valuesOf(const Matrix& matrix) {
 class FacePatches : public testing::Test {
   public:
     static void SetUpTestSuite() {
-        context = std::make_unique<ZomuContext>(ZomuContext::CanvasesOnly{});
+        context = std::make_unique<ZomuContext>();
     }
     static void TearDownTestSuite() { context.reset(); }
 

@@ -34,7 +34,7 @@ static constexpr std::size_t kCanvasPixels = 160 * 160;
 // Mean images of random values for the time of a test, zero again afterwards.
 class RandomFaces : public testing::Test {
   protected:
-    RandomFaces() : context(ZomuContext::CanvasesOnly()), random(71) {
+    RandomFaces() : random(71) {
         for (auto& image : meanImages) {
             for (float& value : image) {
                 value = random.uniform(60, 200);

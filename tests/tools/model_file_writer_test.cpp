@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -20,9 +19,8 @@ static std::string bytesOf(const std::filesystem::path& path) {
 
 static std::string bytesOf(const std::vector<std::int32_t>& header,
                            const std::vector<float>& values) {
-    std::string bytes(4 * (header.size() + values.size()), '\0');
-    std::memcpy(bytes.data(), header.data(), 4 * header.size());
-    std::memcpy(bytes.data() + 4 * header.size(), values.data(), 4 * values.size());
+    std::string bytes(reinterpret_cast<const char*>(header.data()), 4 * header.size());
+    bytes.append(reinterpret_cast<const char*>(values.data()), 4 * values.size());
     return bytes;
 }
 

@@ -5,12 +5,16 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
+#include <vector>
 
 #include "drawn_face.h"
 #include "landmark_sheet.h"
 #include "patch_sheet.h"
+#include "patches/face_patches.h"
 #include "patches/landmarks.h"
 #include "patches/patch_layout.h"
+#include "service/context.h"
 #include "service/model_tables.h"
 #include "sheet_style.h"
 
@@ -61,6 +65,37 @@ TEST(PatchSheet, showsEveryValueOfEveryPatch) {
     const auto grey = static_cast<std::uint8_t>((601 * 200 + 117 * 20 + 306 * 90) >> 10);
     EXPECT_EQ(countPixels(sheet, 20, 200, 90), livePixels(true));
     EXPECT_EQ(countPixels(sheet, grey, grey, grey), livePixels(false));
+}
+
+// Blue marks the right half of the picture, which the two crops of a pair show differently.
+TEST(PatchSheet, showsBothCropsOfAPair) {
+    FacePicture face = drawnFace(6);
+    BgrPicture& picture = face.picture;
+    for (int y = 0; y < picture.height; ++y) {
+        for (int x = picture.width / 2; x < picture.width; ++x) {
+            const std::uint8_t blue[3] = {250, 40, 30};
+            std::copy_n(blue, 3, picture.at(x, y));
+        }
+    }
+    const BgrPicture sheet = drawPatchSheet(face, "Half blue");
+    const auto context = std::make_unique<ZomuContext>();
+    const std::vector<std::uint8_t> grey(picture.pixels.size() / 3);
+    const PatchList patches =
+        cutFacePatches(*context, picture.pixels.data(), picture.width, picture.height,
+                       3 * picture.width, grey.data(), face.landmarks);
+    long rows[2] = {0, 0};
+    for (int k = 0; k < kPatchCount; ++k) {
+        const int plane = kPatchLayout.size[k] * kPatchLayout.size[k];
+        const Matrix& patch = *patches[static_cast<std::size_t>(k)];
+        for (int e = 0; kPatchLayout.isColour[k] != 0 && e < plane; ++e) {
+            for (const int row : {0, 1}) {
+                rows[row] += patch.at(row, e) == 30.0F && patch.at(row, plane + e) == 40.0F &&
+                             patch.at(row, 2 * plane + e) == 250.0F;
+            }
+        }
+    }
+    EXPECT_NE(rows[0], rows[1]);
+    EXPECT_EQ(countPixels(sheet, 250, 40, 30), 9 * (rows[0] + rows[1]));
 }
 
 TEST(PatchSheet, depictsTheFace) {
