@@ -35,7 +35,7 @@ compare=build/release/examples/compare_faces
 export TMPDIR=$temporary
 model="$temporary/~zvplugintmp~"
 if ! "$tools/zomu-model" check "$model" >"$demo/model.log" 2>&1; then
-    echo "Making a model (about 20 seconds) ..."
+    echo "Making a model (this takes some seconds) ..."
     "$tools/zomu-model" make "$model" --seed 1 --force >"$demo/model.log"
 fi
 

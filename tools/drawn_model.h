@@ -8,12 +8,11 @@
 
 #include "net_plan.h"
 
-// random   Normal-like weights of variance 2 / fan-in, which keep the size of the activations from
-//          layer to layer under relu. A network's outputs depend on the order in which the BLAS
-//          adds.
-// integer  A few small integers in every column, so that all sums inside a network are exact in
-// float
-//          and come out the same from every BLAS (see exact_sums.h).
+// random: normal-like weights of variance 2 / fan-in, which keep the size of the activations from
+// layer to layer under relu. A network's outputs depend on the order in which the BLAS adds.
+//
+// integer: a few small integers in every column, so that all sums inside a network are exact in
+// float and come out the same from every BLAS (see exact_sums.h).
 enum class WeightKind { random, integer };
 
 // The files of one layer, in the order of its plan.

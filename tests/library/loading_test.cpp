@@ -215,7 +215,7 @@ TEST(Loading, meanImageWithoutFloatsLeavesZeros) {
     const std::vector<float> values(2209, 100.0F);
     for (const std::string& bytes :
          {std::string(), std::string("\x10\x20\x01"), meanImageBytes(2209, {}),
-          meanImageBytes(0, values), meanImageBytes(-1, values),
+          meanImageBytes(0, values), meanImageBytes(-2209, values),
           meanImageBytes(INT32_MIN, values)}) {
         SCOPED_TRACE(bytes.size());
         ModelVariant model;
