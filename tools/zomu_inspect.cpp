@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "landmark_sheet.h"
-#include "patch_sheet.h"
+#include "sheets/landmark_sheet.h"
+#include "sheets/patch_sheet.h"
 #include "tool_main.h"
 
 namespace {

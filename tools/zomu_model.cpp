@@ -10,10 +10,10 @@
 #include <string>
 #include <system_error>
 
-#include "model_check.h"
-#include "model_files.h"
-#include "model_maker.h"
-#include "progress_bar.h"
+#include "model/model_check.h"
+#include "model/model_files.h"
+#include "model/model_maker.h"
+#include "model/progress_bar.h"
 
 namespace {
 

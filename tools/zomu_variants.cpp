@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <string>
 
-#include "drawn_face.h"
-#include "face_changes.h"
-#include "face_picture.h"
+#include "drawing/drawn_face.h"
+#include "sheets/face_changes.h"
+#include "sheets/face_picture.h"
 #include "tool_main.h"
 
 namespace {

@@ -13,8 +13,8 @@
 
 using PatchList = std::vector<std::unique_ptr<Matrix>>;
 
-// Similarity transforms of one patch: x' = a x - b y + c, y' = b x + a y + d takes an image point to
-// the canvas; `inverse` takes a canvas pixel to the image and is fitted on its own.
+// Similarity transforms of one patch: x' = a x - b y + c, y' = b x + a y + d takes an image point
+// to the canvas; `inverse` takes a canvas pixel to the image and is fitted on its own.
 struct PatchAlignment {
     float Q;  // canvas row of the lower anchor
     float a, b, c, d;
@@ -28,9 +28,10 @@ PatchAlignment alignPatch(const LandmarkEntry& upperAnchor, const LandmarkEntry&
 
 CanvasPoint toCanvas(const PatchAlignment& alignment, const LandmarkEntry& landmark);
 
-// Cuts the 25 patches, one after another on the calling thread, through the context's canvases. Entry
-// k is a 2 x (channels x size x size) matrix: row 0 the crop, row 1 the mirrored crop, mean image
-// subtracted. `greyImage` is the toGrey result, `width` bytes a row. `landmarks` keeps the contract.
+// Cuts the 25 patches, one after another on the calling thread, through the context's canvases.
+// Entry k is a 2 x (channels x size x size) matrix: row 0 the crop, row 1 the mirrored crop, mean
+// image subtracted. `greyImage` is the toGrey result, `width` bytes a row. `landmarks` keeps the
+// contract.
 PatchList cutFacePatches(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
                          std::int32_t height, std::int32_t stride, const std::uint8_t* greyImage,
                          const LandmarkRecord& landmarks);

@@ -31,8 +31,8 @@ float estimateFacePose(const LandmarkRecord& record, float& roll, float& yaw, fl
 
 HeadPose fitHeadPose(const ImagePoint* image, const ModelPoint* model, int n);
 
-// Least squares over centred points: u = s0 X + s1 Y + s2 Z + s3, v = s4 X + s5 Y + s6 Z + s7. Returns
-// false, with the raw right-hand sides in s, where the system is singular.
+// Least squares over centred points: u = s0 X + s1 Y + s2 Z + s3, v = s4 X + s5 Y + s6 Z + s7.
+// Returns false, with the raw right-hand sides in s, where the system is singular.
 bool fitAffineCamera(const ImagePoint* image, const ModelPoint* model, int n, float (&s)[8]);
 
 // Solves a x = g in place by Cholesky's factorisation. False, with g untouched, where a pivot is

@@ -1,4 +1,5 @@
-// The landmark contract: ids, the fixed head model behind them, and the 25 that address the patches.
+// The landmark contract: ids, the fixed head model behind them, and the 25 that address the
+// patches.
 #ifndef ZOMU_PATCHES_LANDMARKS_H
 #define ZOMU_PATCHES_LANDMARKS_H
 
@@ -29,9 +30,10 @@ bool isSideOfHead(std::int32_t id);
 // The record's entries, `count` of them, which may be more or fewer than its type declares.
 const LandmarkEntry* entriesOf(const LandmarkRecord& record);
 
-// What is wrong with a record, as a short text without a line end, or null if it keeps the contract:
-// `count` at least 25, ids from 0 to 317, exactly 25 entries besides those at the sides of the head.
-// The walk stops at the 26th of these, so that no more of a bad record is read than of a good one.
+// What is wrong with a record, as a short text without a line end, or null if it keeps the
+// contract: `count` at least 25, ids from 0 to 317, exactly 25 entries besides those at the sides
+// of the head. The walk stops at the 26th of these, so that no more of a bad record is read than of
+// a good one.
 const char* whyRecordIsRefused(const LandmarkRecord& record);
 
 // Orders two entries (`const void*` to LandmarkEntry, for the standard sort) by `id`: 1, -1 or 0.

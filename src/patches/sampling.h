@@ -1,5 +1,5 @@
-// The pixel kernels of the patch stage. Images are three bytes a pixel in the order blue, green, red,
-// rows `stride` bytes apart (any sign); canvases are 160 x 160, rows packed.
+// The pixel kernels of the patch stage. Images are three bytes a pixel in the order blue, green,
+// red, rows `stride` bytes apart (any sign); canvases are 160 x 160, rows packed.
 //
 // All float values are 32-bit and every written operation rounds once, in the order written.
 #ifndef ZOMU_PATCHES_SAMPLING_H
@@ -25,10 +25,10 @@ void toGrey(const std::uint8_t* image, std::int32_t width, std::int32_t height, 
             std::uint8_t* grey);
 
 // Bilinear resampling of one-byte and of three-byte pixels onto a canvas. Reads stay inside the
-// image, which is at least 2 x 2; left and top of it values are extrapolated, and only the low 8 bits
-// of a result are kept, so that they wrap.
-void warpGrey(const std::uint8_t* grey, std::int32_t width, std::int32_t height, std::int32_t stride,
-              const CanvasToImage& transform, std::uint8_t* greyCanvas);
+// image, which is at least 2 x 2; left and top of it values are extrapolated, and only the low 8
+// bits of a result are kept, so that they wrap.
+void warpGrey(const std::uint8_t* grey, std::int32_t width, std::int32_t height,
+              std::int32_t stride, const CanvasToImage& transform, std::uint8_t* greyCanvas);
 void warpColour(const std::uint8_t* image, std::int32_t width, std::int32_t height,
                 std::int32_t stride, const CanvasToImage& transform, std::uint8_t* colourCanvas);
 
@@ -38,6 +38,7 @@ void warpColour(const std::uint8_t* image, std::int32_t width, std::int32_t heig
 void cropGrey(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch, float* row);
 void cropGreyMirrored(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch, float* row);
 void cropColour(const std::uint8_t* colourCanvas, CanvasPoint centre, int patch, float* row);
-void cropColourMirrored(const std::uint8_t* colourCanvas, CanvasPoint centre, int patch, float* row);
+void cropColourMirrored(const std::uint8_t* colourCanvas, CanvasPoint centre, int patch,
+                        float* row);
 
 #endif

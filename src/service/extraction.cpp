@@ -31,8 +31,8 @@ void runIntoFeatures(ConvNet& net, const MatrixList& patches, float* destination
     }
 }
 
-// One contiguous block of networks for each thread of the team. A network belongs to one iteration and
-// writes its own slice of `features`, so that the size of the team changes no bit.
+// One contiguous block of networks for each thread of the team. A network belongs to one iteration
+// and writes its own slice of `features`, so that the size of the team changes no bit.
 void runNetworks(ZomuContext& context, const MatrixList& patches, float* features) {
     std::array<int, kNetCount> table;
     std::iota(table.begin(), table.end(), 0);

@@ -84,9 +84,8 @@ TEST_F(EmbeddedNet, isWiredAsItsDescriptionSays) {
 TEST_F(EmbeddedNet, firesItsFourthNeuronBetweenItsFourthConvolutionAndTheLastLayer) {
     FiringOrder order(*net);
     runNet(*net, patches);
-    EXPECT_EQ(order.fired,
-              (Names{"data", "conv1", "neuron1", "pool1", "conv2", "neuron2", "pool2", "local3",
-                     "neuron3", "pool3", "local4", "neuron4", "fc"}));
+    EXPECT_EQ(order.fired, (Names{"data", "conv1", "neuron1", "pool1", "conv2", "neuron2", "pool2",
+                                  "local3", "neuron3", "pool3", "local4", "neuron4", "fc"}));
 }
 
 TEST_F(EmbeddedNet, lastLayerReadsTheRectifiedFourthConvolution) {
@@ -105,8 +104,8 @@ TEST_F(EmbeddedNet, activationsHaveTheShapesOfTheirGeometry) {
     EXPECT_EQ(out->numRows, 2);
     EXPECT_EQ(out->numCols, 160);
     const std::map<std::string, std::int32_t> columns = {
-        {"data", 6627},  {"conv1", 30976}, {"pool1", 7744}, {"conv2", 12800}, {"pool2", 3200},
-        {"local3", 3072}, {"pool3", 768},  {"local4", 576}, {"fc", 160}};
+        {"data", 6627},   {"conv1", 30976}, {"pool1", 7744}, {"conv2", 12800}, {"pool2", 3200},
+        {"local3", 3072}, {"pool3", 768},   {"local4", 576}, {"fc", 160}};
     for (const auto& [name, cols] : columns) {
         const Matrix* acts = layerNamed(*net, name)->getActs();
         EXPECT_EQ(acts->numCols, cols) << name;
@@ -138,7 +137,8 @@ TEST_F(EmbeddedNet, keepsItsFormerOutputWhereResetIsForgotten) {
 
 TEST_F(EmbeddedNet, runsOnAfterItsDescriptionHasBeenReplaced) {
     const std::vector<float> once = valuesOf(*runNet(*net, patches));
-    const ConvNet replacing(2, "[Net]\nLayerCount=1\nLayerNames=d\n[d]\ntype=data\ndataIdx=0\n", "");
+    const ConvNet replacing(2, "[Net]\nLayerCount=1\nLayerNames=d\n[d]\ntype=data\ndataIdx=0\n",
+                            "");
     EXPECT_TRUE(sameFloats(once, valuesOf(*runNet(*net, patches))));
     EXPECT_EQ(g_currentNet, 2);
 }
@@ -152,7 +152,8 @@ TEST(ConvNet, ofNoLayersRunsToNothing) {
 }
 
 TEST(ConvNet, buildsOnlyTheFirstLayersWhereTheCountIsBelowTheNames) {
-    const auto net = buildNet(std::string("[Net]\nLayerCount=1\nLayerNames=d_gone\n") + kDataSection);
+    const auto net =
+        buildNet(std::string("[Net]\nLayerCount=1\nLayerNames=d_gone\n") + kDataSection);
     EXPECT_EQ(net->layers.size(), 1U);
 }
 

@@ -17,7 +17,8 @@
 namespace {
 
 std::vector<float> valuesOf(const FaceTemplate& faceTemplate) {
-    std::vector<float> values(std::begin(faceTemplate.projection), std::end(faceTemplate.projection));
+    std::vector<float> values(std::begin(faceTemplate.projection),
+                              std::end(faceTemplate.projection));
     values.push_back(faceTemplate.quadraticTerm);
     values.push_back(faceTemplate.projectionNorm);
     return values;

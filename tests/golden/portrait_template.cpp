@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "landmark_file.h"
-#include "model_maker.h"
+#include "model/model_maker.h"
 #include "service/model_tables.h"
 
 Portrait::Portrait() : picture(), landmarks() {

@@ -10,9 +10,12 @@ int main() {
         const TemporaryFolder folder;
         const FaceTemplate result = extractPortrait(Portrait(), folder.prefix());
         std::printf(
-            "# The 502 values of the sample portrait's template under the integer model of seed %llu,\n"
-            "# as print_portrait_template wrote them. Every sum inside the networks is exact there, so\n"
-            "# that no BLAS can change a bit; all other arithmetic has a fixed order. A second writing\n"
+            "# The 502 values of the sample portrait's template under the integer model of seed "
+            "%llu,\n"
+            "# as print_portrait_template wrote them. Every sum inside the networks is exact "
+            "there, so\n"
+            "# that no BLAS can change a bit; all other arithmetic has a fixed order. A second "
+            "writing\n"
             "# of the whole path, in plain loops and 64-bit sums, gives the same values.\n",
             static_cast<unsigned long long>(kGoldenSeed));
         for (const float value : result.projection) {

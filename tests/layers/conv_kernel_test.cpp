@@ -25,7 +25,8 @@ FilterGeometry geometryOf(std::int32_t channels, std::int32_t height, std::int32
 
 // One output by the definition, with whole numbers small enough for every sum to be exact.
 float plainOutput(const Matrix& images, const Matrix& filters, const FilterGeometry& g,
-                  std::int32_t k, std::int32_t n, std::int32_t f, std::int32_t oy, std::int32_t ox) {
+                  std::int32_t k, std::int32_t n, std::int32_t f, std::int32_t oy,
+                  std::int32_t ox) {
     const std::int32_t width = images.numCols / g.channels / g.height;
     float sum = 0;
     for (std::int32_t plane = 0; plane < g.channels; ++plane) {
@@ -103,11 +104,12 @@ TEST(ConvForward, equalsTheDefinitionForManyGeometries) {
         const std::int32_t F = random.between(2, 5);
         const std::int32_t count = random.between(1, 3);
         const FilterGeometry g = geometryOf(channels, height, outH, outW, padding, stride);
-        const Matrix images =
-            matrixOf(count, channels * height * width,
-                     wholeNumbers(random, static_cast<std::size_t>(count * channels * height * width)));
-        const Matrix filters = matrixOf(
-            F, channels * k * k, wholeNumbers(random, static_cast<std::size_t>(F * channels * k * k)));
+        const Matrix images = matrixOf(
+            count, channels * height * width,
+            wholeNumbers(random, static_cast<std::size_t>(count * channels * height * width)));
+        const Matrix filters =
+            matrixOf(F, channels * k * k,
+                     wholeNumbers(random, static_cast<std::size_t>(F * channels * k * k)));
         const Matrix biases = matrixOf(F, 1, wholeNumbers(random, static_cast<std::size_t>(F)));
         Matrix target;
         convForward(images, filters, biases, target, g, 0.0F, 1.0F);
@@ -119,8 +121,7 @@ TEST(ConvForward, equalsTheDefinitionForManyGeometries) {
                     for (std::int32_t ox = 0; ox < outW; ++ox) {
                         const float expected =
                             plainOutput(images, filters, g, k, n, f, oy, ox) + biases.at(f, 0);
-                        ASSERT_TRUE(
-                            sameFloat(expected, target.at(n, (f * outH + oy) * outW + ox)))
+                        ASSERT_TRUE(sameFloat(expected, target.at(n, (f * outH + oy) * outW + ox)))
                             << "round " << round << ", image " << n << ", filter " << f << ", "
                             << oy << ", " << ox;
                     }
@@ -166,28 +167,29 @@ TEST(ConvForward, givesTheBiasOfASingleFilterToModuleZeroOnly) {
 TEST(ConvForward, addsNothingForAnEmptyBias) {
     const FilterGeometry g = geometryOf(1, 2, 2, 2, 0, 1);
     Matrix target;
-    convForward(matrixOf(1, 4, {1, 2, 3, 4}), matrixOf(2, 1, {1, 2}), Matrix(), target, g, 0.0F, 1.0F);
+    convForward(matrixOf(1, 4, {1, 2, 3, 4}), matrixOf(2, 1, {1, 2}), Matrix(), target, g, 0.0F,
+                1.0F);
     EXPECT_TRUE(sameFloats({1, 2, 3, 4, 2, 4, 6, 8}, valuesOf(target)));
 }
 
 TEST(ConvForward, addsTheBiasAsARoundingOfItsOwn) {
-    // 2^24 + 1 rounds to 2^24, and adding 1 once more rounds there again; one sum of all three would
-    // give 2^24 + 2.
+    // 2^24 + 1 rounds to 2^24, and adding 1 once more rounds there again; one sum of all three
+    // would give 2^24 + 2.
     const FilterGeometry g = geometryOf(1, 1, 1, 1, 0, 1);
     const Matrix images = matrixOf(1, 2, {0x1p24F, 1});
     FilterGeometry twoPlanes = g;
     twoPlanes.channels = 2;
     Matrix target;
-    convForward(images, matrixOf(2, 2, {1, 1, 1, 1}), matrixOf(2, 1, {1, 1}), target, twoPlanes, 0.0F,
-                1.0F);
+    convForward(images, matrixOf(2, 2, {1, 1, 1, 1}), matrixOf(2, 1, {1, 1}), target, twoPlanes,
+                0.0F, 1.0F);
     EXPECT_TRUE(sameFloats({0x1p24F, 0x1p24F}, valuesOf(target)));
 }
 
 TEST(ConvForward, ignoresWhatAFreshTargetHolds) {
     const FilterGeometry g = geometryOf(1, 1, 1, 1, 0, 1);
     Matrix target = matrixOf(1, 2, std::vector<float>(2, std::numeric_limits<float>::quiet_NaN()));
-    convForward(matrixOf(1, 1, {3}), matrixOf(2, 1, {1, 2}), matrixOf(2, 1, {0, 0}), target, g, 0.0F,
-                1.0F);
+    convForward(matrixOf(1, 1, {3}), matrixOf(2, 1, {1, 2}), matrixOf(2, 1, {0, 0}), target, g,
+                0.0F, 1.0F);
     EXPECT_TRUE(sameFloats({3, 6}, valuesOf(target)));
 }
 

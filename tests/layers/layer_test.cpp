@@ -122,7 +122,8 @@ TEST_F(LayerTest, keepsItsOutputWhereResetIsForgotten) {
 }
 
 TEST(DataLayer, handsOnTheEntryOfItsIndexItself) {
-    const auto net = buildNet("[Net]\nLayerCount=1\nLayerNames=d\n[d]\ntype=data\ndataIdx=2\nactsTarget=0\n");
+    const auto net =
+        buildNet("[Net]\nLayerCount=1\nLayerNames=d\n[d]\ntype=data\ndataIdx=2\nactsTarget=0\n");
     Matrix entries[3];
     EXPECT_EQ(net->layers[0]->getActs(), nullptr);
     const Matrix* out = runNet(*net, {&entries[0], &entries[1], &entries[2]});

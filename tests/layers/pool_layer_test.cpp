@@ -124,9 +124,9 @@ TEST(MaxPool, equalsThePlainFormForManyGeometries) {
         g.outputsX = random.between(1, 5);
         const std::int32_t side = random.between(1, 9);
         const std::int32_t rows = random.between(1, 3);
-        const Matrix images =
-            matrixOf(rows, g.channels * side * side,
-                     random.floats(static_cast<std::size_t>(rows * g.channels * side * side), -9, 9));
+        const Matrix images = matrixOf(
+            rows, g.channels * side * side,
+            random.floats(static_cast<std::size_t>(rows * g.channels * side * side), -9, 9));
         Matrix target;
         maxPoolForward(images, target, g);
         ASSERT_EQ(target.numRows, rows);
@@ -146,7 +146,8 @@ TEST(PoolLayer, readsItsKeysAndIgnoresASecondInput) {
     const auto net = buildNet(
         "[Net]\nLayerCount=3\nLayerNames=d_e_p\n[d]\ntype=data\ndataIdx=0\nactsTarget=0\n"
         "[e]\ntype=data\ndataIdx=1\nactsTarget=0\n"
-        "[p]\ntype=pool\npool=max\ninputs=d_e\nchannels=2\nsizeX=1\nstart=1\nstride=1\noutputsX=1\n");
+        "[p]\ntype=pool\npool=max\ninputs=d_e\nchannels=2\nsizeX=1\nstart=1\nstride=1\noutputsX="
+        "1\n");
     Matrix patch = counting(2, 8);
     Matrix other = matrixOf(2, 8, std::vector<float>(16, 99));
     EXPECT_TRUE(sameFloats({3, 7, 11, 15}, valuesOf(*runNet(*net, {&patch, &other}))));

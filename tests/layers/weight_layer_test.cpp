@@ -22,7 +22,8 @@ std::string netOf(const std::string& names, const std::string& sections) {
 
 // 1 x 1 filters on a 2 x 2 image of one plane.
 const char* const kConvKeys =
-    "type=conv\nchannels=1_1\nfilters=2\npadding=0_0\nstride=1_1\nfilterSize=1_1\nfilterPixels=1_1\n"
+    "type=conv\nchannels=1_1\nfilters=2\npadding=0_0\nstride=1_1\nfilterSize=1_1\nfilterPixels=1_"
+    "1\n"
     "imgSize=2_2\nimgPixels=4_4\nmodulesX=2\n";
 
 class WeightLayerTest : public testing::Test {
@@ -65,24 +66,27 @@ using FCLayerTest = WeightLayerTest;
 }  // namespace
 
 TEST_F(ConvLayerTest, convolvesItsInputAndAddsABiasForEachFilter) {
-    EXPECT_TRUE(sameFloats({101, 102, 103, 104, 202, 204, 206, 208},
-                           run("c", std::string("[c]\ninputs=d\nweights=w12\nbiases=bias\n") + kConvKeys)));
+    EXPECT_TRUE(
+        sameFloats({101, 102, 103, 104, 202, 204, 206, 208},
+                   run("c", std::string("[c]\ninputs=d\nweights=w12\nbiases=bias\n") + kConvKeys)));
 }
 
 TEST_F(ConvLayerTest, addsTheBiasOnceForTwoInputs) {
-    EXPECT_TRUE(
-        sameFloats({151, 202, 253, 304, 262, 324, 386, 448},
-                   run("c", std::string("[c]\ninputs=d_e\nweights=w12_w56\nbiases=bias\n") + kConvKeys)));
+    EXPECT_TRUE(sameFloats(
+        {151, 202, 253, 304, 262, 324, 386, 448},
+        run("c", std::string("[c]\ninputs=d_e\nweights=w12_w56\nbiases=bias\n") + kConvKeys)));
 }
 
 TEST_F(ConvLayerTest, givesTheBiasOfASingleFilterToModuleZeroOnly) {
-    EXPECT_TRUE(sameFloats({103, 6, 9, 12},
-                           run("c", std::string("[c]\ninputs=d\nweights=one\nbiases=oneBias\n") + kConvKeys)));
+    EXPECT_TRUE(sameFloats(
+        {103, 6, 9, 12},
+        run("c", std::string("[c]\ninputs=d\nweights=one\nbiases=oneBias\n") + kConvKeys)));
 }
 
 TEST_F(ConvLayerTest, rejectsAnInputBeyondItsListsWithTheStandardRangeError) {
     for (const char* shortList : {"channels", "stride", "padding", "imgSize"}) {
-        std::string keys = std::string("[c]\ninputs=d_e\nweights=w12_w56\nbiases=bias\n") + kConvKeys;
+        std::string keys =
+            std::string("[c]\ninputs=d_e\nweights=w12_w56\nbiases=bias\n") + kConvKeys;
         const std::string key = std::string("\n") + shortList + "=";
         const std::size_t at = keys.find(key) + key.size();
         keys.erase(at + 1, 2);
@@ -97,8 +101,9 @@ TEST_F(ConvLayerTest, rejectsAnInputBeyondItsListsWithTheStandardRangeError) {
 
 TEST_F(ConvLayerTest, keepsTheRowsOfABatchApart) {
     first = matrixOf(2, 4, {1, 2, 3, 4, 5, 6, 7, 8});
-    EXPECT_TRUE(sameFloats({101, 102, 103, 104, 202, 204, 206, 208, 105, 106, 107, 108, 210, 212, 214, 216},
-                           run("c", std::string("[c]\ninputs=d\nweights=w12\nbiases=bias\n") + kConvKeys)));
+    EXPECT_TRUE(
+        sameFloats({101, 102, 103, 104, 202, 204, 206, 208, 105, 106, 107, 108, 210, 212, 214, 216},
+                   run("c", std::string("[c]\ninputs=d\nweights=w12\nbiases=bias\n") + kConvKeys)));
 }
 
 TEST_F(ConvLayerTest, readsTheGeometryOfItsDescription) {
@@ -109,32 +114,36 @@ TEST_F(ConvLayerTest, readsTheGeometryOfItsDescription) {
 }
 
 TEST_F(FCLayerTest, multipliesAndAddsTheBias) {
-    EXPECT_TRUE(sameFloats({15, 26, 37}, run("f", "[f]\ntype=fc\ninputs=d\nweights=fc0\nbiases=fcBias\n")));
+    EXPECT_TRUE(
+        sameFloats({15, 26, 37}, run("f", "[f]\ntype=fc\ninputs=d\nweights=fc0\nbiases=fcBias\n")));
     EXPECT_EQ(layer("f").weights[0]->matrix->numRows, 4) << "stays as stored";
 }
 
 TEST_F(FCLayerTest, addsTheBiasBetweenItsTwoProducts) {
-    EXPECT_TRUE(
-        sameFloats({35, 46, 57}, run("f", "[f]\ntype=fc\ninputs=d_e\nweights=fc0_fc1\nbiases=fcBias\n")));
+    EXPECT_TRUE(sameFloats({35, 46, 57},
+                           run("f", "[f]\ntype=fc\ninputs=d_e\nweights=fc0_fc1\nbiases=fcBias\n")));
     // The order shows in the rounding: (2^24 + 1) + 1 stays at 2^24, (1 + 1) + 2^24 does not.
     writeWeightFile(file("big"), 1, 1, {0x1p24F});
     first = matrixOf(1, 1, {1});
     second = matrixOf(1, 1, {1});
     writeWeightFile(file("small"), 1, 1, {1});
-    EXPECT_TRUE(sameFloats({0x1p24F},
-                           run("f", "[f]\ntype=fc\ninputs=d_e\nweights=big_small\nbiases=small\n")));
-    EXPECT_TRUE(sameFloats({0x1p24F + 2},
-                           run("f", "[f]\ntype=fc\ninputs=d_e\nweights=small_big\nbiases=small\n")));
+    EXPECT_TRUE(sameFloats(
+        {0x1p24F}, run("f", "[f]\ntype=fc\ninputs=d_e\nweights=big_small\nbiases=small\n")));
+    EXPECT_TRUE(sameFloats(
+        {0x1p24F + 2}, run("f", "[f]\ntype=fc\ninputs=d_e\nweights=small_big\nbiases=small\n")));
 }
 
 TEST_F(FCLayerTest, takesItsWidthFromTheWeights) {
-    EXPECT_EQ(run("f", "[f]\ntype=fc\noutputs=160\ninputs=d\nweights=fc0\nbiases=fcBias\n").size(), 3U);
+    EXPECT_EQ(run("f", "[f]\ntype=fc\noutputs=160\ninputs=d\nweights=fc0\nbiases=fcBias\n").size(),
+              3U);
 }
 
 TEST_F(WeightLayerTest, addsNothingForABiasThatCannotBeOpened) {
-    EXPECT_TRUE(sameFloats({1, 2, 3, 4, 2, 4, 6, 8},
-                           run("c", std::string("[c]\ninputs=d\nweights=w12\nbiases=absent\n") + kConvKeys)));
-    EXPECT_TRUE(sameFloats({5, 6, 7}, run("f", "[f]\ntype=fc\ninputs=d\nweights=fc0\nbiases=absent\n")));
+    EXPECT_TRUE(sameFloats(
+        {1, 2, 3, 4, 2, 4, 6, 8},
+        run("c", std::string("[c]\ninputs=d\nweights=w12\nbiases=absent\n") + kConvKeys)));
+    EXPECT_TRUE(
+        sameFloats({5, 6, 7}, run("f", "[f]\ntype=fc\ninputs=d\nweights=fc0\nbiases=absent\n")));
 }
 
 TEST_F(WeightLayerTest, refusesMissingShortAndMisshapenConvolutionWeights) {
@@ -143,7 +152,8 @@ TEST_F(WeightLayerTest, refusesMissingShortAndMisshapenConvolutionWeights) {
     expectUnusable(keys);
     writeWeightFile(file("tall"), 2, 2, {1, 2, 3, 4});  // two planes for an image of one: k is 1
     expectUnusable(keys + "weights=tall\n");
-    writeWeightFile(file("large"), 4, 2, {1, 2, 3, 4, 5, 6, 7, 8});  // 2 x 2 filters: 1 module, not 4
+    writeWeightFile(file("large"), 4, 2,
+                    {1, 2, 3, 4, 5, 6, 7, 8});  // 2 x 2 filters: 1 module, not 4
     expectUnusable(keys + "weights=large\n");
     writeWeightFile(file("none"), 0, 2, {});
     expectUnusable(keys + "weights=none\n");

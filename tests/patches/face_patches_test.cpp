@@ -244,9 +244,7 @@ std::vector<float> valuesOf(const Matrix& matrix) {
 // One context for all tests: what a test leaves on the canvases must not matter to the next.
 class FacePatches : public testing::Test {
   public:
-    static void SetUpTestSuite() {
-        context = std::make_unique<ZomuContext>();
-    }
+    static void SetUpTestSuite() { context = std::make_unique<ZomuContext>(); }
     static void TearDownTestSuite() { context.reset(); }
 
     // Mean images of small whole numbers: pixel minus mean is exact and can be undone.

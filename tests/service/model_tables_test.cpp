@@ -94,8 +94,9 @@ TEST_F(ModelTables, areFilledInTheirOwnOrder) {
         std::printf("%g %g %g %g %g %g %g %g", static_cast<double>(meanImages[0][0]),
                     static_cast<double>(meanImages[0][1]), static_cast<double>(meanImages[0][2]),
                     static_cast<double>(meanImages[24][6626]),
-                    static_cast<double>(meanImages[24][6627]), static_cast<double>(projectionA[3][5]),
-                    static_cast<double>(projectionB[3][5]), static_cast<double>(featureMean[7999]));
+                    static_cast<double>(meanImages[24][6627]),
+                    static_cast<double>(projectionA[3][5]), static_cast<double>(projectionB[3][5]),
+                    static_cast<double>(featureMean[7999]));
     });
     EXPECT_EQ(afterLines(result.output), "1 2 0 3 0 4 5 6");
     EXPECT_EQ(countLines(result.output), 23U);
@@ -105,7 +106,8 @@ TEST_F(ModelTables, keepWhatAShortFileHolds) {
     writeFloats(model + "6-1", std::vector<float>(2000, 7));
     const ForkedResult result = load([] {
         std::printf("%g %g %g", static_cast<double>(projectionA[0][1999]),
-                    static_cast<double>(projectionA[0][2000]), static_cast<double>(projectionB[0][0]));
+                    static_cast<double>(projectionA[0][2000]),
+                    static_cast<double>(projectionB[0][0]));
     });
     EXPECT_EQ(afterLines(result.output), "7 0 0");
     EXPECT_EQ(countLines(result.output), 27U);

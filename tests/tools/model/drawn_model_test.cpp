@@ -1,0 +1,162 @@
+// The numbers of untrained models: their statistics, and scores that cannot exceed 1.
+#include "model/drawn_model.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "description/net_texts.h"
+#include "service/model_tables.h"
+#include "service/template_arithmetic.h"
+#include "support/bits.h"
+#include "support/random.h"
+#include "zomu.h"
+
+static NetPlan planOf(int net) {
+    return planNetwork(net, netDescriptionTexts[net]);
+}
+
+static double meanSquare(const std::vector<float>& values) {
+    double sum = 0;
+    for (const float value : values) {
+        sum += static_cast<double>(value) * static_cast<double>(value);
+    }
+    return sum / static_cast<double>(values.size());
+}
+
+TEST(DrawnModel, randomWeightsHaveTwiceTheVarianceOfTheirFanIn) {
+    const NetPlan plan = planOf(3);
+    const NetNumbers numbers = drawNetwork(WeightKind::random, 5, plan);
+    ASSERT_EQ(numbers.size(), plan.size());
+    // conv2, local3, local4, and both inputs of fc, which add up in the same outputs. Their
+    // smallest matrix has 4608 values: a relative standard error of sqrt(2 / 4608) = 0.02 at most.
+    EXPECT_NEAR(meanSquare(numbers[4].weights[0]) * 144 / 2, 1.0, 0.1);
+    EXPECT_NEAR(meanSquare(numbers[7].weights[0]) * 288 / 2, 1.0, 0.06);
+    EXPECT_NEAR(meanSquare(numbers[10].weights[0]) * 192 / 2, 1.0, 0.06);
+    EXPECT_NEAR(meanSquare(numbers[12].weights[0]) * (576 + 768) / 2, 1.0, 0.03);
+    EXPECT_NEAR(meanSquare(numbers[12].weights[1]) * (576 + 768) / 2, 1.0, 0.03);
+}
+
+TEST(DrawnModel, firstFiltersIgnoreBrightness) {
+    for (const WeightKind kind : {WeightKind::random, WeightKind::integer}) {
+        for (const int net : {0, 3}) {
+            const std::vector<float> filters = drawNetwork(kind, 5, planOf(net))[1].weights[0];
+            for (std::size_t col = 0; col < 16; ++col) {
+                double sum = 0;
+                for (std::size_t i = col; i < filters.size(); i += 16) {
+                    sum += static_cast<double>(filters[i]);
+                }
+                EXPECT_NEAR(sum, 0.0, 1e-6) << "net " << net << ", filter " << col;
+            }
+        }
+    }
+}
+
+TEST(DrawnModel, integerNetworksHoldSmallIntegersInEveryRow) {
+    const NetPlan plan = planOf(0);
+    const NetNumbers numbers = drawNetwork(WeightKind::integer, 5, plan);
+    for (std::size_t i = 0; i < plan.size(); ++i) {
+        for (std::size_t k = 0; k < plan[i].weights.size(); ++k) {
+            const MatrixShape& shape = plan[i].weights[k];
+            const auto cols = static_cast<std::size_t>(shape.cols);
+            const std::vector<float>& values = numbers[i].weights[k];
+            for (std::size_t row = 0; row < static_cast<std::size_t>(shape.rows); ++row) {
+                const float* begin = values.data() + row * cols;
+                EXPECT_TRUE(std::any_of(begin, begin + cols, [](float x) { return x != 0.0F; }))
+                    << shape.name << ", row " << row;
+            }
+            for (const float value : values) {
+                EXPECT_TRUE(std::abs(value) <= 2.0F && std::trunc(value) == value) << shape.name;
+            }
+        }
+        for (const float bias : numbers[i].biases) {
+            EXPECT_TRUE(bias >= -8.0F && bias <= 7.0F && std::trunc(bias) == bias);
+        }
+    }
+}
+
+TEST(DrawnModel, integerMeanImagesAreAroundMidGrey) {
+    const std::vector<float> image = drawMeanImage(5, "0-1-0", 9075);
+    ASSERT_EQ(image.size(), 9075U);
+    EXPECT_EQ(*std::min_element(image.begin(), image.end()), 96.0F);
+    EXPECT_EQ(*std::max_element(image.begin(), image.end()), 159.0F);
+}
+
+// Features as random networks would give them, projected with the tables of a model.
+class Projecting : public testing::TestWithParam<WeightKind> {
+  protected:
+    void SetUp() override {
+        const Projections tables = drawProjections(GetParam(), 11);
+        ASSERT_EQ(tables.a.size() * sizeof(float), sizeof projectionA);
+        ASSERT_EQ(tables.b.size() * sizeof(float), sizeof projectionB);
+        std::memcpy(projectionA, tables.a.data(), sizeof projectionA);
+        std::memcpy(projectionB, tables.b.data(), sizeof projectionB);
+    }
+
+    void TearDown() override {
+        std::memset(projectionA, 0, sizeof projectionA);
+        std::memset(projectionB, 0, sizeof projectionB);
+    }
+
+    FaceTemplate project() {
+        const std::vector<float> features = random.floats(kFeatureCount, -0.1F, 0.1F);
+        FaceTemplate result;
+        projectFeatures(features.data(), result);
+        return result;
+    }
+
+    Random random{17};
+};
+
+TEST_P(Projecting, aTemplateScoresExactlyOneWithItself) {
+    for (int i = 0; i < 5; ++i) {
+        const FaceTemplate face = project();
+        EXPECT_TRUE(sameFloat(1.0F, ZomuCompareTemplates(&face, &face)));
+    }
+}
+
+TEST_P(Projecting, quadraticTermIsTheSquaredLengthToTheBit) {
+    const FaceTemplate face = project();
+    float sum = 0.0F;
+    for (const float value : face.projection) {
+        const float square = value * value;
+        sum = sum + square;
+    }
+    EXPECT_TRUE(sameFloat(sum, face.quadraticTerm));
+    EXPECT_GT(face.projectionNorm, 0.5F);
+    EXPECT_LT(face.projectionNorm, 20.0F);
+}
+
+TEST_P(Projecting, scoresAreOneLessTheRelativeSquaredDistance) {
+    const FaceTemplate a = project();
+    const FaceTemplate b = project();
+    double distance = 0;
+    double lengthA = 0;
+    double lengthB = 0;
+    for (int r = 0; r < ZOMU_PROJECTION_SIZE; ++r) {
+        const auto x = static_cast<double>(a.projection[r]);
+        const auto y = static_cast<double>(b.projection[r]);
+        distance += (x - y) * (x - y);
+        lengthA += x * x;
+        lengthB += y * y;
+    }
+    const float score = ZomuCompareTemplates(&a, &b);
+    EXPECT_NEAR(static_cast<double>(score), 1.0 - distance / std::sqrt(lengthA * lengthB), 1e-4);
+    EXPECT_LT(score, 0.5F);
+}
+
+TEST_P(Projecting, theTwoTablesCannotBeMistakenForEachOther) {
+    EXPECT_TRUE(sameFloats(projectionB[0], projectionA[0], kFeatureCount));
+    EXPECT_FALSE(sameFloats(projectionB[1], projectionA[1], kFeatureCount));
+    EXPECT_TRUE(sameFloats(projectionB[498], projectionA[498], kFeatureCount));
+    EXPECT_EQ(projectionB[499][3], -projectionA[499][3]);
+}
+
+INSTANTIATE_TEST_SUITE_P(DrawnModel, Projecting,
+                         testing::Values(WeightKind::random, WeightKind::integer),
+                         [](const auto& kind) {
+                             return kind.param == WeightKind::random ? "random" : "integer";
+                         });

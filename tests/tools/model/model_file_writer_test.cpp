@@ -1,0 +1,84 @@
+// Bytes on disk, and what a full disk or a wrong path looks like.
+#include "model/model_file_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "support/temporary_folder.h"
+
+static std::string bytesOf(const std::filesystem::path& path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+static std::string bytesOf(const std::vector<std::int32_t>& header,
+                           const std::vector<float>& values) {
+    std::string bytes(reinterpret_cast<const char*>(header.data()), 4 * header.size());
+    bytes.append(reinterpret_cast<const char*>(values.data()), 4 * values.size());
+    return bytes;
+}
+
+static std::string problemWith(const std::filesystem::path& path, const ModelFile& file,
+                               const std::vector<float>& values) {
+    try {
+        writeModelFile(path, file, values);
+    } catch (const std::exception& problem) {
+        return problem.what();
+    }
+    return "no problem";
+}
+
+TEST(ModelFileWriter, writesHeaderAndFloatsAndNothingElse) {
+    const TemporaryFolder folder;
+    const std::filesystem::path path = folder.path() / "file";
+    const std::vector<float> values = {1.0F, -2.5F, 0x1p-149F, 4.0F, 5.0F, 6.0F};
+    writeModelFile(path, {"w", ModelFileKind::weights, 1, "fc", 2, 3}, values);
+    EXPECT_EQ(bytesOf(path), bytesOf({2, 3}, values));
+    writeModelFile(path, {"m", ModelFileKind::meanImage, 1, "", 1, 6}, values);
+    EXPECT_EQ(bytesOf(path), bytesOf({6}, values));
+    writeModelFile(path, {"p", ModelFileKind::projection, 0, "", 3, 2}, values);
+    EXPECT_EQ(bytesOf(path), bytesOf({}, values));
+}
+
+TEST(ModelFileWriter, replacesALongerFile) {
+    const TemporaryFolder folder;
+    const std::filesystem::path path = folder.path() / "file";
+    std::ofstream(path) << "something much longer than the file that takes its place";
+    writeModelFile(path, {"b", ModelFileKind::biases, 1, "fc", 1, 1}, {1.0F});
+    EXPECT_EQ(bytesOf(path), bytesOf({1, 1}, {1.0F}));
+}
+
+TEST(ModelFileWriter, wrongNumberOfValuesIsRefused) {
+    const TemporaryFolder folder;
+    const std::filesystem::path path = folder.path() / "file";
+    EXPECT_EQ(problemWith(path, {"b", ModelFileKind::biases, 1, "fc", 1, 2}, {1.0F}),
+              "b: 1 values for a file of 2");
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(ModelFileWriter, pathThatCannotBeOpenedIsNamed) {
+    const TemporaryFolder folder;
+    const std::string path = folder.prefix() + "absent/file";
+    EXPECT_EQ(problemWith(path, {"b", ModelFileKind::biases, 1, "fc", 1, 1}, {1.0F}),
+              "cannot write " + path + ": No such file or directory");
+}
+
+// A small file fills the buffer of the stream only, and fails at the close; a large one fails
+// sooner.
+TEST(ModelFileWriter, fullDiskIsNoticedForSmallAndLargeFiles) {
+    if (!std::filesystem::exists("/dev/full")) {
+        GTEST_SKIP() << "no /dev/full here";
+    }
+    for (const std::int32_t count : {1, 100000}) {
+        const ModelFile file = {"b", ModelFileKind::biases, 1, "fc", 1, count};
+        const std::vector<float> values(static_cast<std::size_t>(count), 1.0F);
+        EXPECT_EQ(problemWith("/dev/full", file, values),
+                  "cannot write /dev/full: No space left on device");
+    }
+}

@@ -1,0 +1,89 @@
+// Descriptions as numbers: sizes of activations, shapes of weight files.
+#include "model/net_plan.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "description/net_texts.h"
+#include "reference/reference_tables.h"
+
+static NetPlan planOf(int number) {
+    return planNetwork(number - 1, netDescriptionTexts[number - 1]);
+}
+
+static std::vector<int> elementsOf(const NetPlan& plan) {
+    std::vector<int> elements;
+    for (const LayerPlan& layer : plan) {
+        elements.push_back(layer.elements());
+    }
+    return elements;
+}
+
+TEST(NetPlan, largeColourNetworkHasTheseActivations) {
+    EXPECT_EQ(elementsOf(planOf(1)), (std::vector<int>{9075, 43264, 43264, 10816, 18432, 18432,
+                                                       4608, 4800, 4800, 1200, 1024, 1024, 160}));
+}
+
+TEST(NetPlan, smallNetworksDifferInTheirPatchOnly) {
+    const std::vector<int> rest = {30976, 30976, 7744, 12800, 12800, 3200,
+                                   3072,  3072,  768,  576,   576,   160};
+    for (const int number : {3, 4, 10, 25}) {
+        std::vector<int> expected = rest;
+        expected.insert(expected.begin(), kReferencePatches[number - 1].isColour ? 6627 : 2209);
+        EXPECT_EQ(elementsOf(planOf(number)), expected) << "network " << number;
+    }
+}
+
+TEST(NetPlan, lastLayerReadsTheTwoStagesBeforeIt) {
+    const NetPlan plan = planOf(7);
+    ASSERT_EQ(plan.size(), 13U);
+    EXPECT_EQ(plan[12].name, "fc");
+    EXPECT_EQ(plan[12].inputs, (std::vector<std::size_t>{10, 9}));
+    ASSERT_EQ(plan[12].weights.size(), 2U);
+    EXPECT_EQ(plan[12].weights[0].name, "5-7-1");
+    EXPECT_EQ(plan[12].weights[0].rows, 576);
+    EXPECT_EQ(plan[12].weights[1].name, "5-7-2");
+    EXPECT_EQ(plan[12].weights[1].rows, 768);
+}
+
+// Text of a network with one line of network 4 put in another's place, and what planning it throws.
+static std::string problemWith(const std::string& line, const std::string& replacement) {
+    std::string text = netDescriptionTexts[3];
+    const std::size_t position = text.find(line);
+    if (position == std::string::npos) {
+        return "the line is not in the text";
+    }
+    text.replace(position, line.size(), replacement);
+    try {
+        planNetwork(3, text.c_str());
+    } catch (const std::runtime_error& problem) {
+        return problem.what();
+    }
+    return "no problem";
+}
+
+TEST(NetPlan, namesTheLayerThatContradictsItsInput) {
+    EXPECT_EQ(problemWith("channels=1 ", "channels=3 "),
+              "layer conv1: channels are not the planes of the input");
+    EXPECT_EQ(problemWith("imgSize=22", "imgSize=23"),
+              "layer conv2: imgSize is not that of the input");
+    EXPECT_EQ(problemWith("channels=48 \n  \n [local4]", "channels=47 \n  \n [local4]"),
+              "layer pool3: channels are not the planes of the input");
+    EXPECT_EQ(problemWith("inputs=local4_pool3", "inputs=local4_pool9"),
+              "layer fc: input pool9 is no earlier layer");
+    EXPECT_EQ(problemWith("weights=5-4-1_5-4-2", "weights=5-4-1"),
+              "layer fc: not one weight file for each input");
+}
+
+TEST(NetPlan, refusesWhatNoModelIsMadeFor) {
+    EXPECT_EQ(problemWith("pool=max", "pool=avg"), "layer pool1: a pool other than max");
+    EXPECT_EQ(problemWith("neuron=relu", "neuron=tanh"), "layer neuron1: a neuron other than relu");
+    EXPECT_EQ(problemWith("type=pool", "type=rnorm"), "layer pool1: type rnorm is not known here");
+    EXPECT_EQ(problemWith("type=fc", "type=softmax"), "layer fc: not exactly one input");
+    EXPECT_EQ(problemWith("outputs=160", "outputs=x"), "layer fc: no usable outputs");
+    EXPECT_EQ(problemWith("dataIdx=3", "dataIdx=25"), "layer data: dataIdx stands for no patch");
+    EXPECT_EQ(problemWith("dataIdx=3", "dataIdx=3"), "no problem");
+}

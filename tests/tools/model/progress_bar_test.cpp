@@ -1,0 +1,63 @@
+// What progress looks like on a terminal and in a file.
+#include "model/progress_bar.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+// Everything that `work` shows on a bar whose stream is a terminal or not.
+template <typename Work>
+static std::string shown(bool terminal, const Work& work) {
+    std::FILE* stream = std::tmpfile();
+    if (stream == nullptr) {
+        return "no temporary file";
+    }
+    {
+        ProgressBar bar(stream, terminal);
+        work(bar);
+    }
+    std::string text(static_cast<std::size_t>(std::ftell(stream)), '\0');
+    std::rewind(stream);
+    const std::size_t got = std::fread(text.data(), 1, text.size(), stream);
+    std::fclose(stream);
+    return text.substr(0, got);
+}
+
+TEST(ProgressBar, awayFromATerminalEachStageIsOnePlainLine) {
+    EXPECT_EQ(shown(false,
+                    [](ProgressBar& bar) {
+                        bar.show(0, 3, "first");
+                        bar.show(1, 3, "first");
+                        bar.show(2, 3, "second");
+                        bar.show(3, 3, "second");
+                    }),
+              "first\nsecond\n");
+}
+
+TEST(ProgressBar, onATerminalTheLineIsRedrawnAndEndedAtLast) {
+    EXPECT_EQ(shown(true,
+                    [](ProgressBar& bar) {
+                        bar.show(0, 2, "work");
+                        bar.show(1, 2, "work");
+                        bar.show(2, 2, "rest");
+                    }),
+              "\r[                              ]   0 %  work\033[K"
+              "\r[###############               ]  50 %  work\033[K"
+              "\r[##############################] 100 %  rest\033[K\n");
+}
+
+TEST(ProgressBar, stepsThatChangeNothingVisibleAreNotDrawn) {
+    const std::string text = shown(true, [](ProgressBar& bar) {
+        for (int i = 0; i <= 100000; ++i) {
+            bar.show(i, 100000, "work");
+        }
+    });
+    EXPECT_LT(text.size(), 101U * 60U);
+}
+
+TEST(ProgressBar, withoutAnyStepNothingIsPrinted) {
+    EXPECT_EQ(shown(true, [](ProgressBar&) {}), "");
+    EXPECT_EQ(shown(false, [](ProgressBar&) {}), "");
+}

@@ -1,0 +1,109 @@
+// Numbers that must never change: models made on different machines depend on them.
+#include "model/seeded_numbers.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+// The C++ standard gives this value: the 10000th number of a default-constructed engine.
+TEST(SeededNumbers, engineIsTheStandardOne) {
+    std::mt19937_64 engine;
+    engine.discard(9999);
+    EXPECT_EQ(engine(), 9981545732273789042U);
+}
+
+TEST(SeededNumbers, seriesFollowFromSeedAndName) {
+    SeededNumbers first(1, "1-1-1");
+    SeededNumbers again(1, "1-1-1");
+    SeededNumbers otherName(1, "1-1-2");
+    SeededNumbers otherSeed(2, "1-1-1");
+    const std::uint64_t value = first.bits();
+    EXPECT_EQ(again.bits(), value);
+    EXPECT_NE(otherName.bits(), value);
+    EXPECT_NE(otherSeed.bits(), value);
+}
+
+TEST(SeededNumbers, noTwoOfManySeriesBeginAlike) {
+    std::set<std::uint64_t> starts;
+    for (std::uint64_t seed = 0; seed < 100; ++seed) {
+        for (int name = 0; name < 100; ++name) {
+            starts.insert(SeededNumbers(seed, "5-" + std::to_string(name)).bits());
+        }
+    }
+    EXPECT_EQ(starts.size(), 10000U);
+}
+
+TEST(SeededNumbers, normalsHaveTheMomentsOfANormalDistribution) {
+    SeededNumbers series(7, "normal");
+    constexpr int kCount = 200000;
+    double sum = 0;
+    double squares = 0;
+    double fourths = 0;
+    for (int i = 0; i < kCount; ++i) {
+        const double x = series.normal();
+        EXPECT_LE(std::abs(x), 6.0);
+        EXPECT_EQ(std::trunc(x * 65536.0), x * 65536.0);
+        sum += x;
+        squares += x * x;
+        fourths += x * x * x * x;
+    }
+    // Five standard errors of each estimate; the fourth moment of twelve uniform numbers is 2.9.
+    EXPECT_NEAR(sum / kCount, 0.0, 5 / std::sqrt(kCount));
+    EXPECT_NEAR(squares / kCount, 1.0, 5 * std::sqrt(1.9 / kCount));
+    EXPECT_NEAR(fourths / kCount, 2.9, 0.15);
+}
+
+TEST(SeededNumbers, integersFillTheirRangeAndNoMore) {
+    SeededNumbers series(7, "integers");
+    std::set<float> seen;
+    for (const float value : series.integers(1000, -8, 4)) {
+        seen.insert(value);
+    }
+    EXPECT_EQ(seen.size(), 16U);
+    EXPECT_EQ(*seen.begin(), -8.0F);
+    EXPECT_EQ(*seen.rbegin(), 7.0F);
+}
+
+TEST(SeededNumbers, everyColumnGetsAllTaps) {
+    SeededNumbers series(7, "taps");
+    const int taps[] = {5, -3, 2};
+    for (const int rows : {3, 4, 7, 100}) {
+        const std::vector<float> values = series.dealtTaps(rows, 50, taps);
+        ASSERT_EQ(values.size(), static_cast<std::size_t>(rows) * 50);
+        for (std::size_t col = 0; col < 50; ++col) {
+            std::multiset<float> found;
+            for (std::size_t row = 0; row < static_cast<std::size_t>(rows); ++row) {
+                if (values[row * 50 + col] != 0.0F) {
+                    found.insert(values[row * 50 + col]);
+                }
+            }
+            EXPECT_EQ(found, (std::multiset<float>{-3.0F, 2.0F, 5.0F})) << rows << " rows";
+        }
+    }
+}
+
+TEST(SeededNumbers, noRowIsLeftOutOfTheDeal) {
+    SeededNumbers series(7, "deal");
+    const int taps[] = {1, 1};
+    // 20 taps for 18 rows: one full deck and the begin of another.
+    const std::vector<float> values = series.dealtTaps(18, 10, taps);
+    for (std::size_t row = 0; row < 18; ++row) {
+        float sum = 0.0F;
+        for (std::size_t col = 0; col < 10; ++col) {
+            sum += values[row * 10 + col];
+        }
+        EXPECT_GE(sum, 1.0F) << "row " << row;
+    }
+}
+
+TEST(SeededNumbers, moreTapsThanRowsAreRefused) {
+    SeededNumbers series(7, "taps");
+    const int taps[] = {1, 1, 1};
+    EXPECT_THROW(series.dealtTaps(2, 1, taps), std::invalid_argument);
+}

@@ -1,0 +1,166 @@
+// The sheets of zomu-inspect: every patch is on them, and no face that the library takes stops
+// them.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "drawing/drawn_face.h"
+#include "patches/face_patches.h"
+#include "patches/landmarks.h"
+#include "patches/patch_layout.h"
+#include "service/context.h"
+#include "service/model_tables.h"
+#include "sheets/landmark_sheet.h"
+#include "sheets/patch_sheet.h"
+#include "sheets/sheet_style.h"
+
+namespace {
+
+FacePicture drawnFace(std::uint64_t seed) {
+    const DrawnFace face = drawFace(seed);
+    return {{face.width, face.height, face.pixels}, face.landmarks};
+}
+
+long countPixels(const BgrPicture& sheet, std::uint8_t blue, std::uint8_t green, std::uint8_t red) {
+    const std::uint8_t wanted[3] = {blue, green, red};
+    long count = 0;
+    for (std::size_t i = 0; i < sheet.pixels.size(); i += 3) {
+        count += std::memcmp(sheet.pixels.data() + i, wanted, 3) == 0;
+    }
+    return count;
+}
+
+// Pixels of the sheet that show values of patches with or without colour: three times three for
+// each.
+long livePixels(bool colour) {
+    long count = 0;
+    for (int k = 0; k < kPatchCount; ++k) {
+        const long size = kPatchLayout.size[k];
+        const long side = kPatchLayout.sideMargin[k];
+        const long cap = side > 0 ? 0 : kPatchLayout.capMargin[k];
+        if ((kPatchLayout.isColour[k] != 0) == colour) {
+            count += 2 * 9 * (size - 2 * side) * (size - 2 * cap);
+        }
+    }
+    return count;
+}
+
+}  // namespace
+
+// A face of one colour: that colour fills all colour patches, its grey value all grey ones. Mean
+// images of before have no part in it.
+TEST(PatchSheet, showsEveryValueOfEveryPatch) {
+    std::fill_n(&meanImages[0][0], kNetCount * kMeanImageRoom, 50.0F);
+    FacePicture face = drawnFace(1);
+    for (std::size_t i = 0; i < face.picture.pixels.size(); i += 3) {
+        face.picture.pixels[i] = 20;
+        face.picture.pixels[i + 1] = 200;
+        face.picture.pixels[i + 2] = 90;
+    }
+    const BgrPicture sheet = drawPatchSheet(face, "One colour");
+    const auto grey = static_cast<std::uint8_t>((601 * 200 + 117 * 20 + 306 * 90) >> 10);
+    EXPECT_EQ(countPixels(sheet, 20, 200, 90), livePixels(true));
+    EXPECT_EQ(countPixels(sheet, grey, grey, grey), livePixels(false));
+}
+
+// Blue marks the right half of the picture, which the two crops of a pair show differently.
+TEST(PatchSheet, showsBothCropsOfAPair) {
+    FacePicture face = drawnFace(6);
+    BgrPicture& picture = face.picture;
+    for (int y = 0; y < picture.height; ++y) {
+        for (int x = picture.width / 2; x < picture.width; ++x) {
+            const std::uint8_t blue[3] = {250, 40, 30};
+            std::copy_n(blue, 3, picture.at(x, y));
+        }
+    }
+    const BgrPicture sheet = drawPatchSheet(face, "Half blue");
+    const auto context = std::make_unique<ZomuContext>();
+    const std::vector<std::uint8_t> grey(picture.pixels.size() / 3);
+    const PatchList patches =
+        cutFacePatches(*context, picture.pixels.data(), picture.width, picture.height,
+                       3 * picture.width, grey.data(), face.landmarks);
+    long rows[2] = {0, 0};
+    for (int k = 0; k < kPatchCount; ++k) {
+        const int plane = kPatchLayout.size[k] * kPatchLayout.size[k];
+        const Matrix& patch = *patches[static_cast<std::size_t>(k)];
+        for (int e = 0; kPatchLayout.isColour[k] != 0 && e < plane; ++e) {
+            for (const int row : {0, 1}) {
+                rows[row] += patch.at(row, e) == 30.0F && patch.at(row, plane + e) == 40.0F &&
+                             patch.at(row, 2 * plane + e) == 250.0F;
+            }
+        }
+    }
+    EXPECT_NE(rows[0], rows[1]);
+    EXPECT_EQ(countPixels(sheet, 250, 40, 30), 9 * (rows[0] + rows[1]));
+}
+
+TEST(PatchSheet, depictsTheFace) {
+    const FacePicture face = drawnFace(2);
+    const BgrPicture sheet = drawPatchSheet(face, "A face");
+    EXPECT_EQ(sheet.pixels, drawPatchSheet(face, "A face").pixels);
+    EXPECT_NE(sheet.pixels, drawPatchSheet(drawnFace(3), "A face").pixels);
+}
+
+TEST(LandmarkSheet, marksEveryLandmark) {
+    const FacePicture face = drawnFace(4);
+    const BgrPicture sheet = drawLandmarkSheet(face, "A face");
+    for (int i = 0; i < face.landmarks.count; ++i) {
+        FacePicture moved = face;
+        moved.landmarks.entries[i].x += 0.5F;
+        EXPECT_NE(sheet.pixels, drawLandmarkSheet(moved, "A face").pixels) << i;
+    }
+}
+
+TEST(Sheets, everyLegalFaceCanBeDrawn) {
+    const FacePicture face = drawnFace(5);
+    const BgrPicture landmarkSheet = drawLandmarkSheet(face, "A face");
+    const BgrPicture patchSheet = drawPatchSheet(face, "A face");
+    const auto expectSheets = [&](const FacePicture& variant, const char* what) {
+        ASSERT_EQ(whyRecordIsRefused(variant.landmarks), nullptr) << what;
+        const BgrPicture first = drawLandmarkSheet(variant, what);
+        const BgrPicture second = drawPatchSheet(variant, what);
+        EXPECT_EQ(first.width, landmarkSheet.width) << what;
+        EXPECT_EQ(first.height, landmarkSheet.height) << what;
+        EXPECT_EQ(second.width, patchSheet.width) << what;
+        EXPECT_EQ(second.height, patchSheet.height) << what;
+    };
+    FacePicture variant = face;
+    variant.landmarks.count = 0;
+    for (int i = 0; i < face.landmarks.count; ++i) {
+        if (!isSideOfHead(face.landmarks.entries[i].id)) {
+            variant.landmarks.entries[variant.landmarks.count++] = face.landmarks.entries[i];
+        }
+    }
+    expectSheets(variant, "25 landmarks");
+    variant = face;
+    for (LandmarkEntry& entry : variant.landmarks.entries) {
+        entry.x -= 5000.0F;
+        entry.y += 300.0F;
+    }
+    expectSheets(variant, "outside of the picture");
+    for (LandmarkEntry& entry : variant.landmarks.entries) {
+        entry.x = 100.0F;
+        entry.y = 100.0F;
+    }
+    expectSheets(variant, "all in one point");
+    for (LandmarkEntry& entry : variant.landmarks.entries) {
+        entry.x = entry.id % 2 == 0 ? 3e38F : -3e38F;
+        entry.y = entry.id % 3 == 0 ? 3e38F : -3e38F;
+    }
+    expectSheets(variant, "at the ends of the range");
+    variant = face;
+    variant.picture = blackPicture(2, 2);
+    expectSheets(variant, "2 x 2 pixels");
+}
+
+TEST(SheetStyle, decimalsHaveAPoint) {
+    EXPECT_EQ(decimal(0.0, 1), "0.0");
+    EXPECT_EQ(decimal(-12.345, 2), "-12.35");
+    EXPECT_EQ(decimal(41.25, 0), "41");
+    EXPECT_EQ(decimal(0.96, 1), "1.0");
+    EXPECT_EQ(decimal(1e300, 1), "too large");
+}

@@ -1,0 +1,171 @@
+#include "model/model_maker.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "description/net_texts.h"
+#include "model/exact_sums.h"
+#include "model/face_averages.h"
+#include "model/model_file_writer.h"
+#include "model/model_files.h"
+#include "model/net_plan.h"
+#include "model/staged_folder.h"
+#include "service/context.h"
+#include "service/model_tables.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using FilesByName = std::map<std::string, ModelFile>;
+
+FilesByName filesByName() {
+    FilesByName files;
+    for (const ModelFile& file : listModelFiles()) {
+        files.emplace(file.name, file);
+    }
+    return files;
+}
+
+// Replacing removes a whole folder: it is allowed for nothing but a model, lest a slip of the hand
+// cost somebody something else.
+void refuseOccupied(const ModelRequest& request, const FilesByName& files) {
+    const fs::path& folder = request.folder;
+    if (folder.empty()) {
+        throw std::runtime_error("the name of the folder is empty");
+    }
+    if (!fs::exists(fs::symlink_status(folder))) {
+        return;
+    }
+    if (!fs::is_directory(folder)) {
+        throw std::runtime_error(folder.string() + " is there already and is no folder");
+    }
+    if (!request.replace && !fs::is_empty(folder)) {
+        throw std::runtime_error(folder.string() + " is not empty");
+    }
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (files.count(name) == 0 || !entry.is_regular_file()) {
+            throw std::runtime_error(folder.string() + " holds " + name +
+                                     ", which is no model file: it is not replaced");
+        }
+    }
+}
+
+// Writes the files one by one and keeps count of the work.
+class ModelWriter {
+  public:
+    ModelWriter(const ModelRequest& wanted, const FilesByName& listed, const ModelProgress& report)
+        : request(wanted), files(listed), progress(report), folder(wanted.folder) {
+        const bool isRandom = request.weights == WeightKind::random;
+        total = static_cast<int>(files.size()) + (isRandom ? 3 * request.faces : 0);
+    }
+
+    ModelSummary writeAll() {
+        begin("networks");
+        for (int net = 0; net < kNetCount; ++net) {
+            writeNetwork(net);
+        }
+        if (request.weights == WeightKind::random) {
+            writeAverages();
+        } else {
+            write("6-0", drawFeatureMean(request.seed));
+        }
+        begin("projections");
+        const Projections tables = drawProjections(request.weights, request.seed);
+        write("6-1", tables.a);
+        write("6-2", tables.b);
+        if (static_cast<std::size_t>(summary.files) != files.size()) {
+            throw std::logic_error("files of the list were not written");
+        }
+        folder.commit();
+        return summary;
+    }
+
+  private:
+    void begin(const std::string& name) {
+        stage = name;
+        progress(done, total, stage);
+    }
+
+    void stepDone() { progress(++done, total, stage); }
+
+    void write(const std::string& name, const std::vector<float>& values) {
+        const ModelFile& file = files.at(name);
+        writeModelFile(folder.path() / name, file, values);
+        ++summary.files;
+        summary.bytes += byteCount(file);
+        stepDone();
+    }
+
+    void writeNetwork(int net) {
+        const NetPlan plan = planNetwork(net, netDescriptionTexts[net]);
+        const NetNumbers numbers = drawNetwork(request.weights, request.seed, plan);
+        if (request.weights == WeightKind::integer) {
+            const std::string name = meanImageName(net);
+            const std::vector<float> mean =
+                drawMeanImage(request.seed, name, plan.front().elements());
+            requireExactSums(plan, numbers, mean);
+            write(name, mean);
+        }
+        for (std::size_t i = 0; i < plan.size(); ++i) {
+            for (std::size_t k = 0; k < plan[i].weights.size(); ++k) {
+                write(plan[i].weights[k].name, numbers[i].weights[k]);
+            }
+            for (const MatrixShape& shape : plan[i].biases) {
+                write(shape.name, numbers[i].biases);
+            }
+        }
+    }
+
+    void requireExactSums(const NetPlan& plan, const NetNumbers& numbers,
+                          const std::vector<float>& mean) {
+        const LargestSum largest = largestSum(plan, numbers, mean);
+        if (largest.value >= kExactLimit) {
+            throw std::runtime_error("sums of layer " + largest.layer + " may come to " +
+                                     std::to_string(largest.value) + " and would be rounded");
+        }
+        summary.largestSum = std::max(summary.largestSum, largest.value);
+    }
+
+    void writeAverages() {
+        const FaceDone faceDone = [this] { stepDone(); };
+        const std::string ofFaces = " of " + std::to_string(request.faces) + " drawn faces";
+        begin("pictures" + ofFaces);
+        const std::vector<DrawnFace> faces = drawFaces(request.seed, request.faces, faceDone);
+        const auto context = std::make_unique<ZomuContext>((folder.path() / "").string());
+        begin("mean images" + ofFaces);
+        const MeanImages images = averagePatches(*context, faces, faceDone);
+        for (int net = 0; net < kNetCount; ++net) {
+            write(meanImageName(net), images[static_cast<std::size_t>(net)]);
+        }
+        begin("mean features" + ofFaces);
+        write("6-0", averageFeatures(*context, faces, images, faceDone));
+    }
+
+    static std::string meanImageName(int net) { return "0-" + std::to_string(net + 1) + "-0"; }
+
+    const ModelRequest& request;
+    const FilesByName& files;
+    const ModelProgress& progress;
+    StagedFolder folder;
+    ModelSummary summary;
+    std::string stage;
+    int done = 0;
+    int total = 0;
+};
+
+}  // namespace
+
+ModelSummary makeModel(const ModelRequest& request, const ModelProgress& progress) {
+    if (request.weights == WeightKind::random && request.faces < 2) {
+        throw std::runtime_error("means need 2 faces at least");
+    }
+    const FilesByName files = filesByName();
+    refuseOccupied(request, files);
+    return ModelWriter(request, files, progress).writeAll();
+}

@@ -1,0 +1,42 @@
+// Makes a complete model folder out of a seed.
+#ifndef ZOMU_TOOLS_MODEL_MODEL_MAKER_H
+#define ZOMU_TOOLS_MODEL_MODEL_MAKER_H
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "model/drawn_model.h"
+
+struct ModelRequest {
+    std::filesystem::path folder;
+    std::uint64_t seed = 1;
+    WeightKind weights = WeightKind::random;
+    int faces = 200;  // behind the means of a random model, at least 2; integer models have none
+    bool replace = false;  // a model folder that is there already
+};
+
+struct ModelSummary {
+    int files = 0;
+    std::int64_t bytes = 0;
+    std::int64_t largestSum = 0;  // of an integer model, any network; see exact_sums.h
+};
+
+// Called before the first step and after each one, `done` of `total`. May throw to stop the work.
+using ModelProgress = std::function<void(int done, int total, const std::string& stage)>;
+
+// The folder appears with all of its files, or not at all. What is thrown, for whatever reason, has
+// left nothing behind. Throws std::runtime_error where
+//   - there is something at that place already: anything but an empty folder or, with `replace`, a
+//     folder that holds files of a model and nothing else;
+//   - the system refuses to create, write or rename;
+//   - the sums of an integer model could grow beyond what floats hold exactly.
+//
+// A random model's weights, projections and mean images are the same wherever Cairo draws the same
+// faces; its feature mean hangs on the BLAS, too. An integer model is the same bytes everywhere.
+//
+// Uses the library's tables and description slots: not beside anything else that does.
+ModelSummary makeModel(const ModelRequest& request, const ModelProgress& progress);
+
+#endif
