@@ -71,3 +71,13 @@ TEST(Exports, noSharedBlasIsNeeded) {
         EXPECT_EQ(library.find("blas"), std::string::npos) << library;
     }
 }
+
+// Closing the library leaves it, and the OpenMP runtime with its threads, where they are.
+TEST(Exports, libraryIsNeverUnloaded) {
+    bool isMarked = false;
+    for (const std::string& line : linesOf({ZOMU_READELF, "-d", "-W", ZOMU_LIBRARY})) {
+        isMarked = isMarked || (line.find("(FLAGS_1)") != std::string::npos &&
+                                line.find("NODELETE") != std::string::npos);
+    }
+    EXPECT_TRUE(isMarked);
+}

@@ -17,7 +17,9 @@ HostRun runHost(const Variables& variables, const std::vector<std::string>& scen
     static_cast<ProcessResult&>(run) = runProcess(command, variables);
     const std::string bytes = readFile(resultsPath);
     run.results.resize(bytes.size() / sizeof(float));
-    std::memcpy(run.results.data(), bytes.data(), run.results.size() * sizeof(float));
+    if (!run.results.empty()) {
+        std::memcpy(run.results.data(), bytes.data(), run.results.size() * sizeof(float));
+    }
     return run;
 }
 

@@ -15,7 +15,7 @@
 static constexpr unsigned kSecondsToRun = 100;
 
 static bool isLeftOut(const std::string& variable) {
-    for (const char* start : {"TMPDIR=", "TMP=", "TEMP=", "TEMPDIR=", "OMP_", "GOMP_"}) {
+    for (const char* start : {"TMPDIR=", "TMP=", "TEMP=", "TEMPDIR=", "OMP_", "GOMP_", "KMP_"}) {
         if (variable.rfind(start, 0) == 0) {
             return true;
         }

@@ -1,8 +1,10 @@
 // Loading, creating, extracting, destroying: one after the other, on one thread.
 #include <malloc.h>
 
+#include <chrono>
 #include <filesystem>
 #include <new>
+#include <thread>
 #include <vector>
 
 #include "library/host/host.h"
@@ -62,10 +64,12 @@ static void createAfterFailure(Host& host) {
     host.keep(context.extract(scene(0)));
 }
 
-// Closes the library and opens it again, three times.
+// Opens the library, extracts and closes it again, three times. In the pauses, threads that the
+// library may have left behind have time to run.
 static void reload(Host& host) {
     for (int i = 0; i < 3; ++i) {
         keepTemplates(host, 1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
 }
 
