@@ -21,11 +21,8 @@ extern float featureMean[kFeatureCount];
 extern float projectionA[kProjectionCount][kFeatureCount];  // behind quadraticTerm
 extern float projectionB[kProjectionCount][kFeatureCount];  // behind projection
 
-// What happens once in a process, before any other call: finds `tempPath`, builds `modelDir`, loads
-// the tables. Ends the process where the temporary directory is too long to be used.
-void attachLibrary();
-
-// The two halves of it. loadModelTables reads below `modelDir`, in the order mean images 1 to 25,
+// The two halves of attachLibrary. findModelDirectory fills `tempPath` and `modelDir`; it ends the
+// process where the temporary directory is too long to be used. loadModelTables reads below `modelDir`, in the order mean images 1 to 25,
 // "6-0", "6-1", "6-2", and prints "load <path> failed" for each file that cannot be opened.
 void findModelDirectory();
 void loadModelTables();

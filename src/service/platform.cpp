@@ -1,7 +1,5 @@
 #include "service/platform.h"
 
-#include "service/model_tables.h"
-
 #if defined(_WIN32)
 
 #include <windows.h>

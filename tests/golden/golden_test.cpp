@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "description/parameters.h"
 #include "golden/portrait_template.h"
 #include "reference/reference_arithmetic.h"
 #include "reference/reference_network.h"
@@ -79,6 +80,10 @@ TEST_F(GoldenTemplate, isWhatThePlainSecondWritingFinds) {
     FaceTemplate expected;
     referenceProjectFeatures(features.data(), &projectionA[0][0], &projectionB[0][0], expected);
     EXPECT_TRUE(sameFloats(valuesOf(expected), extracted));
+}
+
+TEST_F(GoldenTemplate, cameFromAContextThatBuiltItsLastNetworkLast) {
+    EXPECT_EQ(g_currentNet, 24);
 }
 
 TEST_F(GoldenTemplate, holdsOnlyOrdinaryNumbers) {

@@ -77,7 +77,7 @@ TEST(Arguments, recordWithoutTheSidesOfTheHeadGivesASimilarTemplate) {
     ASSERT_TRUE(ended(run, "", kTemplateSize));
     const HostRun plain = plainRun();
     EXPECT_FALSE(sameTemplate(plain, 0, run, 0));
-    EXPECT_LT(distanceOf(plain, run), 0.2);
+    EXPECT_LT(distanceOf(plain, run), 0.01);
 }
 
 class OddLandmarks : public testing::TestWithParam<const char*> {};

@@ -1,0 +1,112 @@
+#include "service/extraction.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "support/bits.h"
+#include "support/faces.h"
+#include "support/nets.h"
+#include "support/pictures.h"
+
+namespace {
+
+// A context whose networks only hand on their patch, which is no output of a network.
+class Extraction : public testing::Test {
+  protected:
+    Extraction() : random(8), picture(randomPicture(random, 200, 200, 600)) {
+        for (std::size_t k = 0; k < context.nets.size(); ++k) {
+            context.nets[k] = std::make_unique<ConvNet>(
+                static_cast<std::int32_t>(k),
+                ("[Net]\nLayerCount=1\nLayerNames=d\n[d]\ntype=data\nactsTarget=0\ndataIdx=" +
+                 std::to_string(k) + "\n")
+                    .c_str(),
+                "");
+        }
+    }
+
+    ZomuContext context;
+    Random random;
+    Picture picture;
+    LandmarkRecord face = projectFace({});
+};
+
+// Stands behind a data layer and looks at a template while the networks run.
+class TemplateWatcher : public Layer {
+  public:
+    TemplateWatcher(Layer& watched, const FaceTemplate& watchedTemplate)
+        : Layer(*watched.net, watched.name),
+          faceTemplate(watchedTemplate),
+          before(watchedTemplate) {
+        watched.next.push_back(this);
+    }
+
+    void computeActs(std::int32_t, float) override {}
+    void inputReady() override {
+        wasAsked = true;
+        isUntouched = std::memcmp(&faceTemplate, &before, sizeof before) == 0;
+    }
+
+    bool wasAsked = false;
+    bool isUntouched = false;
+
+  private:
+    const FaceTemplate& faceTemplate;
+    const FaceTemplate before;
+};
+
+}  // namespace
+
+TEST_F(Extraction, doesNotTouchTheTemplateWhileTheNetworksRun) {
+    FaceTemplate result;
+    std::fill(std::begin(result.projection), std::end(result.projection), 7.0F);
+    result.quadraticTerm = 8.0F;
+    result.projectionNorm = 9.0F;
+    describe("[d]\n");
+    TemplateWatcher first(*context.nets[0]->layers[0], result);
+    TemplateWatcher last(*context.nets[24]->layers[0], result);
+    extractTemplate(context, picture.topRow(), picture.width, picture.height, picture.stride, face,
+                    result);
+    EXPECT_TRUE(first.wasAsked && first.isUntouched);
+    EXPECT_TRUE(last.wasAsked && last.isUntouched);
+    EXPECT_TRUE(std::isnan(result.projection[0])) << "written in the end";
+}
+
+TEST_F(Extraction, givesEachNetworkASliceOfItsOwn) {
+    // Network 7 hands on two rows of 160 values, the others an output of another size.
+    Matrix output = matrixOf(2, 160, std::vector<float>(320, 2));
+    context.nets[7]->layers[0]->next.clear();
+    class Handing : public Layer {
+      public:
+        Handing(ConvNet& owner, Matrix& matrix) : Layer(owner, "d") { outputs = &matrix; }
+        void computeActs(std::int32_t, float) override {}
+        void inputReady() override {}
+    };
+    describe("[d]\n");
+    context.nets[7]->layers.push_back(std::make_unique<Handing>(*context.nets[7], output));
+    std::vector<float> features(8000, -1);
+    computeFeatures(context, picture.topRow(), picture.width, picture.height, picture.stride, face,
+                    features.data());
+    const float unit = 2.0F / std::sqrt(640.0F);
+    for (std::size_t n = 0; n < features.size(); ++n) {
+        if (n / 320 == 7) {
+            ASSERT_NEAR(features[n], unit, 1e-7F) << n;
+        } else {
+            ASSERT_TRUE(std::isnan(features[n])) << n;
+        }
+    }
+}
+
+TEST_F(Extraction, saysWhyItRefuses) {
+    const std::uint8_t pixel[12] = {};
+    EXPECT_STREQ(whyTemplateIsRefused(nullptr, 9, 9, &face), "no image");
+    EXPECT_STREQ(whyTemplateIsRefused(pixel, 1, 9, &face), "an image smaller than 2 x 2 pixels");
+    EXPECT_STREQ(whyTemplateIsRefused(pixel, 9, 1, &face), "an image smaller than 2 x 2 pixels");
+    EXPECT_STREQ(whyTemplateIsRefused(pixel, -9, 9, &face), "an image smaller than 2 x 2 pixels");
+    EXPECT_STREQ(whyTemplateIsRefused(pixel, 2, 2, nullptr), "no landmarks");
+    EXPECT_EQ(whyTemplateIsRefused(pixel, 2, 2, &face), nullptr);
+    face.count = 24;
+    EXPECT_STREQ(whyTemplateIsRefused(pixel, 2, 2, &face), "fewer than 25 landmarks");
+}
