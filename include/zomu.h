@@ -12,7 +12,9 @@
  *     projection tables are read once, while the library is loaded; weights at every ZomuCreate.
  *     A file that cannot be opened puts the line "load <path> failed" on standard output and nothing
  *     else happens: tables stay zero, and a network without usable weights yields NaN.
- *  6. Errors. There are no error codes. What cannot be computed is NaN, and what went wrong is one
+ *  6. Unloading. The library stays in memory once it is loaded, whatever a host closes: the threads
+ *     of its team live on between extractions.
+ *  7. Errors. There are no error codes. What cannot be computed is NaN, and what went wrong is one
  *     line on standard output. Running out of memory raises std::bad_alloc through the call.
  */
 #ifndef ZOMU_H

@@ -29,7 +29,8 @@ std::vector<LoadedMatrix> loadWeightList(const std::string& sectionName, bool tr
             continue;
         }
         LoadedMatrix loaded = readMatrix(stream);
-        if (transposed) {
+        // Not worth it for a short file, which no layer will use and whose sizes may be anything.
+        if (transposed && loaded.isComplete) {
             loaded.matrix = loaded.matrix->transpose();
         }
         list.push_back(std::move(loaded));

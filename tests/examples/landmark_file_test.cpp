@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "library/process.h"
+#include "support/process.h"
 #include "support/bits.h"
 #include "support/random.h"
 #include "support/temporary_folder.h"
@@ -267,9 +267,7 @@ TEST(LandmarkFile, localeOfTheHostDoesNotMatter) {
     const TemporaryFolder folder;
     runProcess({"localedef", "-i", "de_DE", "-f", "UTF-8", folder.prefix() + "de_DE.UTF-8"}, {});
     setenv("LOCPATH", folder.path().c_str(), 1);
-    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) {
-        GTEST_SKIP() << "no locale with a decimal comma can be made here";
-    }
+    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
     char comma[16];
     std::snprintf(comma, sizeof comma, "%.1f", 0.5);
     EXPECT_STREQ(comma, "0,5");

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "library/process.h"
+#include "support/process.h"
 #include "support/random.h"
 #include "support/temporary_folder.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "library/process.h"
+#include "support/process.h"
 
 // The output of a program, line by line.
 static std::vector<std::string> linesOf(const std::vector<std::string>& command) {

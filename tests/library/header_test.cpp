@@ -8,7 +8,7 @@
 #include <type_traits>
 
 #include "library/host_run.h"
-#include "library/process.h"
+#include "support/process.h"
 
 static_assert(ZOMU_PROJECTION_SIZE == 500 && ZOMU_LANDMARK_COUNT == 29);
 static_assert(sizeof(FaceTemplate) == 2008 && alignof(FaceTemplate) == 4);

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "library/process.h"
+#include "support/process.h"
 
 struct HostRun : ProcessResult {
     std::vector<float> results;

@@ -103,6 +103,9 @@ INSTANTIATE_TEST_SUITE_P(
         Team{"nested", {{"OMP_NUM_THREADS", "3,2"}, {"OMP_MAX_ACTIVE_LEVELS", "3"}}}),
     [](const auto& test) { return test.param.name; });
 
+// What malloc has handed out cannot be asked for where a sanitizer replaces it. There the check for
+// leaks takes the place of this test.
+#if !defined(ZOMU_SANITIZED)
 // A context holds 25 MB of weights. What stays behind a cycle must be nothing beside that, and a
 // measure that does not see a context would be none.
 TEST(Repetition, createAndDestroyLeaveTheMemoryAsItWas) {
@@ -111,9 +114,7 @@ TEST(Repetition, createAndDestroyLeaveTheMemoryAsItWas) {
     const float alive = run.results[0];
     const float after3 = run.results[1];
     const float after10 = run.results[2];
-    if (alive < 20.0F) {
-        GTEST_SKIP() << "another allocator is in place, with leak checks of its own";
-    }
     EXPECT_GT(alive, after3 + 20.0F);
     EXPECT_NEAR(after3, after10, 0.5F);
 }
+#endif

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "library/process.h"
+#include "support/process.h"
 #include "patches/landmarks.h"
 #include "sheets/face_picture.h"
 #include "support/temporary_folder.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "library/process.h"
+#include "support/process.h"
 #include "support/temporary_folder.h"
 
 namespace fs = std::filesystem;

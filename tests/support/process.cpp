@@ -1,4 +1,4 @@
-#include "library/process.h"
+#include "support/process.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>

@@ -1,6 +1,6 @@
 // Child processes: a program runs to its end, and what it said and how it ended is looked at.
-#ifndef ZOMU_TESTS_LIBRARY_PROCESS_H
-#define ZOMU_TESTS_LIBRARY_PROCESS_H
+#ifndef ZOMU_TESTS_SUPPORT_PROCESS_H
+#define ZOMU_TESTS_SUPPORT_PROCESS_H
 
 #include <string>
 #include <utility>
