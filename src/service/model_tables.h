@@ -22,8 +22,9 @@ extern float projectionA[kProjectionCount][kFeatureCount];  // behind quadraticT
 extern float projectionB[kProjectionCount][kFeatureCount];  // behind projection
 
 // The two halves of attachLibrary. findModelDirectory fills `tempPath` and `modelDir`; it ends the
-// process where the temporary directory is too long to be used. loadModelTables reads below `modelDir`, in the order mean images 1 to 25,
-// "6-0", "6-1", "6-2", and prints "load <path> failed" for each file that cannot be opened.
+// process where the temporary directory is too long to be used. loadModelTables reads below
+// `modelDir`, in the order mean images 1 to 25, "6-0", "6-1", "6-2", and prints "load <path>
+// failed" for each file that cannot be opened.
 void findModelDirectory();
 void loadModelTables();
 

@@ -17,8 +17,8 @@ constexpr char kSeparator = '/';
 // and not empty, else /tmp.
 void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]);
 
-// Called here when the loader reports that the library has been loaded, once in a process and before
-// any other call: finds the model folder and loads the tables. model_tables.cpp defines it.
+// Called here when the loader reports that the library has been loaded, once in a process and
+// before any other call: finds the model folder and loads the tables. model_tables.cpp defines it.
 void attachLibrary();
 
 #endif

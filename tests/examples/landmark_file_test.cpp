@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "support/process.h"
 #include "support/bits.h"
+#include "support/process.h"
 #include "support/random.h"
 #include "support/temporary_folder.h"
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "support/process.h"
 #include "patches/landmarks.h"
 #include "sheets/face_picture.h"
+#include "support/process.h"
 #include "support/temporary_folder.h"
 
 namespace {
