@@ -41,6 +41,7 @@ class TemporaryDirectory : public testing::TestWithParam<SearchCase> {};
 
 TEST_P(TemporaryDirectory, isTheFirstVariableThatIsSetAndNotEmpty) {
     const SearchCase& search = GetParam();
+    // Without a variable the library looks into /tmp, which is not the test's to empty.
     if (std::filesystem::exists(search.tempPath + "/~zvplugintmp~")) {
         GTEST_SKIP() << "a model folder stands in " << search.tempPath;
     }

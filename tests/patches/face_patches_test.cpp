@@ -284,7 +284,7 @@ void expectPatchesByTheirParts(const Picture& picture, const std::vector<Landmar
     const float imageEyeSpan = imageEyeSpanOf(entries);
     const auto entryAt = [&](std::int32_t keptPosition) {
         for (const ContractRow& row : kContract)
-            if (row.kept == keptPosition)
+            if (row.keptPosition == keptPosition)
                 return entryOf(entries, row.id);
         return LandmarkEntry{};
     };

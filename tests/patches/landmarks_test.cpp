@@ -118,10 +118,10 @@ TEST(Landmarks, keptPositionsFollowTheIds) {
     const KeptLandmarks kept = keptOf(entries);
     int positions = 0;
     for (const ContractRow& row : kContract) {
-        if (row.kept < 0)
+        if (row.keptPosition < 0)
             continue;
         expectSameEntry({row.id, static_cast<float>(row.id) + 0.25F, -static_cast<float>(row.id)},
-                        kept[static_cast<std::size_t>(row.kept)], row.kept);
+                        kept[static_cast<std::size_t>(row.keptPosition)], row.keptPosition);
         ++positions;
     }
     EXPECT_EQ(kKeptCount, positions);

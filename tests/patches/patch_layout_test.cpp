@@ -41,7 +41,7 @@ constexpr PatchRow kPatches[25] = {
 int keptPositionOf(int id) {
     for (const ContractRow& row : kContract)
         if (row.id == id)
-            return row.kept;
+            return row.keptPosition;
     return -1;
 }
 
@@ -79,9 +79,9 @@ TEST(PatchLayout, centresAreAMidlineLandmarkOrALeftRightPair) {
         const ContractRow* first = nullptr;
         const ContractRow* second = nullptr;
         for (const ContractRow& row : kContract) {
-            if (row.kept == kPatchLayout.firstCentre[i])
+            if (row.keptPosition == kPatchLayout.firstCentre[i])
                 first = &row;
-            if (row.kept == kPatchLayout.secondCentre[i])
+            if (row.keptPosition == kPatchLayout.secondCentre[i])
                 second = &row;
         }
         ASSERT_NE(nullptr, first) << "patch " << i;

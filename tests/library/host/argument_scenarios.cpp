@@ -13,7 +13,7 @@ static PlacedPicture placed(const Picture& picture) {
 }
 
 static void extractFromLayout(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     const Context context(library);
     const auto [picture, record] = scene(0);
     const PlacedPicture image(picture, layoutOfName(host.arguments.at(0)));
@@ -21,7 +21,7 @@ static void extractFromLayout(Host& host) {
 }
 
 static void extractFromSmallestPicture(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     const Context context(library);
     Random random(5);
     const Picture picture = randomPicture(random, 2, 2, 6);
@@ -76,7 +76,7 @@ static PlacedRecord recordOfKind(const std::string& kind) {
 }
 
 static void extractFromRecord(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     const Context context(library);
     const Picture picture = scene(0).picture;
     const PlacedRecord record = recordOfKind(host.arguments.at(0));
@@ -96,7 +96,7 @@ static FaceTemplate numberedTemplate() {
 
 // Nothing is read through any pointer without a context, or without room for a template.
 static void passNulls(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     library.destroy(nullptr);
     GuardedPages forbidden(1);
     forbidden.forbid(forbidden.begin());
@@ -160,7 +160,7 @@ static PlacedRecord badRecordOfKind(const std::string& kind) {
 
 // Two templates: the refused one, then a good one from the same context.
 static void extractFromBadRecord(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     const Context context(library);
     const Scene good = scene(0);
     const PlacedRecord record = badRecordOfKind(host.arguments.at(0));
@@ -171,7 +171,7 @@ static void extractFromBadRecord(Host& host) {
 
 // The same for pictures: null, or of the given width and height with no byte that may be read.
 static void extractFromBadPicture(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     const Context context(library);
     const Scene good = scene(0);
     GuardedPages forbidden(1);
@@ -185,7 +185,7 @@ static void extractFromBadPicture(Host& host) {
 }
 
 static void extractWithoutRecord(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     const Context context(library);
     const Scene good = scene(0);
     FaceTemplate face = numberedTemplate();

@@ -14,7 +14,7 @@
 
 // One run: how the program was called, and the floats that it will have written in the end.
 struct Host {
-    std::string libraryPath;
+    std::string path;  // of the library
     std::vector<std::string> arguments;
     std::vector<float> results;
 

@@ -10,12 +10,12 @@
 #include "library/host/host.h"
 
 static void load(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
 }
 
 // N templates of the same face from the same context.
 static void keepTemplates(Host& host, int count) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     const Context context(library);
     for (int i = 0; i < count; ++i) {
         host.keep(context.extract(scene(0)));
@@ -28,7 +28,7 @@ static void extract(Host& host) {
 
 // Removes the named files after the load and before the create.
 static void extractAfterRemoving(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     for (const std::string& path : host.arguments) {
         std::filesystem::remove_all(path);
     }
@@ -38,7 +38,7 @@ static void extractAfterRemoving(Host& host) {
 
 // A second context beside the first, and the first once more. Other faces come in between.
 static void extractWithTwoContexts(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     const Context first(library);
     host.keep(first.extract(scene(0)));
     const Context second(library);
@@ -51,7 +51,7 @@ static void extractWithTwoContexts(Host& host) {
 // Keeps 1 where ZomuCreate throws for want of memory, then puts a good file in place of the bad
 // one.
 static void createAfterFailure(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     try {
         const Context context(library);
         host.keep(0.0F);
@@ -81,7 +81,7 @@ static float megabytesInUse() {
 // Keeps what the heap holds with one context alive, then after 3 and after 10 cycles of create,
 // extract and destroy.
 static void measureMemory(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     library.destroy(nullptr);
     for (int cycle = 1; cycle <= 10; ++cycle) {
         {
@@ -99,7 +99,7 @@ static void measureMemory(Host& host) {
 
 // Scores of templates made by hand; needs no context.
 static void compare(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     FaceTemplate face{};
     face.projection[0] = 3;
     face.projection[1] = 4;

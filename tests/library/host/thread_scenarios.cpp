@@ -15,7 +15,7 @@ using Templates = std::vector<FaceTemplate>;
 // Two contexts on two threads, which meet the faces in opposite order. Keeps the templates that one
 // context gave before, alone; then those of either thread, all in the order of the faces.
 static void extractOnTwoThreads(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     const Context a(library);
     const Context b(library);
     for (int number = 0; number < kSceneCount; ++number) {
@@ -49,7 +49,7 @@ static void extractOnTwoThreads(Host& host) {
 // One thread extracts until another has built two contexts. Keeps the template from before, the
 // number of templates that differed from it meanwhile, and the template of each new context.
 static void createBesideExtraction(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     const Context old(library);
     const Scene face = scene(0);
     const FaceTemplate before = old.extract(face);
@@ -79,7 +79,7 @@ static void createBesideExtraction(Host& host) {
 
 // N threads create at the same moment; then each context gives its template, one after the other.
 static void createOnThreads(Host& host) {
-    const Library library(host.libraryPath);
+    const Library library(host.path);
     const int count = host.number(0);
     std::vector<std::unique_ptr<Context>> contexts(static_cast<std::size_t>(count));
     std::barrier start(count);
