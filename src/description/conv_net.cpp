@@ -8,29 +8,15 @@
 
 #include "description/parameters.h"
 #include "description/weight_files.h"
-#include "layers/conv_layer.h"
-#include "layers/data_layer.h"
-#include "layers/fc_layer.h"
-#include "layers/neuron_layer.h"
-#include "layers/pool_layer.h"
+#include "layers/layer_kinds.h"
 
 namespace {
-
-struct LayerKind {
-    const char* type;
-    std::unique_ptr<Layer> (*create)(ConvNet& net, const std::string& name);
-};
-
-const LayerKind kLayerKinds[] = {
-    {"fc", createFCLayer},         {"conv", createConvLayer}, {"pool", createPoolLayer},
-    {"neuron", createNeuronLayer}, {"data", createDataLayer},
-};
 
 // Appends the layer only after its constructor has returned: meanwhile the length of `layers` is
 // the index of the layer under construction.
 Layer& createLayer(ConvNet& net, const std::string& type, const std::string& name) {
     for (const LayerKind& kind : kLayerKinds) {
-        if (type == kind.type) {
+        if (type == kind.keyword) {
             std::unique_ptr<Layer> layer = kind.create(net, name);
             net.layers.push_back(std::move(layer));
             if (type == "data") {

@@ -1,4 +1,4 @@
-#include "layers/fc_layer.h"
+#include "layers/layer_kinds.h"
 
 #include <cstddef>
 

@@ -14,17 +14,28 @@ struct ConvNet;
 
 using MatrixList = std::vector<Matrix*>;
 
-// The family. Rows of a matrix are images (a crop and its mirrored twin), columns planes x height x
-// width. A class without a keyword is abstract.
+// The family. A class without a keyword is abstract. docs/layers.md has a row for each keyword:
+// formula, shapes, keys, oddities.
 //
-//  class         keyword     input row -> output row                          in place  BLAS
-//  DataLayer     data        entry `dataIdx` of the list handed to the net    -         no
-//  NeuronLayer   neuron      n -> n, element by element                       yes       no
-//  PoolLayer     pool        planes x side x side -> planes x outputsX^2      no        no
-//  WeightLayer               base of the layers with trained parameters
-//   LocalLayer               base of filters that slide over an image
-//    ConvLayer   conv        channels x h x w -> filters x modulesX^2         no        yes
-//   FCLayer      fc          n -> columns of the weight matrix                no        yes
+//  Layer
+//   DataLayer                   data     hands on an entry of the list handed to the network
+//   NeuronLayer                 neuron   an element-wise function, in place
+//   PoolLayer
+//    MaxPoolLayer               pool     the greatest of each window
+//    AvgPoolLayer               pool     the mean of each window
+//   WeightLayer                          trained parameters
+//    FCLayer                    fc       a product with a weight matrix
+//    LocalLayer                          filters that slide over an image
+//     ConvLayer                 conv     one filter bank for all positions
+//     LocalUnsharedLayer        local    a filter bank for each position
+//   SoftmaxLayer                softmax  rows that sum to 1
+//   EltwiseSumLayer             eltsum   weighted sum of the inputs
+//   EltwiseMaxLayer             eltmax   greatest of the inputs
+//   ResponseNormLayer           rnorm    computes nothing
+//    CrossMapResponseNormLayer  cmrnorm  division by the energy of neighbouring planes
+//    ContrastNormLayer          cnorm    computes nothing
+//
+// Rows of a matrix are images (a crop and its mirrored twin), columns planes x height x width.
 //
 // A network is driven by one thread at a time. Between calls a layer keeps its output and the
 // pointers to its last inputs, whose matrices may be gone by then.

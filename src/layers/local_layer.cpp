@@ -1,20 +1,9 @@
 #include "layers/local_layer.h"
 
-#include <cstddef>
-#include <stdexcept>
+#include <limits>
 
 #include "description/parameters.h"
-
-namespace {
-
-std::int32_t entry(const std::vector<std::int32_t>& list, std::int32_t index) {
-    if (static_cast<std::size_t>(index) >= list.size()) {
-        throw std::out_of_range("invalid vector<T> subscript");
-    }
-    return list[static_cast<std::size_t>(index)];
-}
-
-}  // namespace
+#include "layers/list_entry.h"
 
 LocalLayer::LocalLayer(ConvNet& owner, const std::string& sectionName)
     : WeightLayer(owner, sectionName, true) {
@@ -32,11 +21,24 @@ LocalLayer::LocalLayer(ConvNet& owner, const std::string& sectionName)
 
 FilterGeometry LocalLayer::geometryOf(std::int32_t inputIndex) const {
     FilterGeometry geometry;
-    geometry.channels = entry(channels, inputIndex);
-    geometry.stride = entry(stride, inputIndex);
-    geometry.padding = entry(padding, inputIndex);
-    geometry.height = entry(imgSize, inputIndex);
+    geometry.channels = listEntry(channels, inputIndex);
+    geometry.stride = listEntry(stride, inputIndex);
+    geometry.padding = listEntry(padding, inputIndex);
+    geometry.height = listEntry(imgSize, inputIndex);
     geometry.modulesY = modulesX;
     geometry.modulesX = modulesX;
     return geometry;
+}
+
+void LocalLayer::requireFit(const FilterGeometry& geometry, const Matrix& images,
+                            std::int32_t filterCols, std::int32_t filterRows,
+                            float targetScale) const {
+    requireUsable(geometry.channels > 0 && geometry.height > 0 && geometry.stride > 0);
+    const FilterShape shape = filterShape(geometry, images.numCols, filterCols);
+    requireUsable(filterCols == geometry.channels * shape.k * shape.k && shape.k > 0);
+    requireUsable(shape.outH > 0 && shape.outW > 0 && shape.outH * shape.outW == shape.modules);
+    requireUsable(static_cast<std::int64_t>(filterRows) * shape.modules <=
+                  std::numeric_limits<std::int32_t>::max());
+    requireUsable(targetScale == 0.0F || (outputs->numRows == images.numRows &&
+                                          outputs->numCols == filterRows * shape.modules));
 }

@@ -32,6 +32,12 @@ class LocalLayer : public WeightLayer {
   protected:
     // The lists' entries for one input. Throws std::out_of_range where a list is too short.
     FilterGeometry geometryOf(std::int32_t inputIndex) const;
+
+    // The kernels believe all sizes. Throws UnusableWeights unless these keep them inside their
+    // matrices: a filter of `filterCols` elements is whole squares, there is a module for each
+    // position, and the former output, where it is kept, has the shape of the new one.
+    void requireFit(const FilterGeometry& geometry, const Matrix& images, std::int32_t filterCols,
+                    std::int32_t filterRows, float targetScale) const;
 };
 
 #endif

@@ -7,10 +7,20 @@
 
 #include "matrix/matrix.h"
 
-//  class        keyword  y, for each element x of the storage
-//  ReluNeuron   relu     x if x > 0, else +0.0 (so is NaN)
+//  class              keyword   y, for each element x of the storage
+//  ReluNeuron         relu      x if x > 0, else +0.0 (so is NaN)
+//  SoftReluNeuron     softrelu  log(exp(x) + 1)
+//  BoundedReluNeuron  brelu     relu(x) if that is below a, else a
+//  AbsNeuron          abs       x without its sign bit
+//  LogisticNeuron     logistic  1 / (exp(-x) + 1)
+//  TanhNeuron         tanh      tanh(x * b) * a
+//  SquareNeuron       square    x * x
+//  SqrtNeuron         sqrt      square root
+//  LinearNeuron       linear    x * a + b
+//  Neuron             ident     x
 //
-// The base class leaves everything as it is.
+// Each operation is rounded to float; exp, log, tanh and the root are taken in 64 bits first. a and
+// b are keys of the layer's section, 0 where they are absent.
 class Neuron {
   public:
     Neuron() = default;
@@ -26,6 +36,15 @@ class Neuron {
     bool activated = false;  // set by run, read by nothing
     Matrix* acts = nullptr;
 };
+
+struct NeuronKind {
+    const char* keyword;
+    std::unique_ptr<Neuron> (*create)(const std::string& sectionName);
+};
+
+// The values of the key `neuron`, in the order in which they are compared.
+constexpr int kNeuronKindCount = 10;
+extern const NeuronKind kNeuronKinds[kNeuronKindCount];
 
 // The neuron of that keyword, with its parameters from the section of that name. Throws the plain
 // text "Unknown neuron type: <keyword>" for any other.

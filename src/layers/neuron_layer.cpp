@@ -1,4 +1,4 @@
-#include "layers/neuron_layer.h"
+#include "layers/layer_kinds.h"
 
 #include "description/parameters.h"
 #include "layers/neuron.h"

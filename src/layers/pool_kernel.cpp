@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstddef>
 
+#include "matrix/float_rules.h"
+
 namespace {
 
 // A window clipped to its plane, ends exclusive.
@@ -18,31 +20,48 @@ Window windowAt(const PoolGeometry& pool, std::int32_t side, std::int32_t oy, st
             std::min(side, x0 + pool.sizeX)};
 }
 
-}  // namespace
-
-void maxPoolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool) {
-    constexpr float kInitial = -2.0e38F;
+// The frame of both kernels. `fold(cell, v)` takes in one value of the window, row by row, and
+// `finish(cell, window)` makes the result of what it left.
+template <typename Fold, typename Finish>
+void poolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool, float initial,
+                 Fold fold, Finish finish) {
     const std::int32_t pixels = images.numCols / pool.channels;
     const auto side = static_cast<std::int32_t>(std::sqrt(static_cast<double>(pixels)));
     target.resize(images.numRows, pool.outputsX * pool.outputsX * pool.channels);
 
-    float* cell = target.data;
+    float* result = target.data;
     for (std::int32_t n = 0; n < target.numRows; ++n) {
         const float* plane = images.data + static_cast<std::ptrdiff_t>(n) * images.numCols;
         for (std::int32_t c = 0; c < pool.channels; ++c, plane += pixels) {
             for (std::int32_t oy = 0; oy < pool.outputsX; ++oy) {
                 for (std::int32_t ox = 0; ox < pool.outputsX; ++ox) {
                     const Window window = windowAt(pool, side, oy, ox);
-                    float greatest = kInitial;
+                    float cell = initial;
                     for (std::int32_t y = window.ys; y < window.ye; ++y) {
                         for (std::int32_t x = window.xs; x < window.xe; ++x) {
-                            const float v = plane[static_cast<std::ptrdiff_t>(y) * side + x];
-                            greatest = v > greatest ? v : greatest;
+                            cell = fold(cell, plane[static_cast<std::ptrdiff_t>(y) * side + x]);
                         }
                     }
-                    *cell++ = greatest;
+                    *result++ = finish(cell, window);
                 }
             }
         }
     }
+}
+
+}  // namespace
+
+void maxPoolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool) {
+    poolForward(
+        images, target, pool, -2.0e38F, [](float cell, float v) { return v > cell ? v : cell; },
+        [](float cell, const Window&) { return cell; });
+}
+
+void avgPoolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool) {
+    poolForward(
+        images, target, pool, 0.0F, [](float cell, float v) { return cell + v; },
+        [](float cell, const Window& window) {
+            const std::int32_t count = (window.ye - window.ys) * (window.xe - window.xs);
+            return cell / static_cast<float>(count);
+        });
 }

@@ -18,4 +18,9 @@ struct PoolGeometry {
 // NaN is never taken. A window with nothing above -2.0e38 in it gives -2.0e38.
 void maxPoolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool);
 
+// target = the mean of each window, of the same shape: the sum in float, row by row, divided by the
+// number of values that the clipped window holds. A window that lies outside the plane in one
+// direction gives 0 / 0 (NaN) or 0 / negative (-0.0).
+void avgPoolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool);
+
 #endif

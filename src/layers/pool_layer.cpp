@@ -1,10 +1,11 @@
-#include "layers/pool_layer.h"
+#include "layers/layer_kinds.h"
 
 #include "description/parameters.h"
 #include "layers/pool_kernel.h"
 
 namespace {
 
+// Looks at its first input only; a second one makes it compute the same once more.
 class PoolLayer : public Layer {
   public:
     PoolLayer(ConvNet& owner, const std::string& sectionName) : Layer(owner, sectionName) {
@@ -29,26 +30,31 @@ class MaxPoolLayer : public PoolLayer {
     }
 };
 
+class AvgPoolLayer : public PoolLayer {
+  public:
+    using PoolLayer::PoolLayer;
+
+    void computeActs(std::int32_t, float) override {
+        avgPoolForward(*inputs[0], *outputs, geometry);
+    }
+};
+
 template <class SomePoolLayer>
 std::unique_ptr<Layer> create(ConvNet& net, const std::string& name) {
     return std::make_unique<SomePoolLayer>(net, name);
 }
 
-struct PoolKind {
-    const char* keyword;
-    std::unique_ptr<Layer> (*create)(ConvNet& net, const std::string& name);
-};
-
-const PoolKind kPoolKinds[] = {
-    {"max", create<MaxPoolLayer>},
-};
-
 }  // namespace
+
+const LayerKind kPoolKinds[kPoolKindCount] = {
+    {"max", create<MaxPoolLayer>},
+    {"avg", create<AvgPoolLayer>},
+};
 
 std::unique_ptr<Layer> createPoolLayer(ConvNet& net, const std::string& name) {
     std::string keyword;
     getString(currentSection(name), "pool", keyword);
-    for (const PoolKind& kind : kPoolKinds) {
+    for (const LayerKind& kind : kPoolKinds) {
         if (keyword == kind.keyword) {
             return kind.create(net, name);
         }

@@ -1,6 +1,7 @@
 #include "layers/weight_layer.h"
 
 #include <cstddef>
+#include <limits>
 #include <utility>
 
 #include "description/conv_net.h"
@@ -33,21 +34,28 @@ WeightLayer::WeightLayer(ConvNet& owner, const std::string& sectionName, bool tr
     biases = bind(std::move(bias));
 }
 
-// This layer is not yet in the network's list, so that its own index is the length of that list.
 void WeightLayer::bindShared(const std::vector<std::int32_t>& layerIndices,
                              const std::vector<std::int32_t>& matrixIndices) {
     for (std::size_t i = 0; i < layerIndices.size(); ++i) {
-        const auto l = static_cast<std::size_t>(layerIndices[i]);
-        const auto m = static_cast<std::size_t>(matrixIndices.at(i));
-        const WeightLayer* layer =
-            l == net->layers.size() ? this : dynamic_cast<WeightLayer*>(net->layers.at(l).get());
-        if (layer == nullptr) {
-            throw std::string("No weights to share in layer " + net->layers[l]->name);
+        const WeightLayer* layer = sharingLayer(static_cast<std::size_t>(layerIndices[i]));
+        const auto m = i < matrixIndices.size() ? static_cast<std::size_t>(matrixIndices[i])
+                                                : std::numeric_limits<std::size_t>::max();
+        if (layer == nullptr || m >= layer->weights.size()) {
+            throw std::string("No weights to share with layer " + name);
         }
-        const Weights* source = layer->weights.at(m).get();
+        const Weights* source = layer->weights[m].get();
         weights.push_back(
             std::make_unique<Weights>(Weights{source->matrix, source, source->isComplete}));
     }
+}
+
+// This layer is not yet in the network's list, so that its own index is the length of that list.
+const WeightLayer* WeightLayer::sharingLayer(std::size_t index) const {
+    if (index == net->layers.size()) {
+        return this;
+    }
+    return index < net->layers.size() ? dynamic_cast<WeightLayer*>(net->layers[index].get())
+                                      : nullptr;
 }
 
 const Matrix& WeightLayer::usableWeights(std::int32_t inputIndex) const {

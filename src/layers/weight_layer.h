@@ -25,7 +25,8 @@ class WeightLayer : public Layer {
   public:
     // Loads the files of the section's keys `weights` (each transposed, where asked for) and
     // `biases`, and binds them. With the keys `weightSourceLayerIndices` and
-    // `weightSourceMatrixIndices` the weights are those of other layers, or of this one, instead.
+    // `weightSourceMatrixIndices` the weights are those of earlier layers, or of this one, instead.
+    // Throws a plain text where those name no weights.
     WeightLayer(ConvNet& owner, const std::string& sectionName, bool transposed);
 
     std::vector<std::unique_ptr<Weights>> weights;  // one for each input
@@ -40,6 +41,7 @@ class WeightLayer : public Layer {
   private:
     void bindShared(const std::vector<std::int32_t>& layerIndices,
                     const std::vector<std::int32_t>& matrixIndices);
+    const WeightLayer* sharingLayer(std::size_t index) const;
 };
 
 // Throws UnusableWeights unless `condition` holds.

@@ -10,7 +10,7 @@ static_assert(CblasNoTrans == kRowMajor && CblasTrans == kTransposed);
 namespace {
 
 // In a team of one, the BLAS takes OpenMP's default team size for the number of threads it will
-// get, and lets their shares of a product wait for each other. Where OpenMP then grants fewer (a
+// get, and lets their shares of the work wait for each other. Where OpenMP then grants fewer (a
 // thread limit, a dynamic team on a busy machine) they wait for ever. So it is told 1, which
 // changes the setting of the calling task alone.
 class OneThread {
@@ -39,5 +39,11 @@ void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* 
 }
 
 void addScaled(std::int32_t n, float alpha, const float* x, float* y, std::int32_t yStep) {
+    const OneThread only;
     cblas_saxpy(n, alpha, x, 1, y, yStep);
+}
+
+void scaleInPlace(std::int32_t n, float alpha, float* x, std::int32_t xStep) {
+    const OneThread only;
+    cblas_sscal(n, alpha, x, xStep);
 }

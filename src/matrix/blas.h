@@ -1,7 +1,7 @@
 // The CBLAS routines that the system calls, in the one form it needs of each.
 //
-// Each may be called from several threads at once on data of their own. It runs on the calling
-// thread and starts no other; addScaled does so for vectors as short as a layer's biases.
+// Each may be called from several threads at once on data of their own, runs on the calling thread
+// and starts no other.
 #ifndef ZOMU_MATRIX_BLAS_H
 #define ZOMU_MATRIX_BLAS_H
 
@@ -16,5 +16,9 @@ void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* 
 
 // y = alpha * x + y over n elements; x is dense, elements of y stand yStep floats apart.
 void addScaled(std::int32_t n, float alpha, const float* x, float* y, std::int32_t yStep);
+
+// x = alpha * x over n elements that stand xStep floats apart. An alpha of 0 may store zeros
+// without reading x, so that NaN and infinities need not survive it.
+void scaleInPlace(std::int32_t n, float alpha, float* x, std::int32_t xStep);
 
 #endif

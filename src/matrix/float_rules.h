@@ -13,9 +13,18 @@ static_assert(FLT_EVAL_METHOD == 0, "float expressions must be evaluated in floa
 static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<double>::is_iec559,
               "floats must be IEEE 754");
 
-// The square root of a float, taken in 64 bits and narrowed: two roundings.
+// Functions of a float, taken in 64 bits and narrowed: two roundings.
 inline float narrowSqrt(float x) {
     return static_cast<float>(std::sqrt(static_cast<double>(x)));
+}
+inline float narrowExp(float x) {
+    return static_cast<float>(std::exp(static_cast<double>(x)));
+}
+inline float narrowLog(float x) {
+    return static_cast<float>(std::log(static_cast<double>(x)));
+}
+inline float narrowTanh(float x) {
+    return static_cast<float>(std::tanh(static_cast<double>(x)));
 }
 
 #endif

@@ -7,8 +7,6 @@
 #include <new>
 #include <utility>
 
-#include "matrix/blas.h"
-
 namespace {
 
 std::size_t bytesOf(std::int32_t elements) {
@@ -91,9 +89,9 @@ void Matrix::resize(std::int32_t rows, std::int32_t cols) {
     if (numRows == rows && numCols == cols) {
         return;
     }
-    assert(ownsData);
     const std::int32_t elements = elementCount(rows, cols);
     if (numElements != elements) {
+        assert(ownsData);
         delete[] data;
         data = nullptr;  // and stays so, with no elements, if the allocation throws
         numRows = numCols = numElements = 0;
@@ -120,6 +118,12 @@ void Matrix::copy(Matrix& target) const {
     }
 }
 
+std::unique_ptr<Matrix> Matrix::copy() const {
+    auto result = std::make_unique<Matrix>(numRows, numCols);
+    copy(*result);
+    return result;
+}
+
 std::unique_ptr<Matrix> Matrix::transpose() const {
     if (trans == kTransposed) {
         return std::make_unique<Matrix>(view(data, numCols, numRows));
@@ -131,32 +135,6 @@ std::unique_ptr<Matrix> Matrix::transpose() const {
         }
     }
     return result;
-}
-
-void Matrix::maxWithScalar(float s, Matrix& target) const {
-    target.resize(*this);
-    for (std::int32_t n = 0; n < numElements; ++n) {
-        target.data[n] = data[n] > s ? data[n] : s;
-    }
-}
-
-void Matrix::addVector(const Matrix& vec, float scale, Matrix& target) const {
-    if (&target != this) {
-        copy(target);
-    }
-    const bool isRow = vec.numRows == 1;
-    const bool isTransposed = target.trans == kTransposed;
-    const std::int32_t count = isRow ? target.numRows : target.numCols;
-    // Along the storage's own direction the vector lies dense, and lines are a whole line apart;
-    // across it, neighbouring lines start one float apart.
-    const bool isDense = isRow != isTransposed;
-    const std::int32_t lineLength = isRow ? target.numCols : target.numRows;
-    const std::int32_t lineStep = isDense ? lineLength : 1;
-    const std::int32_t elementStep = isDense ? 1 : count;
-    for (std::int32_t k = 0; k < count; ++k) {
-        addScaled(vec.numElements, scale, vec.data,
-                  target.data + static_cast<std::ptrdiff_t>(k) * lineStep, elementStep);
-    }
 }
 
 std::ptrdiff_t Matrix::offset(std::int32_t row, std::int32_t col) const {

@@ -14,8 +14,33 @@
 constexpr std::int32_t kRowMajor = 111;    // element (i, j) stands at i * numCols + j
 constexpr std::int32_t kTransposed = 112;  // element (i, j) stands at j * numRows + i
 
+// Functions of two elements, for applyBinary and aggregate.
+using BinaryFunction = float (*)(float, float);
+float addition(float x, float y);
+float multiplication(float x, float y);
+float maximum(float x, float y);  // x if x > y, else y: a NaN in x is never taken, one in y stays
+
+// Functions of one element, for apply.
+enum class ElementFunction : std::int32_t {
+    Tanh = 0,
+    Reciprocal = 1,
+    Square = 2,
+    Abs = 3,  // clears the sign bit
+    Exp = 4,
+    Log = 5,
+    Zero = 6,            // the element is not read
+    One = 7,             // neither here
+    LogisticByTanh = 8,  // 0.5 * (tanh(0.5 * x) + 1)
+    LogisticByExp = 9,   // 1 / (exp(-x) + 1)
+    Sign = 10,           // 1 above zero, otherwise -1, also for zero and NaN
+};
+
 // `numRows` and `numCols` are logical sizes, whatever `trans` says. There is no row stride. Nothing
 // here compares shapes: the caller guarantees them. Storage comes uninitialised from the allocator.
+//
+// Every operation gives `target` this matrix's shape by resize (which leaves no former contents)
+// and may have this matrix itself as its target. Those named flat walk through the storage and take
+// for granted that all operands have one storage order.
 class Matrix {
   public:
     // An empty matrix that owns nothing yet. A layer's activations start like this.
@@ -41,22 +66,66 @@ class Matrix {
 
     // Takes the shape `rows` x `cols` without keeping the contents. Does nothing, and leaves
     // `trans` alone, where the shape is right already; keeps the storage where the element count
-    // stays. Only for matrices that own their storage.
+    // stays. A matrix that does not own its storage must keep its element count.
     void resize(std::int32_t rows, std::int32_t cols);
     void resize(const Matrix& model) { resize(model.numRows, model.numCols); }
 
-    // Gives `target` this shape and these logical values.
+    // Gives `target` this shape and these logical values. Where both have one storage order after
+    // the reshape, the storage is copied as a block.
     void copy(Matrix& target) const;
+
+    // A new matrix in row-major order with these logical values.
+    std::unique_ptr<Matrix> copy() const;
 
     // The transpose in row-major order: a view of this storage where this matrix is stored
     // transposed, which must not outlive it, otherwise a matrix of its own.
     std::unique_ptr<Matrix> transpose() const;
 
+    // target = this + scale * b. Flat where the three agree in storage order; `target` must not be
+    // `b`.
+    void add(const Matrix& b, float scale, Matrix& target) const;
+
+    // target = s + element. Flat.
+    void addScalar(float s, Matrix& target) const;
+
     // target = element if element > s, else s. A NaN gives s, and -0.0 gives +0.0 for an s of +0.0.
+    // Flat.
     void maxWithScalar(float s, Matrix& target) const;
 
-    // target = this + scale * vec, in every row where `vec` has one row, otherwise in every column.
+    // target = s * element.
+    void scale(float s, Matrix& target) const;
+
+    // target = this * b, element by element. Flat where the two agree in storage order.
+    void eltwiseMult(const Matrix& b, Matrix& target) const;
+
+    // target = maximum(this, b), element by element.
+    void eltwiseMax(const Matrix& b, Matrix& target) const;
+
+    // For the three below `vec` is a row vector where it has one row, and meets every row;
+    // otherwise it is a column vector and meets every column. One element is a row vector.
+
+    // target = this + scale * vec.
     void addVector(const Matrix& vec, float scale, Matrix& target) const;
+
+    // target = this * vec.
+    void eltwiseMultByVector(const Matrix& vec, Matrix& target) const;
+
+    // target = this / vec. A true division where `vec` lies along the lines of the storage;
+    // otherwise a product with the rounded reciprocals, which may differ in the last bit.
+    void eltwiseDivideByVector(const Matrix& vec, Matrix& target) const;
+
+    // Folds each column (axis 0, target 1 x numCols) or each row (any other axis, target numRows x
+    // 1) with fn(element, value so far), in ascending order, from `initial`. `target` must be
+    // another matrix.
+    void aggregate(std::int32_t axis, Matrix& target, BinaryFunction fn, float initial) const;
+
+    // target = function(element). Flat. A function that is none of the enumerators shapes `target`
+    // and leaves its contents.
+    void apply(ElementFunction function, Matrix& target) const;
+    void apply(ElementFunction function) { apply(function, *this); }
+
+    // target(i, j) = fn(this(i, j), b(i, j)), each addressed by its own storage order.
+    void applyBinary(BinaryFunction fn, const Matrix& b, Matrix& target) const;
 
     // Elements by logical place. NOLINT: the analyser cannot tell that no elements means no calls.
     float& at(std::int32_t row, std::int32_t col) { return data[offset(row, col)]; }  // NOLINT

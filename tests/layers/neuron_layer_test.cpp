@@ -1,10 +1,9 @@
-#include "layers/neuron_layer.h"
+#include "layers/neuron.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "layers/neuron.h"
 #include "support/bits.h"
 #include "support/nets.h"
 

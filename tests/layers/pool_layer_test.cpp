@@ -1,4 +1,4 @@
-#include "layers/pool_layer.h"
+#include "layers/pool_kernel.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "layers/pool_kernel.h"
+#include "layers/layer_kinds.h"
 #include "support/bits.h"
 #include "support/nets.h"
 #include "support/random.h"

@@ -1,0 +1,16 @@
+#include "layers/layer_kinds.h"
+
+const LayerKind kLayerKinds[kLayerKindCount] = {
+    {"fc", createFCLayer},
+    {"conv", createConvLayer},
+    {"local", createLocalUnsharedLayer},
+    {"pool", createPoolLayer},
+    {"rnorm", createResponseNormLayer},
+    {"cmrnorm", createCrossMapResponseNormLayer},
+    {"cnorm", createContrastNormLayer},
+    {"softmax", createSoftmaxLayer},
+    {"eltsum", createEltwiseSumLayer},
+    {"eltmax", createEltwiseMaxLayer},
+    {"neuron", createNeuronLayer},
+    {"data", createDataLayer},
+};

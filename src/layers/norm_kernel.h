@@ -1,0 +1,25 @@
+// Division by the energy of neighbouring planes.
+#ifndef ZOMU_LAYERS_NORM_KERNEL_H
+#define ZOMU_LAYERS_NORM_KERNEL_H
+
+#include <cstdint>
+
+#include "matrix/matrix.h"
+
+struct CrossMapNorm {
+    std::int32_t channels = 0;  // planes in a row of the input
+    std::int32_t sizeX = 0;     // planes in a window; an even window reaches further down than up
+    float scale = 0.0F;
+    float pow = 0.0F;
+};
+
+// For plane c and position p of each row:
+//
+//   target(c, p) = image(c, p) * (1 + scale / sizeX * sum of image(k, p)^2)^(-pow)
+//
+// over the planes k from c - sizeX / 2 (cut) to sizeX planes on, as far as they exist; the divisor
+// stays sizeX. Sums and products are rounded to float one by one, the power is taken in 64 bits.
+// Meanwhile `target` holds the sums.
+void crossMapNormForward(const Matrix& images, Matrix& target, const CrossMapNorm& norm);
+
+#endif
