@@ -35,7 +35,7 @@ void LocalLayer::requireFit(const FilterGeometry& geometry, const Matrix& images
                             float targetScale) const {
     requireUsable(geometry.channels > 0 && geometry.height > 0 && geometry.stride > 0);
     const FilterShape shape = filterShape(geometry, images.numCols, filterCols);
-    requireUsable(filterCols == geometry.channels * shape.k * shape.k && shape.k > 0);
+    requireUsable(filterCols == geometry.channels * shape.k * shape.k);
     requireUsable(shape.outH > 0 && shape.outW > 0 && shape.outH * shape.outW == shape.modules);
     requireUsable(static_cast<std::int64_t>(filterRows) * shape.modules <=
                   std::numeric_limits<std::int32_t>::max());

@@ -31,7 +31,7 @@ class Neuron {
     virtual void applyInPlace() {}
 
     // Makes `target` the matrix to work on and transforms it.
-    void run(Matrix* target);
+    virtual void run(Matrix* target);
 
     bool activated = false;  // set by run, read by nothing
     Matrix* acts = nullptr;

@@ -28,6 +28,8 @@ void poolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool,
     const std::int32_t pixels = images.numCols / pool.channels;
     const auto side = static_cast<std::int32_t>(std::sqrt(static_cast<double>(pixels)));
     target.resize(images.numRows, pool.outputsX * pool.outputsX * pool.channels);
+    // All of it before anything is read: a layer that shares its input's matrix has lost the input.
+    std::fill_n(target.data, target.numElements, initial);
 
     float* result = target.data;
     for (std::int32_t n = 0; n < target.numRows; ++n) {
@@ -36,7 +38,7 @@ void poolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool,
             for (std::int32_t oy = 0; oy < pool.outputsX; ++oy) {
                 for (std::int32_t ox = 0; ox < pool.outputsX; ++ox) {
                     const Window window = windowAt(pool, side, oy, ox);
-                    float cell = initial;
+                    float cell = *result;
                     for (std::int32_t y = window.ys; y < window.ye; ++y) {
                         for (std::int32_t x = window.xs; x < window.xe; ++x) {
                             cell = fold(cell, plane[static_cast<std::ptrdiff_t>(y) * side + x]);

@@ -3,6 +3,9 @@
 #include <cblas.h>
 #include <omp.h>
 
+#include <cmath>
+#include <cstddef>
+
 #include "matrix/matrix.h"
 
 static_assert(CblasNoTrans == kRowMajor && CblasTrans == kTransposed);
@@ -44,6 +47,13 @@ void addScaled(std::int32_t n, float alpha, const float* x, float* y, std::int32
 }
 
 void scaleInPlace(std::int32_t n, float alpha, float* x, std::int32_t xStep) {
+    // Here the BLAS would store zeros without a look at x.
+    if (alpha == 0.0F || std::isnan(alpha)) {
+        for (std::int32_t i = 0; i < n; ++i) {
+            x[static_cast<std::ptrdiff_t>(i) * xStep] *= alpha;
+        }
+        return;
+    }
     const OneThread only;
     cblas_sscal(n, alpha, x, xStep);
 }

@@ -14,11 +14,11 @@ class Matrix;
 // not. The order of the sums is the BLAS's own.
 void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* c);
 
-// y = alpha * x + y over n elements; x is dense, elements of y stand yStep floats apart.
+// y = alpha * x + y over n elements; x is dense, elements of y stand yStep floats apart. Whether
+// the product is rounded before the sum is the BLAS's own; with alpha 0 it may leave x unread.
 void addScaled(std::int32_t n, float alpha, const float* x, float* y, std::int32_t yStep);
 
-// x = alpha * x over n elements that stand xStep floats apart. An alpha of 0 may store zeros
-// without reading x, so that NaN and infinities need not survive it.
+// x = alpha * x over n elements that stand xStep floats apart.
 void scaleInPlace(std::int32_t n, float alpha, float* x, std::int32_t xStep);
 
 #endif

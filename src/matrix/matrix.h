@@ -124,7 +124,8 @@ class Matrix {
     void apply(ElementFunction function, Matrix& target) const;
     void apply(ElementFunction function) { apply(function, *this); }
 
-    // target(i, j) = fn(this(i, j), b(i, j)), each addressed by its own storage order.
+    // target(i, j) = fn(this(i, j), b(i, j)), each addressed by its own storage order. Alone among
+    // the operations it does not shape `target`.
     void applyBinary(BinaryFunction fn, const Matrix& b, Matrix& target) const;
 
     // Elements by logical place. NOLINT: the analyser cannot tell that no elements means no calls.

@@ -103,6 +103,9 @@ void Matrix::addVector(const Matrix& vec, float scale, Matrix& target) const {
     if (&target != this) {
         copy(target);
     }
+    if (target.numElements == 0) {
+        return;  // maybe without storage: lines would start at places that do not exist
+    }
     const Lines along = linesAlong(vec, target);
     const std::int32_t lineStep = along.isDense ? along.length : 1;
     const std::int32_t elementStep = along.isDense ? 1 : along.lines;
@@ -116,6 +119,9 @@ void Matrix::addVector(const Matrix& vec, float scale, Matrix& target) const {
 void Matrix::eltwiseMultByVector(const Matrix& vec, Matrix& target) const {
     if (&target != this) {
         copy(target);
+    }
+    if (target.numElements == 0) {
+        return;  // maybe without storage: lines would start at places that do not exist
     }
     const Lines along = linesAlong(vec, target);
     const std::int32_t elementStep = along.isDense ? 1 : along.lines;

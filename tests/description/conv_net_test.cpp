@@ -2,11 +2,17 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <map>
+#include <new>
+#include <utility>
 
 #include "description/net_texts.h"
+#include "layers/layer_kinds.h"
 #include "support/bits.h"
+#include "support/build_failure.h"
 #include "support/forked.h"
 #include "support/model_folder.h"
 #include "support/nets.h"
@@ -26,14 +32,9 @@ Names namesOf(const std::vector<Layer*>& layers) {
 
 const char* const kDataSection = "[d]\ntype=data\ndataIdx=0\nactsTarget=0\n";
 
-// The line and the exit status that a description which cannot be built ends with.
-void expectFailure(const std::string& text, const std::string& reason) {
-    const ForkedResult result = runForked([&] {
-        std::fputs("before;", stdout);
-        buildNet(text);
-    });
-    EXPECT_EQ(result.output, "before;Error creating ConvNet: " + reason + "\n");
-    EXPECT_EQ(result.status, 1);
+// A description of one layer `x` with these keys.
+std::string textOfOne(const std::string& keys) {
+    return "[Net]\nLayerCount=1\nLayerNames=x\n[x]\n" + keys;
 }
 
 // Network 3 (index 2) with random weights, and a patch of its own size.
@@ -144,7 +145,8 @@ TEST_F(EmbeddedNet, runsOnAfterItsDescriptionHasBeenReplaced) {
 }
 
 TEST(ConvNet, ofNoLayersRunsToNothing) {
-    for (const char* text : {"", "[Net]\nLayerNames=a_b\n", "[Net]\nLayerCount=x\n"}) {
+    for (const char* text : {"", "[Net]\nLayerNames=a_b\n", "[Net]\nLayerCount=x\n",
+                             "[Net]\nLayerCount=-1\nLayerNames=a\n"}) {
         const auto net = buildNet(text);
         EXPECT_TRUE(net->layers.empty());
         EXPECT_EQ(runNet(*net, {}), nullptr);
@@ -170,29 +172,108 @@ TEST(ConvNet, listsSeveralDataLayersInOrder) {
 }
 
 TEST(ConvNet, endsTheProcessOverAnUnknownLayerType) {
-    const std::string net = "[Net]\nLayerCount=1\nLayerNames=x\n[x]\n";
-    expectFailure(net, "Unknown layer type ");
-    expectFailure(net + "type=Conv\n", "Unknown layer type Conv");
-    expectFailure(net + "type=convolution\n", "Unknown layer type convolution");
-    expectFailure("[Net]\nLayerCount=1\nLayerNames=x\n", "Unknown layer type ");
+    expectBuildFailure(textOfOne(""), "Unknown layer type ");
+    expectBuildFailure("[Net]\nLayerCount=1\nLayerNames=x\n", "Unknown layer type ");
+    for (const std::string type : {"Conv", "CONV", "con", "convolution", "conv2", "max", "relu"}) {
+        expectBuildFailure(textOfOne("type=" + type + "\n"), "Unknown layer type " + type);
+    }
 }
 
 TEST(ConvNet, endsTheProcessOverAnUnknownPoolOrNeuron) {
-    const std::string net = "[Net]\nLayerCount=1\nLayerNames=x\n[x]\n";
-    expectFailure(net + "type=pool\npool=min\n", "Unknown pooling layer type min");
-    expectFailure(net + "type=pool\n", "Unknown pooling layer type ");
-    expectFailure(net + "type=neuron\nneuron=swish\n", "Unknown neuron type: swish");
-    expectFailure(net + "type=neuron\n", "Unknown neuron type: ");
+    expectBuildFailure(textOfOne("type=pool\n"), "Unknown pooling layer type ");
+    expectBuildFailure(textOfOne("type=neuron\n"), "Unknown neuron type: ");
+    for (const std::string name : {"min", "Max", "AVG", "maxi", "relu"}) {
+        expectBuildFailure(textOfOne("type=pool\npool=" + name + "\n"),
+                           "Unknown pooling layer type " + name);
+    }
+    for (const std::string name : {"swish", "ReLU", "relu6", "max"}) {
+        expectBuildFailure(textOfOne("type=neuron\nneuron=" + name + "\n"),
+                           "Unknown neuron type: " + name);
+    }
+}
+
+TEST(ConvNet, endsTheProcessOverTheFirstLayerThatIsWrong) {
+    expectBuildFailure(std::string("[Net]\nLayerCount=3\nLayerNames=d_x_y\n") + kDataSection +
+                           "[x]\ntype=first\ninputs=gone\n[y]\ntype=second\n",
+                       "Unknown layer type first");
+}
+
+TEST(ConvNet, flushesItsLineBeforeTheProcessExits) {
+    // What the exit itself would flush is cut off.
+    const ForkedResult result = runForked([] {
+        std::atexit([] { _exit(3); });
+        std::fputs("before;", stdout);
+        buildNet(textOfOne("type=Conv\n"));
+    });
+    EXPECT_EQ(result.output, "before;Error creating ConvNet: Unknown layer type Conv\n");
+    EXPECT_EQ(result.status, 3);
+}
+
+TEST(ConvNet, letsOtherFailuresThrough) {
+    TemporaryFolder folder;
+    const std::int32_t tooLarge[2] = {65536, 65536};
+    writeFile(folder.prefix() + "w", tooLarge, sizeof tooLarge);
+    EXPECT_THROW(buildNet(textOfOne("type=fc\nweights=w\nbiases=w\n"), folder.prefix()),
+                 std::bad_alloc);
+}
+
+TEST(ConvNet, readsItsTextThroughTheSlotOfItsIndex) {
+    describe("[kept]\na=1\n");
+    const ConvNet last(24, "[Net]\nLayerCount=1\nLayerNames=x\n[x]\ntype=data\ndataIdx=0\n", "");
+    EXPECT_EQ(last.layers.size(), 1U);
+    EXPECT_EQ(g_currentNet, 24) << "stays behind";
+    EXPECT_NE(getSection(g_descriptions[24], "x"), nullptr);
+    EXPECT_EQ(getSection(g_descriptions[0], "x"), nullptr);
+    EXPECT_NE(getSection(g_descriptions[0], "kept"), nullptr);
+}
+
+TEST(ConvNet, findsAnInputUnderTheFirstEqualName) {
+    const auto net = buildNet(
+        "[Net]\nLayerCount=4\nLayerNames=dd_d_d_n\n[dd]\ntype=data\ndataIdx=0\n"
+        "[d]\ntype=data\ndataIdx=1\n[n]\ntype=eltmax\ninputs=d_dd_d\n");
+    EXPECT_EQ(net->layers[3]->prev, (std::vector<Layer*>{net->layers[1].get(), net->layers[0].get(),
+                                                         net->layers[1].get()}));
+    EXPECT_EQ(net->layers[1]->next,
+              (std::vector<Layer*>{net->layers[3].get(), net->layers[3].get()}));
+    EXPECT_TRUE(net->layers[2]->next.empty());
+    EXPECT_EQ(net->layers[0]->next, std::vector<Layer*>{net->layers[3].get()});
+}
+
+TEST(LayerKinds, areComparedInThisOrder) {
+    const std::vector<std::pair<std::string, LayerCreator>> expected = {
+        {"fc", createFCLayer},
+        {"conv", createConvLayer},
+        {"local", createLocalUnsharedLayer},
+        {"pool", createPoolLayer},
+        {"rnorm", createResponseNormLayer},
+        {"cmrnorm", createCrossMapResponseNormLayer},
+        {"cnorm", createContrastNormLayer},
+        {"softmax", createSoftmaxLayer},
+        {"eltsum", createEltwiseSumLayer},
+        {"eltmax", createEltwiseMaxLayer},
+        {"neuron", createNeuronLayer},
+        {"data", createDataLayer},
+    };
+    std::vector<std::pair<std::string, LayerCreator>> actual;
+    for (const LayerKind& kind : kLayerKinds) {
+        actual.emplace_back(kind.keyword, kind.create);
+    }
+    EXPECT_EQ(actual, expected);
 }
 
 TEST(ConvNet, endsTheProcessOverAnInputThatIsNoEarlierLayer) {
     const std::string head = std::string("[Net]\nLayerCount=2\nLayerNames=d_n\n") + kDataSection;
-    expectFailure(head + "[n]\ntype=neuron\nneuron=relu\ninputs=gone\n",
-                  "Unknown input gone of layer n");
-    expectFailure(head + "[n]\ntype=neuron\nneuron=relu\ninputs=n\n", "Unknown input n of layer n");
+    for (const std::string input : {"gone", "n", "D", "dd"}) {
+        expectBuildFailure(head + "[n]\ntype=neuron\nneuron=relu\ninputs=d_" + input + "\n",
+                           "Unknown input " + input + " of layer n");
+    }
+    expectBuildFailure(std::string("[Net]\nLayerCount=3\nLayerNames=d_n_m\n") + kDataSection +
+                           "[n]\ntype=neuron\nneuron=relu\ninputs=m\n"
+                           "[m]\ntype=neuron\nneuron=relu\ninputs=d\n",
+                       "Unknown input m of layer n");
 }
 
 TEST(ConvNet, endsTheProcessOverMoreLayersThanNames) {
-    expectFailure("[Net]\nLayerCount=2\nLayerNames=d\n" + std::string(kDataSection),
-                  "LayerCount is above the number of LayerNames");
+    expectBuildFailure("[Net]\nLayerCount=2\nLayerNames=d\n" + std::string(kDataSection),
+                       "LayerCount is above the number of LayerNames");
 }

@@ -1,169 +1,164 @@
-#include "layers/pool_kernel.h"
-
 #include <gtest/gtest.h>
 
-#include <bit>
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
-#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "layers/layer_kinds.h"
+#include "layers/pool_kernel.h"
+#include "layers/two_input_net.h"
 #include "support/bits.h"
 #include "support/nets.h"
 #include "support/random.h"
 
 namespace {
 
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-const float kLowest = std::bit_cast<float>(0xFF167699U);
+// Five different numbers, so that keys read by each other's name show.
+const PoolGeometry kGeometry = {3, 4, 1, 2, 5};
+const char* const kKeys = "channels=3\nsizeX=4\nstart=1\nstride=2\noutputsX=5\n";
 
-// The plainest form: every output looks at every pixel of its plane.
-std::vector<float> plainMaxPool(const Matrix& images, const PoolGeometry& g, std::int32_t side) {
-    std::vector<float> result;
-    const std::int32_t pixels = images.numCols / g.channels;
-    for (std::int32_t n = 0; n < images.numRows; ++n) {
-        for (std::int32_t j = 0; j < g.outputsX * g.outputsX * g.channels; ++j) {
-            const std::int32_t plane = j / (g.outputsX * g.outputsX);
-            const std::int32_t q = j % (g.outputsX * g.outputsX);
-            const std::int32_t y0 = q / g.outputsX * g.stride + g.start;
-            const std::int32_t x0 = q % g.outputsX * g.stride + g.start;
-            float cell = kLowest;
-            for (std::int32_t y = 0; y < side; ++y) {
-                for (std::int32_t x = 0; x < side; ++x) {
-                    const float v = images.at(n, plane * pixels + y * side + x);
-                    const bool isInside =
-                        y >= y0 && y < y0 + g.sizeX && x >= x0 && x < x0 + g.sizeX;
-                    if (isInside && v > cell) {
-                        cell = v;
-                    }
-                }
-            }
-            result.push_back(cell);
-        }
-    }
-    return result;
+// A pool layer `p` behind `d`, or behind `d` and `e`.
+std::unique_ptr<ConvNet> netOf(const std::string& kind, const std::string& keys = kKeys,
+                               const std::string& inputs = "d") {
+    return netBehindTwoInputs("p",
+                              "[p]\ntype=pool\npool=" + kind + "\ninputs=" + inputs + "\n" + keys);
 }
 
-Matrix counting(std::int32_t rows, std::int32_t cols) {
-    Matrix matrix(rows, cols);
-    for (std::int32_t i = 0; i < matrix.numElements; ++i) {
-        matrix.data[i] = static_cast<float>(i);
-    }
-    return matrix;
+// Two rows of three planes of 9 x 9.
+Matrix randomPatch(std::uint64_t seed) {
+    return matrixOf(2, 3 * 81, Random(seed).floats(std::size_t{2} * 3 * 81, -9, 9));
+}
+
+std::vector<float> maxPooled(const Matrix& images, const PoolGeometry& geometry) {
+    Matrix target;
+    maxPoolForward(images, target, geometry);
+    return valuesOf(target);
+}
+
+std::vector<float> avgPooled(const Matrix& images, const PoolGeometry& geometry) {
+    Matrix target;
+    avgPoolForward(images, target, geometry);
+    return valuesOf(target);
 }
 
 }  // namespace
 
-TEST(MaxPool, theStartValueIsMinusTwoTimesTenToThe38) {
-    EXPECT_TRUE(sameFloat(kLowest, -2.0e38F));
+TEST(PoolKinds, standInTheOrderInWhichTheyAreCompared) {
+    EXPECT_EQ(kPoolKindCount, 2);
+    EXPECT_STREQ(kPoolKinds[0].keyword, "max");
+    EXPECT_STREQ(kPoolKinds[1].keyword, "avg");
 }
 
-TEST(MaxPool, takesTheGreatestOfEachTile) {
-    const Matrix images = counting(1, 16);
-    Matrix target;
-    maxPoolForward(images, target, {1, 2, 0, 2, 2});
-    EXPECT_TRUE(sameFloats({5, 7, 13, 15}, valuesOf(target)));
+TEST(PoolLayer, poolsAsItsKeywordSays) {
+    Matrix patch = randomPatch(1);
+    const auto maxNet = netOf("max");
+    const auto avgNet = netOf("avg");
+    EXPECT_TRUE(
+        sameFloats(maxPooled(patch, kGeometry), valuesOf(*runNet(*maxNet, {&patch, &patch}))));
+    EXPECT_TRUE(
+        sameFloats(avgPooled(patch, kGeometry), valuesOf(*runNet(*avgNet, {&patch, &patch}))));
 }
 
-TEST(MaxPool, cutsWindowsThatOverhang) {
-    const Matrix images = counting(1, 36);
-    Matrix target;
-    maxPoolForward(images, target, {1, 3, 0, 2, 3});
-    EXPECT_TRUE(sameFloats({14, 16, 17, 26, 28, 29, 32, 34, 35}, valuesOf(target)));
-    maxPoolForward(images, target, {1, 2, -1, 3, 2});
-    EXPECT_TRUE(sameFloats({0, 3, 18, 21}, valuesOf(target)));
-}
+TEST(PoolLayer, readsEachKeyByItsOwnName) {
+    Matrix patch = randomPatch(2);
+    const std::vector<float> expected = avgPooled(patch, kGeometry);
+    const auto net = netOf("avg", "outputsX=5\nstride=2\nstart=1\nsizeX=4\nchannels=3\n");
+    const Matrix* out = runNet(*net, {&patch, &patch});
+    EXPECT_EQ(out->numRows, 2);
+    EXPECT_EQ(out->numCols, 75);
+    EXPECT_TRUE(sameFloats(expected, valuesOf(*out)));
 
-TEST(MaxPool, leavesItsStartValueInAWindowOutsideThePlane) {
-    const Matrix images = counting(1, 4);
-    Matrix target;
-    maxPoolForward(images, target, {1, 2, 0, 2, 2});
-    EXPECT_TRUE(sameFloats({3, kLowest, kLowest, kLowest}, valuesOf(target)));
-}
-
-TEST(MaxPool, leavesItsStartValueWhereNothingIsAboveIt) {
-    const float infinity = std::numeric_limits<float>::infinity();
-    const Matrix images = matrixOf(1, 4, {-2.5e38F, -infinity, kNaN, -2.0e38F});
-    Matrix target;
-    maxPoolForward(images, target, {1, 2, 0, 2, 1});
-    EXPECT_TRUE(sameFloats({kLowest}, valuesOf(target)));
-}
-
-TEST(MaxPool, neverTakesANaN) {
-    const Matrix images = matrixOf(1, 4, {kNaN, 1, kNaN, -1});
-    Matrix target;
-    maxPoolForward(images, target, {1, 2, 0, 2, 1});
-    EXPECT_TRUE(sameFloats({1}, valuesOf(target)));
-}
-
-TEST(MaxPool, keepsTheFirstOfEqualZeros) {
-    Matrix target;
-    maxPoolForward(matrixOf(1, 4, {-0.0F, 0.0F, 0.0F, 0.0F}), target, {1, 2, 0, 2, 1});
-    EXPECT_TRUE(sameFloats({-0.0F}, valuesOf(target)));
-}
-
-TEST(MaxPool, neverReadsBeyondItsWindows) {
-    Matrix images = counting(1, 36);
-    for (std::int32_t i = 0; i < 36; ++i) {
-        if (i / 6 >= 4 || i % 6 >= 4) {
-            images.data[i] = 1000;
+    std::int32_t PoolGeometry::*const fields[] = {&PoolGeometry::channels, &PoolGeometry::sizeX,
+                                                  &PoolGeometry::start, &PoolGeometry::stride,
+                                                  &PoolGeometry::outputsX};
+    for (const auto first : fields) {
+        for (const auto second : fields) {
+            PoolGeometry swapped = kGeometry;
+            std::swap(swapped.*first, swapped.*second);
+            EXPECT_EQ(first == second,
+                      static_cast<bool>(sameFloats(expected, avgPooled(patch, swapped))))
+                << "two keys could be exchanged unseen";
         }
     }
-    Matrix target;
-    maxPoolForward(images, target, {1, 2, 0, 2, 2});
-    EXPECT_TRUE(sameFloats({7, 9, 19, 21}, valuesOf(target)));
 }
 
-TEST(MaxPool, equalsThePlainFormForManyGeometries) {
-    Random random(11);
-    for (int round = 0; round < 300; ++round) {
-        PoolGeometry g;
-        g.channels = random.between(1, 4);
-        g.sizeX = random.between(1, 4);
-        g.start = random.between(-2, 2);
-        g.stride = random.between(1, 3);
-        g.outputsX = random.between(1, 5);
-        const std::int32_t side = random.between(1, 9);
-        const std::int32_t rows = random.between(1, 3);
-        const Matrix images = matrixOf(
-            rows, g.channels * side * side,
-            random.floats(static_cast<std::size_t>(rows * g.channels * side * side), -9, 9));
-        Matrix target;
-        maxPoolForward(images, target, g);
-        ASSERT_EQ(target.numRows, rows);
-        ASSERT_TRUE(sameFloats(plainMaxPool(images, g, side), valuesOf(target))) << round;
+TEST(PoolLayer, takesANegativeStart) {
+    Matrix patch = randomPatch(3);
+    const auto net = netOf("max", "channels=3\nsizeX=3\nstart=-1\nstride=2\noutputsX=4\n");
+    EXPECT_TRUE(
+        sameFloats(maxPooled(patch, {3, 3, -1, 2, 4}), valuesOf(*runNet(*net, {&patch, &patch}))));
+}
+
+TEST(PoolLayer, ignoresASecondInput) {
+    Matrix patch = randomPatch(4);
+    Matrix other = matrixOf(1, 2, {99, 99});
+    for (const char* kind : {"max", "avg"}) {
+        const auto alone = netOf(kind);
+        const std::vector<float> expected = valuesOf(*runNet(*alone, {&patch, &other}));
+        const auto both = netOf(kind, kKeys, "d_e");
+        EXPECT_TRUE(sameFloats(expected, valuesOf(*runNet(*both, {&patch, &other})))) << kind;
     }
 }
 
-TEST(MaxPool, keepsItsStorageFromCallToCall) {
-    Matrix target;
-    maxPoolForward(counting(2, 16), target, {1, 2, 0, 2, 2});
-    const float* storage = target.data;
-    maxPoolForward(counting(2, 16), target, {1, 2, 0, 2, 2});
-    EXPECT_EQ(target.data, storage);
+TEST(PoolLayer, overwritesItsOutputForEveryIndexAndScale) {
+    Matrix patch = randomPatch(5);
+    for (const char* kind : {"max", "avg"}) {
+        const auto net = netOf(kind);
+        Matrix* out = runNet(*net, {&patch, &patch});
+        const std::vector<float> expected = valuesOf(*out);
+        for (const auto& [index, scale] : {std::pair{0, 0.0F}, {0, 1.0F}, {7, 0.0F}, {7, 1.0F}}) {
+            std::fill_n(out->data, out->numElements, 1000.0F);
+            net->layers.back()->computeActs(index, scale);
+            EXPECT_TRUE(sameFloats(expected, valuesOf(*out))) << kind << index << scale;
+        }
+    }
 }
 
-TEST(PoolLayer, readsItsKeysAndIgnoresASecondInput) {
-    const auto net = buildNet(
-        "[Net]\nLayerCount=3\nLayerNames=d_e_p\n[d]\ntype=data\ndataIdx=0\nactsTarget=0\n"
-        "[e]\ntype=data\ndataIdx=1\nactsTarget=0\n"
-        "[p]\ntype=pool\npool=max\ninputs=d_e\nchannels=2\nsizeX=1\nstart=1\nstride=1\noutputsX="
-        "1\n");
-    Matrix patch = counting(2, 8);
-    Matrix other = matrixOf(2, 8, std::vector<float>(16, 99));
-    EXPECT_TRUE(sameFloats({3, 7, 11, 15}, valuesOf(*runNet(*net, {&patch, &other}))));
+TEST(PoolLayer, keepsTheStorageOfItsOutputFromRunToRun) {
+    Matrix first = randomPatch(6);
+    Matrix second = randomPatch(7);
+    const auto net = netOf("avg");
+    const Matrix* out = runNet(*net, {&first, &first});
+    const float* storage = out->data;
+    const std::vector<float> expected = valuesOf(*out);
+    EXPECT_EQ(runNet(*net, {&second, &second}), out);
+    EXPECT_TRUE(sameFloats(avgPooled(second, kGeometry), valuesOf(*out)));
+    runNet(*net, {&first, &first});
+    EXPECT_TRUE(sameFloats(expected, valuesOf(*out)));
+    EXPECT_EQ(out->data, storage);
+}
+
+TEST(PoolLayer, leavesItsInputAlone) {
+    Matrix patch = randomPatch(8);
+    const std::vector<float> before = valuesOf(patch);
+    const auto net = netOf("avg");
+    EXPECT_NE(runNet(*net, {&patch, &patch}), &patch);
+    EXPECT_TRUE(sameFloats(before, valuesOf(patch)));
 }
 
 TEST(PoolLayer, namesTheUnknownKind) {
-    describe("[p]\npool=Max\n[q]\n");
-    ConvNet net(1, "", "");
-    describe("[p]\npool=Max\n[q]\n");
-    for (const auto& [section, words] :
-         {std::pair{"p", "Unknown pooling layer type Max"}, {"q", "Unknown pooling layer type "}}) {
+    ConvNet net(0, "", "");
+    for (const std::string kind : {"", "Max", "AVG", "maximum", "average", "ma", "maxx", "sum"}) {
+        describe("[p]\npool=" + kind + "\n");
         try {
-            createPoolLayer(net, section);
-            ADD_FAILURE() << section << " was accepted";
-        } catch (const std::string& thrown) {
-            EXPECT_EQ(thrown, words);
+            createPoolLayer(net, "p");
+            ADD_FAILURE() << kind << " was accepted";
+        } catch (const std::string& words) {
+            EXPECT_EQ(words, "Unknown pooling layer type " + kind);
         }
+    }
+}
+
+TEST(PoolLayer, needsAKind) {
+    ConvNet net(0, "", "");
+    describe("[p]\nchannels=1\n");
+    try {
+        createPoolLayer(net, "p");
+        FAIL() << "a section without `pool` was accepted";
+    } catch (const std::string& words) {
+        EXPECT_EQ(words, "Unknown pooling layer type ");
     }
 }

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Builds with gcov's counters, runs the unit and golden tests, and prints line and branch coverage of
+# src/: a table by file, then each line that no test ran. Branches that only an exception takes are
+# left out.
+#
+#   scripts/coverage.sh [FOLDER...]    folders of src/ to print; without any: all of them
+set -euo pipefail
+cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
+
+scripts/install-dependencies.sh
+cmake --preset coverage --log-level=WARNING
+cmake --build --preset coverage --target zomu_tests zomu_golden_tests
+find build/coverage -name '*.gcda' -delete
+build/coverage/tests/zomu_tests --gtest_brief=1
+build/coverage/tests/golden/zomu_golden_tests --gtest_brief=1
+
+gcovr=(gcovr --root . --object-directory build/coverage --exclude-throw-branches
+    --exclude-unreachable-branches)
+trace=build/coverage/trace.json
+"${gcovr[@]}" --filter src/ --json "$trace" build/coverage/src
+
+filters=(--filter src/)
+if [ $# -gt 0 ]; then
+    filters=("${@/#/--filter=src/}")
+fi
+"${gcovr[@]}" "${filters[@]}" --add-tracefile "$trace"
+"${gcovr[@]}" "${filters[@]}" --add-tracefile "$trace" --branches
