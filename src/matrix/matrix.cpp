@@ -106,8 +106,9 @@ void Matrix::resize(std::int32_t rows, std::int32_t cols) {
 void Matrix::copy(Matrix& target) const {
     target.resize(*this);
     if (target.trans == trans) {
+        // The analyser cannot tell that a matrix with elements has storage.
         if (numElements > 0) {
-            std::memmove(target.data, data, bytesOf(numElements));
+            std::memmove(target.data, data, bytesOf(numElements));  // NOLINT
         }
         return;
     }
