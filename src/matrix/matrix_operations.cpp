@@ -40,6 +40,19 @@ Lines linesAlong(const Matrix& vec, const Matrix& matrix) {
             isRow ? matrix.numCols : matrix.numRows};
 }
 
+// Adds element e of the vector to run e of the storage: the biases of a convolution. Line by line,
+// as other vectors are added, every step would skip a whole run. The bits are the same: each
+// element gets one addition, and the product with a scale of 1 is exact, whether the BLAS fuses it
+// or not.
+void addToDenseRuns(const Matrix& vec, std::int32_t runLength, float* y) {
+    for (std::int32_t e = 0; e < vec.numElements; ++e, y += runLength) {
+        const float x = vec.data[e];
+        for (std::int32_t k = 0; k < runLength; ++k) {
+            y[k] = x + y[k];
+        }
+    }
+}
+
 }  // namespace
 
 void Matrix::add(const Matrix& b, float scale, Matrix& target) const {
@@ -73,6 +86,15 @@ void Matrix::addScalar(float s, Matrix& target) const {
 
 void Matrix::maxWithScalar(float s, Matrix& target) const {
     target.resize(*this);
+    // In place, with one pointer, the loop becomes vector instructions; with two that may overlap
+    // it does not. Each element is one comparison either way.
+    if (&target == this) {
+        float* x = data;
+        for (std::int32_t n = 0; n < numElements; ++n) {
+            x[n] = x[n] > s ? x[n] : s;
+        }
+        return;
+    }
     for (std::int32_t n = 0; n < numElements; ++n) {
         target.data[n] = data[n] > s ? data[n] : s;
     }
@@ -107,6 +129,10 @@ void Matrix::addVector(const Matrix& vec, float scale, Matrix& target) const {
         return;  // maybe without storage: lines would start at places that do not exist
     }
     const Lines along = linesAlong(vec, target);
+    if (!along.isDense && scale == 1.0F) {
+        addToDenseRuns(vec, along.lines, target.data);
+        return;
+    }
     const std::int32_t lineStep = along.isDense ? along.length : 1;
     const std::int32_t elementStep = along.isDense ? 1 : along.lines;
     for (std::int32_t k = 0; k < along.lines; ++k) {

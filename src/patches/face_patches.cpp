@@ -1,6 +1,8 @@
 #include "patches/face_patches.h"
 
-#include <utility>
+#include <algorithm>
+#include <array>
+#include <cstddef>
 
 #include "matrix/float_rules.h"
 #include "patches/head_pose.h"
@@ -65,8 +67,77 @@ CanvasPoint toCanvas(const PatchAlignment& alignment, const LandmarkEntry& landm
     return {((a * x) - (b * y)) + alignment.c, ((b * x) + (a * y)) + alignment.d};
 }
 
-PatchList cutFacePatches(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
-                         std::int32_t height, std::int32_t stride, const std::uint8_t* greyImage,
+namespace {
+
+// One canvas while patches are cut that see the face through the same transform. Only what the
+// crops read is warped, and once: each canvas row knows the columns that it holds already.
+class SharedCanvas {
+  public:
+    SharedCanvas(const SourceImage& source, const CanvasToImage& inverse, ZomuContext& context,
+                 bool isColour)
+        : image(source),
+          transform(inverse),
+          warp(isColour ? warpColour : warpGrey),
+          canvas(isColour ? context.colourCanvas : context.greyCanvas) {}
+
+    // Neighbouring pieces are joined: a gap between them is warped as well.
+    void cover(const CanvasArea& area) {
+        for (int y = area.y0; y < area.y1; ++y) {
+            Columns& held = rows[static_cast<std::size_t>(y)];
+            if (held.begin == held.end) {
+                held = {area.x0, area.x0};
+            }
+            warpColumns(y, {area.x0, held.begin});
+            warpColumns(y, {held.end, area.x1});
+            held = {std::min(held.begin, area.x0), std::max(held.end, area.x1)};
+        }
+    }
+
+  private:
+    struct Columns {
+        int begin = 0;
+        int end = 0;
+    };
+
+    void warpColumns(int y, const Columns& columns) {
+        if (columns.begin < columns.end) {
+            warp(image, transform, {columns.begin, columns.end, y, y + 1}, canvas);
+        }
+    }
+
+    const SourceImage& image;
+    CanvasToImage transform;
+    void (*warp)(const SourceImage&, const CanvasToImage&, const CanvasArea&, std::uint8_t*);
+    std::uint8_t* canvas;
+    std::array<Columns, kCanvasSide> rows;
+};
+
+bool isColour(int patch) {
+    return kPatchLayout.isColour[patch] == 1;
+}
+
+bool shareCanvas(int one, int other) {
+    return isColour(one) == isColour(other) &&
+           kPatchLayout.canonicalEyeSpan[one] == kPatchLayout.canonicalEyeSpan[other];
+}
+
+std::unique_ptr<Matrix> cutPatch(int patch, const ZomuContext& context, CanvasPoint first,
+                                 CanvasPoint second) {
+    const std::int32_t m = kPatchLayout.size[patch] * kPatchLayout.size[patch];
+    auto matrix = std::make_unique<Matrix>(2, isColour(patch) ? 3 * m : m);
+    if (isColour(patch)) {
+        cropColour(context.colourCanvas, first, patch, matrix->data);
+        cropColourMirrored(context.colourCanvas, second, patch, matrix->data + 3 * m);
+    } else {
+        cropGrey(context.greyCanvas, first, patch, matrix->data);
+        cropGreyMirrored(context.greyCanvas, second, patch, matrix->data + m);
+    }
+    return matrix;
+}
+
+}  // namespace
+
+PatchList cutFacePatches(ZomuContext& context, const SourceImage& image,
                          const LandmarkRecord& landmarks) {
     float roll;
     float yaw;
@@ -75,28 +146,24 @@ PatchList cutFacePatches(ZomuContext& context, const std::uint8_t* image, std::i
     const KeptLandmarks keptLandmarks = selectKeptLandmarks(landmarks);
     const LandmarkEntry* kept = keptLandmarks.data();
 
-    PatchList patches;
-    patches.reserve(kPatchCount);
-    for (int patch = 0; patch < kPatchCount; ++patch) {
+    PatchList patches(kPatchCount);
+    for (int leader = 0; leader < kPatchCount; ++leader) {
+        if (patches[static_cast<std::size_t>(leader)] != nullptr) {
+            continue;
+        }
         const PatchAlignment alignment =
-            alignPatch(kept[kUpperAnchor], kept[kLowerAnchor], kPatchLayout.canonicalEyeSpan[patch],
-                       imageEyeSpan);
-        const CanvasPoint first = toCanvas(alignment, kept[kPatchLayout.firstCentre[patch]]);
-        const CanvasPoint second = toCanvas(alignment, kept[kPatchLayout.secondCentre[patch]]);
-
-        const std::int32_t m = kPatchLayout.size[patch] * kPatchLayout.size[patch];
-        if (kPatchLayout.isColour[patch] == 1) {
-            auto matrix = std::make_unique<Matrix>(2, 3 * m);
-            warpColour(image, width, height, stride, alignment.inverse, context.colourCanvas);
-            cropColour(context.colourCanvas, first, patch, matrix->data);
-            cropColourMirrored(context.colourCanvas, second, patch, matrix->data + 3 * m);
-            patches.push_back(std::move(matrix));
-        } else {
-            auto matrix = std::make_unique<Matrix>(2, m);
-            warpGrey(greyImage, width, height, width, alignment.inverse, context.greyCanvas);
-            cropGrey(context.greyCanvas, first, patch, matrix->data);
-            cropGreyMirrored(context.greyCanvas, second, patch, matrix->data + m);
-            patches.push_back(std::move(matrix));
+            alignPatch(kept[kUpperAnchor], kept[kLowerAnchor],
+                       kPatchLayout.canonicalEyeSpan[leader], imageEyeSpan);
+        SharedCanvas canvas(image, alignment.inverse, context, isColour(leader));
+        for (int patch = leader; patch < kPatchCount; ++patch) {
+            if (!shareCanvas(leader, patch)) {
+                continue;
+            }
+            const CanvasPoint first = toCanvas(alignment, kept[kPatchLayout.firstCentre[patch]]);
+            const CanvasPoint second = toCanvas(alignment, kept[kPatchLayout.secondCentre[patch]]);
+            canvas.cover(cropArea(first, patch, false));
+            canvas.cover(cropArea(second, patch, true));
+            patches[static_cast<std::size_t>(patch)] = cutPatch(patch, context, first, second);
         }
     }
     return patches;

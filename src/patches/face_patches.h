@@ -1,4 +1,4 @@
-// From a picture and its landmarks to the 25 patch matrices that the networks read.
+// From a image and its landmarks to the 25 patch matrices that the networks read.
 #ifndef ZOMU_PATCHES_FACE_PATCHES_H
 #define ZOMU_PATCHES_FACE_PATCHES_H
 
@@ -30,10 +30,8 @@ CanvasPoint toCanvas(const PatchAlignment& alignment, const LandmarkEntry& landm
 
 // Cuts the 25 patches, one after another on the calling thread, through the context's canvases.
 // Entry k is a 2 x (channels x size x size) matrix: row 0 the crop, row 1 the mirrored crop, mean
-// image subtracted. `greyImage` is the toGrey result, `width` bytes a row. `landmarks` keeps the
-// contract.
-PatchList cutFacePatches(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
-                         std::int32_t height, std::int32_t stride, const std::uint8_t* greyImage,
+// image subtracted. `landmarks` keeps the contract.
+PatchList cutFacePatches(ZomuContext& context, const SourceImage& image,
                          const LandmarkRecord& landmarks);
 
 #endif

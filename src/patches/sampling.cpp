@@ -13,57 +13,171 @@ static_assert(kPatchCount == kNetCount, "patch k has mean image k");
 
 namespace {
 
-// A wrapped byte, not a saturated one: 300 gives 44, -3 gives 253.
-std::uint8_t lowByte(std::int32_t value) {
-    return static_cast<std::uint8_t>(static_cast<std::uint32_t>(value) & 0xFFU);
+// Cuts towards zero, as trunc32 does. The cast sees a value in its range whatever the input is, so
+// that a loop of these becomes vector instructions.
+std::int32_t cut(float value) {
+    constexpr float kLimit = 2147483648.0F;  // 2^31; -2^31 is in range, and NaN fails both tests
+    const bool isInRange = (value >= -kLimit) & (value < kLimit);
+    const auto result = static_cast<std::int32_t>(isInRange ? value : 0.0F);
+    return isInRange ? result : std::numeric_limits<std::int32_t>::min();
 }
 
 // Rows may lie any distance apart, in either direction: the product needs 64 bits.
-const std::uint8_t* rowOf(const std::uint8_t* image, std::int32_t row, std::int32_t stride) {
-    return image + static_cast<std::ptrdiff_t>(row) * stride;
+const std::uint8_t* rowOf(const SourceImage& image, std::int32_t row) {
+    return image.bytes + static_cast<std::ptrdiff_t>(row) * image.stride;
 }
 
-// Both warps: kChannels interleaved bytes a pixel, which share the four weights.
-template <int kChannels>
-void warp(const std::uint8_t* image, std::int32_t width, std::int32_t height, std::int32_t stride,
-          const CanvasToImage& transform, std::uint8_t* canvas) {
-    const auto [A, B, C, E] = transform;
-    for (int Y = 0; Y < kCanvasSide; ++Y) {
-        const auto fY = static_cast<float>(Y);
-        for (int X = 0; X < kCanvasSide; ++X) {
-            const auto fX = static_cast<float>(X);
-            const float sx = ((fX * A) - (fY * B)) + C;
-            const float sy = ((fX * B) + (fY * A)) + E;
-            const std::int32_t ix = trunc32(sx);
-            const std::int32_t iy = trunc32(sy);
-            // Fractions from before the clamp, so that they are negative left and top of the image.
-            const float fx = sx - static_cast<float>(ix);
-            const float fy = sy - static_cast<float>(iy);
-            const std::int32_t cx = std::min(std::max(ix, 0), width - 2);
-            const std::int32_t cy = std::min(std::max(iy, 0), height - 2);
+// A piece of one canvas row, column by column of the calculation. Each loop over it does one simple
+// thing to all pixels, so that the compiler turns it into vector instructions; every pixel still
+// gets the operations of a pixel by itself, in their order.
+struct Samples {
+    int count;
+    // Where the pixel lies in the image: the upper left of its four neighbours, and their weights.
+    std::int32_t cx[kCanvasSide], cy[kCanvasSide];
+    float wTL[kCanvasSide], wTR[kCanvasSide], wBL[kCanvasSide], wBR[kCanvasSide];
+    // The neighbours' bytes: blue, green, red, blue of the left and the right one; green, red of
+    // the right one. Lowest byte first.
+    std::uint32_t upper[kCanvasSide], upperRest[kCanvasSide];
+    std::uint32_t lower[kCanvasSide], lowerRest[kCanvasSide];
+};
 
-            const float wTR = (1.0F - fy) * fx;
-            const float wTL = (1.0F - fx) * (1.0F - fy);
-            const float wBL = (1.0F - fx) * fy;
-            const float wBR = fy * fx;
-            const std::ptrdiff_t left = static_cast<std::ptrdiff_t>(cx) * kChannels;
-            const std::uint8_t* top = rowOf(image, cy, stride) + left;
-            const std::uint8_t* bottom = rowOf(image, cy + 1, stride) + left;
-            for (int channel = 0; channel < kChannels; ++channel) {
-                const auto pTL = static_cast<float>(top[channel]);
-                const auto pTR = static_cast<float>(top[kChannels + channel]);
-                const auto pBL = static_cast<float>(bottom[channel]);
-                const auto pBR = static_cast<float>(bottom[kChannels + channel]);
-                const float v = ((((wTR * pTR) + (wTL * pTL)) + (wBL * pBL)) + (wBR * pBR)) + 0.5F;
-                canvas[(Y * kCanvasSide + X) * kChannels + channel] = lowByte(trunc32(v));
-            }
-        }
+void locate(const SourceImage& image, const CanvasToImage& transform, int Y, int x0,
+            Samples& samples) {
+    const auto [A, B, C, E] = transform;
+    const auto fY = static_cast<float>(Y);
+    const float YB = fY * B;
+    const float YA = fY * A;
+    for (int i = 0; i < samples.count; ++i) {
+        const auto fX = static_cast<float>(x0 + i);
+        const float sx = ((fX * A) - YB) + C;
+        const float sy = ((fX * B) + YA) + E;
+        const std::int32_t ix = cut(sx);
+        const std::int32_t iy = cut(sy);
+        // Fractions from before the clamp, so that they are negative left and top of the image.
+        const float fx = sx - static_cast<float>(ix);
+        const float fy = sy - static_cast<float>(iy);
+        samples.cx[i] = std::min(std::max(ix, 0), image.width - 2);
+        samples.cy[i] = std::min(std::max(iy, 0), image.height - 2);
+        samples.wTR[i] = (1.0F - fy) * fx;
+        samples.wTL[i] = (1.0F - fx) * (1.0F - fy);
+        samples.wBL[i] = (1.0F - fx) * fy;
+        samples.wBR[i] = fy * fx;
+    }
+}
+
+std::uint32_t fourBytes(const std::uint8_t* bytes) {
+    return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8U |
+           static_cast<std::uint32_t>(bytes[2]) << 16U |
+           static_cast<std::uint32_t>(bytes[3]) << 24U;
+}
+
+std::uint32_t twoBytes(const std::uint8_t* bytes) {
+    return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8U;
+}
+
+void fetch(const SourceImage& image, Samples& samples) {
+    for (int i = 0; i < samples.count; ++i) {
+        const std::uint8_t* top =
+            rowOf(image, samples.cy[i]) + 3 * static_cast<std::ptrdiff_t>(samples.cx[i]);
+        const std::uint8_t* bottom = top + image.stride;
+        samples.upper[i] = fourBytes(top);
+        samples.upperRest[i] = twoBytes(top + 4);
+        samples.lower[i] = fourBytes(bottom);
+        samples.lowerRest[i] = twoBytes(bottom + 4);
+    }
+}
+
+// What a warp takes from a pair of neighbours: one byte of each, or the grey values of both.
+template <int kByte>
+struct TakeByte {
+    static float left(std::uint32_t pair, std::uint32_t) {
+        return static_cast<float>(static_cast<std::int32_t>(pair >> (8U * kByte) & 0xFFU));
+    }
+    static float right(std::uint32_t pair, std::uint32_t rest) {
+        const std::uint32_t byte = kByte == 0 ? pair >> 24U : rest >> (8U * (kByte - 1)) & 0xFFU;
+        return static_cast<float>(static_cast<std::int32_t>(byte));
+    }
+};
+
+struct TakeGrey {
+    static float of(std::uint32_t b, std::uint32_t g, std::uint32_t r) {
+        return static_cast<float>(toGrey(static_cast<std::int32_t>(b), static_cast<std::int32_t>(g),
+                                         static_cast<std::int32_t>(r)));
+    }
+    static float left(std::uint32_t pair, std::uint32_t) {
+        return of(pair & 0xFFU, pair >> 8U & 0xFFU, pair >> 16U & 0xFFU);
+    }
+    static float right(std::uint32_t pair, std::uint32_t rest) {
+        return of(pair >> 24U, rest & 0xFFU, rest >> 8U);
+    }
+};
+
+// Low bytes: wrapped, not saturated. 300 gives 44, -3 gives 253.
+template <typename Take>
+void blend(const Samples& samples, std::int32_t* result) {
+    for (int i = 0; i < samples.count; ++i) {
+        const float pTL = Take::left(samples.upper[i], samples.upperRest[i]);
+        const float pTR = Take::right(samples.upper[i], samples.upperRest[i]);
+        const float pBL = Take::left(samples.lower[i], samples.lowerRest[i]);
+        const float pBR = Take::right(samples.lower[i], samples.lowerRest[i]);
+        const float v =
+            ((((samples.wTR[i] * pTR) + (samples.wTL[i] * pTL)) + (samples.wBL[i] * pBL)) +
+             (samples.wBR[i] * pBR)) +
+            0.5F;
+        result[i] = cut(v) & 0xFF;
+    }
+}
+
+void storeGrey(const Samples& samples, std::uint8_t* canvas) {
+    std::int32_t grey[kCanvasSide];
+    blend<TakeGrey>(samples, grey);
+    for (int i = 0; i < samples.count; ++i) {
+        canvas[i] = static_cast<std::uint8_t>(grey[i]);
+    }
+}
+
+void storeColour(const Samples& samples, std::uint8_t* canvas) {
+    std::int32_t bytes[3][kCanvasSide];
+    blend<TakeByte<0>>(samples, bytes[0]);
+    blend<TakeByte<1>>(samples, bytes[1]);
+    blend<TakeByte<2>>(samples, bytes[2]);
+    for (int i = 0; i < samples.count; ++i) {
+        canvas[3 * i] = static_cast<std::uint8_t>(bytes[0][i]);
+        canvas[3 * i + 1] = static_cast<std::uint8_t>(bytes[1][i]);
+        canvas[3 * i + 2] = static_cast<std::uint8_t>(bytes[2][i]);
+    }
+}
+
+// Both warps, which differ in what they store.
+template <int kChannels>
+void warp(const SourceImage& image, const CanvasToImage& transform, const CanvasArea& area,
+          void (*store)(const Samples&, std::uint8_t*), std::uint8_t* canvas) {
+    Samples samples;
+    samples.count = area.x1 - area.x0;
+    for (int Y = area.y0; Y < area.y1; ++Y) {
+        locate(image, transform, Y, area.x0, samples);
+        fetch(image, samples);
+        store(samples, canvas + (Y * kCanvasSide + area.x0) * kChannels);
     }
 }
 
 // The canvas row or column nearest to a position that has 0.5 added already.
 int canvasIndex(float position) {
     return std::clamp(trunc32(position), 0, kCanvasSide - 1);
+}
+
+// The canvas row that row r of a crop reads, and the column that its column q reads. Both are
+// monotone: sums, cuts and clamps of ascending values ascend.
+int canvasRowOf(CanvasPoint centre, int patch, int r) {
+    const float shift =
+        static_cast<float>(kPatchLayout.canonicalEyeSpan[patch]) * kPatchLayout.shiftFactor[patch];
+    const auto i = static_cast<float>(r - kPatchLayout.size[patch] / 2);
+    return canvasIndex(((i + centre.y) + shift) + 0.5F);
+}
+
+int canvasColumnOf(CanvasPoint centre, int patch, bool isMirrored, int q) {
+    const auto j = static_cast<float>(q - kPatchLayout.size[patch] / 2);
+    return canvasIndex((isMirrored ? centre.x - j : j + centre.x) + 0.5F);
 }
 
 void clearMargins(int patch, int planes, float* row) {
@@ -89,23 +203,20 @@ void clearMargins(int patch, int planes, float* row) {
 template <int kChannels, bool kMirrored>
 void crop(const std::uint8_t* canvas, CanvasPoint centre, int patch, float* row) {
     const int size = kPatchLayout.size[patch];
-    const int h = size / 2;
     const int m = size * size;
     const float* mean = meanImages[patch];
-    const float shift =
-        static_cast<float>(kPatchLayout.canonicalEyeSpan[patch]) * kPatchLayout.shiftFactor[patch];
+    int columns[kCanvasSide];
+    for (int q = 0; q < size; ++q) {
+        columns[q] = kChannels * canvasColumnOf(centre, patch, kMirrored, q);
+    }
     for (int r = 0; r < size; ++r) {
-        const auto i = static_cast<float>(r - h);
-        const int canvasRow = canvasIndex(((i + centre.y) + shift) + 0.5F);
-        for (int q = 0; q < size; ++q) {
-            const auto j = static_cast<float>(q - h);
-            const int canvasColumn = canvasIndex((kMirrored ? centre.x - j : j + centre.x) + 0.5F);
-            const std::uint8_t* pixel =
-                canvas + (canvasRow * kCanvasSide + canvasColumn) * kChannels;
-            for (int channel = 0; channel < kChannels; ++channel) {
-                // Bytes run blue, green, red; planes run red, green, blue.
-                const int e = (kChannels - 1 - channel) * m + r * size + q;
-                row[e] = static_cast<float>(pixel[channel]) - mean[e];
+        const std::uint8_t* pixels =
+            canvas + canvasRowOf(centre, patch, r) * kCanvasSide * kChannels;
+        for (int channel = 0; channel < kChannels; ++channel) {
+            // Bytes run blue, green, red; planes run red, green, blue.
+            const int e = (kChannels - 1 - channel) * m + r * size;
+            for (int q = 0; q < size; ++q) {
+                row[e + q] = static_cast<float>(pixels[columns[q] + channel]) - mean[e + q];
             }
         }
     }
@@ -115,32 +226,24 @@ void crop(const std::uint8_t* canvas, CanvasPoint centre, int patch, float* row)
 }  // namespace
 
 std::int32_t trunc32(float value) {
-    constexpr float kLimit = 2147483648.0F;  // 2^31; -2^31 is in range, and NaN fails both tests
-    if (value >= -kLimit && value < kLimit) {
-        return static_cast<std::int32_t>(value);
-    }
-    return std::numeric_limits<std::int32_t>::min();
+    return cut(value);
 }
 
-void toGrey(const std::uint8_t* image, std::int32_t width, std::int32_t height, std::int32_t stride,
-            std::uint8_t* grey) {
-    for (std::int32_t y = 0; y < height; ++y) {
-        const std::uint8_t* pixel = rowOf(image, y, stride);
-        for (std::int32_t x = 0; x < width; ++x, pixel += 3) {
-            // The weights add up to 1024: the result fits a byte.
-            *grey++ = lowByte((601 * pixel[1] + 117 * pixel[0] + 306 * pixel[2]) >> 10);
-        }
-    }
+void warpGrey(const SourceImage& image, const CanvasToImage& transform, const CanvasArea& area,
+              std::uint8_t* greyCanvas) {
+    warp<1>(image, transform, area, storeGrey, greyCanvas);
 }
 
-void warpGrey(const std::uint8_t* grey, std::int32_t width, std::int32_t height,
-              std::int32_t stride, const CanvasToImage& transform, std::uint8_t* greyCanvas) {
-    warp<1>(grey, width, height, stride, transform, greyCanvas);
+void warpColour(const SourceImage& image, const CanvasToImage& transform, const CanvasArea& area,
+                std::uint8_t* colourCanvas) {
+    warp<3>(image, transform, area, storeColour, colourCanvas);
 }
 
-void warpColour(const std::uint8_t* image, std::int32_t width, std::int32_t height,
-                std::int32_t stride, const CanvasToImage& transform, std::uint8_t* colourCanvas) {
-    warp<3>(image, width, height, stride, transform, colourCanvas);
+CanvasArea cropArea(CanvasPoint centre, int patch, bool isMirrored) {
+    const int last = kPatchLayout.size[patch] - 1;
+    const int left = canvasColumnOf(centre, patch, isMirrored, isMirrored ? last : 0);
+    const int right = canvasColumnOf(centre, patch, isMirrored, isMirrored ? 0 : last);
+    return {left, right + 1, canvasRowOf(centre, patch, 0), canvasRowOf(centre, patch, last) + 1};
 }
 
 void cropGrey(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch, float* row) {

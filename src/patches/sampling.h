@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+#include "service/context.h"
+
 // Canvas to image: a canvas pixel (X, Y) reads the image at (A X - B Y + C, B X + A Y + E).
 struct CanvasToImage {
     float A, B, C, E;
@@ -20,17 +22,35 @@ struct CanvasPoint {
 // processor alike.
 std::int32_t trunc32(float value);
 
-// (601 g + 117 b + 306 r) / 1024, cut. `grey` is packed, `width` bytes a row.
-void toGrey(const std::uint8_t* image, std::int32_t width, std::int32_t height, std::int32_t stride,
-            std::uint8_t* grey);
+// The grey value of a pixel: (601 g + 117 b + 306 r) / 1024, cut. The weights add up to 1024, so
+// that bytes give a byte.
+constexpr std::int32_t toGrey(std::int32_t b, std::int32_t g, std::int32_t r) {
+    return (601 * g + 117 * b + 306 * r) >> 10;
+}
 
-// Bilinear resampling of one-byte and of three-byte pixels onto a canvas. Reads stay inside the
-// image, which is at least 2 x 2; left and top of it values are extrapolated, and only the low 8
-// bits of a result are kept, so that they wrap.
-void warpGrey(const std::uint8_t* grey, std::int32_t width, std::int32_t height,
-              std::int32_t stride, const CanvasToImage& transform, std::uint8_t* greyCanvas);
-void warpColour(const std::uint8_t* image, std::int32_t width, std::int32_t height,
-                std::int32_t stride, const CanvasToImage& transform, std::uint8_t* colourCanvas);
+// An image as the host hands it over, at least 2 x 2.
+struct SourceImage {
+    const std::uint8_t* bytes;
+    std::int32_t width, height, stride;
+};
+
+// Pixels x0 to before x1 of canvas rows y0 to before y1.
+struct CanvasArea {
+    int x0, x1, y0, y1;
+};
+
+constexpr CanvasArea kWholeCanvas = {0, kCanvasSide, 0, kCanvasSide};
+
+// Bilinear resampling of the image's grey values, or of its three bytes, onto an area of a canvas.
+// Reads stay inside the image; left and top of it values are extrapolated, and only the low 8 bits
+// of a result are kept, so that they wrap. The rest of the canvas stays as it is.
+void warpGrey(const SourceImage& image, const CanvasToImage& transform, const CanvasArea& area,
+              std::uint8_t* greyCanvas);
+void warpColour(const SourceImage& image, const CanvasToImage& transform, const CanvasArea& area,
+                std::uint8_t* colourCanvas);
+
+// The canvas pixels that a crop of patch number `patch` around `centre` reads.
+CanvasArea cropArea(CanvasPoint centre, int patch, bool isMirrored);
 
 // Copy the square of patch number `patch` around `centre` (nearest pixels, clamped at the canvas
 // edge) to one row of the patch matrix, subtract mean image `patch` and clear the margins. Colour

@@ -63,12 +63,7 @@ const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, 
 void computeFeatures(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
                      std::int32_t height, std::int32_t stride, const LandmarkRecord& landmarks,
                      float* features) {
-    const auto greyImage = std::make_unique_for_overwrite<std::uint8_t[]>(
-        static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-    toGrey(image, width, height, stride, greyImage.get());
-    const PatchList patches =
-        cutFacePatches(context, image, width, height, stride, greyImage.get(), landmarks);
-
+    const PatchList patches = cutFacePatches(context, {image, width, height, stride}, landmarks);
     MatrixList pointers;
     for (const auto& patch : patches) {
         pointers.push_back(patch.get());

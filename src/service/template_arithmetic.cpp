@@ -1,5 +1,7 @@
 #include "service/template_arithmetic.h"
 
+#include <algorithm>
+
 #include "matrix/float_rules.h"
 #include "service/model_tables.h"
 
@@ -26,6 +28,22 @@ void storeUnitLength(const float* values, float* destination) {
     }
 }
 
+// Rows do not depend on each other: several advance side by side, so that the additions of one do
+// not wait for those of another, while the sum of each row keeps its order. Where a product and its
+// sum stand does not matter, since addition gives the same bits either way round.
+constexpr int kRowsAtOnce = 10;
+static_assert(kProjectionCount % kRowsAtOnce == 0);
+
+void projectRows(const float (*rows)[kFeatureCount], const float* features, float* sums) {
+    float p[kRowsAtOnce] = {};
+    for (int n = 0; n < kFeatureCount; ++n) {
+        for (int r = 0; r < kRowsAtOnce; ++r) {
+            p[r] = p[r] + rows[r][n] * features[n];
+        }
+    }
+    std::copy_n(p, kRowsAtOnce, sums);
+}
+
 }  // namespace
 
 void storeNetworkOutput(const Matrix& out, float* destination) {
@@ -42,18 +60,16 @@ void subtractFeatureMean(float* features) {
 void projectFeatures(const float* features, FaceTemplate& templateOut) {
     float sumA = 0.0F;
     float sumB = 0.0F;
-    for (int r = 0; r < kProjectionCount; ++r) {
-        const float* rowA = projectionA[r];
-        const float* rowB = projectionB[r];
-        float pa = 0.0F;
-        float pb = 0.0F;
-        for (int n = 0; n < kFeatureCount; ++n) {
-            pa = pa + rowA[n] * features[n];
-            pb = rowB[n] * features[n] + pb;
+    for (int first = 0; first < kProjectionCount; first += kRowsAtOnce) {
+        float pa[kRowsAtOnce];
+        float pb[kRowsAtOnce];
+        projectRows(&projectionA[first], features, pa);
+        projectRows(&projectionB[first], features, pb);
+        for (int r = 0; r < kRowsAtOnce; ++r) {
+            templateOut.projection[first + r] = pb[r];
+            sumA = sumA + pa[r] * pa[r];
+            sumB = sumB + pb[r] * pb[r];
         }
-        templateOut.projection[r] = pb;
-        sumA = sumA + pa * pa;
-        sumB = sumB + pb * pb;
     }
     templateOut.quadraticTerm = sumA;
     templateOut.projectionNorm = narrowSqrt(sumB);

@@ -40,24 +40,36 @@ Bytes bytesOf(const GuardedBuffer<std::uint8_t>& buffer) {
     return {buffer.data(), buffer.data() + buffer.count()};
 }
 
-Bytes greyOf(const std::uint8_t* image, int width, int height, int stride) {
-    GuardedBuffer<std::uint8_t> grey(
-        static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 1);
-    toGrey(image, width, height, stride, grey.data());
-    return bytesOf(grey);
+Bytes greyOf(const std::uint8_t* image, int width, int height) {
+    Bytes grey;
+    for (int i = 0; i < 3 * width * height; i += 3) {
+        const std::int32_t value = toGrey(image[i], image[i + 1], image[i + 2]);
+        EXPECT_TRUE(value >= 0 && value <= 255);
+        grey.push_back(static_cast<std::uint8_t>(value));
+    }
+    return grey;
 }
 
 Bytes warpedGrey(const std::uint8_t* image, int width, int height, int stride,
                  const CanvasToImage& transform) {
     GuardedBuffer<std::uint8_t> canvas(kCanvasPixels, 3);
-    warpGrey(image, width, height, stride, transform, canvas.data());
+    warpGrey({image, width, height, stride}, transform, kWholeCanvas, canvas.data());
     return bytesOf(canvas);
+}
+
+// The same from a packed picture of one byte a pixel: a pixel of three equal bytes has their grey.
+Bytes warpedPlane(const Bytes& plane, int width, int height, const CanvasToImage& transform) {
+    Bytes image;
+    for (const std::uint8_t byte : plane) {
+        image.insert(image.end(), 3, byte);
+    }
+    return warpedGrey(image.data(), width, height, 3 * width, transform);
 }
 
 Bytes warpedColour(const std::uint8_t* image, int width, int height, int stride,
                    const CanvasToImage& transform) {
     GuardedBuffer<std::uint8_t> canvas(3 * kCanvasPixels, 3);
-    warpColour(image, width, height, stride, transform, canvas.data());
+    warpColour({image, width, height, stride}, transform, kWholeCanvas, canvas.data());
     return bytesOf(canvas);
 }
 
@@ -74,7 +86,7 @@ struct SmallPicture {
     int pixel(int x, int y) const { return pixels[static_cast<std::size_t>(y * width + x)]; }
 
     int sample(float sx, float sy) const {
-        const Bytes canvas = warpedGrey(pixels.data(), width, height, width, {0.0F, 0.0F, sx, sy});
+        const Bytes canvas = warpedPlane(pixels, width, height, {0.0F, 0.0F, sx, sy});
         EXPECT_EQ(kCanvasPixels, std::count(canvas.begin(), canvas.end(), canvas[0]));
         return canvas[0];
     }
@@ -130,41 +142,20 @@ TEST(Sampling, trunc32GivesTheLowestIntegerOutsideTheRange) {
 // --- toGrey -------------------------------------------------------------------------------------
 
 TEST(Sampling, whiteStaysWhiteAndBlackBlack) {
-    EXPECT_EQ(Bytes(35, 255), greyOf(Bytes(105, 255).data(), 7, 5, 21));
-    EXPECT_EQ(Bytes(35, 0), greyOf(Bytes(105, 0).data(), 7, 5, 21));
+    EXPECT_EQ(Bytes(35, 255), greyOf(Bytes(105, 255).data(), 7, 5));
+    EXPECT_EQ(Bytes(35, 0), greyOf(Bytes(105, 0).data(), 7, 5));
 }
 
 TEST(Sampling, greyWeighsBlueGreenRedAndCutsTheRest) {
     // 117 x 255 / 1024 = 29.1, 601 x 255 / 1024 = 149.7, 306 x 255 / 1024 = 76.2; and 1, 0.59
     const Bytes image = {255, 0, 0, 0, 255, 0, 0, 0, 255, 1, 1, 1, 0, 1, 0};
-    EXPECT_EQ((Bytes{29, 149, 76, 1, 0}), greyOf(image.data(), 5, 1, 15));
+    EXPECT_EQ((Bytes{29, 149, 76, 1, 0}), greyOf(image.data(), 5, 1));
 }
 
 TEST(Sampling, greyOfEqualBytesIsThatByte) {
     for (int value = 0; value < 256; ++value) {
         const Bytes pixel(3, static_cast<std::uint8_t>(value));
-        EXPECT_EQ(Bytes(1, static_cast<std::uint8_t>(value)), greyOf(pixel.data(), 1, 1, 3));
-    }
-}
-
-TEST(Sampling, greyRowsMayLieAnyDistanceApart) {
-    for (const int width : {1, 2, 5, 17}) {
-        const int height = 6;
-        const Bytes packed = randomBytes(static_cast<std::size_t>(3 * width * height), 7);
-        const Bytes expected = greyOf(packed.data(), width, height, 3 * width);
-        for (const int padding : {1, 2, 3, 64}) {
-            const int stride = 3 * width + padding;
-            Bytes spread = randomBytes(static_cast<std::size_t>(stride * height), 8);
-            Bytes turned = spread;
-            for (int y = 0; y < height; ++y) {
-                std::copy_n(packed.begin() + 3 * width * y, 3 * width, spread.begin() + stride * y);
-                std::copy_n(packed.begin() + 3 * width * y, 3 * width,
-                            turned.begin() + stride * (height - 1 - y));
-            }
-            EXPECT_EQ(expected, greyOf(spread.data(), width, height, stride));
-            const std::uint8_t* topRow = turned.data() + stride * (height - 1);
-            EXPECT_EQ(expected, greyOf(topRow, width, height, -stride));
-        }
+        EXPECT_EQ(Bytes(1, static_cast<std::uint8_t>(value)), greyOf(pixel.data(), 1, 1));
     }
 }
 
@@ -202,8 +193,7 @@ TEST(Sampling, warpAddsTheBottomRowToTheFinishedTopRow) {
 TEST(Sampling, warpTurnsThePlaceItReadsByB) {
     // A = 0, B = 1: canvas pixel (X, Y) reads the image at (160 - Y, X + 3).
     const SmallPicture picture = randomPicture(170, 170, 2);
-    const Bytes canvas =
-        warpedGrey(picture.pixels.data(), 170, 170, 170, {0.0F, 1.0F, 160.0F, 3.0F});
+    const Bytes canvas = warpedPlane(picture.pixels, 170, 170, {0.0F, 1.0F, 160.0F, 3.0F});
     for (int Y = 0; Y < kCanvasSide; ++Y)
         for (int X = 0; X < kCanvasSide; ++X)
             ASSERT_EQ(picture.pixel(160 - Y, X + 3), at(canvas, Y, X)) << X << ", " << Y;
@@ -213,8 +203,8 @@ TEST(Sampling, warpAddsTheShiftLast) {
     // At (1, 1) 2^24 + 1 rounds back to 2^24 and the shift leaves 0; the other row is exact and
     // leaves 0, too. With the shift added to A first, the 1 would survive and pixel (1, 0) be read.
     const SmallPicture picture = {3, 3, {7, 200, 0, 0, 0, 0, 0, 0, 0}};
-    const Bytes canvas = warpedGrey(picture.pixels.data(), 3, 3, 3,
-                                    {16777216.0F, -1.0F, -16777216.0F, -16777215.0F});
+    const Bytes canvas =
+        warpedPlane(picture.pixels, 3, 3, {16777216.0F, -1.0F, -16777216.0F, -16777215.0F});
     EXPECT_EQ(7, at(canvas, 1, 1));
 }
 
@@ -226,7 +216,7 @@ TEST(Sampling, warpTakesCoordinatesFromXAndNotFromSteps) {
     for (int i = 0; i < 70; ++i)
         steps += 0.1F;
     ASSERT_LT(steps, 7.0F);
-    const Bytes canvas = warpedGrey(picture.pixels.data(), 8, 2, 8, {0.1F, 0.0F, 0.0F, 0.0F});
+    const Bytes canvas = warpedPlane(picture.pixels, 8, 2, {0.1F, 0.0F, 0.0F, 0.0F});
     EXPECT_EQ(40, at(canvas, 0, 70));
     EXPECT_EQ(240, picture.sample(steps, 0.0F));
 }
@@ -289,7 +279,7 @@ TEST(Sampling, aConstantImageStaysConstantEverywhere) {
         const Bytes image(23 * 17 * 3, static_cast<std::uint8_t>(value));
         for (const CanvasToImage& transform : transforms) {
             ASSERT_EQ(Bytes(kCanvasPixels, static_cast<std::uint8_t>(value)),
-                      warpedGrey(image.data(), 23, 17, 23, transform));
+                      warpedGrey(image.data(), 23, 17, 69, transform));
         }
         ASSERT_EQ(Bytes(3 * kCanvasPixels, static_cast<std::uint8_t>(value)),
                   warpedColour(image.data(), 23, 17, 69, transforms[value % 5]));
@@ -304,8 +294,7 @@ TEST(Sampling, nonFiniteTransformsGiveTheByteZero) {
             float values[4] = {1.0F, 0.5F, 2.0F, 3.0F};
             values[place] = bad;
             const CanvasToImage transform = {values[0], values[1], values[2], values[3]};
-            EXPECT_EQ(Bytes(kCanvasPixels, 0),
-                      warpedGrey(picture.pixels.data(), 6, 5, 6, transform));
+            EXPECT_EQ(Bytes(kCanvasPixels, 0), warpedPlane(picture.pixels, 6, 5, transform));
             EXPECT_EQ(Bytes(3 * kCanvasPixels, 0),
                       warpedColour(colour.data(), 6, 5, 18, transform));
         }
@@ -371,8 +360,7 @@ TEST(Sampling, colourWarpIsTheGreyWarpOfEachByte) {
             Bytes taken;
             for (std::size_t i = channel; i < colour.size(); i += 3)
                 taken.push_back(colour[i]);
-            ASSERT_EQ(warpedGrey(plane.data(), width, height, width, transform), taken)
-                << "byte " << channel;
+            ASSERT_EQ(warpedPlane(plane, width, height, transform), taken) << "byte " << channel;
         }
     }
 }
@@ -381,8 +369,8 @@ TEST(Sampling, warpsFollowAnyStride) {
     const int width = 19;
     const int height = 14;
     const CanvasToImage transform = {0.11F, 0.05F, -1.3F, 2.2F};
+    const int rowBytes = 3 * width;
     for (const int channels : {1, 3}) {
-        const int rowBytes = channels * width;
         const auto warped = [&](const std::uint8_t* image, int stride) {
             return channels == 1 ? warpedGrey(image, width, height, stride, transform)
                                  : warpedColour(image, width, height, stride, transform);
@@ -409,6 +397,47 @@ TEST(Sampling, warpsFollowAnyStride) {
     }
 }
 
+TEST(Sampling, greyWarpIsTheWarpOfTheGreyPicture) {
+    Random random(13);
+    const int width = 31;
+    const int height = 22;
+    const int stride = 3 * width + 5;
+    const Bytes image = randomBytes(static_cast<std::size_t>(stride * height), 14);
+    Bytes grey;
+    for (int y = 0; y < height; ++y) {
+        const Bytes row = greyOf(image.data() + y * stride, width, 1);
+        grey.insert(grey.end(), row.begin(), row.end());
+    }
+    for (int round = 0; round < 20; ++round) {
+        const CanvasToImage transform = {random.uniform(-0.4F, 0.4F), random.uniform(-0.4F, 0.4F),
+                                         random.uniform(-9.0F, 40.0F),
+                                         random.uniform(-9.0F, 30.0F)};
+        ASSERT_EQ(warpedPlane(grey, width, height, transform),
+                  warpedGrey(image.data(), width, height, stride, transform));
+    }
+}
+
+TEST(Sampling, warpWritesItsAreaOnly) {
+    const Bytes image = randomBytes(3 * 40 * 30, 15);
+    const CanvasToImage transform = {0.2F, 0.1F, 3.0F, 2.0F};
+    for (const int channels : {1, 3}) {
+        const auto warp = channels == 1 ? warpGrey : warpColour;
+        Bytes whole(static_cast<std::size_t>(kCanvasPixels * channels));
+        warp({image.data(), 40, 30, 120}, transform, kWholeCanvas, whole.data());
+        for (const CanvasArea& area : {CanvasArea{0, 1, 0, 1}, CanvasArea{159, 160, 159, 160},
+                                       CanvasArea{7, 20, 31, 33}, CanvasArea{5, 5, 0, 160}}) {
+            Bytes expected(whole.size(), 99);
+            for (int y = area.y0; y < area.y1; ++y)
+                std::copy(whole.begin() + (y * kCanvasSide + area.x0) * channels,
+                          whole.begin() + (y * kCanvasSide + area.x1) * channels,
+                          expected.begin() + (y * kCanvasSide + area.x0) * channels);
+            Bytes actual(whole.size(), 99);
+            warp({image.data(), 40, 30, 120}, transform, area, actual.data());
+            EXPECT_EQ(expected, actual) << area.x0 << " " << area.y0;
+        }
+    }
+}
+
 #if defined(__linux__)
 TEST(Sampling, rowsMayLieMoreThanTwoGigabytesAway) {
     // Address space only: just the pages that are touched get memory.
@@ -422,12 +451,10 @@ TEST(Sampling, rowsMayLieMoreThanTwoGigabytesAway) {
         std::fill_n(image + static_cast<std::ptrdiff_t>(y) * kStride, 6, 50 * (y + 1));
     std::uint8_t* lastRow = image + std::ptrdiff_t{3} * kStride;
 
-    EXPECT_EQ((Bytes{50, 50, 100, 100, 150, 150, 200, 200}), greyOf(image, 2, 4, kStride));
-    EXPECT_EQ((Bytes{200, 200, 150, 150, 100, 100, 50, 50}), greyOf(lastRow, 2, 4, -kStride));
     const CanvasToImage transform = {0.0F, 0.0F, 0.0F, 2.5F};
-    EXPECT_EQ(175, warpedGrey(image, 6, 4, kStride, transform)[0]);
+    EXPECT_EQ(175, warpedGrey(image, 2, 4, kStride, transform)[0]);
     EXPECT_EQ(175, warpedColour(image, 2, 4, kStride, transform)[0]);
-    EXPECT_EQ(75, warpedGrey(lastRow, 6, 4, -kStride, transform)[0]);
+    EXPECT_EQ(75, warpedGrey(lastRow, 2, 4, -kStride, transform)[0]);
     EXPECT_EQ(75, warpedColour(lastRow, 2, 4, -kStride, transform)[0]);
     munmap(room, kRoom);
 }
@@ -709,6 +736,59 @@ TEST_F(Crops, marginsAreZeroWhateverTheMeanHolds) {
             for (const bool mirrored : {false, true})
                 EXPECT_TRUE(sameFloats(expected, crop(canvas, {80.0F, 80.0F}, patch, mirrored)))
                     << "patch " << patch << ", mean " << mean;
+        }
+    }
+}
+
+// --- What a crop reads --------------------------------------------------------------------------
+
+TEST(Sampling, cropAreaHoldsExactlyWhatTheCropReads) {
+    Random random(16);
+    for (int round = 0; round < 300; ++round) {
+        const int patch = random.between(0, kPatchCount - 1);
+        const CanvasPoint centre =
+            round % 10 == 9 ? CanvasPoint{random.anyFloat(), random.anyFloat()}
+                            : CanvasPoint{random.uniform(-60, 220), random.uniform(-60, 220)};
+        const bool isMirrored = random.oneIn(2);
+        const bool isColour = kPatchLayout.isColour[patch] == 1;
+        const CanvasArea area = cropArea(centre, patch, isMirrored);
+        ASSERT_TRUE(0 <= area.x0 && area.x0 < area.x1 && area.x1 <= kCanvasSide);
+        ASSERT_TRUE(0 <= area.y0 && area.y0 < area.y1 && area.y1 <= kCanvasSide);
+
+        const std::size_t values = std::size_t{3} * 55 * 55;
+        const auto cropped = [&](int channels, const auto& byteAt) {
+            Bytes canvas(static_cast<std::size_t>(kCanvasPixels * channels));
+            for (int i = 0; i < kCanvasPixels * channels; ++i) {
+                canvas[static_cast<std::size_t>(i)] =
+                    byteAt(i / channels % kCanvasSide, i / channels / kCanvasSide);
+            }
+            std::vector<float> row(values);
+            const auto plain = isColour ? cropColour : cropGrey;
+            const auto mirrored = isColour ? cropColourMirrored : cropGreyMirrored;
+            (isMirrored ? mirrored : plain)(canvas.data(), centre, patch, row.data());
+            return row;
+        };
+        const int channels = isColour ? 3 : 1;
+        const auto inside = [&](int x, int y) {
+            return area.x0 <= x && x < area.x1 && area.y0 <= y && y < area.y1;
+        };
+        const auto oneInside = [&](int x, int y) -> std::uint8_t { return inside(x, y) ? 1 : 200; };
+        for (const float value : cropped(channels, oneInside)) {
+            ASSERT_LT(value, 2.0F) << "read outside, round " << round;
+        }
+        // Margins hide rows and columns at the edges of some patches.
+        if (kPatchLayout.sideMargin[patch] == 0 && kPatchLayout.capMargin[patch] == 0) {
+            for (const auto& [x, y] : {std::pair{area.x0, area.y0},
+                                       {area.x1 - 1, area.y0},
+                                       {area.x0, area.y1 - 1},
+                                       {area.x1 - 1, area.y1 - 1}}) {
+                const auto corner = [&, cx = x, cy = y](int u, int v) -> std::uint8_t {
+                    return u == cx && v == cy ? 200 : 1;
+                };
+                const std::vector<float> row = cropped(channels, corner);
+                ASSERT_GT(*std::max_element(row.begin(), row.end()), 100.0F)
+                    << "a corner is not read, round " << round;
+            }
         }
     }
 }

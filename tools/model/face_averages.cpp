@@ -14,10 +14,7 @@
 namespace {
 
 PatchList cutPatches(ZomuContext& context, const DrawnFace& face) {
-    const int stride = 3 * face.width;
-    std::vector<std::uint8_t> grey(face.pixels.size() / 3);
-    toGrey(face.pixels.data(), face.width, face.height, stride, grey.data());
-    return cutFacePatches(context, face.pixels.data(), face.width, face.height, stride, grey.data(),
+    return cutFacePatches(context, {face.pixels.data(), face.width, face.height, 3 * face.width},
                           face.landmarks);
 }
 

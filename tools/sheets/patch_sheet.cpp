@@ -24,10 +24,9 @@ PatchList cutPatches(const FacePicture& face) {
     std::fill_n(&meanImages[0][0], kNetCount * kMeanImageRoom, 0.0f);
     const BgrPicture& picture = face.picture;
     const auto context = std::make_unique<ZomuContext>();
-    std::vector<std::uint8_t> grey(picture.pixels.size() / 3);
-    toGrey(picture.pixels.data(), picture.width, picture.height, 3 * picture.width, grey.data());
-    return cutFacePatches(*context, picture.pixels.data(), picture.width, picture.height,
-                          3 * picture.width, grey.data(), face.landmarks);
+    return cutFacePatches(*context,
+                          {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
+                          face.landmarks);
 }
 
 // One row of a patch matrix as a picture again.

@@ -79,10 +79,9 @@ TEST(PatchSheet, showsBothCropsOfAPair) {
     }
     const BgrPicture sheet = drawPatchSheet(face, "Half blue");
     const auto context = std::make_unique<ZomuContext>();
-    const std::vector<std::uint8_t> grey(picture.pixels.size() / 3);
-    const PatchList patches =
-        cutFacePatches(*context, picture.pixels.data(), picture.width, picture.height,
-                       3 * picture.width, grey.data(), face.landmarks);
+    const PatchList patches = cutFacePatches(
+        *context, {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
+        face.landmarks);
     long rows[2] = {0, 0};
     for (int k = 0; k < kPatchCount; ++k) {
         const int plane = kPatchLayout.size[k] * kPatchLayout.size[k];
