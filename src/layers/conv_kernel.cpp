@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 
 #include "matrix/blas.h"
 
@@ -20,56 +21,54 @@ FilterShape filterShape(const FilterGeometry& geometry, std::int32_t imageCols,
 
 namespace {
 
-// The columns ox, from `begin` to before `end`, whose pixel first + ox * stride lies in a row of
-// `width` pixels.
-struct InnerColumns {
+// The positions, from `begin` to before `end`, at which a filter element lies inside the image
+// along one axis: those i of `count` for which first + i * stride is from 0 to before `length`.
+struct InnerPositions {
     std::int32_t begin, end;
 };
 
-InnerColumns innerColumns(std::int32_t first, std::int32_t stride, std::int32_t width,
-                          std::int32_t outW) {
-    const std::int32_t begin = first < 0 ? (-first + stride - 1) / stride : 0;
-    const std::int32_t end = first < width ? (width - 1 - first) / stride + 1 : 0;
-    return {std::min(begin, outW), std::clamp(end, std::min(begin, outW), outW)};
+InnerPositions innerPositions(std::int32_t first, std::int32_t stride, std::int32_t length,
+                              std::int32_t count) {
+    const std::int32_t begin = first < 0 ? std::min((-first + stride - 1) / stride, count) : 0;
+    const std::int32_t end = first < length ? (length - 1 - first) / stride + 1 : 0;
+    return {begin, std::clamp(end, begin, count)};
 }
 
 }  // namespace
 
-// For one filter element and one row of positions, the pixels inside the image stand side by side
-// (with stride 1), so that they are copied as a block.
+// For one filter element, the rows of positions that lie outside the image are one block of zeros
+// above and one below the others; in these, what lies inside stands side by side (with stride 1)
+// and is copied as a block.
 void unfoldPatches(const float* image, const FilterGeometry& geometry, const FilterShape& shape,
                    float* P) {
-    const std::int32_t k = shape.k;
     const std::int32_t stride = geometry.stride;
-    for (std::int32_t plane = 0; plane < geometry.channels; ++plane) {
-        const float* source =
-            image + static_cast<std::ptrdiff_t>(plane) * geometry.height * shape.width;
-        for (std::int32_t dy = 0; dy < k; ++dy) {
-            for (std::int32_t dx = 0; dx < k; ++dx) {
-                const std::int32_t first = dx - geometry.padding;
-                const InnerColumns inner = innerColumns(first, stride, shape.width, shape.outW);
-                for (std::int32_t oy = 0; oy < shape.outH; ++oy, P += shape.outW) {
-                    const std::int32_t y = oy * stride - geometry.padding + dy;
-                    if (y < 0 || y >= geometry.height) {
-                        std::fill_n(P, shape.outW, 0.0F);
-                        continue;
-                    }
-                    const float* row = source + static_cast<std::ptrdiff_t>(y) * shape.width;
-                    std::fill_n(P, inner.begin, 0.0F);
-                    if (inner.begin == inner.end) {
-                        // Nothing of the row is under the filter element.
-                    } else if (stride == 1) {
-                        std::copy_n(row + (first + inner.begin), inner.end - inner.begin,
-                                    P + inner.begin);
-                    } else {
-                        for (std::int32_t ox = inner.begin; ox < inner.end; ++ox) {
-                            P[ox] = row[first + ox * stride];
-                        }
-                    }
-                    std::fill_n(P + inner.end, shape.outW - inner.end, 0.0F);
+    const std::int32_t outW = shape.outW;
+    const std::ptrdiff_t width = shape.width;
+    for (std::int32_t r = 0; r < geometry.channels * shape.k * shape.k; ++r) {
+        const std::int32_t firstX = r % shape.k - geometry.padding;
+        const std::int32_t firstY = (r / shape.k) % shape.k - geometry.padding;
+        const float* plane = image + r / shape.k / shape.k * geometry.height * width;
+        const InnerPositions rows = innerPositions(firstY, stride, geometry.height, shape.outH);
+        const InnerPositions columns = innerPositions(firstX, stride, shape.width, outW);
+        const std::int32_t inside = columns.end - columns.begin;
+        const std::size_t insideBytes = static_cast<std::size_t>(inside) * sizeof(float);
+
+        P = std::fill_n(P, static_cast<std::ptrdiff_t>(rows.begin) * outW, 0.0F);
+        for (std::int32_t oy = rows.begin; oy < rows.end; ++oy) {
+            const float* row = plane + (firstY + oy * stride) * width;
+            if (inside < outW) {
+                std::fill_n(P, outW, 0.0F);
+            }
+            if (stride == 1 && inside > 0) {
+                std::memcpy(P + columns.begin, row + firstX + columns.begin, insideBytes);
+            } else {
+                for (std::int32_t ox = columns.begin; ox < columns.end; ++ox) {
+                    P[ox] = row[firstX + ox * stride];
                 }
             }
+            P += outW;
         }
+        P = std::fill_n(P, static_cast<std::ptrdiff_t>(shape.outH - rows.end) * outW, 0.0F);
     }
 }
 

@@ -1,6 +1,9 @@
 #include "matrix/blas.h"
 
 #include <cblas.h>
+#if defined(ZOMU_SGEMM_ONEDNN)
+#include <dnnl.h>
+#endif
 #include <omp.h>
 
 #include <cmath>
@@ -36,9 +39,15 @@ std::int32_t leadingDimension(const Matrix& m) {
 
 void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* c) {
     const OneThread only;
+#if defined(ZOMU_SGEMM_ONEDNN)
+    dnnl_sgemm(a.trans == kRowMajor ? 'N' : 'T', b.trans == kRowMajor ? 'N' : 'T', a.numRows,
+               b.numCols, a.numCols, alpha, a.data, leadingDimension(a), b.data,
+               leadingDimension(b), beta, c, b.numCols);
+#else
     cblas_sgemm(CblasRowMajor, static_cast<CBLAS_TRANSPOSE>(a.trans),
                 static_cast<CBLAS_TRANSPOSE>(b.trans), a.numRows, b.numCols, a.numCols, alpha,
                 a.data, leadingDimension(a), b.data, leadingDimension(b), beta, c, b.numCols);
+#endif
 }
 
 void addScaled(std::int32_t n, float alpha, const float* x, float* y, std::int32_t yStep) {

@@ -1,4 +1,5 @@
-// The CBLAS routines that the system calls, in the one form it needs of each.
+// The CBLAS routines that the system calls, in the one form it needs of each. With the build option
+// ZOMU_SGEMM=onednn the product is oneDNN's.
 //
 // Each may be called from several threads at once on data of their own, runs on the calling thread
 // and starts no other.

@@ -1,0 +1,55 @@
+// One extraction on one thread, for counting instructions. The stages are functions of their own,
+// called once, so that a profiler tells them apart; a first extraction, which is not one of them,
+// gives every buffer its size.
+#include <omp.h>
+
+#include <cstdio>
+#include <vector>
+
+#include "description/conv_net.h"
+#include "inputs.h"
+#include "layers/weight_layer.h"
+#include "patches/face_patches.h"
+#include "service/extraction.h"
+#include "service/model_tables.h"
+#include "service/template_arithmetic.h"
+
+// Not static and never inlined: the profile finds them by name.
+[[gnu::noinline]] PatchList countPatches(const FacePicture& face) {
+    return cutFacePatches(sharedContext(),
+                          {face.picture.pixels.data(), face.picture.width, face.picture.height,
+                           3 * face.picture.width},
+                          face.landmarks);
+}
+
+[[gnu::noinline]] void countNetworks(const PatchList& patches, float* features) {
+    MatrixList pointers;
+    for (const auto& patch : patches) {
+        pointers.push_back(patch.get());
+    }
+    for (int i = 0; i < kNetCount; ++i) {
+        const auto k = static_cast<std::size_t>(i);
+        storeNetworkOutput(*runNet(*sharedContext().nets[k], pointers),
+                           features + kOutputValues * i);
+    }
+}
+
+[[gnu::noinline]] void countProjection(float* features, FaceTemplate& result) {
+    subtractFeatureMean(features);
+    projectFeatures(features, result);
+}
+
+int main() {
+    omp_set_num_threads(1);
+    const FacePicture& face = photo(1.0);
+    std::vector<float> features(kFeatureCount);
+    FaceTemplate result;
+    extractTemplate(sharedContext(), face.picture.pixels.data(), face.picture.width,
+                    face.picture.height, 3 * face.picture.width, face.landmarks, result);
+    const float expected = result.projectionNorm;
+    const PatchList patches = countPatches(face);
+    countNetworks(patches, features.data());
+    countProjection(features.data(), result);
+    std::printf("%s\n", result.projectionNorm == expected ? "same template" : "another template");
+    return result.projectionNorm == expected ? 0 : 1;
+}

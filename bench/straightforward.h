@@ -1,0 +1,56 @@
+// The extraction as one would write it first: the reference twins of the tests for patches and
+// arithmetic, and one plain loop for each step of a network around the same BLAS.
+#ifndef ZOMU_BENCH_STRAIGHTFORWARD_H
+#define ZOMU_BENCH_STRAIGHTFORWARD_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "matrix/matrix.h"
+#include "zomu.h"
+
+// One column for each position of a k x k filter with stride 1, element by element.
+void plainUnfold(const float* image, int channels, int height, int width, int k, float* P);
+
+// One bias for each row of T (filters x modules), module by module.
+void plainBias(const Matrix& biases, Matrix& T);
+
+void plainRelu(float* values, std::int64_t count);
+
+// Tiles of 2 x 2 of square planes.
+void plainMaxPool(const float* images, int rows, int planes, int side, float* target);
+
+void plainGrey(const std::uint8_t* image, int width, int height, int stride, std::uint8_t* grey);
+
+// One of the 25 networks with the weights of its files.
+class PlainNetwork {
+  public:
+    PlainNetwork(const std::string& folder, int number);
+
+    // From a patch of two rows to 2 x 160 values.
+    const std::vector<float>& run(const float* patch);
+
+  private:
+    struct Convolution {
+        Matrix filters;  // a row for each filter
+        Matrix biases;
+        int channels, k;
+    };
+
+    std::vector<float> convolve(const Convolution& layer, const std::vector<float>& images,
+                                int side) const;
+
+    int side;
+    int channels;
+    std::vector<Convolution> convolutions;
+    Matrix fromLocal4, fromPool3, outputBiases;
+    std::vector<float> output;
+};
+
+// Everything, on one thread.
+void plainExtract(std::vector<PlainNetwork>& networks, const std::uint8_t* image, int width,
+                  int height, int stride, const LandmarkRecord& landmarks,
+                  FaceTemplate& templateOut);
+
+#endif
