@@ -96,6 +96,19 @@ void networksOurs(benchmark::State& state) {
 }
 BENCHMARK(networksOurs)->Name("stage/networks/ours")->Unit(benchmark::kMillisecond);
 
+void networksStraightforward(benchmark::State& state) {
+    const FacePicture& face = photo(1.0);
+    const PatchList patches = cutFacePatches(sharedContext(), imageOf(face), face.landmarks);
+    for (auto _ : state) {
+        for (std::size_t i = 0; i < patches.size(); ++i) {
+            benchmark::DoNotOptimize(plainNetworks()[i].run(patches[i]->data));
+        }
+    }
+}
+BENCHMARK(networksStraightforward)
+    ->Name("stage/networks/straightforward")
+    ->Unit(benchmark::kMillisecond);
+
 // The products of the same run, with the same operands, and nothing else.
 void networksProducts(benchmark::State& state) {
     struct Product {
@@ -173,6 +186,16 @@ void projectionOurs(benchmark::State& state) {
     }
 }
 BENCHMARK(projectionOurs)->Name("stage/projection/ours")->Unit(benchmark::kMillisecond);
+
+void projectionReference(benchmark::State& state) {
+    const std::vector<float> features = someFeatures();
+    FaceTemplate result;
+    for (auto _ : state) {
+        referenceProjectFeatures(features.data(), &projectionA[0][0], &projectionB[0][0], result);
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(projectionReference)->Name("stage/projection/reference")->Unit(benchmark::kMillisecond);
 
 // Every float of both tables into one of several sums, so that nothing but the reading takes time.
 void projectionRead(benchmark::State& state) {
