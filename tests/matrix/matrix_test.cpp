@@ -75,6 +75,15 @@ TEST(Matrix, failsInTheAllocatorWhereTheSizesOverflow) {
     EXPECT_EQ(matrix.numElements, 4);
 }
 
+TEST(Matrix, countsAsManyElementsAsA32BitIntegerDoes) {
+    constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+    EXPECT_EQ(Matrix::view(nullptr, 1, kMost).numElements, kMost);
+    EXPECT_EQ(Matrix::view(nullptr, -1, kMost).numElements, -kMost);
+    EXPECT_EQ(Matrix::view(nullptr, 1 << 16, -(1 << 15)).numElements, -kMost - 1);
+    EXPECT_THROW(Matrix::view(nullptr, 1 << 16, 1 << 15), std::bad_alloc);
+    EXPECT_THROW(Matrix::view(nullptr, 3, -715827883), std::bad_alloc);
+}
+
 TEST(Matrix, readsSizesAndElementsFromAStream) {
     const std::vector<float> values = {1, 2, 3, 4, 5, 6};
     std::istringstream stream(fileBytes(2, 3, values));
