@@ -101,7 +101,8 @@ class Worker:
                 shutil.copyfile(source, copy)
                 shutil.copymode(source, copy)
         self.call(["cmake", "-G", "Ninja", "-S", self.tree, "-B", self.build_folder,
-                   "-DCMAKE_BUILD_TYPE=None", "-DCMAKE_CXX_FLAGS=-O1"], None)
+                   "-DCMAKE_BUILD_TYPE=None", "-DCMAKE_CXX_FLAGS=-O1",
+                   "-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold"], None)  # three times as fast
 
     def call(self, command, timeout):
         """True where the command ends with status 0."""
@@ -150,7 +151,7 @@ class Worker:
         text = SOURCES[name]
         changed.write_text(text[:offset] + new + text[offset + len(old):])
         try:
-            if not self.build("zomu_internal", "ZOMU"):
+            if not self.build("zomu_internal"):
                 return "no mutant"
             if not self.build("zomu_tests"):
                 return "unit tests"

@@ -304,7 +304,7 @@ TEST(Blas, productsOfManyTeamsAtOnceHaveTheBitsOfASingleThread) {
 
 TEST(Blas, productTakesOperandsInEveryPairOfOrders) {
     Random random(51);
-    const std::pair<MatrixShape, MatrixShape> shapes[] = {{{1, 1}, {1, 1}},
+    const std::pair<RowsAndCols, RowsAndCols> shapes[] = {{{1, 1}, {1, 1}},
                                                           {{1, 5}, {5, 3}},
                                                           {{7, 1}, {1, 9}},
                                                           {{5, 7}, {7, 3}},
@@ -330,7 +330,7 @@ TEST(Blas, productTakesOperandsInEveryPairOfOrders) {
 
 TEST(Blas, productWithBetaZeroDoesNotReadTheFormerContents) {
     Random random(52);
-    for (const MatrixShape shape : {MatrixShape{1, 8}, MatrixShape{2, 40}, MatrixShape{32, 144}}) {
+    for (const RowsAndCols shape : {RowsAndCols{1, 8}, RowsAndCols{2, 40}, RowsAndCols{32, 144}}) {
         const ReferenceMatrix a = smallIntegers(shape, random);
         const ReferenceMatrix b = smallIntegers({shape.cols, 160}, random);
         for (const std::int32_t order : kOrders) {

@@ -23,7 +23,7 @@ constexpr float kLargest = std::numeric_limits<float>::max();
 // test(shape, order of this, order of the target) for all of them.
 template <typename Test>
 void forShapesAndTwoOrders(Test test) {
-    for (const MatrixShape shape : kTestShapes) {
+    for (const RowsAndCols shape : kTestShapes) {
         for (const std::int32_t a : kOrders) {
             for (const std::int32_t target : kOrders) {
                 SCOPED_TRACE(testing::Message() << shape.rows << " x " << shape.cols << ", orders "
@@ -125,7 +125,7 @@ TEST(MatrixFunctions, flatOperationsWalkThroughTheStorage) {
     for (const ElementOperation& operation : kFlatOperations) {
         SCOPED_TRACE(operation.name);
         forShapesAndTwoOrders(
-            [&](MatrixShape shape, std::int32_t order, std::int32_t orderOfTarget) {
+            [&](RowsAndCols shape, std::int32_t order, std::int32_t orderOfTarget) {
                 Matrix source = storedAs(uniformFloats(shape, random, -3, 3), order);
                 std::vector<float> expected = valuesOf(source);
                 for (float& value : expected) {
@@ -158,7 +158,7 @@ TEST(MatrixFunctions, scaleAndLogisticFunctionsKeepElementsAtTheirPlaces) {
     for (const ElementOperation& operation : kCopyingOperations) {
         SCOPED_TRACE(operation.name);
         forShapesAndTwoOrders(
-            [&](MatrixShape shape, std::int32_t order, std::int32_t orderOfTarget) {
+            [&](RowsAndCols shape, std::int32_t order, std::int32_t orderOfTarget) {
                 const ReferenceMatrix source = uniformFloats(shape, random, -9, 9);
                 const ReferenceMatrix expected = onElements(source, operation.onElement);
                 Matrix stored = storedAs(source, order);
@@ -315,7 +315,7 @@ TEST(MatrixFunctions, logisticFunctionsTakeInfinitiesAndNaN) {
 
 TEST(MatrixFunctions, aggregateFoldsColumnsForAxisZeroAndRowsForAnyOther) {
     Random random(31);
-    for (const MatrixShape shape : kTestShapes) {
+    for (const RowsAndCols shape : kTestShapes) {
         for (const std::int32_t order : kOrders) {
             SCOPED_TRACE(testing::Message() << shape.rows << " x " << shape.cols << " " << order);
             const ReferenceMatrix source = uniformFloats(shape, random, -1, 1);

@@ -27,7 +27,7 @@ float subtraction(float x, float y) {
 // test(shape, order of this, order of b, order of the target) for all of them.
 template <typename Test>
 void forShapesAndThreeOrders(Test test) {
-    for (const MatrixShape shape : kTestShapes) {
+    for (const RowsAndCols shape : kTestShapes) {
         for (const std::int32_t a : kOrders) {
             for (const std::int32_t b : kOrders) {
                 for (const std::int32_t target : kOrders) {
@@ -70,7 +70,7 @@ TEST(MatrixOperations, binaryFunctionsTakeTheirArgumentsInOrder) {
 
 TEST(MatrixOperations, addMeetsElementsByPlaceInEveryOrder) {
     Random random(11);
-    forShapesAndThreeOrders([&](MatrixShape shape, std::int32_t orderOfA, std::int32_t orderOfB,
+    forShapesAndThreeOrders([&](RowsAndCols shape, std::int32_t orderOfA, std::int32_t orderOfB,
                                 std::int32_t orderOfTarget) {
         const ReferenceMatrix a = smallIntegers(shape, random);
         const ReferenceMatrix b = smallIntegers(shape, random);
@@ -96,7 +96,7 @@ TEST(MatrixOperations, addMeetsElementsByPlaceInEveryOrder) {
 
 TEST(MatrixOperations, addOfMixedOrdersRoundsTheProductAndThenTheSum) {
     Random random(12);
-    forShapesAndThreeOrders([&](MatrixShape shape, std::int32_t orderOfA, std::int32_t orderOfB,
+    forShapesAndThreeOrders([&](RowsAndCols shape, std::int32_t orderOfA, std::int32_t orderOfB,
                                 std::int32_t orderOfTarget) {
         if (orderOfA == orderOfB && orderOfA == orderOfTarget) {
             return;
@@ -183,7 +183,7 @@ TEST(MatrixOperations, addOfTransposedIntoATransposedTargetOfAnotherShapeAddsByS
 
 TEST(MatrixOperations, eltwiseMultMeetsElementsByPlace) {
     Random random(17);
-    forShapesAndThreeOrders([&](MatrixShape shape, std::int32_t orderOfA, std::int32_t orderOfB,
+    forShapesAndThreeOrders([&](RowsAndCols shape, std::int32_t orderOfA, std::int32_t orderOfB,
                                 std::int32_t orderOfTarget) {
         const ReferenceMatrix a = uniformFloats(shape, random, -2, 2);
         const ReferenceMatrix b = uniformFloats(shape, random, -2, 2);
@@ -227,7 +227,7 @@ TEST(MatrixOperations, eltwiseMultOfLikeOrdersWalksThroughTheStorage) {
 
 TEST(MatrixOperations, eltwiseMaxTakesTheGreaterElementInEveryOrder) {
     Random random(18);
-    forShapesAndThreeOrders([&](MatrixShape shape, std::int32_t orderOfA, std::int32_t orderOfB,
+    forShapesAndThreeOrders([&](RowsAndCols shape, std::int32_t orderOfA, std::int32_t orderOfB,
                                 std::int32_t orderOfTarget) {
         const ReferenceMatrix a = uniformFloats(shape, random, -1, 1);
         const ReferenceMatrix b = uniformFloats(shape, random, -1, 1);
@@ -258,7 +258,7 @@ TEST(MatrixOperations, eltwiseMaxNeverTakesANaNFromTheFirstAndKeepsOneInTheSecon
 
 TEST(MatrixOperations, applyBinaryTakesTheFirstArgumentFromThisInEveryOrder) {
     Random random(19);
-    forShapesAndThreeOrders([&](MatrixShape shape, std::int32_t orderOfA, std::int32_t orderOfB,
+    forShapesAndThreeOrders([&](RowsAndCols shape, std::int32_t orderOfA, std::int32_t orderOfB,
                                 std::int32_t orderOfTarget) {
         const ReferenceMatrix a = uniformFloats(shape, random, -1, 1);
         const ReferenceMatrix b = uniformFloats(shape, random, -1, 1);

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <sstream>
 #include <string>
@@ -73,6 +74,15 @@ TEST(Matrix, failsInTheAllocatorWhereTheSizesOverflow) {
     Matrix matrix(2, 2);
     EXPECT_THROW(matrix.resize(1 << 20, 1 << 20), std::bad_alloc);
     EXPECT_EQ(matrix.numElements, 4);
+}
+
+TEST(Matrix, countsAsManyElementsAsA32BitIntegerDoes) {
+    constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+    EXPECT_EQ(Matrix::view(nullptr, 1, kMost).numElements, kMost);
+    EXPECT_EQ(Matrix::view(nullptr, -1, kMost).numElements, -kMost);
+    EXPECT_EQ(Matrix::view(nullptr, 1 << 16, -(1 << 15)).numElements, -kMost - 1);
+    EXPECT_THROW(Matrix::view(nullptr, 1 << 16, 1 << 15), std::bad_alloc);
+    EXPECT_THROW(Matrix::view(nullptr, 3, -715827883), std::bad_alloc);
 }
 
 TEST(Matrix, readsSizesAndElementsFromAStream) {

@@ -19,8 +19,8 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 struct Placement {
-    MatrixShape shape;
-    MatrixShape shapeOfVec;
+    RowsAndCols shape;
+    RowsAndCols shapeOfVec;
     std::int32_t order;
     std::int32_t orderOfTarget;
     std::int32_t orderOfVec;  // makes no difference: there is one line
@@ -30,7 +30,7 @@ struct Placement {
 // vector: one element counts as a row vector.
 template <typename Test>
 void forPlacements(Test test) {
-    for (const MatrixShape shape : kTestShapes) {
+    for (const RowsAndCols shape : kTestShapes) {
         for (const bool isRow : {true, false}) {
             if (!isRow && shape.rows == 1) {
                 continue;
@@ -38,8 +38,8 @@ void forPlacements(Test test) {
             for (const std::int32_t order : kOrders) {
                 for (const std::int32_t orderOfTarget : kOrders) {
                     for (const std::int32_t orderOfVec : kOrders) {
-                        const MatrixShape vec =
-                            isRow ? MatrixShape{1, shape.cols} : MatrixShape{shape.rows, 1};
+                        const RowsAndCols vec =
+                            isRow ? RowsAndCols{1, shape.cols} : RowsAndCols{shape.rows, 1};
                         SCOPED_TRACE(testing::Message()
                                      << shape.rows << " x " << shape.cols << ", vector " << vec.rows
                                      << " x " << vec.cols << ", orders " << order << " "

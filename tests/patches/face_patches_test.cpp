@@ -427,13 +427,13 @@ TEST_F(FacePatches, doNotDependOnHowRowsAreStored) {
 }
 
 TEST_F(FacePatches, landmarksAnywhereReadNothingOutsideTheImage) {
-    const HeadView views[] = {
+    const CameraView views[] = {
         {.k = 10.0, .left = 0.0, .top = 0.0},     {.k = 10.0, .left = 99.0, .top = 79.0},
         {.k = 30.0, .left = 50.0, .top = 40.0},   {.k = 10.0, .left = -400.0, .top = 300.0},
         {.k = 0.01, .left = 3.0, .top = 2.0},     {.k = 5.0, .left = 1e6, .top = -1e6},
         {.k = 1000.0, .left = 50.0, .top = 40.0},
     };
-    for (const HeadView& view : views) {
+    for (const CameraView& view : views) {
         const std::vector<LandmarkEntry> entries = seenFrom(view);
         expectSamePatches(cut(noise(emptyPicture(100, 80, 9, false, 0), 7), entries),
                           cut(noise(emptyPicture(100, 80, 9, false, 255), 7), entries));

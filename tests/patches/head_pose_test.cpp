@@ -93,7 +93,7 @@ constexpr auto kQuarterTurn = static_cast<float>(std::numbers::pi / 2.0);
 
 TEST(HeadPose, straightViewGivesItsScaleBack) {
     for (const double k : {0.5, 3.0, 10.0, 12.34, 250.0}) {
-        const HeadView view = {.k = k, .left = 300.0, .top = 200.0};
+        const CameraView view = {.k = k, .left = 300.0, .top = 200.0};
         const std::vector<LandmarkEntry> entries = seenFrom(view);
         const HeadPose pose = fitted(entries);
         EXPECT_NEAR(k, static_cast<double>(pose.k), 1e-4 * k);
@@ -149,12 +149,12 @@ TEST(HeadPose, noddingChangesPitchAlone) {
 TEST(HeadPose, anyViewComesBackWhole) {
     Random random(41);
     for (int round = 0; round < 200; ++round) {
-        const HeadView view = {.k = static_cast<double>(random.uniform(1.0F, 40.0F)),
-                               .pitch = static_cast<double>(random.uniform(-80.0F, 80.0F)),
-                               .yaw = static_cast<double>(random.uniform(-80.0F, 80.0F)),
-                               .roll = static_cast<double>(random.uniform(-179.0F, 179.0F)),
-                               .left = static_cast<double>(random.uniform(0.0F, 500.0F)),
-                               .top = static_cast<double>(random.uniform(0.0F, 500.0F))};
+        const CameraView view = {.k = static_cast<double>(random.uniform(1.0F, 40.0F)),
+                                 .pitch = static_cast<double>(random.uniform(-80.0F, 80.0F)),
+                                 .yaw = static_cast<double>(random.uniform(-80.0F, 80.0F)),
+                                 .roll = static_cast<double>(random.uniform(-179.0F, 179.0F)),
+                                 .left = static_cast<double>(random.uniform(0.0F, 500.0F)),
+                                 .top = static_cast<double>(random.uniform(0.0F, 500.0F))};
         SCOPED_TRACE("round " + std::to_string(round));
         const std::vector<LandmarkEntry> entries = seenFrom(view);
         const HeadPose pose = fitted(entries);

@@ -42,7 +42,7 @@ class RecordBlock {
 
 // A scaled orthographic camera: turns about x (pitch), then y (yaw), then z (roll), in degrees;
 // then k pixels a model unit; then a shift in the picture.
-struct HeadView {
+struct CameraView {
     double k = 10.0;
     double pitch = 0.0;
     double yaw = 0.0;
@@ -55,7 +55,7 @@ struct Rotation {
     double at[9];
 };
 
-inline Rotation rotationOf(const HeadView& view) {
+inline Rotation rotationOf(const CameraView& view) {
     const double degree = std::numbers::pi / 180.0;
     const double cx = std::cos(view.pitch * degree);
     const double sx = std::sin(view.pitch * degree);
@@ -69,7 +69,7 @@ inline Rotation rotationOf(const HeadView& view) {
 }
 
 // The full record of 29 landmarks as the camera sees them, in the order of the model's rows.
-inline std::vector<LandmarkEntry> seenFrom(const HeadView& view) {
+inline std::vector<LandmarkEntry> seenFrom(const CameraView& view) {
     const Rotation R = rotationOf(view);
     std::vector<LandmarkEntry> entries;
     for (const ContractRow& row : kContract) {

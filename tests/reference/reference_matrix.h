@@ -15,12 +15,12 @@
 #include "support/bits.h"
 #include "support/random.h"
 
-struct MatrixShape {
+struct RowsAndCols {
     std::int32_t rows;
     std::int32_t cols;
 };
 
-constexpr MatrixShape kTestShapes[] = {{0, 0}, {0, 5}, {5, 0}, {1, 1},  {1, 7},
+constexpr RowsAndCols kTestShapes[] = {{0, 0}, {0, 5}, {5, 0}, {1, 1},  {1, 7},
                                        {6, 1}, {3, 5}, {4, 4}, {17, 33}};
 constexpr std::int32_t kOrders[] = {kRowMajor, kTransposed};
 
@@ -38,7 +38,7 @@ struct ReferenceMatrix {
 
 // draw() gives one element after the other, row by row.
 template <typename Draw>
-ReferenceMatrix drawnMatrix(MatrixShape shape, Draw draw) {
+ReferenceMatrix drawnMatrix(RowsAndCols shape, Draw draw) {
     ReferenceMatrix result(shape.rows, shape.cols);
     for (std::vector<float>& row : result.elements) {
         for (float& element : row) {
@@ -49,11 +49,11 @@ ReferenceMatrix drawnMatrix(MatrixShape shape, Draw draw) {
 }
 
 // Products and sums of a few of these are exact.
-inline ReferenceMatrix smallIntegers(MatrixShape shape, Random& random) {
+inline ReferenceMatrix smallIntegers(RowsAndCols shape, Random& random) {
     return drawnMatrix(shape, [&] { return static_cast<float>(random.between(-8, 8)); });
 }
 
-inline ReferenceMatrix uniformFloats(MatrixShape shape, Random& random, float low, float high) {
+inline ReferenceMatrix uniformFloats(RowsAndCols shape, Random& random, float low, float high) {
     return drawnMatrix(shape, [&] { return random.uniform(low, high); });
 }
 
@@ -74,7 +74,7 @@ inline Matrix storedAs(const ReferenceMatrix& source, std::int32_t trans) {
 }
 
 // A target of the right shape that holds nothing of use: NaN all over.
-inline Matrix unwrittenMatrix(MatrixShape shape, std::int32_t trans) {
+inline Matrix unwrittenMatrix(RowsAndCols shape, std::int32_t trans) {
     const auto nan = [] { return std::numeric_limits<float>::quiet_NaN(); };
     return storedAs(drawnMatrix(shape, nan), trans);
 }
