@@ -27,7 +27,7 @@ def main():
     bars = {"ours": bar("ours", "ours", "ours"),
             "straightforward": bar("reference", "straightforward", "reference")}
     if len(sys.argv) == 4:
-        peer = {row["stage"]: row["peer_ms"] for row in load(sys.argv[3])["table"]
+        peer = {row["stage"]: row["peer"] for row in load(sys.argv[3])["table"]
                 if row["threads"] == 1}
         bars["peer path"] = [peer[stage] for stage in STAGES]
 

@@ -2,7 +2,7 @@
 # Compares an extraction with what can be put together from other makers' parts: OpenCV cuts the
 # patches, ONNX Runtime runs the networks, NumPy projects. Both sides work on the same face with the
 # same model, and their numbers are compared before their times. Prints one table; everything it
-# leaves lies in build/bench-peers. The first run fetches about 120 MB from Debian and npm. A machine
+# leaves lies in build/bench-peers. The first run fetches some 250 MB from Debian and npm. A machine
 # that does nothing else gives the best figures.
 #
 #   scripts/bench-peers.sh [PICTURE LANDMARKS]    without a face: the sample portrait
