@@ -8,11 +8,12 @@
 // output differs by more than the bound.
 //
 // A JavaScript call of the run time returns when the run is over, so that several threads can share
-// the work in three ways; each is measured:
+// the work in four ways; each is measured:
 //   sessions    one session after another, each with N threads inside its operators
 //   workers     N JavaScript threads, each with its share of the sessions and no other threads
-//   one graph   all networks in one session that runs independent operators on N threads
-// With one thread, workers are the same as sessions.
+//   one graph   all networks in one session with N threads inside its operators
+//   parallel    all networks in one session that runs independent operators on N threads
+// With one thread there are only sessions and one graph.
 import fs from 'node:fs';
 import { createRequire } from 'node:module';
 import path from 'node:path';
@@ -218,21 +219,23 @@ function expectedOutputs() {
     return expected;
 }
 
-const severalThreads = { intraOpNumThreads: threads, interOpNumThreads: threads };
+const threadsInside = { ...singleThreaded, intraOpNumThreads: threads };
 const ways = {
     // Threads of 25 sessions that wait in a loop would take the cores from the session that runs.
-    'sessions': () => openSessions(allNames, threads === 1 ? singleThreaded : {
-        ...severalThreads,
-        executionMode: 'sequential',
+    'sessions': () => openSessions(allNames, {
+        ...threadsInside,
         extra: { session: { intra_op: { allow_spinning: '0' } } },
     }),
-    'workers': () => openWorkers(),
-    'one graph': () => openSessions(['networks'], threads === 1 ? singleThreaded : {
-        ...severalThreads,
-        intraOpNumThreads: 1,
-        executionMode: 'parallel',
-    }),
+    'one graph': () => openSessions(['networks'], threadsInside),
 };
+if (threads > 1) {
+    ways['workers'] = openWorkers;
+    ways['parallel'] = () => openSessions(['networks'], {
+        ...singleThreaded,
+        interOpNumThreads: threads,
+        executionMode: 'parallel',
+    });
+}
 
 async function main() {
     const expected = expectedOutputs();
@@ -242,9 +245,6 @@ async function main() {
     console.log(`onnxruntime-node ${report.runtime}, node ${report.node}: ${threads} thread(s), ` +
         `medians of ${runs} runs in ms`);
     for (const [name, open] of Object.entries(ways)) {
-        if (name === 'workers' && threads === 1) {
-            continue;
-        }
         const networks = await open();
         await networks.run();
         const outputs = new Float32Array(kNetworks * kOutputs).fill(NaN);
