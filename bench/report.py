@@ -24,7 +24,7 @@ def medians(results):
             sys.exit(f"{entry['name']}: {entry['error_message']}")
         if entry.get("aggregate_name", "median") != "median":
             continue
-        name = entry["run_name"].removesuffix("/real_time")
+        name = entry["run_name"].removesuffix("/real_time").removesuffix("/iterations:1")
         times[name] = entry["real_time"] * units[entry["time_unit"]]
         counters[name] = entry
     return times, counters

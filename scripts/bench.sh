@@ -17,7 +17,7 @@ scripts/install-dependencies.sh
 results=$PWD/build/bench
 mkdir -p "$results/tmp"
 cmake --preset release --log-level=WARNING -DZOMU_BUILD_BENCH=ON >"$results/configure.log"
-cmake --build --preset release --target zomu_bench zomu_one_extraction zomu-model -- --quiet
+cmake --build --preset release --target zomu_bench zomu_one_extraction zomu-model -- --quiet >"$results/build.log"
 
 # The library finds its model below the temporary directory.
 export TMPDIR=$results/tmp
