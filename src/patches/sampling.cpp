@@ -171,12 +171,14 @@ int canvasIndex(float position) {
 int canvasRowOf(CanvasPoint centre, int patch, int r) {
     const float shift =
         static_cast<float>(kPatchLayout.canonicalEyeSpan[patch]) * kPatchLayout.shiftFactor[patch];
-    const auto i = static_cast<float>(r - kPatchLayout.size[patch] / 2);
+    const int h = kPatchLayout.size[patch] / 2;
+    const auto i = static_cast<float>(r - h);
     return canvasIndex(((i + centre.y) + shift) + 0.5F);
 }
 
 int canvasColumnOf(CanvasPoint centre, int patch, bool isMirrored, int q) {
-    const auto j = static_cast<float>(q - kPatchLayout.size[patch] / 2);
+    const int h = kPatchLayout.size[patch] / 2;
+    const auto j = static_cast<float>(q - h);
     return canvasIndex((isMirrored ? centre.x - j : j + centre.x) + 0.5F);
 }
 
