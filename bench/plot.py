@@ -43,7 +43,7 @@ def main():
     axes.set_xlabel("milliseconds for one face in a photo of 1 megapixel, one thread")
     axes.set_xlim(right=1.12 * max(left))
     axes.spines[["top", "right"]].set_visible(False)
-    axes.legend(frameon=False, loc="lower right")
+    axes.legend(frameon=False, loc="upper right")
     figure.savefig(sys.argv[2], dpi=120)
 
 
