@@ -60,7 +60,7 @@ void unfoldPatches(const float* image, const FilterGeometry& geometry, const Fil
                 std::fill_n(P, outW, 0.0F);
             }
             if (stride == 1 && inside > 0) {
-                std::memcpy(P + columns.begin, row + firstX + columns.begin, insideBytes);
+                std::memcpy(P + columns.begin, row + (firstX + columns.begin), insideBytes);
             } else {
                 for (std::int32_t ox = columns.begin; ox < columns.end; ++ox) {
                     P[ox] = row[firstX + ox * stride];

@@ -56,10 +56,6 @@ void poolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool,
     }
 }
 
-}  // namespace
-
-namespace {
-
 constexpr float kMaxPoolStart = -2.0e38F;
 
 float greater(float cell, float v) {

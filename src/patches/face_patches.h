@@ -1,4 +1,4 @@
-// From a image and its landmarks to the 25 patch matrices that the networks read.
+// From an image and its landmarks to the 25 patch matrices that the networks read.
 #ifndef ZOMU_PATCHES_FACE_PATCHES_H
 #define ZOMU_PATCHES_FACE_PATCHES_H
 

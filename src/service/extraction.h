@@ -1,4 +1,4 @@
-// The driver of an extraction: grey copy, patches, networks, template.
+// The driver of an extraction: patches, networks, template.
 #ifndef ZOMU_SERVICE_EXTRACTION_H
 #define ZOMU_SERVICE_EXTRACTION_H
 
