@@ -1,11 +1,10 @@
 """Turns the results of one run of zomu_bench into the table of what is promised.
 
-    report.py RESULTS.json [PEERS.json]
-
 Times are medians over the repetitions; every ratio is taken within the run. The last line says how
 many targets were missed; that is no failure, since a busy machine misses some.
 """
 
+import argparse
 import json
 import pathlib
 import sys
@@ -75,14 +74,25 @@ def peer_rows(peers):
                    f"{row['ratio']:.2f} times", "aim: at most 1", row["ratio"] <= 1)
 
 
+def print_products(times, other_times):
+    """The stages that hold the matrix products, with each choice of the BLAS."""
+    print("\n| With the products of | OpenBLAS, ms | oneDNN, ms |\n|---|---:|---:|")
+    for name in ("stage/networks/products", "stage/networks/ours",
+                 "whole/1MP/ours/1", "whole/1MP/ours/2"):
+        print(f"| `{name}` | {1e3 * times[name]:.2f} | {1e3 * other_times[name]:.2f} |")
+
+
 def main():
-    if len(sys.argv) not in (2, 3):
-        sys.exit(__doc__)
-    results = load(sys.argv[1])
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("results", help="JSON of zomu_bench")
+    parser.add_argument("--peers", help="JSON of scripts/bench-peers.sh")
+    parser.add_argument("--onednn", help="JSON of zomu_bench configured with ZOMU_SGEMM=onednn")
+    arguments = parser.parse_args()
+    results = load(arguments.results)
     times, counters = medians(results)
     table = rows(times, counters)
-    if len(sys.argv) == 3:
-        table += peer_rows(load(sys.argv[2]))
+    if arguments.peers:
+        table += peer_rows(load(arguments.peers))
 
     print("| Stage | ms |\n|---|---:|")
     for name in sorted(name for name in times if name.startswith(("stage/", "whole/", "create/"))):
@@ -90,6 +100,8 @@ def main():
     print("\n| Step | us |\n|---|---:|")
     for name in sorted(name for name in times if name.startswith(("kernel/", "layer/", "compare/"))):
         print(f"| `{name}` | {1e6 * times[name]:.2f} |")
+    if arguments.onednn:
+        print_products(times, medians(load(arguments.onednn))[0])
     print("\n| Promise | Figure | Target | |\n|---|---:|---|---|")
     for what, figure, target, is_met in table:
         print(f"| {what} | {figure} | {target} | {'met' if is_met else 'missed'} |")

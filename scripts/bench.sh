@@ -29,12 +29,25 @@ fi
 if [ $# -eq 1 ]; then
     exec python3 bench/instructions.py build/release/bench/zomu_one_extraction
 fi
-# Repetitions of different benchmarks take turns, so that a slow moment does not fall on one alone.
-build/release/bench/zomu_bench --benchmark_repetitions=9 --benchmark_min_time=0.05 \
-    --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
-    --benchmark_out="$results/results.json" --benchmark_out_format=json >"$results/bench.log"
-peers=()
-if [ -e build/bench-peers/peers.json ]; then
-    peers=(build/bench-peers/peers.json)
+# measure PROGRAM JSON [OPTION...]: repetitions of different benchmarks take turns, so that a slow
+# moment does not fall on one alone.
+measure() {
+    "$1" --benchmark_repetitions=9 --benchmark_min_time=0.05 \
+        --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
+        --benchmark_out="$2" --benchmark_out_format=json "${@:3}"
+}
+measure build/release/bench/zomu_bench "$results/results.json" >"$results/bench.log"
+options=()
+# The other choice of the product, where its package (libdnnl-dev) is installed.
+if echo '#include <dnnl.h>' | "${CC:-cc}" -E - >"$results/onednn.log" 2>&1; then
+    cmake --preset release --log-level=WARNING -B build/release-onednn -DZOMU_SGEMM=onednn \
+        -DZOMU_BUILD_BENCH=ON >"$results/configure.log"
+    cmake --build build/release-onednn --target zomu_bench -- --quiet >"$results/build.log"
+    measure build/release-onednn/bench/zomu_bench "$results/onednn.json" \
+        --benchmark_filter='stage/networks|whole/1MP/ours' >"$results/onednn.log"
+    options+=(--onednn "$results/onednn.json")
 fi
-python3 bench/report.py "$results/results.json" "${peers[@]}"
+if [ -e build/bench-peers/peers.json ]; then
+    options+=(--peers build/bench-peers/peers.json)
+fi
+python3 bench/report.py "$results/results.json" "${options[@]}"

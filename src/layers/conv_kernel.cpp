@@ -34,12 +34,46 @@ InnerPositions innerPositions(std::int32_t first, std::int32_t stride, std::int3
     return {begin, std::clamp(end, begin, count)};
 }
 
-}  // namespace
+// Rows of floats that follow each other with a step, copied so that they lie side by side. They are
+// so short that a call for each would cost as much as the copying: blocks of constant size become
+// plain loads and stores. The last block of a row ends where the row ends, and so may copy floats a
+// second time.
+float* copyRows(const float* source, std::ptrdiff_t step, std::int32_t rows, std::int32_t length,
+                float* destination) {
+    constexpr std::int32_t kBlock = 4;
+    const std::int32_t last = length - kBlock;
+    for (std::int32_t y = 0; y < rows; ++y, source += step, destination += length) {
+        if (last < 0) {
+            for (std::int32_t i = 0; i < length; ++i) {
+                destination[i] = source[i];
+            }
+            continue;
+        }
+        for (std::int32_t i = 0; i < last; i += kBlock) {
+            std::memcpy(destination + i, source + i, kBlock * sizeof(float));
+        }
+        std::memcpy(destination + last, source + last, kBlock * sizeof(float));
+    }
+    return destination;
+}
+
+// Without padding and with a stride of 1 every position lies inside the image, and what a filter
+// element meets in one row of it stands side by side: what every embedded network has.
+void unfoldInside(const float* image, const FilterGeometry& geometry, const FilterShape& shape,
+                  float* P) {
+    const std::ptrdiff_t width = shape.width;
+    for (std::int32_t c = 0; c < geometry.channels; ++c, image += geometry.height * width) {
+        for (std::int32_t ky = 0; ky < shape.k; ++ky) {
+            for (std::int32_t kx = 0; kx < shape.k; ++kx) {
+                P = copyRows(image + ky * width + kx, width, shape.outH, shape.outW, P);
+            }
+        }
+    }
+}
 
 // For one filter element, the rows of positions that lie outside the image are one block of zeros
-// above and one below the others; in these, what lies inside stands side by side (with stride 1)
-// and is copied as a block.
-void unfoldPatches(const float* image, const FilterGeometry& geometry, const FilterShape& shape,
+// above and one below the others.
+void unfoldClipped(const float* image, const FilterGeometry& geometry, const FilterShape& shape,
                    float* P) {
     const std::int32_t stride = geometry.stride;
     const std::int32_t outW = shape.outW;
@@ -50,25 +84,27 @@ void unfoldPatches(const float* image, const FilterGeometry& geometry, const Fil
         const float* plane = image + r / shape.k / shape.k * geometry.height * width;
         const InnerPositions rows = innerPositions(firstY, stride, geometry.height, shape.outH);
         const InnerPositions columns = innerPositions(firstX, stride, shape.width, outW);
-        const std::int32_t inside = columns.end - columns.begin;
-        const std::size_t insideBytes = static_cast<std::size_t>(inside) * sizeof(float);
 
         P = std::fill_n(P, static_cast<std::ptrdiff_t>(rows.begin) * outW, 0.0F);
-        for (std::int32_t oy = rows.begin; oy < rows.end; ++oy) {
+        for (std::int32_t oy = rows.begin; oy < rows.end; ++oy, P += outW) {
             const float* row = plane + (firstY + oy * stride) * width;
-            if (inside < outW) {
-                std::fill_n(P, outW, 0.0F);
+            std::fill_n(P, outW, 0.0F);
+            for (std::int32_t ox = columns.begin; ox < columns.end; ++ox) {
+                P[ox] = row[firstX + ox * stride];
             }
-            if (stride == 1 && inside > 0) {
-                std::memcpy(P + columns.begin, row + (firstX + columns.begin), insideBytes);
-            } else {
-                for (std::int32_t ox = columns.begin; ox < columns.end; ++ox) {
-                    P[ox] = row[firstX + ox * stride];
-                }
-            }
-            P += outW;
         }
         P = std::fill_n(P, static_cast<std::ptrdiff_t>(shape.outH - rows.end) * outW, 0.0F);
+    }
+}
+
+}  // namespace
+
+void unfoldPatches(const float* image, const FilterGeometry& geometry, const FilterShape& shape,
+                   float* P) {
+    if (geometry.padding == 0 && geometry.stride == 1) {
+        unfoldInside(image, geometry, shape, P);
+    } else {
+        unfoldClipped(image, geometry, shape, P);
     }
 }
 

@@ -29,19 +29,53 @@ void storeUnitLength(const float* values, float* destination) {
 }
 
 // Rows do not depend on each other: several advance side by side, so that the additions of one do
-// not wait for those of another, while the sum of each row keeps its order. Where a product and its
-// sum stand does not matter, since addition gives the same bits either way round.
-constexpr int kRowsAtOnce = 10;
-static_assert(kProjectionCount % kRowsAtOnce == 0);
+// not wait for those of another, while the sum of each row keeps its order. Tiles of 4 rows and 4
+// columns are multiplied row by row and added column by column, which lets a compiler use vector
+// instructions for both. The bits are those of one row after another: each product is rounded once,
+// and a row's products are added to its sum one at a time, in the order of their columns. Where a
+// product and its sum stand does not matter, since addition gives the same either way round.
+constexpr int kTile = 4;
+constexpr int kLine = 16;  // columns that one step takes: as many floats as a cache line holds
+constexpr int kRowsAtOnce = 20;
+static_assert(kRowsAtOnce % kTile == 0 && kLine % kTile == 0);
+static_assert(kProjectionCount % kRowsAtOnce == 0 && kFeatureCount % kLine == 0);
+
+// The tables are read once, from memory, in more streams than a processor foresees by itself: each
+// line is asked for some lines before it is needed.
+constexpr int kAhead = 4 * kLine;
+
+void askFor([[maybe_unused]] const float* line) {
+#if defined(__GNUC__)
+    __builtin_prefetch(line);
+#endif
+}
 
 void projectRows(const float (*rows)[kFeatureCount], const float* features, float* sums) {
-    float p[kRowsAtOnce] = {};
-    for (int n = 0; n < kFeatureCount; ++n) {
-        for (int r = 0; r < kRowsAtOnce; ++r) {
-            p[r] = p[r] + rows[r][n] * features[n];
+    std::fill_n(sums, kRowsAtOnce, 0.0F);
+    for (int line = 0; line < kFeatureCount; line += kLine) {
+        const int ahead = std::min(line + kAhead, kFeatureCount - 1);
+        for (int first = 0; first < kRowsAtOnce; first += kTile) {
+            for (int r = 0; r < kTile; ++r) {
+                askFor(&rows[first + r][ahead]);
+            }
+            float p[kTile];
+            std::copy_n(sums + first, kTile, p);
+            for (int n = line; n < line + kLine; n += kTile) {
+                float products[kTile][kTile];
+                for (int r = 0; r < kTile; ++r) {
+                    for (int k = 0; k < kTile; ++k) {
+                        products[k][r] = rows[first + r][n + k] * features[n + k];
+                    }
+                }
+                for (const auto& column : products) {
+                    for (int r = 0; r < kTile; ++r) {
+                        p[r] = p[r] + column[r];
+                    }
+                }
+            }
+            std::copy_n(p, kTile, sums + first);
         }
     }
-    std::copy_n(p, kRowsAtOnce, sums);
 }
 
 }  // namespace
