@@ -199,7 +199,7 @@ void convolution(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
 }
-BENCHMARK(convolution)->Name("layer/conv/ours");
+BENCHMARK(convolution)->Name("kernel/conv/ours");
 
 void localFilters(benchmark::State& state) {
     const Matrix images = noise(2, 8 * 10 * 10);
@@ -211,7 +211,7 @@ void localFilters(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
 }
-BENCHMARK(localFilters)->Name("layer/local/ours");
+BENCHMARK(localFilters)->Name("kernel/local/ours");
 
 void crossMapNorm(benchmark::State& state) {
     const Matrix images = noise(2, 32 * 100);
@@ -221,7 +221,7 @@ void crossMapNorm(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
 }
-BENCHMARK(crossMapNorm)->Name("layer/cmrnorm/ours");
+BENCHMARK(crossMapNorm)->Name("kernel/cmrnorm/ours");
 
 void exponential(benchmark::State& state) {
     const Matrix values = noise(1, 10000);
