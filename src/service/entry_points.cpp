@@ -4,6 +4,8 @@
 #include <memory>
 #include <mutex>
 
+#include "matrix/float_mode.h"
+#include "service/comparison.h"
 #include "service/context.h"
 #include "service/extraction.h"
 #include "zomu.h"
@@ -26,6 +28,7 @@ void refuseTemplate(const char* reason, FaceTemplate& templateOut) {
 
 ZomuContext* ZomuCreate() {
     const std::lock_guard<std::mutex> lock(g_createMutex);
+    const DefaultFloatMode mode;
     return std::make_unique<ZomuContext>(modelDir).release();
 }
 
@@ -40,7 +43,13 @@ void ZomuExtractTemplate(ZomuContext* context, const std::uint8_t* image, std::i
         refuseTemplate(reason, *templateOut);
         return;
     }
+    const DefaultFloatMode mode;
     extractTemplate(*context, image, width, height, stride, *landmarks, *templateOut);
+}
+
+float ZomuCompareTemplates(const FaceTemplate* a, const FaceTemplate* b) {
+    const DefaultFloatMode mode;
+    return compareTemplates(*a, *b);
 }
 
 void ZomuDestroy(ZomuContext* context) {

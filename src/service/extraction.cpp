@@ -9,6 +9,7 @@
 
 #include "description/conv_net.h"
 #include "layers/weight_layer.h"
+#include "matrix/float_mode.h"
 #include "patches/face_patches.h"
 #include "patches/landmarks.h"
 #include "patches/patch_layout.h"
@@ -22,6 +23,7 @@ namespace {
 // Runs one network and stores its 320 features. Where its weights cannot be used, or give an output
 // of another size, the features are NaN and so will be every value of the template.
 void runIntoFeatures(ConvNet& net, const MatrixList& patches, float* destination) {
+    const DefaultFloatMode mode;  // of this thread of the team
     try {
         const Matrix* out = runNet(net, patches);
         requireUsable(out != nullptr && out->numElements == kOutputValues);

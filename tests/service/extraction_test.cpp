@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfenv>
 #include <cmath>
 #include <cstring>
 
@@ -57,7 +58,53 @@ class TemplateWatcher : public Layer {
     const FaceTemplate before;
 };
 
+// Not inlined, so that the sum stays between the changes of mode around the call.
+[[gnu::noinline]] bool roundsUpward() {
+    volatile float one = 1.0F;
+    volatile float little = 1e-10F;
+    return one + little > one;
+}
+
+// Stands behind a data layer and looks at how its thread rounds.
+class RoundingWatcher : public Layer {
+  public:
+    explicit RoundingWatcher(Layer& watched) : Layer(*watched.net, watched.name) {
+        watched.next.push_back(this);
+    }
+
+    void computeActs(std::int32_t, float) override {}
+    void inputReady() override { sawNearest = !roundsUpward(); }
+
+    bool sawNearest = false;
+};
+
 }  // namespace
+
+TEST_F(Extraction, roundsToNearestOnEveryThreadOfTheTeam) {
+    describe("[d]\n");
+    std::vector<std::unique_ptr<RoundingWatcher>> watchers;
+    for (const auto& net : context.nets) {
+        watchers.push_back(std::make_unique<RoundingWatcher>(*net->layers[0]));
+    }
+    // The threads exist before the extraction, and have the host's mode.
+#pragma omp parallel
+    std::fesetround(FE_UPWARD);
+    FaceTemplate result;
+    extractTemplate(context, picture.topRow(), picture.width, picture.height, picture.stride, face,
+                    result);
+    int keptUpward = 0;
+    int threads = 0;
+#pragma omp parallel reduction(+ : keptUpward, threads)
+    {
+        keptUpward += roundsUpward() ? 1 : 0;
+        threads += 1;
+        std::fesetround(FE_TONEAREST);
+    }
+    for (const auto& watcher : watchers) {
+        EXPECT_TRUE(watcher->sawNearest);
+    }
+    EXPECT_EQ(keptUpward, threads);
+}
 
 TEST_F(Extraction, doesNotTouchTheTemplateWhileTheNetworksRun) {
     FaceTemplate result;

@@ -24,7 +24,8 @@ __attribute__((visibility("default"))) void cblas_saxpy() {
 }
 
 static const Scenario* findScenario(const std::string& name) {
-    for (const Scenario* list : {kLifecycleScenarios, kArgumentScenarios, kThreadScenarios}) {
+    for (const Scenario* list :
+         {kLifecycleScenarios, kArgumentScenarios, kThreadScenarios, kFloatModeScenarios}) {
         for (const Scenario* scenario = list; scenario->name != nullptr; ++scenario) {
             if (scenario->name == name) {
                 return scenario;

@@ -67,5 +67,6 @@ struct Scenario {
 extern const Scenario kLifecycleScenarios[];
 extern const Scenario kArgumentScenarios[];
 extern const Scenario kThreadScenarios[];
+extern const Scenario kFloatModeScenarios[];
 
 #endif

@@ -1,0 +1,9 @@
+// The score of two templates.
+#ifndef ZOMU_SERVICE_COMPARISON_H
+#define ZOMU_SERVICE_COMPARISON_H
+
+#include "zomu.h"
+
+float compareTemplates(const FaceTemplate& a, const FaceTemplate& b);
+
+#endif
