@@ -78,10 +78,11 @@ void unfoldClipped(const float* image, const FilterGeometry& geometry, const Fil
     const std::int32_t stride = geometry.stride;
     const std::int32_t outW = shape.outW;
     const std::ptrdiff_t width = shape.width;
+    const std::ptrdiff_t planeSize = geometry.height * width;
     for (std::int32_t r = 0; r < geometry.channels * shape.k * shape.k; ++r) {
         const std::int32_t firstX = r % shape.k - geometry.padding;
         const std::int32_t firstY = (r / shape.k) % shape.k - geometry.padding;
-        const float* plane = image + r / shape.k / shape.k * geometry.height * width;
+        const float* plane = image + r / shape.k / shape.k * planeSize;
         const InnerPositions rows = innerPositions(firstY, stride, geometry.height, shape.outH);
         const InnerPositions columns = innerPositions(firstX, stride, shape.width, outW);
 

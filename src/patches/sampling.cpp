@@ -93,9 +93,13 @@ struct TakeByte {
     static float left(std::uint32_t pair, std::uint32_t) {
         return static_cast<float>(static_cast<std::int32_t>(pair >> (8U * kByte) & 0xFFU));
     }
-    static float right(std::uint32_t pair, std::uint32_t rest) {
-        const std::uint32_t byte = kByte == 0 ? pair >> 24U : rest >> (8U * (kByte - 1)) & 0xFFU;
-        return static_cast<float>(static_cast<std::int32_t>(byte));
+    static float right([[maybe_unused]] std::uint32_t pair, [[maybe_unused]] std::uint32_t rest) {
+        if constexpr (kByte == 0) {
+            return static_cast<float>(static_cast<std::int32_t>(pair >> 24U));
+        } else {
+            constexpr std::uint32_t kShift = 8U * (kByte - 1U);
+            return static_cast<float>(static_cast<std::int32_t>(rest >> kShift & 0xFFU));
+        }
     }
 };
 
@@ -107,7 +111,7 @@ struct TakeGrey {
     static float left(std::uint32_t pair, std::uint32_t) {
         return of(pair & 0xFFU, pair >> 8U & 0xFFU, pair >> 16U & 0xFFU);
     }
-    static float right(std::uint32_t pair, std::uint32_t rest) {
+    static float right([[maybe_unused]] std::uint32_t pair, [[maybe_unused]] std::uint32_t rest) {
         return of(pair >> 24U, rest & 0xFFU, rest >> 8U);
     }
 };
