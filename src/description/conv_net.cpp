@@ -37,6 +37,15 @@ int indexOfName(const std::vector<std::string>& names, const std::string& name) 
     return -1;
 }
 
+// Names the folder for as long as a build lasts, however it ends: the text is the caller's.
+class FolderOfBuild {
+  public:
+    explicit FolderOfBuild(const std::string& folder) { g_weightFolder = folder.c_str(); }
+    ~FolderOfBuild() { g_weightFolder = ""; }
+    FolderOfBuild(const FolderOfBuild&) = delete;
+    FolderOfBuild& operator=(const FolderOfBuild&) = delete;
+};
+
 void build(ConvNet& net) {
     std::int32_t layerCount = 0;
     getInt("Net", "LayerCount", layerCount);
@@ -70,11 +79,10 @@ void build(ConvNet& net) {
 ConvNet::ConvNet(std::int32_t netIndex, const char* text, const std::string& folder) {
     try {
         g_currentNet = netIndex;
-        g_weightFolder = folder.c_str();
+        const FolderOfBuild named(folder);
         parseDescription(g_descriptions[netIndex], text,
                          static_cast<std::uint32_t>(std::strlen(text)));
         build(*this);
-        g_weightFolder = "";
     } catch (const std::string& reason) {
         std::printf("Error creating ConvNet: %s\n", reason.c_str());
         std::fflush(stdout);

@@ -246,9 +246,10 @@ bool parseDescription(NetDescription& description, const char* text, std::uint32
     clearDescription(description);
     description.pool = createPool(textLength);
     auto sections = DescriptionReader(text, *description.pool).readSections();
-    description.sectionCount = static_cast<std::uint32_t>(sections.size());
+    // The count comes last: an allocation that fails before leaves a description without sections.
     description.sections = std::make_unique<std::unique_ptr<DescriptionSection>[]>(sections.size());
     std::move(sections.begin(), sections.end(), description.sections.get());
+    description.sectionCount = static_cast<std::uint32_t>(sections.size());
     poolTrim(*description.pool);
     return true;
 }

@@ -12,7 +12,11 @@ bool openModelFile(std::ifstream& stream, const std::string& path) {
             return true;
         }
     }
-    std::printf("load %s failed\n", path.c_str());
-    std::fflush(stdout);
+    reportUnopenedFile(path.c_str());
     return false;
+}
+
+void reportUnopenedFile(const char* path) {
+    std::printf("load %s failed\n", path);
+    std::fflush(stdout);
 }

@@ -10,4 +10,7 @@
 // although some systems let it.
 bool openModelFile(std::ifstream& stream, const std::string& path);
 
+// The line alone, for a caller that knows already that `path` cannot be opened.
+void reportUnopenedFile(const char* path);
+
 #endif

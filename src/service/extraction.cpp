@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <exception>
 #include <limits>
 #include <memory>
 #include <numeric>
@@ -35,14 +36,27 @@ void runIntoFeatures(ConvNet& net, const MatrixList& patches, float* destination
 
 // One contiguous block of networks for each thread of the team. A network belongs to one iteration
 // and writes its own slice of `features`, so that the size of the team changes no bit.
+//
+// An exception that left an iteration would end the process. It waits until all are done and then
+// goes on from the calling thread: that of the first network, if there are several.
 void runNetworks(ZomuContext& context, const MatrixList& patches, float* features) {
     std::array<int, kNetCount> table;
     std::iota(table.begin(), table.end(), 0);
+    std::array<std::exception_ptr, kNetCount> failures;
 #pragma omp parallel for schedule(static)
     for (int i = 0; i < kNetCount; ++i) {
         const auto number = static_cast<std::size_t>(table[static_cast<std::size_t>(i)]);
-        runIntoFeatures(*context.nets[number], patches,
-                        features + static_cast<std::ptrdiff_t>(i) * kOutputValues);
+        try {
+            runIntoFeatures(*context.nets[number], patches,
+                            features + static_cast<std::ptrdiff_t>(i) * kOutputValues);
+        } catch (...) {
+            failures[number] = std::current_exception();
+        }
+    }
+    for (const std::exception_ptr& failure : failures) {
+        if (failure != nullptr) {
+            std::rethrow_exception(failure);
+        }
     }
 }
 

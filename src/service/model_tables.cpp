@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <new>
 
 #include "description/model_file.h"
 
@@ -34,7 +35,15 @@ bool openTableFile(std::ifstream& stream, const char* name) {
     if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) {
         endProcess("the path of a model file is longer than 259 bytes");
     }
-    return openModelFile(stream, path);
+    // A load cannot fail, and an exception that met the loader would end the process: a file for
+    // which there is no memory is one that cannot be opened.
+    try {
+        return openModelFile(stream, path);
+    } catch (const std::bad_alloc&) {
+        stream.close();
+        reportUnopenedFile(path);
+        return false;
+    }
 }
 
 void readInto(std::ifstream& stream, void* destination, std::size_t bytes) {

@@ -6,6 +6,9 @@
 #include <cfenv>
 #include <cmath>
 #include <cstring>
+#include <stdexcept>
+#include <string>
+#include <utility>
 
 #include "support/bits.h"
 #include "support/faces.h"
@@ -144,6 +147,43 @@ TEST_F(Extraction, givesEachNetworkASliceOfItsOwn) {
             ASSERT_TRUE(std::isnan(features[n])) << n;
         }
     }
+}
+
+// One network of the first thread's block and one of the last: whichever thread runs them.
+TEST_F(Extraction, handsOnAnExceptionOfANetworkAndWorksOn) {
+    class Throwing : public Layer {
+      public:
+        Throwing(Layer& input, std::string text) : Layer(*input.net, "d"), reason(std::move(text)) {
+            input.next.push_back(this);
+        }
+        void computeActs(std::int32_t, float) override {}
+        void inputReady() override { throw std::runtime_error(reason); }
+
+      private:
+        std::string reason;
+    };
+    FaceTemplate result;
+    std::memset(&result, 0xA5, sizeof result);
+    const FaceTemplate before = result;
+    const auto extract = [&] {
+        extractTemplate(context, picture.topRow(), picture.width, picture.height, picture.stride,
+                        face, result);
+    };
+    describe("[d]\n");
+    Throwing last(*context.nets[24]->layers[0], "network 24");
+    Throwing first(*context.nets[3]->layers[0], "network 3");
+    try {
+        extract();
+        ADD_FAILURE() << "the exception went lost";
+    } catch (const std::runtime_error& failure) {
+        EXPECT_STREQ(failure.what(), "network 3");
+    }
+    EXPECT_EQ(std::memcmp(&before, &result, sizeof before), 0);
+
+    context.nets[3]->layers[0]->next.clear();
+    context.nets[24]->layers[0]->next.clear();
+    extract();
+    EXPECT_TRUE(std::isnan(result.projection[0])) << "written now";
 }
 
 TEST_F(Extraction, saysWhyItRefuses) {

@@ -1,0 +1,203 @@
+// Model files are cut, deleted, replaced and put back while contexts are made and used.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <new>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "hardening/captured_output.h"
+#include "hardening/same_templates.h"
+#include "hardening/sweep_form.h"
+#include "library/host/scene.h"
+#include "model/model_files.h"
+#include "service/model_tables.h"
+#include "support/model_folder.h"
+#include "support/process.h"
+#include "support/random.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// A copy of the exact model that may be written to, and loaded.
+class ChangingFiles : public testing::Test {
+  protected:
+    ChangingFiles() : good(std::string(ZOMU_EXACT_MODEL) + "/" + kModelFolderName + "/") {
+        const std::filesystem::path target = folder.path() / kModelFolderName;
+        std::filesystem::create_directory(target);
+        for (const ModelFile& file : listModelFiles()) {
+            std::filesystem::copy_file(good + file.name, target / file.name);
+            if (file.kind == ModelFileKind::weights || file.kind == ModelFileKind::biases) {
+                names.push_back(file.name);
+                contents.push_back(readFile(good + file.name));
+            }
+        }
+        const std::string former = std::getenv("TMPDIR") == nullptr ? "" : std::getenv("TMPDIR");
+        setenv("TMPDIR", folder.prefix().c_str(), 1);
+        attachLibrary();
+        if (former.empty()) {
+            unsetenv("TMPDIR");
+        } else {
+            setenv("TMPDIR", former.c_str(), 1);
+        }
+    }
+
+    FaceTemplate extract(ZomuContext* context) const {
+        const Picture& picture = face.picture;
+        FaceTemplate result;
+        ZomuExtractTemplate(context, picture.topRow(), picture.width, picture.height,
+                            picture.stride, &face.record, &result);
+        return result;
+    }
+
+    std::string pathOf(std::size_t file) const { return modelDir + names[file]; }
+
+    // In place: whoever has the file open sees it shrink and change.
+    void change(std::size_t file, Random& random) const {
+        const std::string path = pathOf(file);
+        const std::string& bytes = contents[file];
+        const auto some =
+            static_cast<std::size_t>(random.between(0, static_cast<int>(bytes.size()) - 1));
+        std::error_code gone;
+        switch (random.between(0, 4)) {
+            case 0:
+                std::filesystem::remove(path, gone);
+                break;
+            case 1:
+                std::filesystem::resize_file(path, some, gone);
+                break;
+            case 2:  // half written
+                writeFile(path, bytes.data(), some);
+                break;
+            case 3:  // by another file of the model, at one stroke
+                std::filesystem::copy_file(good + names[static_cast<std::size_t>(random.between(
+                                                      0, static_cast<int>(names.size()) - 1))],
+                                           path + ".new",
+                                           std::filesystem::copy_options::overwrite_existing);
+                std::filesystem::rename(path + ".new", path);
+                break;
+            default:
+                writeFile(path, bytes.data(), bytes.size());
+        }
+    }
+
+    void putBack(std::size_t file) const {
+        writeFile(pathOf(file), contents[file].data(), contents[file].size());
+    }
+
+    TemporaryFolder folder;
+    std::string good;
+    std::vector<std::string> names;     // of the weight files
+    std::vector<std::string> contents;  // undamaged
+    Scene face = scene(0);
+};
+
+}  // namespace
+
+TEST_F(ChangingFiles, breakNothingAndLeaveRunningContextsAlone) {
+    ZomuContext* running = ZomuCreate();
+    const FaceTemplate before = extract(running);
+    const auto end = Clock::now() + std::chrono::seconds(isFullSweep() ? 120 : 3);
+    std::atomic<bool> isOver = false;
+    std::atomic<long> changes = 0;
+    std::atomic<long> creates = 0;
+    std::atomic<long> outOfMemory = 0;
+    std::atomic<long> otherTemplates = 0;
+    std::atomic<long> differences = 0;
+    long extractions = 0;
+
+    CapturedOutput output;
+    std::thread changing([&] {
+        Random random(91);
+        while (!isOver) {
+            // Some at a time stay changed for a while; the rest is as good as new.
+            std::vector<std::size_t> changed;
+            for (int i = 0; i < 30; ++i) {
+                changed.push_back(static_cast<std::size_t>(
+                    random.between(0, static_cast<int>(names.size()) - 1)));
+                change(changed.back(), random);
+                ++changes;
+                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            }
+            for (const std::size_t file : changed) {
+                putBack(file);
+            }
+        }
+    });
+    std::vector<std::thread> creating;
+    for (int i = 0; i < 2; ++i) {
+        creating.emplace_back([&] {
+            while (!isOver) {
+                try {
+                    ZomuContext* context = ZomuCreate();
+                    const FaceTemplate first = extract(context);
+                    otherTemplates += sameTemplates(first, before) ? 0 : 1;
+                    differences += sameTemplates(first, extract(context)) ? 0 : 1;
+                    ZomuDestroy(context);
+                    ++creates;
+                } catch (const std::bad_alloc&) {
+                    ++outOfMemory;
+                }
+            }
+        });
+    }
+    while (Clock::now() < end || creates < 4) {
+        differences += sameTemplates(before, extract(running)) ? 0 : 1;
+        ++extractions;
+    }
+    isOver = true;
+    changing.join();
+    for (std::thread& thread : creating) {
+        thread.join();
+    }
+    std::istringstream printed(output.text());
+
+    long lines = 0;
+    for (std::string line; std::getline(printed, line); ++lines) {
+        const std::string start = std::string("load ") + modelDir;
+        const std::size_t nameEnd = line.size() - std::strlen(" failed");
+        ASSERT_TRUE(line.starts_with(start) && line.ends_with(" failed")) << line;
+        const std::string name = line.substr(start.size(), nameEnd - start.size());
+        EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << line;
+    }
+    EXPECT_EQ(differences, 0);
+    EXPECT_EQ(outOfMemory, 0);
+    EXPECT_GT(otherTemplates, 0) << "the creates met no changed file";
+    EXPECT_GT(lines, 0) << "the creates met no deleted file";
+
+    ZomuContext* after = ZomuCreate();
+    EXPECT_TRUE(sameTemplates(before, extract(after)));
+    ZomuDestroy(after);
+    EXPECT_TRUE(sameTemplates(before, extract(running)));
+    ZomuDestroy(running);
+    std::printf(
+        "changing files: %ld changes, %ld creates (%ld with another template), %ld lines, %ld "
+        "extractions of a running context, %ld differences\n",
+        changes.load(), creates.load(), otherTemplates.load(), lines, extractions,
+        differences.load());
+}
+
+// Nothing of a context comes from the folder once it is made.
+TEST_F(ChangingFiles, doNotReachAContextThatIsMade) {
+    ZomuContext* context = ZomuCreate();
+    const FaceTemplate before = extract(context);
+    Random random(92);
+    for (std::size_t file = 0; file < names.size(); ++file) {
+        std::filesystem::resize_file(pathOf(file), 4);
+    }
+    EXPECT_TRUE(sameTemplates(before, extract(context)));
+    std::filesystem::remove_all(folder.path() / kModelFolderName);
+    EXPECT_TRUE(sameTemplates(before, extract(context)));
+    ZomuDestroy(context);
+}

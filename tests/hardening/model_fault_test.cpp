@@ -1,0 +1,176 @@
+// Each of the 303 files of a model with each fault: the lines, the result and the process are as
+// promised.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "hardening/bound_by_permissions.h"
+#include "hardening/captured_output.h"
+#include "hardening/expected_template.h"
+#include "hardening/linked_model.h"
+#include "hardening/model_fault.h"
+#include "hardening/same_templates.h"
+#include "hardening/sweep_form.h"
+#include "library/host/scene.h"
+#include "service/model_tables.h"
+
+namespace {
+
+// What one case led to.
+struct Outcome {
+    std::string output;  // standard output and standard error
+    bool hasNoMemory = false;
+    FaceTemplate result{};
+};
+
+class ModelFaults {
+  public:
+    ModelFaults() : model(ZOMU_EXACT_MODEL), face(scene(0)), expected(ZOMU_EXACT_MODEL, face) {
+        load();
+        standing = ZomuCreate();
+    }
+    ~ModelFaults() { ZomuDestroy(standing); }
+    ModelFaults(const ModelFaults&) = delete;
+    ModelFaults& operator=(const ModelFaults&) = delete;
+
+    // The whole path with nothing damaged, to start with.
+    testing::AssertionResult isSound() {
+        return sameTemplates(expected.undamaged(), extract(standing));
+    }
+
+    testing::AssertionResult check(const FaultCase& faultCase) {
+        inflict(faultCase, model);
+        const Outcome outcome = faultCase.isTable() ? loadTable() : createContext();
+        model.restore(faultCase.file.name);
+        if (faultCase.isTable()) {
+            load();
+        }
+        return isAsPromised(faultCase, outcome);
+    }
+
+  private:
+    // As in a process that has just loaded the library.
+    void load() {
+        std::memset(meanImages, 0, sizeof meanImages);
+        std::memset(featureMean, 0, sizeof featureMean);
+        std::memset(projectionA, 0, sizeof projectionA);
+        std::memset(projectionB, 0, sizeof projectionB);
+        const char* former = std::getenv("TMPDIR");
+        const std::string kept = former == nullptr ? "" : former;
+        setenv("TMPDIR", model.temporaryDirectory().c_str(), 1);
+        attachLibrary();
+        if (former == nullptr) {
+            unsetenv("TMPDIR");
+        } else {
+            setenv("TMPDIR", kept.c_str(), 1);
+        }
+    }
+
+    FaceTemplate extract(ZomuContext* context) const {
+        const Picture& picture = face.picture;
+        FaceTemplate result;
+        std::memset(&result, 0xA5, sizeof result);
+        ZomuExtractTemplate(context, picture.topRow(), picture.width, picture.height,
+                            picture.stride, &face.record, &result);
+        return result;
+    }
+
+    // The networks of the context that stands are good, the tables are not.
+    Outcome loadTable() {
+        const BoundByPermissions bound;
+        CapturedOutput output;
+        Outcome outcome;
+        load();
+        outcome.result = extract(standing);
+        outcome.output = output.text();
+        return outcome;
+    }
+
+    Outcome createContext() const {
+        const BoundByPermissions bound;
+        CapturedOutput output;
+        Outcome outcome;
+        try {
+            ZomuContext* context = ZomuCreate();
+            outcome.result = extract(context);
+            ZomuDestroy(context);
+        } catch (const std::bad_alloc&) {
+            outcome.hasNoMemory = true;
+        }
+        outcome.output = output.text();
+        return outcome;
+    }
+
+    testing::AssertionResult isAsPromised(const FaultCase& faultCase, const Outcome& outcome) {
+        const std::string separator = faultCase.isTable() ? "//" : "/";
+        const std::string lines = faultCase.isReported
+                                      ? "load " + model.modelFolder().string() + separator +
+                                            faultCase.file.name + " failed\n"
+                                      : "";
+        if (outcome.output != lines) {
+            return testing::AssertionFailure()
+                   << "expected output \"" << lines << "\", actual \"" << outcome.output << '"';
+        }
+        if (outcome.hasNoMemory || faultCase.effect == Effect::noMemory) {
+            return outcome.hasNoMemory == (faultCase.effect == Effect::noMemory)
+                       ? testing::AssertionSuccess()
+                       : testing::AssertionFailure()
+                             << "std::bad_alloc: " << std::boolalpha << outcome.hasNoMemory;
+        }
+        return sameTemplates(expected.of(faultCase), outcome.result);
+    }
+
+    LinkedModel model;
+    Scene face;
+    ExpectedTemplates expected;
+    ZomuContext* standing = nullptr;
+};
+
+// All of them, or one for each fault and effect and a sample of the rest.
+std::vector<FaultCase> casesOfThisRun() {
+    const std::vector<FaultCase> all = listFaultCases();
+    if (isFullSweep()) {
+        return all;
+    }
+    std::vector<FaultCase> some;
+    std::set<std::pair<Fault, std::string>> seen;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const ModelFile& file = all[i].file;
+        const std::string group = nameOf(file.kind) + file.layer;
+        const bool isFirst = (file.layer.empty() || file.layer == "conv1" || file.layer == "fc") &&
+                             seen.emplace(all[i].fault, group).second;
+        if (isFirst || i % 55 == 0) {
+            some.push_back(all[i]);
+        }
+    }
+    return some;
+}
+
+}  // namespace
+
+TEST(ModelFaults, giveTheirLinesAndTheirResults) {
+    ModelFaults faults;
+    ASSERT_TRUE(faults.isSound());
+    const std::vector<FaultCase> cases = casesOfThisRun();
+    long wrong = 0;
+    for (const FaultCase& faultCase : cases) {
+        const testing::AssertionResult result = faults.check(faultCase);
+        EXPECT_TRUE(result) << faultCase.file.name << ", " << nameOf(faultCase.fault);
+        wrong += result ? 0 : 1;
+    }
+    EXPECT_TRUE(faults.isSound());
+    std::printf("model faults: %zu of %zu cases, %ld not as promised\n", cases.size(),
+                listFaultCases().size(), wrong);
+}
+
+TEST(ModelFaults, areMoreThan3000InAll) {
+    EXPECT_EQ(listFaultCases().size(), 28U * 12 + 275U * 13);
+}
