@@ -12,6 +12,7 @@ packages=(
     # Tests
     libgtest-dev locales
     clang clang-tidy libomp-dev # the same floats from a second compiler; lint
+    libclang-rt-14-dev          # clang's sanitizers and libFuzzer
     gcovr python3               # coverage; the mutation check
     libbenchmark-dev valgrind   # benchmarks; counts of instructions
 )
