@@ -13,6 +13,7 @@ packages=(
     libgtest-dev locales
     clang clang-tidy libomp-dev # the same floats from a second compiler; lint
     cppcheck                    # static analysis
+    libclang-rt-14-dev          # clang's sanitizers and libFuzzer
     gcovr python3               # coverage; the mutation check
     libbenchmark-dev valgrind   # benchmarks; counts of instructions
 )

@@ -130,6 +130,9 @@ std::unique_ptr<Matrix> Matrix::transpose() const {
         return std::make_unique<Matrix>(view(data, numCols, numRows));
     }
     auto result = std::make_unique<Matrix>(numCols, numRows);
+    if (numElements == 0) {
+        return result;  // there may be billions of empty rows
+    }
     for (std::int32_t i = 0; i < numRows; ++i) {
         for (std::int32_t j = 0; j < numCols; ++j) {
             result->at(j, i) = at(i, j);

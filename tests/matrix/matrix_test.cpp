@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <limits>
 #include <new>
 #include <sstream>
@@ -312,6 +313,17 @@ TEST(Matrix, transposeOfRowMajorIsACopy) {
     EXPECT_NE(result->data, source.data);
     EXPECT_TRUE(sameFloat(source.at(1, 2), result->at(2, 1)));
     EXPECT_TRUE(sameFloats({1, 11, 2, 12, 3, 13}, valuesOf(*result)));
+}
+
+// A file of eight bytes may claim such a shape.
+TEST(Matrix, transposeOfBillionsOfEmptyRowsTakesNoTime) {
+    constexpr std::int32_t kMany = std::numeric_limits<std::int32_t>::max();
+    const std::clock_t start = std::clock();
+    const auto result = Matrix(kMany, 0).transpose();
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC / 10);
+    EXPECT_EQ(result->numRows, 0);
+    EXPECT_EQ(result->numCols, kMany);
+    EXPECT_EQ(result->numElements, 0);
 }
 
 TEST(Matrix, transposeOfTransposedSharesStorage) {

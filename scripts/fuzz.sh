@@ -1,0 +1,99 @@
+#!/usr/bin/env bash
+# Builds the fuzz targets with clang and runs them one after another, each from its stored corpus and
+# from what earlier runs found. Prints a line for each target; exit status 1 if any of them crashed.
+#
+#   scripts/fuzz.sh [--seconds N | --full] [TARGET...]
+#
+#   --seconds N   N seconds for each target; without any option: 60
+#   --full        the full number of runs: 20 million over the texts, 2 million over the patch stage,
+#                 50,000 whole extractions, 1 million pictures and 200,000 model files; takes hours
+#
+# New finds go to build/fuzz/finds, inputs that crash to build/fuzz/crashes, and what each target
+# printed to build/fuzz/logs.
+set -euo pipefail
+cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
+
+# Target, the most bytes of an input, and the runs of --full.
+targets=(
+    "numbers 48 15000000"
+    "lists 48 2500000"
+    "description 256 1500000"
+    "landmark_file 1024 1000000"
+    "patches 512 2000000"
+    "extraction 1024 50000"
+    "model_files 512 200000"
+    "picture_file 2048 1000000"
+)
+
+usage() {
+    sed -n '2,12s/^# \{0,1\}//p' "$0" >&2
+    exit 2
+}
+
+seconds=60
+chosen=()
+while [ $# -gt 0 ]; do
+    case $1 in
+    --seconds)
+        seconds=${2:-}
+        [[ $seconds =~ ^[1-9][0-9]*$ ]] || usage
+        shift
+        ;;
+    --full) seconds= ;;
+    -*) usage ;;
+    *)
+        printf '%s\n' "${targets[@]}" | grep -q "^$1 " || usage
+        chosen+=("$1")
+        ;;
+    esac
+    shift
+done
+
+scripts/install-dependencies.sh
+build=build/fuzz
+mkdir -p $build/logs
+if ! { cmake --preset fuzz && cmake --build --preset fuzz --target fuzz_targets; } \
+    >$build/logs/build.txt 2>&1; then
+    cat $build/logs/build.txt >&2
+    exit 1
+fi
+
+# fuzz TARGET MAX_LENGTH LIMIT
+fuzz() {
+    local target=$1 log=$build/logs/$1.txt folder start status=0
+    local folders=("$build/finds/$target")
+    mkdir -p "${folders[0]}" "$build/crashes/$target"
+    for folder in "tests/fuzz/corpus/$target" "tests/fuzz/crashes/$target"; do
+        [ ! -d "$folder" ] || folders+=("$folder")
+    done
+    start=$SECONDS
+    # One thread for the networks. Standard output holds the library's lines on files that are missing.
+    # An input takes milliseconds; the limit of 300 s is for machines that are busy with other work.
+    OMP_NUM_THREADS=1 "$build/tests/fuzz/fuzz_$target" "$3" -max_len="$2" -timeout=300 \
+        -report_slow_units=300 -rss_limit_mb=4096 -print_final_stats=1 \
+        -artifact_prefix="$build/crashes/$target/" \
+        "${folders[@]}" >/dev/null 2>"$log" || status=$?
+
+    local runs edges all
+    runs=$(sed -n 's/^stat::number_of_executed_units: //p' "$log")
+    edges=$(sed -n 's/.* cov: \([0-9]*\) .*/\1/p' "$log" | tail -1)
+    all=$(sed -n 's/.*PC tables (\([0-9]*\) PCs).*/\1/p' "$log")
+    printf '%-14s %9d runs %6d s   %5d of %5d edges   %s\n' "$target" "${runs:-0}" \
+        $((SECONDS - start)) "${edges:-0}" "${all:-0}" "$([ $status = 0 ] && echo 0 || echo 1) crashes"
+    if [ $status != 0 ]; then
+        sed -n '/ERROR\|wrong result\|runtime error\|Test unit written/p' "$log" >&2
+    fi
+    return $status
+}
+
+crashed=0
+for line in "${targets[@]}"; do
+    read -r target length runs <<<"$line"
+    if [ ${#chosen[@]} -gt 0 ] && [[ " ${chosen[*]} " != *" $target "* ]]; then
+        continue
+    fi
+    limit=-runs=$runs
+    [ -z "$seconds" ] || limit=-max_total_time=$seconds
+    fuzz "$target" "$length" "$limit" || crashed=1
+done
+exit $crashed

@@ -1,0 +1,246 @@
+// Weight files, mean images and projection tables of any contents, against what a plain reading of
+// the same bytes gives. A matrix whose sizes cannot be allocated, a negative product included, has
+// to end in std::bad_alloc.
+//
+// The files lie in memory. The tables look for theirs under fixed names, so that their folder holds
+// a symbolic link for each.
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "description/parameters.h"
+#include "description/weight_files.h"
+#include "fuzz/fuzz_input.h"
+#include "fuzz/fuzz_target.h"
+#include "fuzz/memory_file.h"
+#include "service/model_tables.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// ---- weights
+
+struct ExpectedMatrix {
+    bool canExist = true;  // false: the request of memory fails
+    bool isComplete = false;
+    std::int32_t rows = 0;
+    std::int32_t cols = 0;
+    Bytes elements;  // as far as the file goes
+};
+
+ExpectedMatrix expectedMatrix(const Bytes& file) {
+    ExpectedMatrix expected;
+    if (file.size() >= 4) {
+        std::memcpy(&expected.rows, file.data(), 4);
+    }
+    if (file.size() >= 8) {
+        std::memcpy(&expected.cols, file.data() + 4, 4);
+    }
+    const std::int64_t count = static_cast<std::int64_t>(expected.rows) * expected.cols;
+    expected.canExist = 0 <= count && count <= (std::int64_t{64} << 20U) / 4;
+    if (expected.canExist && file.size() >= 8) {
+        const std::size_t size =
+            std::min(file.size() - 8, static_cast<std::size_t>(count) * sizeof(float));
+        expected.elements.assign(file.begin() + 8,
+                                 file.begin() + 8 + static_cast<std::ptrdiff_t>(size));
+        expected.isComplete = size == static_cast<std::size_t>(count) * sizeof(float);
+    }
+    return expected;
+}
+
+bool sameElement(const float* element, const std::uint8_t* bytes) {
+    return std::memcmp(element, bytes, sizeof(float)) == 0;
+}
+
+void checkMatrix(const LoadedMatrix& loaded, const ExpectedMatrix& expected, bool transposed) {
+    const Matrix& matrix = *loaded.matrix;
+    const bool isTurned = transposed && expected.isComplete;
+    REQUIRE(loaded.isComplete == expected.isComplete);
+    REQUIRE(matrix.numRows == (isTurned ? expected.cols : expected.rows));
+    REQUIRE(matrix.numCols == (isTurned ? expected.rows : expected.cols));
+    REQUIRE(matrix.numElements == expected.rows * expected.cols);
+    const std::uint8_t* bytes = expected.elements.data();
+    if (!isTurned) {
+        if (!expected.elements.empty()) {
+            REQUIRE(std::memcmp(matrix.data, bytes, expected.elements.size()) == 0);
+        }
+        return;
+    }
+    for (std::int32_t i = 0; matrix.numElements > 0 && i < expected.rows; ++i) {
+        for (std::int32_t j = 0; j < expected.cols; ++j, bytes += sizeof(float)) {
+            REQUIRE(sameElement(matrix.data + static_cast<std::ptrdiff_t>(j) * expected.rows + i,
+                                bytes));
+        }
+    }
+}
+
+void checkWeights(FuzzInput& input) {
+    static const MemoryFile files[2];
+    Bytes contents[2];
+    bool canExist = true;
+    for (std::size_t i = 0; i < 2; ++i) {
+        const auto kind = input.between(0, 3);
+        if (kind > 0) {
+            // Sizes that fit the few elements that follow.
+            const std::int32_t sizes[2] = {input.between(0, 9), input.between(0, 9)};
+            const auto* first = reinterpret_cast<const std::uint8_t*>(sizes);
+            contents[i].assign(first, first + sizeof sizes);
+        }
+        const Bytes more = input.upTo(static_cast<std::size_t>(input.between(0, 400)));
+        contents[i].insert(contents[i].end(), more.begin(), more.end());
+        files[i].hold(contents[i].data(), contents[i].size());
+        canExist = canExist && expectedMatrix(contents[i]).canExist;
+    }
+    const std::string names[2] = {files[0].name(), files[1].name()};
+    const std::string text =
+        "[s]\nweights=" + names[0] + "_none_" + names[1] + "\nbiases=" + names[0] + "\n";
+    g_currentNet = 0;
+    g_weightFolder = kMemoryFileFolder;
+    parseDescription(g_descriptions[0], text.c_str(), static_cast<std::uint32_t>(text.size()));
+
+    const bool transposed = input.between(0, 1) == 1;
+    try {
+        const std::vector<LoadedMatrix> list = loadWeightList("s", transposed);
+        REQUIRE(canExist && list.size() == 2);
+        checkMatrix(list[0], expectedMatrix(contents[0]), transposed);
+        checkMatrix(list[1], expectedMatrix(contents[1]), transposed);
+        checkMatrix(loadBias("s"), expectedMatrix(contents[0]), false);
+    } catch (const std::bad_alloc&) {
+        REQUIRE(!canExist);
+    }
+    g_weightFolder = "";
+}
+
+// ---- tables
+
+struct TableFile {
+    int slot;  // of a mean image; 25 to 27: the tables behind them
+    Bytes bytes;
+    std::size_t zeros;
+
+    std::string name() const {
+        return slot < kNetCount ? "0-" + std::to_string(slot + 1) + "-0"
+                                : "6-" + std::to_string(slot - kNetCount);
+    }
+
+    Bytes contents() const {
+        Bytes all = bytes;
+        all.resize(bytes.size() + zeros);
+        return all;
+    }
+};
+
+constexpr int kTableFileCount = kNetCount + 3;
+constexpr std::size_t kMeanBytes = sizeof meanImages;
+
+float* const kTables[3] = {featureMean, &projectionA[0][0], &projectionB[0][0]};
+constexpr std::size_t kTableSizes[3] = {sizeof featureMean, sizeof projectionA, sizeof projectionB};
+
+// What the file of a mean image leaves in the bytes of all of them.
+void readExpectedMean(const TableFile& file, Bytes& images) {
+    const Bytes contents = file.contents();
+    if (contents.size() < 4) {
+        return;
+    }
+    std::int32_t count = 0;
+    std::memcpy(&count, contents.data(), 4);
+    const std::size_t begin = sizeof meanImages[0] * static_cast<std::size_t>(file.slot);
+    const std::size_t wanted = count < 0 ? 0 : static_cast<std::size_t>(count) * sizeof(float);
+    const std::size_t size = std::min({wanted, contents.size() - 4, kMeanBytes - begin});
+    std::copy_n(contents.begin() + 4, size, images.begin() + static_cast<std::ptrdiff_t>(begin));
+}
+
+// A folder of links for those files that the input gives; the others are missing.
+class TableFolder {
+  public:
+    TableFolder() {
+        const std::string model = folder.prefix() + kModelFolderName + "/";
+        std::filesystem::create_directory(model);
+        REQUIRE(model.size() < sizeof modelDir);
+        std::memcpy(modelDir, model.c_str(), model.size() + 1);
+    }
+
+    void give(const std::vector<TableFile>& given) const {
+        for (std::size_t i = 0; i < given.size(); ++i) {
+            files[i].hold(given[i].bytes.data(), given[i].bytes.size(), given[i].zeros);
+            std::filesystem::create_symlink(files[i].path(), modelDir + given[i].name());
+        }
+    }
+
+    static void takeBack(const std::vector<TableFile>& given) {
+        for (const TableFile& file : given) {
+            std::filesystem::remove(modelDir + file.name());
+        }
+    }
+
+    static constexpr int kRoom = 4;
+
+  private:
+    TemporaryFolder folder;
+    MemoryFile files[kRoom];
+};
+
+std::vector<TableFile> tableFiles(FuzzInput& input) {
+    std::vector<TableFile> given;
+    const int count = input.between(1, TableFolder::kRoom);
+    int slot = -1;
+    for (int i = 0; i < count; ++i) {
+        slot += 1 + input.between(0, 7);
+        if (slot >= kTableFileCount) {
+            break;
+        }
+        TableFile file = {slot, input.upTo(static_cast<std::size_t>(input.between(0, 300))), 0};
+        if (input.between(0, 7) == 0) {
+            file.zeros = static_cast<std::size_t>(input.between(0, 15)) * 65536;
+        }
+        given.push_back(file);
+    }
+    return given;
+}
+
+void checkTables(FuzzInput& input) {
+    static const TableFolder folder;
+    static const Bytes unread(kMeanBytes, 0x3F);
+    const std::vector<TableFile> given = tableFiles(input);
+    folder.give(given);
+
+    std::memcpy(meanImages, unread.data(), kMeanBytes);
+    Bytes expected = unread;
+    loadModelTables();
+    for (const TableFile& file : given) {
+        if (file.slot < kNetCount) {
+            readExpectedMean(file, expected);
+            continue;
+        }
+        const auto table = static_cast<std::size_t>(file.slot - kNetCount);
+        const Bytes contents = file.contents();
+        const std::size_t size = std::min(contents.size(), kTableSizes[table]);
+        REQUIRE(std::equal(contents.begin(), contents.begin() + static_cast<std::ptrdiff_t>(size),
+                           reinterpret_cast<const std::uint8_t*>(kTables[table])));
+        REQUIRE(size == kTableSizes[table] ||
+                std::bit_cast<std::uint32_t>(kTables[table][(size + 3) / 4]) == 0);
+        std::memset(kTables[table], 0, size);
+    }
+    REQUIRE(std::memcmp(meanImages, expected.data(), kMeanBytes) == 0);
+    TableFolder::takeBack(given);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    FuzzInput input(data, size);
+    // Tables take 20 times as long.
+    if (input.byte() < 230) {
+        checkWeights(input);
+    } else {
+        checkTables(input);
+    }
+    return 0;
+}
