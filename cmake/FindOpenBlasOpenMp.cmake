@@ -1,30 +1,55 @@
-# Finds the static archive of OpenBLAS's OpenMP build, and nothing else.
+# Finds the one build of OpenBLAS that this project is made for, and nothing else.
 #
 # Why just this one: the serial build returns wrong products when several threads call it at once; the
 # pthread build starts threads of its own; and the shared libopenblas.so.0 is whatever build the
 # machine's administrator, or the host process, has chosen. See docs/decisions.md.
 #
+#   on Linux                  the static archive of the OpenMP build, in the folder of its Debian package
+#   cross-built for Windows   the archive that scripts/windows-libraries.sh makes
+#   natively on Windows       what the package manager's own CMake file names, which has threads of its
+#                             own in place of OpenMP's; blas.cpp tells it to start none
+#
 # Sets the imported target OpenBlasOpenMp::OpenBlasOpenMp.
 
-find_path(OpenBlasOpenMp_INCLUDE_DIR cblas.h
-    PATHS /usr/include/${CMAKE_LIBRARY_ARCHITECTURE}/openblas-openmp
-    NO_DEFAULT_PATH)
-find_library(OpenBlasOpenMp_LIBRARY libopenblas.a
-    PATHS /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/openblas-openmp
-    NO_DEFAULT_PATH)
+if(CMAKE_HOST_WIN32)
+    find_package(OpenBLAS CONFIG QUIET)
+    set(required OpenBLAS_FOUND)
+    set(advice "Install OpenBLAS with vcpkg; vcpkg.json has it with the right features.")
+elseif(WIN32)
+    # The toolchain file confines both to the folders of ZOMU_WINDOWS_LIBRARIES.
+    find_path(OpenBlasOpenMp_INCLUDE_DIR cblas.h)
+    find_library(OpenBlasOpenMp_LIBRARY libopenblas.a)
+    set(required OpenBlasOpenMp_LIBRARY OpenBlasOpenMp_INCLUDE_DIR)
+    set(advice "Run scripts/windows.sh, which builds it.")
+else()
+    find_path(OpenBlasOpenMp_INCLUDE_DIR cblas.h
+        PATHS /usr/include/${CMAKE_LIBRARY_ARCHITECTURE}/openblas-openmp
+        NO_DEFAULT_PATH)
+    find_library(OpenBlasOpenMp_LIBRARY libopenblas.a
+        PATHS /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/openblas-openmp
+        NO_DEFAULT_PATH)
+    set(required OpenBlasOpenMp_LIBRARY OpenBlasOpenMp_INCLUDE_DIR)
+    set(advice "Install the Debian package libopenblas-openmp-dev (or run scripts/install-dependencies.sh).")
+endif()
 mark_as_advanced(OpenBlasOpenMp_INCLUDE_DIR OpenBlasOpenMp_LIBRARY)
 
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(OpenBlasOpenMp
-    REQUIRED_VARS OpenBlasOpenMp_LIBRARY OpenBlasOpenMp_INCLUDE_DIR
-    REASON_FAILURE_MESSAGE "The static archive of OpenBLAS's OpenMP build is missing. \
-Install the Debian package libopenblas-openmp-dev (or run scripts/install-dependencies.sh). \
+    REQUIRED_VARS ${required}
+    REASON_FAILURE_MESSAGE "OpenBLAS's OpenMP build is missing. ${advice} \
 Another build of OpenBLAS is no substitute: the serial one gives wrong products under threads.")
 
 if(OpenBlasOpenMp_FOUND AND NOT TARGET OpenBlasOpenMp::OpenBlasOpenMp)
-    add_library(OpenBlasOpenMp::OpenBlasOpenMp STATIC IMPORTED)
-    set_target_properties(OpenBlasOpenMp::OpenBlasOpenMp PROPERTIES
-        IMPORTED_LOCATION ${OpenBlasOpenMp_LIBRARY}
-        INTERFACE_INCLUDE_DIRECTORIES ${OpenBlasOpenMp_INCLUDE_DIR}
-        INTERFACE_LINK_LIBRARIES OpenMP::OpenMP_CXX)
+    if(CMAKE_HOST_WIN32)
+        add_library(OpenBlasOpenMp::OpenBlasOpenMp INTERFACE IMPORTED)
+        set_target_properties(OpenBlasOpenMp::OpenBlasOpenMp PROPERTIES
+            INTERFACE_COMPILE_DEFINITIONS ZOMU_BLAS_OWN_THREADS
+            INTERFACE_LINK_LIBRARIES "OpenBLAS::OpenBLAS;OpenMP::OpenMP_CXX")
+    else()
+        add_library(OpenBlasOpenMp::OpenBlasOpenMp STATIC IMPORTED)
+        set_target_properties(OpenBlasOpenMp::OpenBlasOpenMp PROPERTIES
+            IMPORTED_LOCATION ${OpenBlasOpenMp_LIBRARY}
+            INTERFACE_INCLUDE_DIRECTORIES ${OpenBlasOpenMp_INCLUDE_DIR}
+            INTERFACE_LINK_LIBRARIES OpenMP::OpenMP_CXX)
+    endif()
 endif()

@@ -2,10 +2,16 @@
 
 # Float results are part of the interface: no contraction into fused operations, and nothing that lets
 # the compiler reorder a sum. ZOMU_FLOAT_FLAGS stand last, so that no build type can undo them.
-set(ZOMU_FLOAT_FLAGS -ffp-contract=off -fno-fast-math)
-
-set(ZOMU_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
-                  -Wdouble-promotion $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
+if(MSVC)
+    set(ZOMU_FLOAT_FLAGS /fp:precise)
+    set(ZOMU_WARNINGS /W4 /utf-8 /EHsc)
+    set(ZOMU_ERROR_FLAG /WX)
+else()
+    set(ZOMU_FLOAT_FLAGS -ffp-contract=off -fno-fast-math)
+    set(ZOMU_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+                      -Wdouble-promotion $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
+    set(ZOMU_ERROR_FLAG -Werror)
+endif()
 
 # zomu_target(TARGET [NO_TIDY])
 function(zomu_target target)
@@ -15,9 +21,13 @@ function(zomu_target target)
         C_EXTENSIONS OFF CXX_EXTENSIONS OFF
         C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
         POSITION_INDEPENDENT_CODE ON)
+    if(WIN32)
+        # What windows.h would define besides: min, max, byte.
+        target_compile_definitions(${target} PRIVATE WIN32_LEAN_AND_MEAN NOMINMAX)
+    endif()
     target_compile_options(${target} PRIVATE ${ZOMU_WARNINGS} ${ZOMU_FLOAT_FLAGS})
     if(ZOMU_WARNINGS_AS_ERRORS)
-        target_compile_options(${target} PRIVATE -Werror)
+        target_compile_options(${target} PRIVATE ${ZOMU_ERROR_FLAG})
     endif()
     if(ZOMU_SANITIZER)
         target_compile_options(${target} PRIVATE -fsanitize=${ZOMU_SANITIZER}

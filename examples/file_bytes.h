@@ -17,7 +17,9 @@ typedef struct Problem {
 
 /* Fills in `problem` as printf would; a text that is too long is cut. Returns false, so that a
  * function can end with it. */
-#if defined(__GNUC__)
+#if defined(__MINGW32__)
+__attribute__((format(gnu_printf, 2, 3)))
+#elif defined(__GNUC__)
 __attribute__((format(printf, 2, 3)))
 #endif
 bool fail(Problem* problem, const char* format, ...);

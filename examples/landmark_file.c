@@ -186,6 +186,28 @@ static bool parseText(Field text, LandmarkRecord* landmarks, Problem* problem) {
 }
 
 /* This thread's locale while numbers have a point; other threads notice nothing. */
+#if defined(_WIN32)
+typedef struct PointLocale {
+    int mode;
+    char* before;
+} PointLocale;
+
+static bool enterPointLocale(PointLocale* locale, Problem* problem) {
+    locale->before = _strdup(setlocale(LC_ALL, NULL));
+    locale->mode = _configthreadlocale(_ENABLE_PER_THREAD_LOCALE);
+    if (locale->before == NULL) {
+        return fail(problem, "cannot be converted: out of memory");
+    }
+    setlocale(LC_ALL, "C");
+    return true;
+}
+
+static void leavePointLocale(const PointLocale* locale) {
+    setlocale(LC_ALL, locale->before);
+    _configthreadlocale(locale->mode);
+    free(locale->before);
+}
+#else
 typedef struct PointLocale {
     locale_t point;
     locale_t before;
@@ -205,6 +227,7 @@ static void leavePointLocale(const PointLocale* locale) {
     uselocale(locale->before);
     freelocale(locale->point);
 }
+#endif
 
 bool readLandmarks(const char* path, LandmarkRecord* landmarks, Problem* problem) {
     memset(landmarks, 0, sizeof *landmarks);

@@ -7,14 +7,17 @@
  *  3. Pixels. Three bytes a pixel in the order blue, green, red; rows `stride` bytes apart.
  *  4. Threads. Different contexts may be used at the same time; one context by one thread at a time.
  *     An extraction runs its 25 networks on an OpenMP team of the default size (OMP_NUM_THREADS).
- *  5. Files. All trained numbers come from the folder "~zvplugintmp~" in the temporary directory: the
- *     first of TMPDIR, TMP, TEMP and TEMPDIR that is set and not empty, else /tmp. Mean images and
- *     projection tables are read once, while the library is loaded; weights at every ZomuCreate.
+ *  5. Files. All trained numbers come from the folder "~zvplugintmp~" in the temporary directory: on
+ *     Windows what GetTempPathA says, elsewhere the first of TMPDIR, TMP, TEMP and TEMPDIR that is set
+ *     and not empty, else /tmp. Mean images and projection tables are read once, while the library is
+ *     loaded; weights at every ZomuCreate.
  *     A file that cannot be opened puts the line "load <path> failed" on standard output and nothing
  *     else happens: tables stay zero, and a network without usable weights yields NaN.
  *  6. Unloading. The library stays in memory once it is loaded, whatever a host closes: the threads
  *     of its team live on between extractions.
- *  7. Errors. There are no error codes. What cannot be computed is NaN, and what went wrong is one
+ *  7. Windows. The functions of ZOMU.dll have numbers and no names: 1 ZomuCreate,
+ *     2 ZomuExtractTemplate, 3 ZomuCompareTemplates, 4 ZomuDestroy.
+ *  8. Errors. There are no error codes. What cannot be computed is NaN, and what went wrong is one
  *     line on standard output. Running out of memory raises std::bad_alloc through the call.
  */
 #ifndef ZOMU_H

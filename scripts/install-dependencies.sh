@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building, testing and the demo need. Silent and quick when all of
-# them are there.
+# Installs the Debian packages that building, testing and the demo need, and those that are named
+# besides. Silent and quick when all of them are there.
+#
+#   scripts/install-dependencies.sh [PACKAGE...]
 set -euo pipefail
 
 packages=(
@@ -16,6 +18,7 @@ packages=(
     libclang-rt-14-dev          # clang's sanitizers and libFuzzer
     gcovr python3               # coverage; the mutation check
     libbenchmark-dev valgrind   # benchmarks; counts of instructions
+    "$@"
 )
 
 missing=()

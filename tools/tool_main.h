@@ -15,6 +15,7 @@ int runTool(const char* name, const char* description, int argc, char** argv, Ad
     int status = 1;
     try {
         CLI::App app(description, name);
+        app.allow_windows_style_options(false);  // a path may begin with a slash
         addOptions(app);
         try {
             app.parse(argc, argv);

@@ -156,6 +156,7 @@ void completeRequest(Arguments& arguments, const CLI::App& makeCommand) {
 
 int run(int argc, char** argv) {
     CLI::App app("Makes, checks and lists the files of a ZOMU model folder.", "zomu-model");
+    app.allow_windows_style_options(false);  // a path may begin with a slash
     app.require_subcommand(1);
     Arguments arguments;
     const CLI::App* makeCommand = addMake(app, arguments);

@@ -1,12 +1,11 @@
 #include "description/model_file.h"
 
 #include <cstdio>
-#include <filesystem>
-#include <system_error>
+
+#include "service/platform.h"
 
 bool openModelFile(std::ifstream& stream, const std::string& path) {
-    std::error_code ignored;
-    if (!std::filesystem::is_directory(path, ignored)) {
+    if (!isOpenableFolder(path.c_str())) {
         stream.open(path, std::ios::binary);
         if (stream.is_open()) {
             return true;

@@ -15,6 +15,13 @@ static_assert(CblasNoTrans == kRowMajor && CblasTrans == kTransposed);
 
 namespace {
 
+// A BLAS built without OpenMP has threads of its own, and one setting for the whole process.
+#if defined(ZOMU_BLAS_OWN_THREADS)
+class OneThread {
+  public:
+    OneThread() { [[maybe_unused]] static const bool set = (openblas_set_num_threads(1), true); }
+};
+#else
 // In a team of one, the BLAS takes OpenMP's default team size for the number of threads it will
 // get, and lets their shares of the work wait for each other. Where OpenMP then grants fewer (a
 // thread limit, a dynamic team on a busy machine) they wait for ever. So it is told 1, which
@@ -29,6 +36,7 @@ class OneThread {
   private:
     int former;
 };
+#endif
 
 // The length of a stored row.
 std::int32_t leadingDimension(const Matrix& m) {

@@ -12,8 +12,12 @@
 
 namespace {
 
-// Around the whole of a create: a build runs through process-wide state.
-constinit std::mutex g_createMutex;
+// Around the whole of a create: a build runs through process-wide state. Made by the first call,
+// because not every standard library can make one at compile time.
+std::mutex& createMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
 
 void refuseTemplate(const char* reason, FaceTemplate& templateOut) {
     std::printf("template refused: %s\n", reason);
@@ -27,7 +31,7 @@ void refuseTemplate(const char* reason, FaceTemplate& templateOut) {
 }  // namespace
 
 ZomuContext* ZomuCreate() {
-    const std::lock_guard<std::mutex> lock(g_createMutex);
+    const std::lock_guard<std::mutex> lock(createMutex());
     const DefaultFloatMode mode;
     return std::make_unique<ZomuContext>(modelDir).release();
 }

@@ -9,9 +9,24 @@ void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]) {
     GetTempPathA(kTempPathRoom, buffer);
 }
 
+// Windows opens none. Its paths are in the system's code page here, which std::filesystem would
+// take for UTF-8.
+bool isOpenableFolder(const char*) {
+    return false;
+}
+
 #if defined(ZOMU_ATTACH_ON_LOAD)
-BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+// The library stays in memory from now on: the team's threads live on between extractions, and a
+// host that closes the library must not take the OpenMP runtime's code from under them.
+static void stayInMemory() {
+    HMODULE self = nullptr;
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                       reinterpret_cast<LPCSTR>(&stayInMemory), &self);
+}
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
     if (reason == DLL_PROCESS_ATTACH) {
+        stayInMemory();
         attachLibrary();
     }
     return TRUE;  // a table that cannot be read never fails the load
@@ -22,7 +37,9 @@ BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <initializer_list>
+#include <system_error>
 
 void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]) {
     const char* directory = "/tmp";
@@ -44,6 +61,11 @@ void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]) {
         buffer[length++] = kSeparator;
     }
     buffer[length] = '\0';
+}
+
+bool isOpenableFolder(const char* path) {
+    std::error_code ignored;
+    return std::filesystem::is_directory(path, ignored);
 }
 
 #if defined(ZOMU_ATTACH_ON_LOAD)

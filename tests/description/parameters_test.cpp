@@ -3,18 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <clocale>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <limits>
 #include <locale>
 #include <string>
 #include <vector>
 
 #include "support/bits.h"
-#include "support/temporary_folder.h"
+#include "support/german_locale.h"
 
 using Strings = std::vector<std::string>;
 using Ints = std::vector<std::int32_t>;
@@ -487,19 +484,11 @@ TEST_F(Parameters, globalLocaleChangesNothing) {
 }
 
 TEST_F(Parameters, localeOfTheCLibraryChangesNothing) {
-    const TemporaryFolder folder;
-    const std::string locale = folder.prefix() + "de_DE.UTF-8";
-    ASSERT_EQ(std::system(("localedef -i de_DE -f UTF-8 " + locale).c_str()), 0);
-    setenv("LOCPATH", folder.path().c_str(), 1);
-    const std::string before = std::setlocale(LC_ALL, nullptr);
-    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
-    char comma[8];
-    std::snprintf(comma, sizeof comma, "%.1f", 0.5);
+    const GermanLocale german;
+    const std::string comma = GermanLocale::oneHalf();
     const float scalar = floatOf("1.5");
     const Floats floats = floatsOf("1.5_1234.25");
-    std::setlocale(LC_ALL, before.c_str());
-    unsetenv("LOCPATH");
-    EXPECT_STREQ(comma, "0,5") << "the locale is not in force";
+    EXPECT_EQ(comma, "0,5") << "the locale is not in force";
     EXPECT_TRUE(sameFloat(1.5F, scalar));
     EXPECT_TRUE(sameFloats(Floats{1.5F, 1234.25F}, floats));
 }

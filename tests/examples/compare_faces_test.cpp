@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/environment.h"
 #include "support/process.h"
 #include "support/temporary_folder.h"
 #include "zomu.h"
@@ -22,7 +23,7 @@ const std::string kLandmarks = ZOMU_SAMPLES "/portrait.csv";
 ProcessResult compareFaces(const std::vector<std::string>& arguments) {
     std::vector<std::string> command = {COMPARE_FACES_PATH};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    return runProcess(command, {{"TMPDIR", ZOMU_TEST_MODEL}});
+    return runProcess(command, {{kTemporaryVariable, ZOMU_TEST_MODEL}});
 }
 
 bool isOneLine(const std::string& text) {
@@ -60,6 +61,17 @@ void expectMisuse(const std::vector<std::string>& arguments, const std::string& 
     EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err.substr(0, result.err.find('\n')), line);
+    EXPECT_TRUE(result.err.ends_with("Try compare_faces --help.\n")) << result.err;
+}
+
+// The words for this are the C library's.
+void expectUnknownOption(const std::vector<std::string>& arguments, const std::string& word) {
+    const ProcessResult result = compareFaces(arguments);
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.out, "");
+    const std::string first = result.err.substr(0, result.err.find('\n'));
+    EXPECT_TRUE(first.starts_with(COMPARE_FACES_PATH ": ")) << first;
+    EXPECT_NE(first.find(word), std::string::npos) << first;
     EXPECT_TRUE(result.err.ends_with("Try compare_faces --help.\n")) << result.err;
 }
 
@@ -140,8 +152,8 @@ TEST(CompareFaces, commandLinesThatDoNotFitAreMisuse) {
     expectMisuse({"-o", "a.zt", "b.zt", "c.zt"}, start + "-o takes exactly one face");
     expectMisuse({"-o", "a.png", "b.png", "b.csv"},
                  start + "the name of a template has to end in .zt");
-    expectMisuse({"--nonsense"}, COMPARE_FACES_PATH ": unrecognized option '--nonsense'");
-    expectMisuse({"-o"}, COMPARE_FACES_PATH ": option requires an argument -- 'o'");
+    expectUnknownOption({"--nonsense"}, "nonsense");
+    expectUnknownOption({"-o"}, "option requires an argument -- ");
 }
 
 TEST(CompareFaces, filesThatAreMissingAreNamed) {
@@ -173,7 +185,7 @@ TEST(CompareFaces, templatesOfAnotherSizeAreRefused) {
                       path + ": no template: " + std::to_string(size) + " bytes instead of 2008");
     }
     expectFailure({"-o", folder.prefix() + "b.zt", kPicture + "/x.zt"},
-                  kPicture + "/x.zt: cannot be opened: Not a directory");
+                  kPicture + "/x.zt: cannot be opened: " + kNotAFolder);
 }
 
 TEST(CompareFaces, templatesThatAreNotFiniteAreRefused) {
@@ -203,7 +215,7 @@ TEST(CompareFaces, withoutAModelThereIsNoTemplate) {
     const TemporaryFolder empty;
     const std::string kept = empty.prefix() + "a.zt";
     const ProcessResult result = runProcess({COMPARE_FACES_PATH, "-o", kept, kPicture, kLandmarks},
-                                            {{"TMPDIR", empty.path().string()}});
+                                            {{kTemporaryVariable, empty.path().string()}});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(result.err,
               "compare_faces: " + kPicture + ": no template: model files are missing or damaged\n");
@@ -232,12 +244,6 @@ TEST(CompareFaces, outputThatCannotBeWrittenIsAFailure) {
     const std::string path = folder.prefix() + "a.zt";
     const FaceTemplate face = someTemplate(0.0F);
     writeBytes(path, &face, sizeof face);
-    const ProcessResult full =
-        runProcess({"sh", "-c", "\"$0\" \"$1\" \"$1\" > /dev/full", COMPARE_FACES_PATH, path},
-                   {{"TMPDIR", ZOMU_TEST_MODEL}});
-    EXPECT_EQ(full.exitStatus, 1);
-    EXPECT_EQ(full.err, "compare_faces: standard output: the score could not be written\n");
-
     const std::string nowhere = folder.prefix() + "no/b.zt";
     expectFailure({"-o", nowhere, path},
                   nowhere + ": cannot be created: No such file or directory");

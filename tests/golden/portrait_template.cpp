@@ -1,11 +1,11 @@
 #include "golden/portrait_template.h"
 
-#include <cstdlib>
 #include <stdexcept>
 
 #include "landmark_file.h"
 #include "model/model_maker.h"
 #include "service/model_tables.h"
+#include "support/environment.h"
 
 Portrait::Portrait() : picture(), landmarks() {
     Problem problem;
@@ -26,7 +26,7 @@ FaceTemplate extractPortrait(const Portrait& portrait, const std::string& parent
     request.weights = WeightKind::integer;
     makeModel(request, [](int, int, const std::string&) {});
 
-    setenv("TMPDIR", parent.c_str(), 1);
+    setVariable(kTemporaryVariable, parent);
     attachLibrary();
     ZomuContext* context = ZomuCreate();
     FaceTemplate result;

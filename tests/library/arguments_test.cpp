@@ -8,6 +8,7 @@
 
 #include "library/host_run.h"
 #include "support/bits.h"
+#include "support/environment.h"
 
 static HostRun plainRun() {
     return runHost(sharedTemporaryDirectory(), {"extract", "1"});
@@ -147,8 +148,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 // With no model and no context. Worked by hand: (2 x 25 - 20) / 25 + 1.
 TEST(Arguments, comparisonNeedsNoContext) {
-    const HostRun run = runHost("/no", {"compare"});
-    ASSERT_TRUE(ended(run, tableLines("/no"), 5));
+    const HostRun run = runHost(kNowhere, {"compare"});
+    ASSERT_TRUE(ended(run, tableLines(kNowhere), 5));
     EXPECT_TRUE(sameFloat(30.0F / 25.0F + 1.0F, run.results[0]));
     EXPECT_TRUE(sameFloat(run.results[1], run.results[2]));
     EXPECT_NEAR(run.results[1], (2 * 2.1 - 10.3) / (5 * 2.1) + 1, 1e-6);

@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "library/host_run.h"
+#include "support/environment.h"
 #include "support/process.h"
 
 static_assert(ZOMU_PROJECTION_SIZE == 500 && ZOMU_LANDMARK_COUNT == 29);
@@ -21,7 +22,7 @@ static_assert(std::is_trivial_v<FaceTemplate> && std::is_trivial_v<LandmarkRecor
 
 TEST(Header, servesAProgramInC) {
     const ProcessResult result =
-        runProcess({ZOMU_HEADER_USE}, {{"TMPDIR", sharedTemporaryDirectory()}});
+        runProcess({ZOMU_HEADER_USE}, {{kTemporaryVariable, sharedTemporaryDirectory()}});
     EXPECT_EQ(result.exitStatus, 0) << "signal " << result.signal << ", " << result.err;
     EXPECT_EQ(result.out, "template refused: no image\nscore 2.2\n");
     EXPECT_EQ(result.err, "");

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "support/bits.h"
+#include "support/environment.h"
 #include "support/model_folder.h"
 #include "support/temporary_folder.h"
 
@@ -24,7 +25,7 @@ HostRun runHost(const Variables& variables, const std::vector<std::string>& scen
 }
 
 HostRun runHost(const std::string& temporaryDirectory, const std::vector<std::string>& scenario) {
-    return runHost(Variables{{"TMPDIR", temporaryDirectory}}, scenario);
+    return runHost(Variables{{kTemporaryVariable, temporaryDirectory}}, scenario);
 }
 
 std::string sharedTemporaryDirectory() {
@@ -115,9 +116,13 @@ std::string failureLine(const std::string& path) {
     return "load " + path + " failed\n";
 }
 
+static std::string modelFolderBelow(const std::string& tempPath) {
+    return tempPath + kFolderSeparator + "~zvplugintmp~" + kFolderSeparator;
+}
+
 // Two separators in a row: the folder's name ends in one, and the names of tables start with one.
 std::string tableLines(const std::string& tempPath) {
-    const std::string start = tempPath + "/~zvplugintmp~//";
+    const std::string start = modelFolderBelow(tempPath) + kFolderSeparator;
     std::string lines;
     for (int number = 1; number <= 25; ++number) {
         lines += failureLine(start + "0-" + std::to_string(number) + "-0");
@@ -132,7 +137,7 @@ std::string weightLines(const std::string& tempPath) {
     std::string lines;
     for (int number = 1; number <= 25; ++number) {
         for (const WeightFile& file : weightFilesOf(number)) {
-            lines += failureLine(tempPath + "/~zvplugintmp~/" + file.name(number));
+            lines += failureLine(modelFolderBelow(tempPath) + file.name(number));
         }
     }
     return lines;

@@ -17,7 +17,7 @@ struct HostRun : ProcessResult {
 // Runs one scenario: its name, then its arguments.
 HostRun runHost(const Variables& variables, const std::vector<std::string>& scenario);
 
-// The same with `temporaryDirectory` as TMPDIR.
+// The same with `temporaryDirectory` as the temporary directory.
 HostRun runHost(const std::string& temporaryDirectory, const std::vector<std::string>& scenario);
 
 // A temporary directory that holds the complete model that all tests share; nobody writes there.

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "library/host_run.h"
+#include "support/environment.h"
+#include "support/linked_file.h"
 #include "support/model_folder.h"
 #include "support/temporary_folder.h"
 
@@ -39,13 +41,13 @@ class ModelVariant {
         std::filesystem::create_directory(modelDir());
         for (const std::vector<std::string>& names : {tableNames(), weightNames()}) {
             for (const std::string& name : names) {
-                std::filesystem::create_symlink(sharedModelDir() + name, pathOf(name));
+                linkFile(sharedModelDir() + name, pathOf(name));
             }
         }
     }
 
     std::string temporaryDirectory() const { return folder.path().string(); }
-    std::string modelDir() const { return folder.prefix() + "~zvplugintmp~/"; }
+    std::string modelDir() const { return folder.prefix() + "~zvplugintmp~" + kFolderSeparator; }
     std::string pathOf(const std::string& name) const { return modelDir() + name; }
 
     void remove(const std::string& name) { std::filesystem::remove(pathOf(name)); }

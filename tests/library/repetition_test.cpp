@@ -5,6 +5,7 @@
 #include <string>
 
 #include "library/host_run.h"
+#include "support/environment.h"
 #include "support/temporary_folder.h"
 
 static HostRun plainRun() {
@@ -81,7 +82,7 @@ class Teams : public testing::TestWithParam<Team> {};
 
 TEST_P(Teams, ofAnySizeGiveTheSameTemplate) {
     Variables variables = GetParam().variables;
-    variables.emplace_back("TMPDIR", sharedTemporaryDirectory());
+    variables.emplace_back(kTemporaryVariable, sharedTemporaryDirectory());
     variables.emplace_back("KMP_WARNINGS", "0");  // the runtime of clang reports a team cut short
     const HostRun run = runHost(variables, {"extract", "2"});
     ASSERT_TRUE(ended(run, "", 2 * kTemplateSize));

@@ -6,14 +6,11 @@
 
 #include <gtest/gtest.h>
 #include <omp.h>
-#include <unistd.h>
 
 #include <barrier>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
-#include <iterator>
 #include <limits>
 #include <string>
 #include <thread>
@@ -25,6 +22,7 @@
 #include "support/bits.h"
 #include "support/guarded_buffer.h"
 #include "support/random.h"
+#include "support/threads.h"
 
 namespace {
 
@@ -240,11 +238,6 @@ void expectScalingOfThePlainLoop(std::int32_t n, float alpha, std::int32_t step,
 constexpr std::int32_t kManyElements = 20001;
 constexpr std::int32_t kVeryManyElements = (1 << 20) + 12345;
 
-std::ptrdiff_t threadsOfThisProcess() {
-    const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return std::distance(begin(tasks), end(tasks));
-}
-
 // The caller's setting of OpenMP's team size, for the duration of a test.
 class TeamSize {
   public:
@@ -261,20 +254,17 @@ class TeamSize {
 // whole team waits for the missing threads for ever: then the alarm ends the program.
 class NoSecondThread {
   public:
-    NoSecondThread() : team(4), levels(omp_get_max_active_levels()) {
+    NoSecondThread() : team(4), levels(omp_get_max_active_levels()), alarm(60) {
         omp_set_max_active_levels(0);
-        alarm(60);
     }
-    ~NoSecondThread() {
-        alarm(0);
-        omp_set_max_active_levels(levels);
-    }
+    ~NoSecondThread() { omp_set_max_active_levels(levels); }
     NoSecondThread(const NoSecondThread&) = delete;
     NoSecondThread& operator=(const NoSecondThread&) = delete;
 
   private:
     TeamSize team;
     int levels;
+    Alarm alarm;
 };
 
 }  // namespace

@@ -1,9 +1,6 @@
 #include "patches/sampling.h"
 
 #include <gtest/gtest.h>
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
 
 #include <algorithm>
 #include <cmath>
@@ -16,6 +13,7 @@
 #include "service/model_tables.h"
 #include "support/bits.h"
 #include "support/guarded_buffer.h"
+#include "support/guarded_pages.h"
 #include "support/random.h"
 
 namespace {
@@ -438,14 +436,12 @@ TEST(Sampling, warpWritesItsAreaOnly) {
     }
 }
 
-#if defined(__linux__)
 TEST(Sampling, rowsMayLieMoreThanTwoGigabytesAway) {
     // Address space only: just the pages that are touched get memory.
     constexpr std::int32_t kStride = 1 << 30;
     constexpr std::size_t kRoom = (std::size_t{3} << 30) + 4096;
-    void* room = mmap(nullptr, kRoom, PROT_READ | PROT_WRITE,
-                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    ASSERT_NE(room, MAP_FAILED);
+    void* room = takePages(kRoom);
+    ASSERT_NE(room, nullptr);
     auto* image = static_cast<std::uint8_t*>(room);
     for (int y = 0; y < 4; ++y)
         std::fill_n(image + static_cast<std::ptrdiff_t>(y) * kStride, 6, 50 * (y + 1));
@@ -456,9 +452,8 @@ TEST(Sampling, rowsMayLieMoreThanTwoGigabytesAway) {
     EXPECT_EQ(175, warpedColour(image, 2, 4, kStride, transform)[0]);
     EXPECT_EQ(75, warpedGrey(lastRow, 2, 4, -kStride, transform)[0]);
     EXPECT_EQ(75, warpedColour(lastRow, 2, 4, -kStride, transform)[0]);
-    munmap(room, kRoom);
+    returnPages(room, kRoom);
 }
-#endif
 
 // --- Crops --------------------------------------------------------------------------------------
 

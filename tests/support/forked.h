@@ -1,13 +1,8 @@
-// Runs a piece of a test in a forked child, to see what it prints and how it ends.
+// Runs a piece of a test in a child process, to see what it prints and how it ends.
 #ifndef ZOMU_TESTS_SUPPORT_FORKED_H
 #define ZOMU_TESTS_SUPPORT_FORKED_H
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
 #include <functional>
-#include <stdexcept>
 #include <string>
 
 struct ForkedResult {
@@ -18,34 +13,9 @@ struct ForkedResult {
 // `body` runs in the child, which ends with status 0 after it unless `body` ends the process
 // itself. What `body` leaves in the buffer of standard output is dropped, as it would be in a
 // crash, unless an orderly exit writes it.
-inline ForkedResult runForked(const std::function<void()>& body) {
-    std::fflush(nullptr);
-    int ends[2];
-    if (pipe(ends) != 0) {
-        throw std::runtime_error("no pipe");
-    }
-    const pid_t child = fork();
-    if (child < 0) {
-        throw std::runtime_error("no child process");
-    }
-    if (child == 0) {
-        close(ends[0]);
-        dup2(ends[1], STDOUT_FILENO);
-        close(ends[1]);
-        body();
-        _exit(0);
-    }
-    close(ends[1]);
-    ForkedResult result;
-    char buffer[4096];
-    for (ssize_t got = 0; (got = read(ends[0], buffer, sizeof buffer)) > 0;) {
-        result.output.append(buffer, static_cast<std::size_t>(got));
-    }
-    close(ends[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return result;
-}
+//
+// Windows has no fork: there the child is the same program, which runs the same test once more, in
+// the same temporary folders, up to this call. What stands before the call runs twice.
+ForkedResult runForked(const std::function<void()>& body);
 
 #endif

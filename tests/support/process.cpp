@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -97,6 +98,10 @@ ProcessResult runProcess(const std::vector<std::string>& command, const Variable
     result.out = readFile(outPath);
     result.err = readFile(errPath);
     return result;
+}
+
+bool endedByAbort(const ProcessResult& result) {
+    return result.signal == SIGABRT;
 }
 
 std::string readFile(const std::string& path) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 struct ProcessResult {
-    int exitStatus = -1;  // -1: ended by a signal
+    int exitStatus = -1;  // -1: ended by a signal, or ran out of time
     int signal = 0;       // SIGALRM: ran out of time
     std::string out;
     std::string err;
@@ -20,6 +20,9 @@ using Variables = std::vector<std::pair<std::string, std::string>>;
 // without those variables that name a temporary directory or speak to OpenMP, and with `variables`
 // instead.
 ProcessResult runProcess(const std::vector<std::string>& command, const Variables& variables);
+
+// Ended as a fatal error of the run time ends a process.
+bool endedByAbort(const ProcessResult& result);
 
 std::string readFile(const std::string& path);
 

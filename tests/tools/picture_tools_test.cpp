@@ -90,7 +90,7 @@ TEST(PictureTools, sayInOneLineWhatIsWrong) {
     const std::string file = folder.prefix() + "file";
     savePng(file, blackPicture(1, 5));
     for (const std::string program : {ZOMU_INSPECT_PATH, ZOMU_VARIANTS_PATH}) {
-        const std::string name = std::filesystem::path(program).filename().string();
+        const std::string name = std::filesystem::path(program).stem().string();
         expectFailure({program, "no.png", kLandmarks, file}, 1,
                       name + ": no.png: cannot be opened: No such file or directory");
         expectFailure({program, kPicture, kPicture, file}, 1,

@@ -1,7 +1,5 @@
 // What a host may hand to an extraction: pictures anywhere in memory, records of many kinds, and
 // arguments that no template can be made of.
-#include <sys/mman.h>
-
 #include <cmath>
 #include <limits>
 #include <stdexcept>

@@ -6,22 +6,24 @@
 // RESULTS receives the scenario's floats, 502 for each template, in the host's byte order.
 #include "library/host/host.h"
 
-#include <unistd.h>
-
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <fstream>
 #include <string>
 
-// A host may bring a BLAS of its own. The library must not end up in it.
+#if !defined(_WIN32)
+// A host may bring a BLAS of its own. The library must not end up in it. (On Windows it could not:
+// what a library calls is settled when it is linked.)
 extern "C" {
 __attribute__((visibility("default"))) void cblas_sgemm() {
-    _exit(90);
+    std::_Exit(90);
 }
 __attribute__((visibility("default"))) void cblas_saxpy() {
-    _exit(91);
+    std::_Exit(91);
 }
 }
+#endif
 
 static const Scenario* findScenario(const std::string& name) {
     for (const Scenario* list :

@@ -1,13 +1,13 @@
 // Loading, creating, extracting, destroying: one after the other, on one thread.
-#include <malloc.h>
-
 #include <chrono>
 #include <filesystem>
 #include <new>
 #include <thread>
 #include <vector>
 
+#include "library/host/heap_use.h"
 #include "library/host/host.h"
+#include "support/linked_file.h"
 
 static void load(Host& host) {
     const Library library(host.path);
@@ -59,7 +59,7 @@ static void createAfterFailure(Host& host) {
         host.keep(1.0F);
     }
     std::filesystem::remove(host.arguments.at(0));
-    std::filesystem::create_symlink(host.arguments.at(1), host.arguments.at(0));
+    linkFile(host.arguments.at(1), host.arguments.at(0));
     const Context context(library);
     host.keep(context.extract(scene(0)));
 }
@@ -71,11 +71,6 @@ static void reload(Host& host) {
         keepTemplates(host, 1);
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-}
-
-static float megabytesInUse() {
-    const struct mallinfo2 info = mallinfo2();
-    return static_cast<float>(static_cast<double>(info.uordblks + info.hblkhd) / 1e6);
 }
 
 // Keeps what the heap holds with one context alive, then after 3 and after 10 cycles of create,

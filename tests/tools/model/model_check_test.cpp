@@ -51,8 +51,6 @@ TEST_F(ModelCheck, goodFilesHaveNoFaults) {
 
 TEST_F(ModelCheck, missingFile) {
     EXPECT_EQ(faultsOf(path, kWeights), "missing");
-    fs::create_symlink(folder.path() / "nowhere", path);
-    EXPECT_EQ(faultsOf(path, kWeights), "missing");
 }
 
 TEST_F(ModelCheck, folderInPlaceOfAFile) {
@@ -144,8 +142,8 @@ TEST_F(ModelCheck, damageOfAWholeModelIsListedFileByFile) {
     overwrite<std::int32_t>(0, 9075);
     path = request.folder / "5-25-3";
     overwrite(8 + 4 * 159, std::numeric_limits<float>::quiet_NaN());
-    fs::copy_file(request.folder / "1-1-1", request.folder / "1-4-1",
-                  fs::copy_options::overwrite_existing);
+    fs::remove(request.folder / "1-4-1");
+    fs::copy_file(request.folder / "1-1-1", request.folder / "1-4-1");
     EXPECT_EQ(checkModelFolder(request.folder),
               (std::vector<std::string>{
                   "0-3-0: count 9075, not 6627",

@@ -3,10 +3,8 @@
 #include "model/model_maker.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <cmath>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -322,27 +320,6 @@ TEST(ModelMaker, stoppedWorkLeavesNothing) {
             expectNothingLeft(parent.path());
         }
     }
-}
-
-// No file may grow beyond 100 kB for a while, which stops the work like a full disk.
-TEST(ModelMaker, failedWriteLeavesNothing) {
-    const TemporaryFolder parent;
-    rlimit before;
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
-    const auto formerHandler = std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit small = {100000, before.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    std::string words;
-    try {
-        makeModel(requestFor(parent.path() / "model", WeightKind::integer), noProgress);
-    } catch (const std::runtime_error& problem) {
-        words = problem.what();
-    }
-    setrlimit(RLIMIT_FSIZE, &before);
-    std::signal(SIGXFSZ, formerHandler);
-    EXPECT_NE(words.find("cannot write"), std::string::npos) << words;
-    EXPECT_NE(words.find("5-1-1: File too large"), std::string::npos) << words;
-    expectNothingLeft(parent.path());
 }
 
 static std::string problemWith(const ModelRequest& request) {

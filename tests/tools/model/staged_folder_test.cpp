@@ -68,17 +68,6 @@ TEST(StagedFolder, takesThePlaceOfAnEmptyFolder) {
     EXPECT_EQ(get(parent.path() / "model" / "a"), "1");
 }
 
-TEST(StagedFolder, followsALinkToTheFolderBehindIt) {
-    const TemporaryFolder parent;
-    fs::create_directory(parent.path() / "real");
-    fs::create_directory_symlink(parent.path() / "real", parent.path() / "link");
-    StagedFolder staged(parent.path() / "link");
-    put(staged.path() / "a", "1");
-    staged.commit();
-    EXPECT_TRUE(fs::is_symlink(parent.path() / "link"));
-    EXPECT_EQ(get(parent.path() / "real" / "a"), "1");
-}
-
 TEST(StagedFolder, replacesAFormerFolderWithAllItsFiles) {
     const TemporaryFolder parent;
     fs::create_directory(parent.path() / "model");

@@ -1,0 +1,59 @@
+// Devices in place of files: one without an end, and one that is always full.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "landmark_file.h"
+#include "picture_file.h"
+#include "support/environment.h"
+#include "support/process.h"
+#include "support/temporary_folder.h"
+#include "zomu.h"
+
+TEST(LandmarkFile, endlessFilesAreReported) {
+    LandmarkRecord record;
+    Problem problem = {};
+    EXPECT_FALSE(readLandmarks("/dev/zero", &record, &problem));
+    EXPECT_EQ(std::string(problem.text), "is larger than 1048576 bytes");
+}
+
+TEST(LandmarkFile, fullDiskIsReported) {
+    LandmarkRecord record = {};
+    record.count = ZOMU_LANDMARK_COUNT;
+    Problem problem = {};
+    EXPECT_FALSE(writeLandmarks("/dev/full", &record, &problem));
+    EXPECT_EQ(std::string(problem.text), "cannot be written: No space left on device");
+}
+
+// Small files meet the full disk only when they are closed.
+TEST(PictureFile, fullDiskIsReported) {
+    const std::string start = "cannot be written: ";
+    for (const int side : {2, 200}) {
+        std::vector<std::uint8_t> bytes(static_cast<std::size_t>(3 * side * side), 90);
+        const Picture picture = {side, side, 3 * side, bytes.data()};
+        Problem problem = {};
+        EXPECT_FALSE(writePng("/dev/full", &picture, &problem));
+        EXPECT_EQ(std::string(problem.text).substr(0, start.size()), start);
+        problem = {};
+        EXPECT_FALSE(writeJpeg("/dev/full", &picture, 90, &problem));
+        EXPECT_EQ(std::string(problem.text).substr(0, start.size()), start);
+    }
+}
+
+TEST(CompareFaces, scoreThatCannotBeWrittenIsAFailure) {
+    const TemporaryFolder folder;
+    const std::string path = folder.prefix() + "a.zt";
+    FaceTemplate face = {};
+    face.projection[0] = 3.0F;
+    face.quadraticTerm = 4.0F;
+    face.projectionNorm = 3.0F;
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(&face), sizeof face);
+    const ProcessResult full =
+        runProcess({"sh", "-c", "\"$0\" \"$1\" \"$1\" > /dev/full", COMPARE_FACES_PATH, path},
+                   {{kTemporaryVariable, ZOMU_TEST_MODEL}});
+    EXPECT_EQ(full.exitStatus, 1);
+    EXPECT_EQ(full.err, "compare_faces: standard output: the score could not be written\n");
+}

@@ -1,0 +1,66 @@
+// The threads of the test's own process, and an alarm for the case that they wait for each other.
+#ifndef ZOMU_TESTS_SUPPORT_THREADS_H
+#define ZOMU_TESTS_SUPPORT_THREADS_H
+
+#if defined(_WIN32)
+#include <windows.h>
+// After windows.h, which it needs.
+#include <tlhelp32.h>
+#else
+#include <unistd.h>
+
+#include <filesystem>
+#include <iterator>
+#endif
+
+#include <cstddef>
+
+#if defined(_WIN32)
+
+inline std::ptrdiff_t threadsOfThisProcess() {
+    const HANDLE all = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    THREADENTRY32 thread = {};
+    thread.dwSize = sizeof thread;
+    std::ptrdiff_t count = 0;
+    for (BOOL found = Thread32First(all, &thread); found; found = Thread32Next(all, &thread)) {
+        count += thread.th32OwnerProcessID == GetCurrentProcessId() ? 1 : 0;
+    }
+    CloseHandle(all);
+    return count;
+}
+
+// Ends the process after so many seconds, unless it is gone before.
+class Alarm {
+  public:
+    explicit Alarm(unsigned seconds) {
+        CreateTimerQueueTimer(
+            &timer, nullptr, [](void*, BOOLEAN) { TerminateProcess(GetCurrentProcess(), 142); },
+            nullptr, seconds * 1000, 0, WT_EXECUTEONLYONCE);
+    }
+    ~Alarm() { DeleteTimerQueueTimer(nullptr, timer, INVALID_HANDLE_VALUE); }
+    Alarm(const Alarm&) = delete;
+    Alarm& operator=(const Alarm&) = delete;
+
+  private:
+    HANDLE timer = nullptr;
+};
+
+#else
+
+inline std::ptrdiff_t threadsOfThisProcess() {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
+}
+
+// Ends the process after so many seconds, unless it is gone before.
+class Alarm {
+  public:
+    explicit Alarm(unsigned seconds) { alarm(seconds); }
+    ~Alarm() { alarm(0); }
+    Alarm(const Alarm&) = delete;
+    Alarm& operator=(const Alarm&) = delete;
+};
+
+#endif
+
+#endif
