@@ -3,6 +3,7 @@
 # versions that are installed here, each once, into a cache folder that outlives the build:
 # ${XDG_CACHE_HOME:-$HOME/.cache}/zomu. Prints one folder a line; progress goes to standard error.
 set -euo pipefail
+shopt -s inherit_errexit
 
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/zomu
 mkdir -p "$cache"

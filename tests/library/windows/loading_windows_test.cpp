@@ -25,12 +25,7 @@ INSTANTIATE_TEST_SUITE_P(
         SearchCase{"tempSecond", {{"TEMP", "C:\\no\\2"}}, "C:\\no\\2"},
         SearchCase{"finalBackslashStaysSingle", {{"TMP", "C:\\T\\"}}, "C:\\T"},
         SearchCase{"root", {{"TMP", "C:\\"}}, "C:"},
-        SearchCase{"notAscii",
-                   {{"TMP",
-                     "C:\\no\\J\xFC"
-                     "rgen"}},
-                   "C:\\no\\J\xFC"
-                   "rgen"},
+        SearchCase{"notAscii", {{"TMP", "C:\\no\\J\xFCrgen"}}, "C:\\no\\J\xFCrgen"},
         SearchCase{"blanks", {{"TMP", "C:\\no where"}}, "C:\\no where"},
         SearchCase{"percentSigns", {{"TMP", "C:\\no\\%s%n%d"}}, "C:\\no\\%s%n%d"}),
     [](const auto& test) { return test.param.name; });
