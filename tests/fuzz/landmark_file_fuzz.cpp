@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 
+#include "fuzz/fuzz_problem.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
 #include "reference/reference_tables.h"
@@ -43,12 +44,6 @@ void checkWayBack(const LandmarkRecord& record) {
     LandmarkRecord again;
     REQUIRE(readLandmarks(file.path().c_str(), &again, &problem));
     REQUIRE(std::memcmp(&again, &record, sizeof record) == 0);
-}
-
-void checkReason(const Problem& problem) {
-    const std::string text(problem.text, strnlen(problem.text, sizeof problem.text));
-    REQUIRE(!text.empty() && text.size() < sizeof problem.text);
-    REQUIRE(text.find('\n') == std::string::npos);
 }
 
 }  // namespace

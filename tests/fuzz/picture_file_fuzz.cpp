@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 
+#include "fuzz/fuzz_problem.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
 
@@ -46,9 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             checkWayBack(picture);
         }
     } else {
-        const std::string text(problem.text, strnlen(problem.text, sizeof problem.text));
-        REQUIRE(!text.empty() && text.size() < sizeof problem.text);
-        REQUIRE(text.find('\n') == std::string::npos);
+        checkReason(problem);
         REQUIRE(picture.pixels == nullptr && picture.width == 0 && picture.height == 0);
     }
     freePicture(&picture);

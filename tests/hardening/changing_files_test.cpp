@@ -18,6 +18,7 @@
 #include "hardening/captured_output.h"
 #include "hardening/same_templates.h"
 #include "hardening/sweep_form.h"
+#include "hardening/tables_from.h"
 #include "library/host/scene.h"
 #include "model/model_files.h"
 #include "service/model_tables.h"
@@ -43,14 +44,7 @@ class ChangingFiles : public testing::Test {
                 contents.push_back(readFile(good + file.name));
             }
         }
-        const std::string former = std::getenv("TMPDIR") == nullptr ? "" : std::getenv("TMPDIR");
-        setenv("TMPDIR", folder.prefix().c_str(), 1);
-        attachLibrary();
-        if (former.empty()) {
-            unsetenv("TMPDIR");
-        } else {
-            setenv("TMPDIR", former.c_str(), 1);
-        }
+        loadTablesFrom(folder.prefix());
     }
 
     FaceTemplate extract(ZomuContext* context) const {

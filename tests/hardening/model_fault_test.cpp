@@ -19,6 +19,7 @@
 #include "hardening/model_fault.h"
 #include "hardening/same_templates.h"
 #include "hardening/sweep_form.h"
+#include "hardening/tables_from.h"
 #include "library/host/scene.h"
 #include "service/model_tables.h"
 
@@ -63,15 +64,7 @@ class ModelFaults {
         std::memset(featureMean, 0, sizeof featureMean);
         std::memset(projectionA, 0, sizeof projectionA);
         std::memset(projectionB, 0, sizeof projectionB);
-        const char* former = std::getenv("TMPDIR");
-        const std::string kept = former == nullptr ? "" : former;
-        setenv("TMPDIR", model.temporaryDirectory().c_str(), 1);
-        attachLibrary();
-        if (former == nullptr) {
-            unsetenv("TMPDIR");
-        } else {
-            setenv("TMPDIR", kept.c_str(), 1);
-        }
+        loadTablesFrom(model.temporaryDirectory());
     }
 
     FaceTemplate extract(ZomuContext* context) const {

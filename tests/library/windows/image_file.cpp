@@ -33,7 +33,7 @@ ImageFile::ImageFile(const std::string& path) : bytes(readFile(path)) {
 Exports ImageFile::exports() const {
     const std::size_t at = directory(kExportDirectory);
     Exports result;
-    result.libraryName = textAt(offsetOf(wordAt(at + 12)));
+    result.dllName = textAt(offsetOf(wordAt(at + 12)));
     result.firstOrdinal = wordAt(at + 16);
     const std::uint32_t count = wordAt(at + 20);
     result.nameCount = wordAt(at + 24);

@@ -7,7 +7,7 @@
 #include <vector>
 
 struct Exports {
-    std::string libraryName;
+    std::string dllName;
     std::uint32_t firstOrdinal = 0;
     std::vector<std::uint32_t> addresses;  // of the ordinals from the first on; 0: not exported
     std::uint32_t nameCount = 0;

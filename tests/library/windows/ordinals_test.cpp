@@ -13,7 +13,7 @@
 
 TEST(Ordinals, areOneToFourWithoutAName) {
     const Exports exports = ImageFile(ZOMU_LIBRARY).exports();
-    EXPECT_EQ(exports.libraryName, "ZOMU.dll");
+    EXPECT_EQ(exports.dllName, "ZOMU.dll");
     EXPECT_EQ(exports.firstOrdinal, 1U);
     EXPECT_EQ(exports.addresses.size(), 4U);
     for (const std::uint32_t address : exports.addresses) {
@@ -25,7 +25,7 @@ TEST(Ordinals, areOneToFourWithoutAName) {
 // The reader would see a name if there was one.
 TEST(Ordinals, readerSeesTheNamesOfASystemLibrary) {
     const Exports exports = ImageFile("C:\\windows\\system32\\kernel32.dll").exports();
-    EXPECT_EQ(exports.libraryName, "KERNEL32.dll");
+    EXPECT_EQ(exports.dllName, "KERNEL32.dll");
     EXPECT_GT(exports.nameCount, 1000U);
 }
 
