@@ -11,6 +11,7 @@ packages=(
     libcairo2-dev libcli11-dev libpng-dev libturbojpeg0-dev fonts-dejavu-core
     # Tests
     libgtest-dev locales
+    libopenblas0-pthread        # the BLAS of a host that the library is tested beside
     clang clang-tidy libomp-dev # the same floats from a second compiler; lint
     gcovr python3               # coverage; the mutation check
     libbenchmark-dev valgrind   # benchmarks; counts of instructions
