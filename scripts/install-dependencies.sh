@@ -13,6 +13,7 @@ packages=(
     libcairo2-dev libcli11-dev libpng-dev libturbojpeg0-dev fonts-dejavu-core
     # Tests
     libgtest-dev locales
+    libopenblas0-pthread        # the BLAS of a host that the library is tested beside
     clang clang-tidy libomp-dev # the same floats from a second compiler; lint
     cppcheck                    # static analysis
     libclang-rt-14-dev          # clang's sanitizers and libFuzzer

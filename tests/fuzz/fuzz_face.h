@@ -76,12 +76,11 @@ class FuzzRecord {
         view.x = static_cast<double>(input.uniform(-100, 200));
         view.y = static_cast<double>(input.uniform(-100, 200));
         const LandmarkRecord face = projectFace(view);
-        entries.assign(face.entries, face.entries + face.count);
 
         const std::uint8_t kind = input.byte();
-        if ((kind & 1U) != 0) {
-            const LandmarkRecord reduced = withoutSidesOfHead(face);
-            entries.assign(reduced.entries, reduced.entries + reduced.count);
+        const LandmarkRecord start = (kind & 1U) != 0 ? withoutSidesOfHead(face) : face;
+        for (int i = 0; i < start.count; ++i) {
+            entries.push_back(start.entries[i]);
         }
         for (int changes = input.between(0, 40); changes > 0 && !input.isEmpty(); --changes) {
             change(input);

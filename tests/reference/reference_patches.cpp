@@ -336,70 +336,88 @@ ReferenceBytes referenceGrey(const std::uint8_t* image, int width, int height, i
     return grey;
 }
 
+void referencePixel(const std::uint8_t* image, int channels, int width, int height, int stride,
+                    const ReferenceAlignment& alignment, int X, int Y, std::uint8_t* bytes) {
+    const float A = alignment.A, B = alignment.B, C = alignment.C, E = alignment.E;
+    const float fX = static_cast<float>(X);
+    const float fY = static_cast<float>(Y);
+    const float sx = ((fX * A) - (fY * B)) + C;
+    const float sy = ((fX * B) + (fY * A)) + E;
+    const std::int32_t ix = referenceTrunc(sx);
+    const std::int32_t iy = referenceTrunc(sy);
+    const float fx = sx - static_cast<float>(ix);
+    const float fy = sy - static_cast<float>(iy);
+    const int cx = clamp(ix, width - 2);
+    const int cy = clamp(iy, height - 2);
+    const float wTR = (1.0F - fy) * fx;
+    const float wTL = (1.0F - fx) * (1.0F - fy);
+    const float wBL = (1.0F - fx) * fy;
+    const float wBR = fy * fx;
+    for (int channel = 0; channel < channels; ++channel) {
+        const std::ptrdiff_t left = static_cast<std::ptrdiff_t>(channels) * cx + channel;
+        const std::ptrdiff_t right = left + channels;
+        const float pTL = static_cast<float>(rowOf(image, stride, cy)[left]);
+        const float pTR = static_cast<float>(rowOf(image, stride, cy)[right]);
+        const float pBL = static_cast<float>(rowOf(image, stride, cy + 1)[left]);
+        const float pBR = static_cast<float>(rowOf(image, stride, cy + 1)[right]);
+        const float v = ((((wTR * pTR) + (wTL * pTL)) + (wBL * pBL)) + (wBR * pBR)) + 0.5F;
+        const auto low = static_cast<std::uint32_t>(referenceTrunc(v)) & 255U;
+        bytes[channel] = static_cast<std::uint8_t>(low);
+    }
+}
+
 ReferenceBytes referenceWarp(const std::uint8_t* image, int channels, int width, int height,
                              int stride, const ReferenceAlignment& alignment) {
-    const float A = alignment.A, B = alignment.B, C = alignment.C, E = alignment.E;
     ReferenceBytes canvas(static_cast<std::size_t>(160 * 160 * channels));
-    std::size_t written = 0;
     for (int Y = 0; Y < 160; ++Y) {
         for (int X = 0; X < 160; ++X) {
-            const float fX = static_cast<float>(X);
-            const float fY = static_cast<float>(Y);
-            const float sx = ((fX * A) - (fY * B)) + C;
-            const float sy = ((fX * B) + (fY * A)) + E;
-            const std::int32_t ix = referenceTrunc(sx);
-            const std::int32_t iy = referenceTrunc(sy);
-            const float fx = sx - static_cast<float>(ix);
-            const float fy = sy - static_cast<float>(iy);
-            const int cx = clamp(ix, width - 2);
-            const int cy = clamp(iy, height - 2);
-            const float wTR = (1.0F - fy) * fx;
-            const float wTL = (1.0F - fx) * (1.0F - fy);
-            const float wBL = (1.0F - fx) * fy;
-            const float wBR = fy * fx;
-            for (int channel = 0; channel < channels; ++channel) {
-                const std::ptrdiff_t left = static_cast<std::ptrdiff_t>(channels) * cx + channel;
-                const std::ptrdiff_t right = left + channels;
-                const float pTL = static_cast<float>(rowOf(image, stride, cy)[left]);
-                const float pTR = static_cast<float>(rowOf(image, stride, cy)[right]);
-                const float pBL = static_cast<float>(rowOf(image, stride, cy + 1)[left]);
-                const float pBR = static_cast<float>(rowOf(image, stride, cy + 1)[right]);
-                const float v = ((((wTR * pTR) + (wTL * pTL)) + (wBL * pBL)) + (wBR * pBR)) + 0.5F;
-                const auto low = static_cast<std::uint32_t>(referenceTrunc(v)) & 255U;
-                canvas[written++] = static_cast<std::uint8_t>(low);
-            }
+            const auto at = static_cast<std::size_t>((160 * Y + X) * channels);
+            referencePixel(image, channels, width, height, stride, alignment, X, Y, &canvas[at]);
         }
     }
     return canvas;
+}
+
+int referenceCropRow(int patch, float py, int r) {
+    const ReferencePatch& layout = kReferencePatches[patch];
+    const float shift = static_cast<float>(layout.canonicalEyeSpan) * layout.shiftFactor;
+    const float i = static_cast<float>(r - layout.size / 2);
+    return clamp(referenceTrunc(((i + py) + shift) + 0.5F), 159);
+}
+
+int referenceCropColumn(int patch, float px, bool mirrored, int q) {
+    const float j = static_cast<float>(q - kReferencePatches[patch].size / 2);
+    const float across = mirrored ? px - j : j + px;
+    return clamp(referenceTrunc(across + 0.5F), 159);
+}
+
+bool referenceInMargin(int patch, int r, int q) {
+    const ReferencePatch& layout = kReferencePatches[patch];
+    if (layout.sideMargin > 0) {
+        return q < layout.sideMargin || q >= layout.size - layout.sideMargin;
+    }
+    if (layout.capMargin > 0) {
+        return r < layout.capMargin || r >= layout.size - layout.capMargin;
+    }
+    return false;
 }
 
 ReferenceFloats referenceCrop(const ReferenceBytes& canvas, float px, float py, int patch,
                               bool mirrored, const float* mean) {
     const ReferencePatch& layout = kReferencePatches[patch];
     const int size = layout.size;
-    const int h = size / 2;
     const int planes = layout.isColour ? 3 : 1;
-    const float shift = static_cast<float>(layout.canonicalEyeSpan) * layout.shiftFactor;
     ReferenceFloats row;
     for (int plane = 0; plane < planes; ++plane) {
         // Planes run red, green, blue; bytes run blue, green, red.
         const int byte = planes - 1 - plane;
         for (int r = 0; r < size; ++r) {
             for (int q = 0; q < size; ++q) {
-                const float i = static_cast<float>(r - h);
-                const float j = static_cast<float>(q - h);
-                const int canvasRow = clamp(referenceTrunc(((i + py) + shift) + 0.5F), 159);
-                const float across = mirrored ? px - j : j + px;
-                const int canvasColumn = clamp(referenceTrunc(across + 0.5F), 159);
+                const int canvasRow = referenceCropRow(patch, py, r);
+                const int canvasColumn = referenceCropColumn(patch, px, mirrored, q);
                 const int at = (160 * canvasRow + canvasColumn) * planes + byte;
                 const float value = static_cast<float>(canvas[static_cast<std::size_t>(at)]);
-
-                bool inMargin = false;
-                if (layout.sideMargin > 0) {
-                    inMargin = q < layout.sideMargin || q >= size - layout.sideMargin;
-                } else if (layout.capMargin > 0) {
-                    inMargin = r < layout.capMargin || r >= size - layout.capMargin;
-                }
+                const bool inMargin = referenceInMargin(patch, r, q);
                 row.push_back(inMargin ? 0.0F : value - mean[row.size()]);
             }
         }

@@ -49,9 +49,19 @@ std::int32_t referenceTrunc(float value);
 
 ReferenceBytes referenceGrey(const std::uint8_t* image, int width, int height, int stride);
 
-// One canvas of 160 x 160 pixels of `channels` bytes, 1 or 3, from a picture of the same kind.
+// Column X, row Y of a canvas: `channels` bytes, 1 or 3, from a picture of the same kind.
+void referencePixel(const std::uint8_t* image, int channels, int width, int height, int stride,
+                    const ReferenceAlignment& alignment, int X, int Y, std::uint8_t* bytes);
+
+// The whole canvas of 160 x 160 pixels.
 ReferenceBytes referenceWarp(const std::uint8_t* image, int channels, int width, int height,
                              int stride, const ReferenceAlignment& alignment);
+
+// The canvas row that row r of a crop of patch `patch` reads, the column that its column q reads,
+// and whether the value there is cleared.
+int referenceCropRow(int patch, float py, int r);
+int referenceCropColumn(int patch, float px, bool mirrored, int q);
+bool referenceInMargin(int patch, int r, int q);
 
 // One row of patch `patch` around (px, py), 1 or 3 planes by the patch's kind. `mean` is the
 // patch's own mean image.

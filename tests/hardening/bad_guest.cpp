@@ -1,0 +1,100 @@
+// The library's four functions as a guest without manners would write them. BAD_MANNER names the
+// one thing that it does wrong; the tests see whether their hosts notice.
+#include <fcntl.h>
+#include <omp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cfenv>
+#include <clocale>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "zomu.h"
+
+static bool is(const char* manner) {
+    const char* chosen = std::getenv("BAD_MANNER");
+    return chosen != nullptr && std::strcmp(chosen, manner) == 0;
+}
+
+static void handle(int) {}
+
+static void misbehave() {
+    if (is("locale")) {
+        std::setlocale(LC_NUMERIC, "C.UTF-8");
+    } else if (is("rounding")) {
+        std::fesetround(FE_DOWNWARD);
+    } else if (is("signal-handler")) {
+        std::signal(SIGUSR2, handle);
+    } else if (is("environment")) {
+        setenv("ZOMU_BAD_GUEST", "1", 1);
+    } else if (is("working-directory")) {
+        if (chdir("/proc") != 0) {
+            std::abort();
+        }
+    } else if (is("umask")) {
+        umask(0);
+    } else if (is("open-file")) {
+        open("/dev/null", O_RDONLY);
+    } else if (is("buffering")) {
+        std::setvbuf(stdout, nullptr, _IONBF, 0);
+    } else if (is("standard-output")) {
+        std::puts("hello");
+    } else if (is("standard-error")) {
+        std::fputs("hello\n", stderr);
+    } else if (is("thread")) {
+        std::thread([] { pause(); }).detach();
+    } else if (is("random-numbers")) {
+        std::rand();
+    } else if (is("team-size")) {
+        omp_set_num_threads(1);
+    }
+}
+
+ZomuContext* ZomuCreate() {
+    misbehave();
+    return reinterpret_cast<ZomuContext*>(new char);
+}
+
+void ZomuDestroy(ZomuContext* context) {
+    delete reinterpret_cast<char*>(context);
+}
+
+// A template that depends on the picture.
+void ZomuExtractTemplate(ZomuContext*, const std::uint8_t* image, std::int32_t, std::int32_t,
+                         std::int32_t, const LandmarkRecord*, FaceTemplate* templateOut) {
+    if (image == nullptr) {
+        return;
+    }
+    static std::atomic<int> calls = 0;
+    const int call = ++calls;
+    for (float& value : templateOut->projection) {
+        value = static_cast<float>(image[0]);
+    }
+    templateOut->quadraticTerm = 1;
+    templateOut->projectionNorm = 1;
+    usleep(1000);
+    if (is("another-template") && call == 400) {
+        templateOut->projection[499] += 1;
+    }
+    if (is("growing-memory")) {
+        static std::mutex mutex;
+        static std::vector<std::string> kept;
+        const std::lock_guard<std::mutex> lock(mutex);
+        kept.emplace_back(10000, 'x');
+    }
+}
+
+float ZomuCompareTemplates(const FaceTemplate* a, const FaceTemplate* b) {
+    static std::atomic<int> calls = 0;
+    const float wrong = is("another-score") && ++calls == 2000 ? 1.0F : 0.0F;
+    return a->projection[0] + b->projection[0] + wrong;
+}

@@ -1,0 +1,269 @@
+// A host that has a BLAS and an OpenMP team of its own, and opens and closes the library again and
+// again. What goes wrong is one line on standard error.
+//
+//   zomu_blas_host LIBRARY FOLDER CYCLES    FOLDER: where the host's BLAS must have come from
+#include <cblas.h>
+#include <dlfcn.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "hardening/guest_state.h"
+#include "hardening/memory_use.h"
+#include "library/host/library.h"
+#include "library/host/scene.h"
+
+// Of the host's BLAS; its header for the library's own archive declares them alike.
+extern "C" {
+void openblas_set_num_threads(int threads);
+int openblas_get_num_threads();
+}
+
+namespace {
+
+constexpr int kTeam = 3;
+constexpr int kBlasThreads = 2;
+constexpr long kMostGrowth = 2048;  // KB
+
+#if defined(ZOMU_SANITIZED)
+constexpr bool kMemoryIsJudged = false;
+#else
+constexpr bool kMemoryIsJudged = true;
+#endif
+
+std::atomic<int> g_complaints = 0;
+
+void expect(bool isTrue, const char* what, int cycle) {
+    if (!isTrue && ++g_complaints <= 20) {
+        std::fprintf(stderr, "cycle %d: %s\n", cycle, what);
+    }
+}
+
+// What the host keeps for each thread of its team.
+thread_local int g_mark = -1;
+
+// Whole numbers that stay small: any order of the sums gives the same product.
+class Product {
+  public:
+    Product() : a(kRows * kInner), b(kInner * kColumns), expected(kRows * kColumns) {
+        for (int i = 0; i < kRows * kInner; ++i) {
+            a[static_cast<std::size_t>(i)] = static_cast<float>(i * 7 % 11 - 5);
+        }
+        for (int i = 0; i < kInner * kColumns; ++i) {
+            b[static_cast<std::size_t>(i)] = static_cast<float>(i * 5 % 13 - 6);
+        }
+        for (int r = 0; r < kRows; ++r) {
+            for (int c = 0; c < kColumns; ++c) {
+                float sum = 0;
+                for (int k = 0; k < kInner; ++k) {
+                    sum += a[static_cast<std::size_t>(r * kInner + k)] *
+                           b[static_cast<std::size_t>(k * kColumns + c)];
+                }
+                expected[static_cast<std::size_t>(r * kColumns + c)] = sum;
+            }
+        }
+    }
+
+    bool isRight() const {
+        std::vector<float> c(kRows * kColumns, 7);
+        cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, kRows, kColumns, kInner, 1, a.data(),
+                    kInner, b.data(), kColumns, 0, c.data(), kColumns);
+        return c == expected;
+    }
+
+  private:
+    static constexpr int kRows = 150;
+    static constexpr int kColumns = 130;
+    static constexpr int kInner = 170;
+
+    std::vector<float> a;
+    std::vector<float> b;
+    std::vector<float> expected;
+};
+
+// The file that a symbol came from.
+std::string fileOf(void* symbol) {
+    Dl_info info;
+    return dladdr(symbol, &info) != 0 && info.dli_fname != nullptr ? info.dli_fname : "";
+}
+
+struct OpenMpSettings {
+    int maxThreads = omp_get_max_threads();
+    int dynamic = omp_get_dynamic();
+    int levels = omp_get_max_active_levels();
+    int limit = omp_get_thread_limit();
+    int places = omp_get_num_places();
+    omp_proc_bind_t binding = omp_get_proc_bind();
+    omp_sched_t schedule = omp_sched_auto;
+    int chunk = 0;
+
+    OpenMpSettings() { omp_get_schedule(&schedule, &chunk); }
+    bool operator==(const OpenMpSettings&) const = default;
+};
+
+// A team's work: its size, its own variables, its threads' modes, its sum.
+class Team {
+  public:
+    Team() : states(kTeam) {
+#pragma omp parallel
+        {
+            const int number = omp_get_thread_num();
+            g_mark = 100 + number;
+            states[static_cast<std::size_t>(number)] = threadState();
+        }
+    }
+
+    void check(int cycle) const {
+        int size = 0;
+        int differences = 0;
+        long sum = 0;
+#pragma omp parallel reduction(+ : differences, sum)
+        {
+            const int number = omp_get_thread_num();
+#pragma omp single
+            size = omp_get_num_threads();
+            differences += g_mark == 100 + number ? 0 : 1;
+            differences +=
+                reportDifferences("a thread of the host's team",
+                                  states[static_cast<std::size_t>(number)], threadState());
+#pragma omp for schedule(runtime)
+            for (int i = 0; i < 10000; ++i) {
+                sum += i;
+            }
+        }
+        expect(size == kTeam, "the host's team has another size", cycle);
+        expect(differences == 0, "the host's team is not as it was", cycle);
+        expect(sum == 49995000, "the host's team calculates wrongly", cycle);
+    }
+
+  private:
+    std::vector<GuestState> states;
+};
+
+FaceTemplate extract(const Library& library, ZomuContext* context) {
+    const Scene face = scene(0);
+    FaceTemplate result;
+    library.extract(context, face.picture.topRow(), face.picture.width, face.picture.height,
+                    face.picture.stride, &face.record, &result);
+    return result;
+}
+
+bool isFirst(const FaceTemplate& face) {
+    static const FaceTemplate first = face;
+    return std::memcmp(&first, &face, sizeof face) == 0;
+}
+
+// A context for each thread of the host's team.
+void extractInsideTeam(const Library& library, int cycle) {
+    int differences = 0;
+#pragma omp parallel reduction(+ : differences)
+    {
+        ZomuContext* context = library.create();
+        const FaceTemplate face = extract(library, context);
+        library.destroy(context);
+        differences += isFirst(face) ? 0 : 1;
+    }
+    expect(differences == 0, "another template inside the host's team", cycle);
+}
+
+// The host's product and another team of its at work on another thread meanwhile.
+void extractBesideWork(const Library& library, const Product& product, int cycle) {
+    std::atomic<bool> isOver = false;
+    std::atomic<int> wrong = 0;
+    std::thread worker([&] {
+        omp_set_num_threads(kTeam);
+        do {
+            long sum = 0;
+#pragma omp parallel for reduction(+ : sum)
+            for (int i = 0; i < 1000; ++i) {
+                sum += i;
+            }
+            wrong += sum == 499500 && product.isRight() && omp_get_max_threads() == kTeam ? 0 : 1;
+        } while (!isOver);
+    });
+    ZomuContext* context = library.create();
+    const bool isSame = isFirst(extract(library, context));
+    library.destroy(context);
+    isOver = true;
+    worker.join();
+    expect(isSame, "another template beside the host's work", cycle);
+    expect(wrong == 0, "the host's work beside the library went wrong", cycle);
+}
+
+void goThroughCycles(const std::string& path, const std::string& blasFolder, int cycles) {
+    openblas_set_num_threads(kBlasThreads);  // some builds set the team's size with it
+    omp_set_num_threads(kTeam);
+    omp_set_dynamic(0);
+    omp_set_max_active_levels(2);
+    omp_set_schedule(omp_sched_guided, 7);
+    void* const sgemm = dlsym(RTLD_DEFAULT, "cblas_sgemm");
+    expect(fileOf(sgemm).starts_with(blasFolder + "/"), fileOf(sgemm).c_str(), 0);
+    const OpenMpSettings settings;
+    const Product product;
+    const Team team;
+    team.check(0);
+    expect(product.isRight(), "the host's BLAS is wrong from the start", 0);
+    const int blasThreads = openblas_get_num_threads();
+
+    // Contexts come and go on several threads, each with a heap of its own that keeps some memory
+    // back: what the system counts goes up and down by some MB. What is handed out does not.
+    long memory = 0;
+    for (int cycle = 1; cycle <= cycles; ++cycle) {
+        {
+            const Library library(path);
+            expect(fileOf(reinterpret_cast<void*>(library.create)) != fileOf(sgemm),
+                   "the library is the host's BLAS", cycle);
+            FaceTemplate one = {};
+            one.projectionNorm = 1;
+            library.compare(&one, &one);
+            if (cycle % 5 == 1) {
+                ZomuContext* context = library.create();
+                expect(isFirst(extract(library, context)), "another template", cycle);
+                library.destroy(context);
+            }
+            if (cycle % 20 == 2) {
+                extractInsideTeam(library, cycle);
+            }
+            if (cycle % 20 == 3) {
+                extractBesideWork(library, product, cycle);
+            }
+        }
+        expect(dlsym(RTLD_DEFAULT, "cblas_sgemm") == sgemm, "cblas_sgemm is another one", cycle);
+        expect(OpenMpSettings() == settings, "the host's OpenMP settings have changed", cycle);
+        expect(openblas_get_num_threads() == blasThreads, "the host's BLAS has other threads",
+               cycle);
+        expect(product.isRight(), "the host's BLAS is wrong", cycle);
+        team.check(cycle);
+        if (cycle == std::max(cycles / 4, 3)) {
+            memory = heapKilobytes();
+        }
+    }
+    const long growth = heapKilobytes() - memory;
+    if (kMemoryIsJudged && growth > kMostGrowth) {
+        std::fprintf(stderr, "the heap has grown by %ld KB\n", growth);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 4) {
+        std::fputs("usage: zomu_blas_host LIBRARY FOLDER CYCLES\n", stderr);
+        return 2;
+    }
+    try {
+        goThroughCycles(argv[1], argv[2], std::stoi(argv[3]));
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "zomu_blas_host: %s\n", failure.what());
+        return 3;
+    }
+    return 0;
+}
