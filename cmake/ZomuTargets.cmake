@@ -13,9 +13,12 @@ else()
     set(ZOMU_ERROR_FLAG -Werror)
 endif()
 
-# zomu_target(TARGET [NO_TIDY])
+# zomu_target(TARGET [NO_TIDY] [QUICKLY])
+#
+# NO_TIDY   not looked at by clang-tidy
+# QUICKLY   not optimised: for tests, which take longer to compile than to run
 function(zomu_target target)
-    cmake_parse_arguments(ARG "NO_TIDY" "" "" ${ARGN})
+    cmake_parse_arguments(ARG "NO_TIDY;QUICKLY" "" "" ${ARGN})
     target_compile_features(${target} PRIVATE cxx_std_20 c_std_11)
     set_target_properties(${target} PROPERTIES
         C_EXTENSIONS OFF CXX_EXTENSIONS OFF
@@ -26,6 +29,9 @@ function(zomu_target target)
         target_compile_definitions(${target} PRIVATE WIN32_LEAN_AND_MEAN NOMINMAX)
     endif()
     target_compile_options(${target} PRIVATE ${ZOMU_WARNINGS} ${ZOMU_FLOAT_FLAGS})
+    if(ARG_QUICKLY AND NOT MSVC)
+        target_compile_options(${target} PRIVATE -O0)
+    endif()
     if(ZOMU_WARNINGS_AS_ERRORS)
         target_compile_options(${target} PRIVATE ${ZOMU_ERROR_FLAG})
     endif()

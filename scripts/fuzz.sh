@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the fuzz targets with clang and runs them one after another, each from its stored corpus and
-# from what earlier runs found. Prints a line for each target; exit status 1 if any of them crashed.
+# Builds the fuzz targets with clang and runs them, as many at a time as there are processors, each from
+# its stored corpus and from what earlier runs found. Prints a line for each target; exit status 1 if any of them crashed.
 #
 #   scripts/fuzz.sh [--seconds N | --full] [TARGET...]
 #
@@ -87,6 +87,11 @@ fuzz() {
 }
 
 crashed=0
+running=0
+await() {
+    wait -n || crashed=1
+    running=$((running - 1))
+}
 for line in "${targets[@]}"; do
     read -r target length runs <<<"$line"
     if [ ${#chosen[@]} -gt 0 ] && [[ " ${chosen[*]} " != *" $target "* ]]; then
@@ -94,6 +99,9 @@ for line in "${targets[@]}"; do
     fi
     limit=-runs=$runs
     [ -z "$seconds" ] || limit=-max_total_time=$seconds
-    fuzz "$target" "$length" "$limit" || crashed=1
+    [ $running -lt "$(nproc)" ] || await
+    fuzz "$target" "$length" "$limit" &
+    running=$((running + 1))
 done
+while [ $running -gt 0 ]; do await; done
 exit $crashed

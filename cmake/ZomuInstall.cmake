@@ -1,0 +1,99 @@
+# What `cmake --install` puts where, and the packages that CPack makes of it. Everything may be moved
+# as a whole afterwards: the files for CMake and pkg-config find the others from where they lie.
+include(CMakePackageConfigHelpers)
+set(ZOMU_CMAKE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/ZOMU)
+
+# The library, and what programs are built with.
+install(TARGETS ZOMU EXPORT ZOMUTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES include/zomu.h include/zomu.hpp
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(EXPORT ZOMUTargets NAMESPACE ZOMU:: FILE ZOMUConfig.cmake
+    DESTINATION ${ZOMU_CMAKE_FOLDER} COMPONENT development)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/ZOMUConfigVersion.cmake
+    COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ZOMUConfigVersion.cmake
+    DESTINATION ${ZOMU_CMAKE_FOLDER} COMPONENT development)
+if(NOT WIN32)
+    # From the folder of zomu.pc back to the root of the installation.
+    file(RELATIVE_PATH ZOMU_PC_PREFIX
+        /root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /root)
+    string(REGEX REPLACE "/$" "" ZOMU_PC_PREFIX ${ZOMU_PC_PREFIX})
+    configure_file(cmake/zomu.pc.in ${CMAKE_CURRENT_BINARY_DIR}/zomu.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zomu.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()
+
+# The tools, and the example in source.
+if(ZOMU_BUILD_TOOLS)
+    install(TARGETS zomu-model zomu-inspect zomu-variants
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+endif()
+install(DIRECTORY examples/
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzomu-dev/examples COMPONENT development
+    PATTERN CMakeLists.txt EXCLUDE)
+
+# The Python package, where Debian's own interpreter looks for packages.
+install(DIRECTORY python/zomu DESTINATION lib/python3/dist-packages COMPONENT python
+    PATTERN __pycache__ EXCLUDE)
+
+# --- Packages -------------------------------------------------------------------------------------
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME zomu)
+set(CPACK_PACKAGE_VENDOR "The ZOMU authors")
+set(CPACK_PACKAGE_CONTACT "The ZOMU authors <zomu@localhost>")
+set(CPACK_PACKAGE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/packages)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL library development tools python)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+# Permissions that Debian expects, whatever the umask of the one who builds.
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(exactly "(= ${PROJECT_VERSION})")
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libzomu${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "face templates on the CPU
+ A shared library that turns the picture of a face, with landmarks, into a
+ template of 502 floats, and two templates into a score. It needs a folder
+ with trained numbers, which this package does not contain.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzomu-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libzomu${PROJECT_VERSION_MAJOR} ${exactly}")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "face templates on the CPU - development files
+ Headers for C and C++, files for CMake and pkg-config, and an example in C.")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zomu-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "face templates on the CPU - tools
+ Programs that make and check model folders, show what the library sees of a
+ face, and change sample faces.")
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-zomu)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "python3 (>= 3.11), python3-numpy, libzomu${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "face templates on the CPU - Python package
+ Templates and scores from NumPy arrays.")
+
+# Debian wants the licence in a file of this name in each package.
+foreach(pair library:libzomu${PROJECT_VERSION_MAJOR} development:libzomu-dev tools:zomu-tools
+        python:python3-zomu)
+    string(REPLACE : ";" pair ${pair})
+    list(GET pair 0 component)
+    list(GET pair 1 package)
+    install(FILES LICENSE RENAME copyright
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${component})
+endforeach()
+include(CPack)

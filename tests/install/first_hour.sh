@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# The first hour with the packages, in the order in which a newcomer would go. Runs in a system of its
+# own, see scripts/try-packages.sh; every command is shown before its output.
+set -euo pipefail
+show() {
+    printf '\n$ %s\n' "$1"
+    bash -c "set -euo pipefail; $1"
+}
+quietly() {
+    printf '\n$ %s\n' "$1"
+    if ! bash -c "set -euo pipefail; $1" >/work/log 2>&1; then
+        cat /work/log
+        exit 1
+    fi
+    tail -n 1 /work/log
+}
+
+cd /work
+quietly 'apt-get update'
+quietly 'apt-get install --yes --no-install-recommends /packages/*.deb'
+show 'dpkg-query --show "*zomu*"'
+show 'zomu-model make --seed 1 /tmp/~zvplugintmp~ | tail -n 1'
+show 'zomu-model check /tmp/~zvplugintmp~ | tail -n 1'
+
+quietly 'apt-get install --yes --no-install-recommends cmake g++ make pkgconf'
+show 'pkg-config --modversion zomu'
+show 'pkg-config --cflags --libs zomu'
+show 'cc -std=c11 /use/use_zomu.c -o by-hand $(pkg-config --cflags --libs zomu) && ./by-hand'
+show 'cmake -S /use -B by-cmake >log && cmake --build by-cmake >>log && by-cmake/use_zomu && by-cmake/use_zomu_cpp'
+
+quietly 'apt-get install --yes --no-install-recommends libpng-dev libturbojpeg0-dev'
+show 'cc -std=c11 -O2 /usr/share/doc/libzomu-dev/examples/*.c -o compare_faces $(pkg-config --cflags --libs zomu libpng libturbojpeg)'
+show './compare_faces portrait.png portrait.csv portrait.png portrait.csv'
+
+cat >compare.py <<'P'
+import zomu
+
+with zomu.Context() as context:
+    face = context.extract(zomu.read_picture("portrait.png"), "portrait.csv")
+print(f"score {zomu.compare(face, face):.4f}")
+P
+show 'cat compare.py && python3 compare.py'

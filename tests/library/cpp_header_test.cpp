@@ -1,0 +1,149 @@
+// zomu.hpp: owners, views and values around the four functions.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "library/host/scene.h"
+#include "support/temporary_folder.h"
+#include "zomu.hpp"
+
+namespace {
+
+// A template that needs no model: value i is i / 7, the model's name counts.
+ZomuTemplate madeTemplate() {
+    ZomuTemplate made;
+    std::array<float, 502> values = {};
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        values[i] = static_cast<float>(i) / 7;
+    }
+    std::memcpy(&made.face, values.data(), sizeof made.face);
+    for (std::size_t i = 0; i < made.model.size(); ++i) {
+        made.model[i] = static_cast<std::uint8_t>(i);
+    }
+    return made;
+}
+
+std::string bytesOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string refusal(const std::filesystem::path& path) {
+    try {
+        ZomuTemplate::load(path);
+    } catch (const std::runtime_error& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+ZomuPixels viewOf(const Picture& picture) {
+    return {picture.topRow(), picture.width, picture.height, picture.stride};
+}
+
+}  // namespace
+
+TEST(CppHeader, extractsTheBitsOfTheCFunctions) {
+    const Scene face = scene(0);
+    FaceTemplate expected;
+    ZomuContext* context = ZomuCreate();
+    ZomuExtractTemplate(context, face.picture.topRow(), face.picture.width, face.picture.height,
+                        face.picture.stride, &face.record, &expected);
+    ZomuDestroy(context);
+
+    ZomuExtractor extractor;
+    const ZomuTemplate result = extractor.extract(viewOf(face.picture), face.record);
+    ASSERT_TRUE(result.isUsable());
+    EXPECT_EQ(std::memcmp(&result.face, &expected, sizeof expected), 0);
+    EXPECT_EQ(result.scoreAgainst(result), ZomuCompareTemplates(&expected, &expected));
+}
+
+TEST(CppHeader, anExtractorMayBeMoved) {
+    const Scene face = scene(0);
+    ZomuExtractor first;
+    const ZomuTemplate expected = first.extract(viewOf(face.picture), face.record);
+    ZomuExtractor second = std::move(first);
+    EXPECT_EQ(second.extract(viewOf(face.picture), face.record), expected);
+    // NOLINTNEXTLINE(bugprone-use-after-move): what is left computes nothing
+    EXPECT_FALSE(first.extract(viewOf(face.picture), face.record).isUsable());
+}
+
+TEST(CppHeader, whatTheLibraryRefusesIsNotUsable) {
+    const Scene face = scene(0);
+    ZomuExtractor extractor;
+    EXPECT_FALSE(extractor.extract(ZomuPixels{}, face.record).isUsable());
+}
+
+TEST(CppHeader, eachValueDecidesWhetherATemplateIsUsable) {
+    EXPECT_TRUE(madeTemplate().isUsable());
+    for (const std::size_t place : {0U, 499U, 500U, 501U}) {
+        ZomuTemplate broken = madeTemplate();
+        const float infinite = std::numeric_limits<float>::infinity();
+        std::memcpy(reinterpret_cast<char*>(&broken.face) + 4 * place, &infinite, 4);
+        EXPECT_FALSE(broken.isUsable()) << place;
+    }
+}
+
+TEST(CppHeader, equalMeansTheSameBitsOfTheSameModel) {
+    ZomuTemplate other = madeTemplate();
+    EXPECT_TRUE(other == madeTemplate());
+    other.face.projection[0] = -0.0F;
+    EXPECT_TRUE(other != madeTemplate()) << "-0 has other bits than 0";
+    other = madeTemplate();
+    other.model[31] ^= 1;
+    EXPECT_TRUE(other != madeTemplate());
+}
+
+TEST(CppHeader, savesWhatItLoads) {
+    const TemporaryFolder folder;
+    const auto path = folder.path() / "face.zomu";
+    madeTemplate().save(path);
+    EXPECT_EQ(ZomuTemplate::load(path), madeTemplate());
+
+    const std::string bytes = bytesOf(path);
+    ASSERT_EQ(bytes.size(), 2048U);
+    EXPECT_EQ(bytes.substr(0, 8), "ZOMUTPL1");
+    EXPECT_EQ(bytes[39], 31);
+    EXPECT_EQ(bytes.substr(44, 4), std::string("\x25\x49\x12\x3e")) << "1/7, the low byte first";
+}
+
+TEST(CppHeader, refusesFilesThatAreNoTemplates) {
+    const TemporaryFolder folder;
+    const auto path = folder.path() / "face.zomu";
+    EXPECT_EQ(refusal(path), path.string() + ": cannot be opened");
+    madeTemplate().save(path);
+    const std::string good = bytesOf(path);
+    for (const std::string& bytes :
+         {std::string(), good.substr(0, 2047), good + "x", "z" + good.substr(1)}) {
+        std::ofstream(path, std::ios::binary) << bytes;
+        EXPECT_EQ(refusal(path), path.string() + ": not a template file") << bytes.size();
+    }
+    std::ofstream(path, std::ios::binary) << good.substr(0, 2044) << std::string("\0\0\xc0\x7f", 4);
+    EXPECT_EQ(refusal(path), path.string() + ": holds values that are not finite");
+}
+
+TEST(CppHeader, doesNotSaveWhatIsNotUsable) {
+    const TemporaryFolder folder;
+    ZomuTemplate broken = madeTemplate();
+    broken.face.projectionNorm = std::nanf("");
+    EXPECT_THROW(broken.save(folder.path() / "face.zomu"), std::invalid_argument);
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "face.zomu"));
+    EXPECT_THROW(madeTemplate().save(folder.path() / "nowhere" / "face.zomu"), std::runtime_error);
+}
+
+TEST(CppHeader, doesNotScoreTemplatesOfTwoModels) {
+    ZomuTemplate other = madeTemplate();
+    EXPECT_FALSE(std::isnan(other.scoreAgainst(madeTemplate())));
+    other.model[0] ^= 1;
+    EXPECT_THROW(other.scoreAgainst(madeTemplate()), std::invalid_argument);
+}
