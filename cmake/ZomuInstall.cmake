@@ -29,7 +29,7 @@ endif()
 
 # The tools, and the example in source.
 if(ZOMU_BUILD_TOOLS)
-    install(TARGETS zomu-model zomu-inspect zomu-variants
+    install(TARGETS zomu-model zomu-template zomu-inspect zomu-variants
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()
 install(DIRECTORY examples/
@@ -76,8 +76,8 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zomu-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "face templates on the CPU - tools
- Programs that make and check model folders, show what the library sees of a
- face, and change sample faces.")
+ Programs that make and check model folders, keep templates with their model,
+ show what the library sees of a face, and change sample faces.")
 
 set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-zomu)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)

@@ -76,7 +76,7 @@ struct ZomuTemplate {
         file.read(bytes.data(), bytes.size());
         if (file.gcount() != static_cast<std::streamsize>(kFileSize) ||
             std::memcmp(bytes.data(), kMark, kMarkSize) != 0) {
-            throw std::runtime_error(path.string() + ": not a template file");
+            throw std::runtime_error(path.string() + ": is no template file");
         }
         ZomuTemplate loaded;
         std::memcpy(loaded.model.data(), &bytes[kMarkSize], loaded.model.size());

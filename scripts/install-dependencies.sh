@@ -10,7 +10,7 @@ packages=(
     cmake g++ make ninja-build pkgconf
     libopenblas-openmp-dev # the static archive of the OpenMP build; no other build will do
     # Tools, examples and the demo
-    libcairo2-dev libcli11-dev libpng-dev libturbojpeg0-dev fonts-dejavu-core
+    libcairo2-dev libcli11-dev libpng-dev libssl-dev libturbojpeg0-dev fonts-dejavu-core
     # Tests
     libgtest-dev locales
     libopenblas0-pthread        # the BLAS of a host that the library is tested beside
@@ -18,6 +18,9 @@ packages=(
     cppcheck                    # static analysis
     libclang-rt-14-dev          # clang's sanitizers and libFuzzer
     gcovr python3               # coverage; the mutation check
+    python3-numpy python3-opencv python3-pip python3-setuptools python3-wheel mypy # the Python package
+    chromium chromium-driver python3-selenium # the landmark editor
+    graphviz mkdocs mkdocs-material           # the documentation site
     libbenchmark-dev valgrind   # benchmarks; counts of instructions
     "$@"
 )

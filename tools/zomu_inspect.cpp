@@ -1,8 +1,10 @@
 // zomu-inspect: shows as pictures what the library makes of a face before the networks run.
+#include <cstdio>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 
+#include "sheets/landmark_check.h"
 #include "sheets/landmark_sheet.h"
 #include "sheets/patch_sheet.h"
 #include "tool_main.h"
@@ -14,6 +16,10 @@ void inspect(const std::string& picturePath, const std::string& landmarkPath,
     const FacePicture face = loadFacePicture(picturePath, landmarkPath);
     if (face.picture.width < 2 || face.picture.height < 2) {
         throw std::runtime_error(picturePath + ": is smaller than 2 x 2 pixels");
+    }
+    const std::string doubt = doubtAboutLandmarks(face.landmarks);
+    if (!doubt.empty()) {
+        std::fprintf(stderr, "zomu-inspect: warning: %s\n", doubt.c_str());
     }
     createFolder(folder.string());
     const std::string name = std::filesystem::path(picturePath).filename().string();

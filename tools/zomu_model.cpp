@@ -1,4 +1,4 @@
-// zomu-model: makes, checks and lists the files of a model folder.
+// zomu-model: makes, checks, lists and names the files of a model folder.
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
@@ -12,6 +12,7 @@
 
 #include "model/model_check.h"
 #include "model/model_files.h"
+#include "model/model_fingerprint.h"
 #include "model/model_maker.h"
 #include "model/progress_bar.h"
 
@@ -99,6 +100,10 @@ void list() {
     std::printf("%zu files, %lld bytes\n", files.size(), static_cast<long long>(total));
 }
 
+void printFingerprint(const std::string& folder) {
+    std::printf("%s\n", hexadecimal(modelFingerprint(folder)).c_str());
+}
+
 // A full disk behind a redirected standard output shows only here.
 void flushOutput() {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
@@ -162,6 +167,9 @@ int run(int argc, char** argv) {
     const CLI::App* makeCommand = addMake(app, arguments);
     CLI::App* checkCommand = app.add_subcommand("check", "Say what is wrong with a model folder");
     checkCommand->add_option("DIR", arguments.folder, "The folder")->required();
+    CLI::App* fingerprintCommand = app.add_subcommand(
+        "fingerprint", "Print the SHA-256 of all files, which tells one model from another");
+    fingerprintCommand->add_option("DIR", arguments.folder, "The folder")->required();
     const CLI::App* listCommand =
         app.add_subcommand("list", "Print all files with shapes and sizes");
     try {
@@ -179,6 +187,8 @@ int run(int argc, char** argv) {
         make(arguments.request);
     } else if (checkCommand->parsed()) {
         check(arguments.folder);
+    } else if (fingerprintCommand->parsed()) {
+        printFingerprint(arguments.folder);
     } else if (listCommand->parsed()) {
         list();
     }

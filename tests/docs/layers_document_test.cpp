@@ -1,5 +1,6 @@
 // docs/layers.md has one row for each keyword that selects a layer, a pool or a neuron, in the
-// order of the registries, and each row names tests that select the keyword.
+// order of the registries, and each row names tests that select the keyword. Its example is a
+// network.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -10,6 +11,9 @@
 
 #include "layers/layer_kinds.h"
 #include "layers/neuron.h"
+#include "support/model_folder.h"
+#include "support/nets.h"
+#include "support/temporary_folder.h"
 
 namespace {
 
@@ -96,5 +100,31 @@ TEST(LayersDocument, hasARowForEachNeuron) {
 TEST(LayersDocument, namesTestsThatSelectEachKeyword) {
     for (const char* key : {"type", "pool", "neuron"}) {
         expectTestsFor(key);
+    }
+}
+
+// Filters that take one pixel each, its right neighbour's negative and a bias: edges, of which relu
+// keeps the positive ones.
+TEST(LayersDocument, hasAnExampleThatRuns) {
+    const std::string document = contentsOf(kDocuments + "layers.md");
+    const std::string fence = "\n```ini\n";
+    const std::size_t start = document.find(fence) + fence.size();
+    const std::string text = document.substr(start, document.find("```", start) - start);
+    const TemporaryFolder folder;
+    writeWeightFile(folder.prefix() + "w", 9, 2,
+                    {0, 0, 0, 0, 0, 0, 0, 0, 1, 0, -1, 0, 0, 0, 0, 0, 0, 0});
+    writeWeightFile(folder.prefix() + "b", 2, 1, {1, 5});
+    const auto net = buildNet(text, folder.prefix());
+    Matrix picture(1, 64);
+    for (std::int32_t i = 0; i < 64; ++i) {
+        picture.data[i] = static_cast<float>(i * i % 11);
+    }
+    const Matrix& edges = *runNet(*net, {&picture});
+    ASSERT_EQ(edges.numCols, 2 * 36);
+    for (std::int32_t i = 0; i < 36; ++i) {
+        const std::int32_t middle = (i / 6 + 1) * 8 + i % 6 + 1;
+        const float edge = picture.data[middle] - picture.data[middle + 1] + 1.0F;
+        EXPECT_EQ(edges.data[i], edge > 0.0F ? edge : 0.0F) << i;
+        EXPECT_EQ(edges.data[36 + i], 5.0F) << i;
     }
 }

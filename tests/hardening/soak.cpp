@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -26,6 +27,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Owned = std::unique_ptr<ZomuContext, decltype(&ZomuDestroy)>;
 using Seconds = std::chrono::duration<double>;
 
 constexpr std::size_t kSceneCount = 4;
@@ -137,9 +139,9 @@ class Workers {
 
 bool soak(const std::string& path, long seconds) {
     const Library library(path);
-    ZomuContext* a = library.create();
-    ZomuContext* b = library.create();
-    const First first = firstResults(library, a);
+    const Owned a(library.create(), library.destroy);
+    const Owned b(library.create(), library.destroy);
+    const First first = firstResults(library, a.get());
 
     const long interval = seconds < 60 ? 1 : 60;
     long baseline = 0;
@@ -149,7 +151,7 @@ bool soak(const std::string& path, long seconds) {
     long differences = 0;
     Clock::time_point start;
     {
-        Workers workers(library, a, b, first);
+        Workers workers(library, a.get(), b.get(), first);
         const Counts& counts = workers.counts;
         workers.warmUp();
         start = Clock::now();
@@ -169,8 +171,6 @@ bool soak(const std::string& path, long seconds) {
         compares = counts.compares;
         differences = counts.differences;
     }
-    library.destroy(a);
-    library.destroy(b);
 
     const bool isFlat = growth <= kMostGrowth || !kMemoryIsJudged;
     const bool isGood = isFlat && differences == 0 && extractions > 0;

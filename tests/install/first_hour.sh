@@ -26,17 +26,25 @@ quietly 'apt-get install --yes --no-install-recommends cmake g++ make pkgconf'
 show 'pkg-config --modversion zomu'
 show 'pkg-config --cflags --libs zomu'
 show 'cc -std=c11 /use/use_zomu.c -o by-hand $(pkg-config --cflags --libs zomu) && ./by-hand'
-show 'cmake -S /use -B by-cmake >log && cmake --build by-cmake >>log && by-cmake/use_zomu && by-cmake/use_zomu_cpp'
+show 'cmake -S /use -B by-cmake >log && cmake --build by-cmake >>log'
+show 'by-cmake/use_zomu && by-cmake/use_zomu_cpp'
 
 quietly 'apt-get install --yes --no-install-recommends libpng-dev libturbojpeg0-dev'
 show 'cc -std=c11 -O2 /usr/share/doc/libzomu-dev/examples/*.c -o compare_faces $(pkg-config --cflags --libs zomu libpng libturbojpeg)'
 show './compare_faces portrait.png portrait.csv portrait.png portrait.csv'
 
+quietly 'apt-get install --yes --no-install-recommends python3-pil'
 cat >compare.py <<'P'
+import numpy
+import PIL.Image
 import zomu
 
+picture = numpy.asarray(PIL.Image.open("portrait.png").convert("RGB"))
 with zomu.Context() as context:
-    face = context.extract(zomu.read_picture("portrait.png"), "portrait.csv")
-print(f"score {zomu.compare(face, face):.4f}")
+    bright = context.extract(picture, "portrait.csv", order="RGB")
+    dark = context.extract(picture // 2, "portrait.csv", order="RGB")
+print(f"score {zomu.compare(bright, dark):.4f}")
 P
 show 'cat compare.py && python3 compare.py'
+show 'zomu-template extract portrait.png portrait.csv face.zomu && zomu-template compare face.zomu face.zomu'
+show 'zomu-inspect portrait.png portrait.csv sheets && ls sheets'

@@ -2,14 +2,16 @@
 # Installs a build into a folder, builds a project against it by each road that hosts take, moves the
 # folder, and does it again: nothing may know where it was.
 #
-#   install_test.sh BUILD_FOLDER
+#   install_test.sh BUILD_FOLDER TMPDIR    a temporary directory with a model, so that nothing is missing
 set -euo pipefail
 build=$1
 project=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/use
 work=$(mktemp -d)
+export TMPDIR=$2
 trap 'rm -rf "$work"' EXIT
-expected='from C 1.1000
-from C++ 1.1000'
+# (2 (3 x 4 + 4 x 3) - (10 + 10)) / (5 x 5) + 1
+expected='from C 2.1200
+from C++ 2.1200'
 
 # use ROOT: the project's programs, by CMake and by pkg-config, against the installation in ROOT
 use() {

@@ -79,6 +79,25 @@ TEST(ZomuModel, makesRandomModelsOfFewFaces) {
     EXPECT_EQ(zomuModel({"check", folder}).exitStatus, 0);
 }
 
+TEST(ZomuModel, fingerprintIsOneLineAndNamesTheFileThatHasNone) {
+    const TemporaryFolder parent;
+    const std::string folder = parent.prefix() + "model";
+    EXPECT_EQ(zomuModel({"make", folder, "--weights", "integer"}).exitStatus, 0);
+    // An integer model of one seed is the same bytes on every machine. Made by sha256sum from the
+    // files one behind the other, in the order of "zomu-model list".
+    const ProcessResult result = zomuModel({"fingerprint", folder});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.out, "caba7674f7713a3fba3ef3dbf6c11291b3609060447e3f982382d28597b94cad\n");
+    EXPECT_EQ(result.err, "");
+
+    const fs::path file = fs::path(folder) / "3-3-1";
+    fs::remove(file);
+    const ProcessResult missing = zomuModel({"fingerprint", folder});
+    EXPECT_EQ(missing.exitStatus, 1);
+    EXPECT_EQ(missing.out, "");
+    EXPECT_EQ(missing.err, "zomu-model: " + file.string() + ": cannot be opened\n");
+}
+
 TEST(ZomuModel, wrongUsageIsOneLineAndStatusTwo) {
     const TemporaryFolder parent;
     const std::string folder = parent.prefix() + "model";
@@ -87,6 +106,7 @@ TEST(ZomuModel, wrongUsageIsOneLineAndStatusTwo) {
         {"bake"},
         {"make"},
         {"check"},
+        {"fingerprint"},
         {"make", folder, "--weights", "heavy"},
         {"make", folder, "--seed", "x"},
         {"make", folder, "--seed", "-1"},

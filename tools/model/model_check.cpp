@@ -1,8 +1,11 @@
 #include "model/model_check.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <fstream>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -25,6 +28,25 @@ void readUpTo(std::ifstream& stream, std::vector<T>& values) {
     stream.read(reinterpret_cast<char*>(values.data()),
                 static_cast<std::streamsize>(values.size() * sizeof(T)));
     values.resize(static_cast<std::size_t>(stream.gcount()) / sizeof(T));
+}
+
+// What stands in place of data where a text was fetched instead of the file: a pointer of a store
+// for large files, or a page that says why not. The empty text where the file begins like data.
+std::string textInstead(std::ifstream& stream) {
+    std::array<char, 512> start{};
+    stream.read(start.data(), static_cast<std::streamsize>(start.size()));
+    const std::string_view text(start.data(), static_cast<std::size_t>(stream.gcount()));
+    stream.clear();
+    stream.seekg(0);
+    const bool readable = std::all_of(text.begin(), text.end(), [](char c) {
+        return (c >= ' ' && c <= '~') || c == '\n' || c == '\r' || c == '\t';
+    });
+    if (text.empty() || !readable) {
+        return "";
+    }
+    return text.starts_with("version ") && text.find("\noid ") != std::string_view::npos
+               ? "a text pointer to a large file instead of the file itself"
+               : "text instead of data";
 }
 
 void checkSize(std::string& faults, std::uintmax_t actual, const ModelFile& file) {
@@ -83,6 +105,10 @@ std::string faultsOf(const fs::path& path, const ModelFile& file) {
     }
     std::string faults;
     checkSize(faults, size, file);
+    const std::string text = faults.empty() ? "" : textInstead(stream);
+    if (!text.empty()) {
+        return faults + "; " + text;
+    }
     checkHeader(faults, stream, file);
     checkValues(faults, stream, file);
     if (stream.bad()) {

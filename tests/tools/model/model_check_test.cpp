@@ -105,6 +105,23 @@ TEST_F(ModelCheck, valuesThatAreNotFinite) {
     EXPECT_EQ(faultsOf(path, kWeights), "");
 }
 
+TEST_F(ModelCheck, textInPlaceOfData) {
+    const auto writeText = [this](const std::string& text) {
+        std::ofstream(path, std::ios::binary) << text;
+    };
+    const std::string pointer =
+        "version https://example.org/large-files/v1\noid sha256:0123\nsize 32\n";
+    writeText(pointer);
+    EXPECT_EQ(faultsOf(path, kWeights), std::to_string(pointer.size()) + " bytes, " +
+                                            std::to_string(pointer.size() - 32) +
+                                            " too many; a text pointer to a large file instead of "
+                                            "the file itself");
+    writeText("<html>404</html>\r\n");
+    EXPECT_EQ(faultsOf(path, kWeights), "18 bytes, 14 too few; text instead of data");
+    writeText("version");
+    EXPECT_EQ(faultsOf(path, kWeights), "7 bytes, 25 too few; text instead of data");
+}
+
 TEST_F(ModelCheck, severalFaultsOfOneFileStandInOneLine) {
     write(kWeights);
     overwrite<std::int32_t>(4, 4);

@@ -1,0 +1,53 @@
+"""ZOMU: face templates on the CPU, and a score for two of them.
+
+>>> import cv2, zomu
+>>> with zomu.Context(model="model") as context:
+...     anna = context.extract(cv2.imread("anna.png"), "anna.csv")
+...     visitor = context.extract(cv2.imread("visitor.jpg"), "visitor.csv")
+>>> zomu.compare(anna, visitor)
+
+Landmarks are pixels of the picture; `zomu.landmark_layouts` makes them of 68, 468 or 478 points.
+"""
+
+from . import landmark_layouts
+from ._library import load
+from ._version import __version__
+from .context import Context
+from .errors import (
+    Error,
+    ImageError,
+    LandmarkError,
+    LandmarkWarning,
+    LibraryError,
+    ModelError,
+    TemplateError,
+)
+from .landmark_check import check_landmarks
+from .landmarks import LANDMARK_IDS, REQUIRED_IDS, as_landmarks, read_landmarks, write_landmarks
+from .model_folder import model_fingerprint
+from .templates import compare, load_template, save_template, template_fingerprint
+
+__all__ = [
+    "Context",
+    "Error",
+    "ImageError",
+    "LANDMARK_IDS",
+    "LandmarkError",
+    "LandmarkWarning",
+    "LibraryError",
+    "ModelError",
+    "REQUIRED_IDS",
+    "TemplateError",
+    "__version__",
+    "as_landmarks",
+    "check_landmarks",
+    "compare",
+    "landmark_layouts",
+    "load",
+    "load_template",
+    "model_fingerprint",
+    "read_landmarks",
+    "save_template",
+    "template_fingerprint",
+    "write_landmarks",
+]

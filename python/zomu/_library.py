@@ -1,0 +1,212 @@
+"""The shared library in this process: found, loaded once, its four functions declared.
+
+The library reads its tables while it is loaded and stays in memory, so that a process has one library
+and one model, settled by whatever loads it first.
+"""
+
+from __future__ import annotations
+
+import atexit
+import ctypes
+import os
+import shutil
+import tempfile
+import threading
+from pathlib import Path
+from typing import Mapping, NamedTuple
+
+from .errors import LibraryError, ModelError
+from .model_folder import (
+    MODEL_NAME,
+    model_fingerprint,
+    require_model,
+    require_short_directory,
+    temporary_directory,
+)
+
+_SONAME = "libZOMU.so.0"
+
+
+class LandmarkEntry(ctypes.Structure):
+    _fields_ = [("id", ctypes.c_int32), ("x", ctypes.c_float), ("y", ctypes.c_float)]
+
+
+class LandmarkRecord(ctypes.Structure):
+    _fields_ = [
+        ("count", ctypes.c_int32),
+        ("reserved", ctypes.c_uint8 * 4),
+        ("entries", LandmarkEntry * 29),
+    ]
+
+
+class Loaded(NamedTuple):
+    """The library of this process and the folder whose tables it has read, None without a model."""
+
+    functions: ctypes.CDLL
+    model: Path | None
+
+
+_lock = threading.Lock()
+_loaded: Loaded | None = None
+_process = 0
+_fingerprint: str | None = None
+
+
+def load(
+    model: str | os.PathLike[str] | None = None,
+    *,
+    library: str | os.PathLike[str] | None = None,
+    without_model: bool = False,
+) -> None:
+    """Loads the library into this process, with a model, for good.
+
+    `Context` and `compare` do it themselves where nobody has. A process has one library and one model:
+    a later call may name the same model again, no other one.
+
+    model          the folder with the 303 files, under any name. Without it the library's own rule
+                   holds: the folder ~zvplugintmp~ of the directory that TMPDIR names (or TMP, TEMP,
+                   TEMPDIR; else /tmp). TMPDIR is set for the moment of the load, so that other threads
+                   should not ask for temporary files just then.
+    library        the file of the library. Without it: what ZOMU_LIBRARY names, else what the system's
+                   loader finds as libZOMU.so.0.
+    without_model  true for processes that only compare. The library then says of 28 tables, on standard
+                   output, that it could not load them.
+    """
+    require(model, library, without_model)
+
+
+def require(
+    model: str | os.PathLike[str] | None = None,
+    library: str | os.PathLike[str] | None = None,
+    without_model: bool = False,
+) -> Loaded:
+    """The library of this process, loaded now if it is not yet."""
+    global _loaded, _process
+    with _lock:
+        if _loaded is None:
+            _loaded = _load_without_model(library) if without_model else _load(model, library)
+            _process = os.getpid()
+        elif os.getpid() != _process:
+            raise LibraryError(
+                "this process was forked from one that had loaded the library, whose threads did not come "
+                "along. Start workers by 'spawn' (multiprocessing.get_context('spawn')), or load the library "
+                "in the workers only"
+            )
+        elif model is not None and not _is_loaded_model(model):
+            raise ModelError(
+                f"this process has loaded the library with the model {_loaded.model or 'of nobody'}, and a "
+                f"process has one model; for {os.fspath(model)} start another process"
+            )
+        return _loaded
+
+
+def fingerprint_of_process() -> str | None:
+    """The fingerprint of the model of this process; None where there is none. Takes a while once."""
+    global _fingerprint
+    if _loaded is None or _loaded.model is None:
+        return None
+    if _fingerprint is None:
+        _fingerprint = model_fingerprint(_loaded.model)
+    return _fingerprint
+
+
+def _is_loaded_model(model: str | os.PathLike[str]) -> bool:
+    assert _loaded is not None
+    return (
+        _loaded.model is not None and Path(model).exists() and Path(model).samefile(_loaded.model)
+    )
+
+
+def _load(model: str | os.PathLike[str] | None, library: str | os.PathLike[str] | None) -> Loaded:
+    if model is None:
+        directory = temporary_directory()
+        require_short_directory(directory)
+        # Absolute, because the library looks there again at every new context.
+        folder = Path(directory, MODEL_NAME).absolute()
+        require_model(folder)
+        return Loaded(
+            _open(library, {} if os.path.isabs(directory) else {"TMPDIR": str(folder.parent)}),
+            folder,
+        )
+    folder = Path(model).absolute()
+    require_model(folder)
+    _refuse_foreign_library(library)
+    return Loaded(_open(library, {"TMPDIR": _directory_with(folder)}), folder)
+
+
+def _load_without_model(library: str | os.PathLike[str] | None) -> Loaded:
+    _refuse_foreign_library(library)
+    return Loaded(_open(library, {"TMPDIR": _private_directory()}), None)
+
+
+def _private_directory() -> str:
+    directory = tempfile.mkdtemp(prefix="zomu-")
+    atexit.register(shutil.rmtree, directory, ignore_errors=True)
+    require_short_directory(directory)
+    return directory
+
+
+def _directory_with(folder: Path) -> str:
+    """A temporary directory in which the library finds a folder under the one name that it knows."""
+    directory = _private_directory()
+    os.symlink(folder, os.path.join(directory, MODEL_NAME), target_is_directory=True)
+    return directory
+
+
+def _name_of(library: str | os.PathLike[str] | None) -> str:
+    return os.fspath(library) if library is not None else os.environ.get("ZOMU_LIBRARY") or _SONAME
+
+
+def _refuse_foreign_library(library: str | os.PathLike[str] | None) -> None:
+    """Another part of the process may have loaded the library, and settled its model with that."""
+    try:
+        ctypes.CDLL(_name_of(library), mode=os.RTLD_NOLOAD)
+    except OSError:
+        return
+    raise LibraryError(
+        "another part of this process has loaded the library already, and its model with it; leave out "
+        "model= to use that one, or load zomu first"
+    )
+
+
+def _open(library: str | os.PathLike[str] | None, variables: Mapping[str, str]) -> ctypes.CDLL:
+    name = _name_of(library)
+    before = {variable: os.environ.get(variable) for variable in variables}
+    os.environ.update(variables)
+    try:
+        functions = ctypes.CDLL(name)
+    except OSError as problem:
+        raise LibraryError(
+            f"the library cannot be loaded: {problem}. Install it (its Debian package, or `cmake --install`), "
+            "or name its file: by the environment variable ZOMU_LIBRARY, or by library=FILE"
+        ) from problem
+    finally:
+        for variable, value in before.items():
+            if value is None:
+                del os.environ[variable]
+            else:
+                os.environ[variable] = value
+    return _declared(functions, name)
+
+
+def _declared(functions: ctypes.CDLL, name: str) -> ctypes.CDLL:
+    try:
+        functions.ZomuCreate.argtypes = ()
+        functions.ZomuCreate.restype = ctypes.c_void_p
+        functions.ZomuExtractTemplate.argtypes = (
+            ctypes.c_void_p,
+            ctypes.c_void_p,
+            ctypes.c_int32,
+            ctypes.c_int32,
+            ctypes.c_int32,
+            ctypes.POINTER(LandmarkRecord),
+            ctypes.c_void_p,
+        )
+        functions.ZomuExtractTemplate.restype = None
+        functions.ZomuCompareTemplates.argtypes = (ctypes.c_void_p, ctypes.c_void_p)
+        functions.ZomuCompareTemplates.restype = ctypes.c_float
+        functions.ZomuDestroy.argtypes = (ctypes.c_void_p,)
+        functions.ZomuDestroy.restype = None
+    except AttributeError as problem:
+        raise LibraryError(f"{name} is not the library: {problem}") from None
+    return functions

@@ -1,0 +1,112 @@
+"""Templates: arrays of 502 float32, their score, and their files.
+
+A file has 2048 bytes: the mark "ZOMUTPL1", the SHA-256 of the model that made the template (32 bytes),
+and the 502 floats, little-endian. `zomu-template` reads and writes the same files.
+"""
+
+from __future__ import annotations
+
+import os
+from typing import Any
+
+import numpy as np
+from numpy.typing import NDArray
+
+from . import _library
+from .errors import ModelError, TemplateError
+
+TEMPLATE_SIZE = 502
+
+_MARK = b"ZOMUTPL1"
+_FINGERPRINT_BYTES = 32
+_FILE_BYTES = len(_MARK) + _FINGERPRINT_BYTES + 4 * TEMPLATE_SIZE
+
+
+def compare(a: NDArray[np.float32], b: NDArray[np.float32]) -> float:
+    """The score of two templates: the larger, the more alike.
+
+    It has no fixed range and is no probability. Both have to come from one model, which the arrays do
+    not tell: files do. TemplateError where the library has no number for them.
+    """
+    first, second = checked_template(a), checked_template(b)
+    try:
+        functions = _library.require().functions
+    except ModelError as problem:
+        raise ModelError(
+            f"{problem}. A process that only compares calls zomu.load(without_model=True) first"
+        ) from None
+    score = float(functions.ZomuCompareTemplates(first.ctypes.data, second.ctypes.data))
+    if not np.isfinite(score):
+        raise TemplateError("there is no score: one of the templates has no length")
+    return score
+
+
+def save_template(
+    path: str | os.PathLike[str], template: NDArray[np.float32], *, fingerprint: str | None = None
+) -> None:
+    """Writes a template with the fingerprint of its model: that of this process unless one is given."""
+    content = checked_template(template).astype("<f4").tobytes()
+    model = fingerprint if fingerprint is not None else _library.fingerprint_of_process()
+    if model is None:
+        raise TemplateError(
+            "no model is loaded that could have made this template; name its fingerprint="
+        )
+    with open(path, "wb") as file:
+        file.write(_MARK + _bytes_of(model) + content)
+
+
+def load_template(
+    path: str | os.PathLike[str], *, fingerprint: str | None = None
+) -> NDArray[np.float32]:
+    """Reads a template that was made with the model `fingerprint`, or with that of this process.
+
+    TemplateError where another model made it: such templates cannot be compared. In a process without
+    a model, and without a fingerprint, any will do.
+    """
+    made_with, template = _read(path)
+    expected = fingerprint if fingerprint is not None else _library.fingerprint_of_process()
+    if expected is not None and _bytes_of(expected) != made_with:
+        raise TemplateError(
+            f"{os.fspath(path)}: made with another model: {made_with.hex()[:16]}..., not {expected[:16]}..."
+        )
+    return template
+
+
+def template_fingerprint(path: str | os.PathLike[str]) -> str:
+    """The fingerprint of the model that made the template of a file."""
+    return _read(path)[0].hex()
+
+
+def checked_template(template: Any) -> NDArray[np.float32]:
+    """The template as a contiguous array; TemplateError where it is none."""
+    if not isinstance(template, np.ndarray) or template.dtype != np.float32:
+        kind = template.dtype if isinstance(template, np.ndarray) else type(template).__name__
+        raise TemplateError(f"a template is an array of float32, not {kind}")
+    if template.shape != (TEMPLATE_SIZE,):
+        raise TemplateError(f"a template has the shape ({TEMPLATE_SIZE},), not {template.shape}")
+    if not np.all(np.isfinite(template)):
+        raise TemplateError("the template holds values that are not finite")
+    return np.ascontiguousarray(template)
+
+
+def _read(path: str | os.PathLike[str]) -> tuple[bytes, NDArray[np.float32]]:
+    with open(path, "rb") as file:
+        content = file.read(_FILE_BYTES + 1)
+    if len(content) != _FILE_BYTES or not content.startswith(_MARK):
+        raise TemplateError(f"{os.fspath(path)}: is no template file")
+    start = len(_MARK) + _FINGERPRINT_BYTES
+    template = np.frombuffer(content, dtype="<f4", offset=start).astype(np.float32)
+    try:
+        return content[len(_MARK) : start], checked_template(template)
+    except TemplateError as problem:
+        raise TemplateError(f"{os.fspath(path)}: {problem}") from None
+
+
+def _bytes_of(fingerprint: str) -> bytes:
+    try:
+        value = bytes.fromhex(fingerprint)
+    except ValueError:
+        value = b""
+    if len(value) != _FINGERPRINT_BYTES:
+        raise TemplateError(f"a fingerprint has 64 hexadecimal digits: {fingerprint!r}")
+    return value

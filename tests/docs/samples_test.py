@@ -1,0 +1,186 @@
+"""The commands and the Python code of the documents do what the documents say.
+
+Blocks of one document run one after another in a scratch copy of the project, made of links. Commands
+that build or test the whole project are looked at only: what they name has to be there. C code is
+compiled by the CMake code beside this file.
+"""
+
+from __future__ import annotations
+
+import json
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+PROJECT = Path(os.environ["ZOMU_TEST_PROJECT"])
+BUILD = Path(os.environ["ZOMU_TEST_BUILD"])
+MODEL = Path(os.environ["ZOMU_TEST_MODEL"])
+
+# Blocks with one of these build the project, test it or want a machine of another kind.
+WHOLE_BUILD = re.compile(r"^\s*(scripts/|cmake |ctest |build/(dev|fuzz)/|sudo )", re.M)
+COMPILED_BY_CMAKE = {"README.md", "docs/landmarks.md"}
+# A network, which the tests of the layers' document build and run; diagrams; what programs print.
+NO_PROGRAMS = {"", "text", "ini", "mermaid"}
+
+FENCE = re.compile(r"^( *)```(\w*)\n(.*?)^\1```$", re.M | re.S)
+
+
+def documents() -> list[Path]:
+    found = (path.relative_to(PROJECT) for path in PROJECT.rglob("*.md"))
+    return sorted(path for path in found if not {"build", ".git"} & set(path.parts))
+
+
+def blocks(document: Path, language: str) -> list[str]:
+    text = (PROJECT / document).read_text()
+    return [
+        re.sub(f"^{m[1]}", "", m[3], flags=re.M) for m in FENCE.finditer(text) if m[2] == language
+    ]
+
+
+class SamplesTest(unittest.TestCase):
+    def setUp(self) -> None:
+        self.root = Path(tempfile.mkdtemp(prefix="zomu-samples-"))
+        self.addCleanup(shutil.rmtree, self.root)
+        for entry in PROJECT.iterdir():
+            if entry.name not in ("build", ".git", "python"):
+                (self.root / entry.name).symlink_to(entry)
+        # Building a wheel writes beside the sources.
+        shutil.copytree(PROJECT / "python", self.root / "python")
+        release = self.root / "build/release"
+        (release / "tools").mkdir(parents=True)
+        for entry in BUILD.iterdir():
+            if entry.name != "tools":
+                (release / entry.name).symlink_to(entry)
+        for entry in (BUILD / "tools").iterdir():
+            if entry.name != "zomu-model":
+                (release / "tools" / entry.name).symlink_to(entry)
+        self.write_quick_model_kit(release / "tools/zomu-model")
+        (self.root / "build/demo").mkdir()
+        (self.root / "build/demo/tmp").symlink_to(MODEL)
+
+    def write_quick_model_kit(self, path: Path) -> None:
+        """A model of 2 faces instead of 200, which takes a second."""
+        path.write_text(
+            "#!/bin/sh\n"
+            f'if [ "$1" = make ]; then exec {BUILD}/tools/zomu-model "$@" --faces 2; fi\n'
+            f'exec {BUILD}/tools/zomu-model "$@"\n'
+        )
+        path.chmod(0o755)
+
+    def run_shell(self, code: str) -> str:
+        kept = {key: value for key, value in os.environ.items() if not key.startswith("ZOMU_")}
+        done = subprocess.run(
+            ["bash", "-euo", "pipefail", "-c", code],
+            cwd=self.root,
+            env={**kept, "PATH": "/usr/bin:/bin", "PYTHONPATH": "", "HOME": str(self.root)},
+            capture_output=True,
+            text=True,
+            timeout=120,
+        )
+        self.assertEqual(done.returncode, 0, f"{code}\n{done.stdout}{done.stderr}")
+        return done.stdout
+
+    def run_document(self, name: str) -> list[str]:
+        """What each block of commands printed that is no whole build."""
+        printed = [self.run_shell(b) for b in blocks(Path(name), "sh") if not WHOLE_BUILD.search(b)]
+        self.assertTrue(printed)
+        return printed
+
+    def test_commands_of_the_readme(self) -> None:
+        (code,) = blocks(Path("README.md"), "c")
+        (self.root / "first.c").write_text(code)
+        (build,) = (block for block in blocks(Path("README.md"), "sh") if block.startswith("cc "))
+        c_score = self.run_shell(build)
+        self.assertRegex(c_score, r"^score -?\d+\.\d{4}\n$")
+
+        self.assertEqual(self.run_document("README.md")[-1].splitlines()[-1], "1")
+
+        self.assertEqual(self.run_python_block("python/README.md"), c_score)
+        # The model of the tests is no made one: a face need not score 1 with itself.
+        self.assertRegex(self.run_python_block("README.md"), r"^\d+\.\d+\n$")
+
+    def run_python_block(self, document: str) -> str:
+        (code,) = blocks(Path(document), "python")
+        (self.root / "sample.py").write_text(code)
+        library = "build/release/src/libZOMU.so"
+        return self.run_shell(
+            f"PYTHONPATH=python ZOMU_LIBRARY={library} /usr/bin/python3 -B sample.py"
+        )
+
+    def test_commands_of_the_landmark_page(self) -> None:
+        for kind in ("png", "csv"):
+            shutil.copyfile(PROJECT / f"examples/data/portrait.{kind}", self.root / f"photo.{kind}")
+        self.run_document("docs/landmarks.md")
+        self.assertTrue((self.root / "sheets/patches.png").exists())
+
+    def test_commands_of_the_model_page(self) -> None:
+        made, fingerprint, by_hand, compared = self.run_document("docs/model-files.md")
+        expected = [line for line in self.console_of_model_page() if line in made.splitlines()]
+        self.assertEqual(len(expected), 2, made)
+        self.assertEqual(fingerprint.split(), by_hand.split()[:1])
+        self.assertEqual(compared, "1\n")
+
+    def console_of_model_page(self) -> list[str]:
+        return blocks(Path("docs/model-files.md"), "")[2].splitlines()
+
+    def test_commands_of_the_python_page(self) -> None:
+        (block,) = blocks(Path("python/README.md"), "sh")
+        install = block.splitlines()[1]
+        self.assertTrue(install.startswith("pip install "))
+        offline = "--no-index --no-build-isolation --quiet --disable-pip-version-check"
+        # As it stands but for the network, and into a folder of its own.
+        block = block.replace("pip wheel", f"pip wheel {offline}")
+        block = block.replace(
+            "pip install", "pip install --no-index --no-deps --quiet --target here"
+        )
+        self.run_shell(f"export PIP_ROOT_USER_ACTION=ignore\n{block}")
+        self.assertTrue((self.root / "here/zomu/py.typed").exists())
+
+    def test_commands_that_build_name_what_is_there(self) -> None:
+        presets = json.loads((PROJECT / "CMakePresets.json").read_text())["configurePresets"]
+        names = {preset["name"] for preset in presets}
+        looked_at = 0
+        for document in documents():
+            for block in blocks(document, "sh"):
+                for script in re.findall(r"(?<![\w/])scripts/[\w-]+\.\w+", block):
+                    self.assertTrue(os.access(PROJECT / script, os.X_OK), f"{document}: {script}")
+                    looked_at += 1
+                for preset in re.findall(r"--preset (\w[\w-]*)", block):
+                    self.assertIn(preset, names, document)
+                    looked_at += 1
+                done = subprocess.run(["bash", "-n"], input=block, capture_output=True, text=True)
+                self.assertEqual(done.returncode, 0, f"{document}: {done.stderr}")
+        self.assertGreater(looked_at, 10)
+
+    def test_no_code_is_left_out(self) -> None:
+        commands = {"README.md", "docs/landmarks.md", "docs/model-files.md", "python/README.md"}
+        for document in documents():
+            name = str(document)
+            languages = {m[2] for m in FENCE.finditer((PROJECT / document).read_text())}
+            for language in languages - NO_PROGRAMS:
+                with self.subTest(f"{name}: {language}"):
+                    if language == "c":
+                        self.assertIn(name, COMPILED_BY_CMAKE)
+                        self.assertEqual(len(blocks(document, "c")), 1)
+                    elif language == "python":
+                        self.assertIn(name, {"README.md", "python/README.md"})
+                        self.assertEqual(len(blocks(document, "python")), 1)
+                    elif language == "sh":
+                        whole = all(WHOLE_BUILD.search(block) for block in blocks(document, "sh"))
+                        self.assertTrue(
+                            whole or name in commands or name == "docs/images/README.md"
+                        )
+                    elif language == "cmake":
+                        (code,) = blocks(Path("README.md"), "cmake")
+                        project = (PROJECT / "tests/install/use/CMakeLists.txt").read_text()
+                        self.assertLessEqual(set(code.splitlines()), set(project.splitlines()))
+                    else:
+                        self.assertIn((name, language), {("CONTRIBUTING.md", "yaml")})
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,115 @@
+"""Templates and their files, which zomu-template shares."""
+
+import tempfile
+import unittest
+from pathlib import Path
+
+import cv2
+import numpy as np
+
+import zomu
+from support import LANDMARKS, MODEL, PICTURE, TOOLS, run, run_python
+
+OTHER = "ab" * 32
+
+
+class TemplateTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls) -> None:
+        with zomu.Context(MODEL) as context:
+            cls.template = context.extract(cv2.imread(str(PICTURE)), LANDMARKS)
+
+    def setUp(self) -> None:
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.path = Path(folder.name, "a.zomu")
+        self.other = Path(folder.name, "b.zomu")
+
+    def test_fingerprint_is_that_of_the_tool(self) -> None:
+        done = run(TOOLS / "zomu-model", "fingerprint", MODEL)
+        self.assertEqual(done.stdout, zomu.model_fingerprint(MODEL) + "\n")
+
+    def test_files_are_those_of_the_tool(self) -> None:
+        zomu.save_template(self.path, self.template)
+        done = run(TOOLS / "zomu-template", "extract", PICTURE, LANDMARKS, self.other)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertEqual(self.path.read_bytes(), self.other.read_bytes())
+        self.assertEqual(self.path.stat().st_size, 2048)
+        done = run(TOOLS / "zomu-template", "compare", self.path, self.other)
+        self.assertEqual(done.stdout, f"{zomu.compare(self.template, self.template):.9g}\n")
+
+    def test_a_file_gives_the_template_back(self) -> None:
+        zomu.save_template(self.path, self.template[::-1])
+        loaded = zomu.load_template(self.path)
+        self.assertEqual(loaded.tobytes(), self.template[::-1].tobytes())
+        self.assertTrue(loaded.flags.writeable)
+        self.assertEqual(zomu.template_fingerprint(self.path), zomu.model_fingerprint(MODEL))
+
+    def test_templates_of_another_model_are_refused(self) -> None:
+        zomu.save_template(self.path, self.template)
+        zomu.save_template(self.other, self.template, fingerprint=OTHER)
+        with self.assertRaisesRegex(zomu.TemplateError, "made with another model: abababab"):
+            zomu.load_template(self.other)
+        with self.assertRaisesRegex(zomu.TemplateError, "made with another model"):
+            zomu.load_template(self.path, fingerprint=OTHER)
+        zomu.load_template(self.other, fingerprint=OTHER)
+        done = run(TOOLS / "zomu-template", "compare", self.path, self.other)
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        self.assertIn("made with two models", done.stderr)
+
+    def test_a_process_without_a_model_takes_any_but_saves_none_unnamed(self) -> None:
+        zomu.save_template(self.other, self.template, fingerprint=OTHER)
+        done = run_python(
+            f"import zomu\na = zomu.load_template({str(self.other)!r})\n"
+            f"zomu.save_template({str(self.path)!r}, a)"
+        )
+        self.assertIn("zomu.errors.TemplateError: no model is loaded", done.stderr)
+        self.assertIn("name its fingerprint=", done.stderr)
+
+    def test_says_what_is_no_template_file(self) -> None:
+        zomu.save_template(self.path, self.template)
+        good = self.path.read_bytes()
+        broken = bytearray(good)
+        broken[40:44] = np.float32("nan").tobytes()
+        cases = [
+            (b"", "no template file"),
+            (good[:-1], "no template file"),
+            (good + b"\0", "no template file"),
+            (self.template.tobytes(), "no template file"),
+            (b"x" + good[1:], "no template file"),
+            (bytes(broken), "not finite"),
+        ]
+        for content, words in cases:
+            self.other.write_bytes(content)
+            with self.subTest(words), self.assertRaisesRegex(zomu.TemplateError, words):
+                zomu.load_template(self.other)
+
+    def test_says_what_cannot_be_compared(self) -> None:
+        hole = self.template.copy()
+        hole[501] = np.nan
+        cases = [
+            (self.template.astype(np.float64), "float32, not float64"),
+            (list(self.template), "not list"),
+            (self.template[:500], r"\(502,\), not \(500,\)"),
+            (hole, "not finite"),
+            (np.zeros(502, dtype=np.float32), "no length"),
+        ]
+        for other, words in cases:
+            with self.subTest(words), self.assertRaisesRegex(zomu.TemplateError, words):
+                zomu.compare(self.template, other)
+
+    def test_strided_templates_score_the_same(self) -> None:
+        spread = np.zeros((502, 2), dtype=np.float32)
+        spread[:, 1] = self.template
+        self.assertEqual(
+            zomu.compare(spread[:, 1], self.template), zomu.compare(self.template, self.template)
+        )
+
+    def test_a_fingerprint_has_64_digits(self) -> None:
+        for text in ("", "ab", "x" * 64):
+            with self.assertRaisesRegex(zomu.TemplateError, "64 hexadecimal digits"):
+                zomu.save_template(self.path, self.template, fingerprint=text)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,94 @@
+#include "model/model_fingerprint.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "model/model_files.h"
+#include "support/temporary_folder.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void putByte(const fs::path& path, std::streamoff offset, char value) {
+    std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
+    stream.seekp(offset);
+    stream.put(value);
+}
+
+// Files of the right sizes, all zero.
+class ModelFingerprint : public testing::Test {
+  protected:
+    ModelFingerprint() {
+        for (const ModelFile& file : listModelFiles()) {
+            std::ofstream(folder.path() / file.name, std::ios::binary);
+            fs::resize_file(folder.path() / file.name,
+                            static_cast<std::uintmax_t>(byteCount(file)));
+        }
+    }
+
+    std::string print() const { return hexadecimal(modelFingerprint(folder.path())); }
+
+    TemporaryFolder folder;
+};
+
+}  // namespace
+
+TEST_F(ModelFingerprint, isTheDigestOfAllFilesInTheirOrder) {
+    std::int64_t total = 0;
+    for (const ModelFile& file : listModelFiles()) {
+        putByte(folder.path() / file.name, 0, static_cast<char>(total % 251));
+        total += byteCount(file);
+    }
+    std::vector<char> all(static_cast<std::size_t>(total));
+    std::int64_t place = 0;
+    for (const ModelFile& file : listModelFiles()) {
+        all[static_cast<std::size_t>(place)] = static_cast<char>(place % 251);
+        place += byteCount(file);
+    }
+    Sha256 hash;
+    hash.update(all.data(), all.size());
+    EXPECT_EQ(print(), hexadecimal(hash.finish()));
+}
+
+TEST_F(ModelFingerprint, changesWithEachFile) {
+    std::string before = print();
+    for (const char* name : {"0-1-0", "6-1", "1-1-1", "5-25-3"}) {
+        putByte(folder.path() / name, 30, 1);
+        const std::string after = print();
+        EXPECT_NE(after, before) << name;
+        before = after;
+    }
+}
+
+TEST_F(ModelFingerprint, heedsNoOtherFiles) {
+    const std::string before = print();
+    std::ofstream(folder.path() / "notes.txt") << "seed 1";
+    EXPECT_EQ(print(), before);
+}
+
+TEST_F(ModelFingerprint, namesTheFileThatIsNotAsItShouldBe) {
+    const auto reason = [this] {
+        try {
+            return print();
+        } catch (const std::runtime_error& problem) {
+            return std::string(problem.what());
+        }
+    };
+    const fs::path file = folder.path() / "5-25-3";
+    fs::resize_file(file, 647);
+    EXPECT_EQ(reason(), file.string() + ": has not the 648 bytes of its kind");
+    fs::resize_file(file, 649);
+    EXPECT_EQ(reason(), file.string() + ": has not the 648 bytes of its kind");
+    fs::remove(file);
+    EXPECT_EQ(reason(), file.string() + ": cannot be opened");
+    fs::create_directory(file);
+    EXPECT_EQ(reason(), file.string() + ": cannot be opened");
+    const fs::path absent = folder.path() / "absent";
+    EXPECT_THROW(modelFingerprint(absent), std::runtime_error);
+}

@@ -1,0 +1,90 @@
+// zomu-template: templates in files that know their model, and scores of two of them.
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "model/model_fingerprint.h"
+#include "service/model_tables.h"
+#include "sheets/face_picture.h"
+#include "sheets/landmark_check.h"
+#include "template/template_file.h"
+#include "tool_main.h"
+
+namespace {
+
+struct Arguments {
+    std::string picture;
+    std::string landmarks;
+    std::string output;
+    std::string first;
+    std::string second;
+};
+
+using Context = std::unique_ptr<ZomuContext, decltype(&ZomuDestroy)>;
+
+// The model is looked for where the library looks for it, and has to be complete.
+void extract(const Arguments& arguments) {
+    const FacePicture face = loadFacePicture(arguments.picture, arguments.landmarks);
+    if (face.picture.width < 2 || face.picture.height < 2) {
+        throw std::runtime_error(arguments.picture + ": is smaller than 2 x 2 pixels");
+    }
+    const std::string doubt = doubtAboutLandmarks(face.landmarks);
+    if (!doubt.empty()) {
+        std::fprintf(stderr, "zomu-template: warning: %s\n", doubt.c_str());
+    }
+    findModelDirectory();
+    StoredTemplate stored{modelFingerprint(modelDir), {}};
+    attachLibrary();
+    const Context context(ZomuCreate(), ZomuDestroy);
+    ZomuExtractTemplate(context.get(), face.picture.pixels.data(), face.picture.width,
+                        face.picture.height, 3 * face.picture.width, &face.landmarks, &stored.face);
+    if (!isFinite(stored.face)) {
+        throw std::runtime_error(std::string(modelDir) +
+                                 ": gives no template; zomu-model check says what is wrong");
+    }
+    saveTemplate(arguments.output, stored);
+}
+
+void compare(const Arguments& arguments) {
+    const StoredTemplate first = loadTemplate(arguments.first);
+    const StoredTemplate second = loadTemplate(arguments.second);
+    if (first.model != second.model) {
+        throw std::runtime_error("made with two models, " + hexadecimal(first.model).substr(0, 16) +
+                                 "... and " + hexadecimal(second.model).substr(0, 16) +
+                                 "...: their templates cannot be compared");
+    }
+    const float score = ZomuCompareTemplates(&first.face, &second.face);
+    if (!std::isfinite(score)) {
+        throw std::runtime_error("no score: one of the templates has no length");
+    }
+    if (std::printf("%.9g\n", static_cast<double>(score)) < 0 || std::fflush(stdout) != 0) {
+        throw std::runtime_error("cannot write to standard output");
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Arguments arguments;
+    const CLI::App* extractCommand = nullptr;
+    return runTool(
+        "zomu-template", "Keeps faces as templates, each with its model, and scores two of them.",
+        argc, argv,
+        [&](CLI::App& app) {
+            app.require_subcommand(1);
+            CLI::App* command = app.add_subcommand("extract", "Write the template of a face");
+            command->add_option("PICTURE", arguments.picture, "PNG or JPEG file")->required();
+            command->add_option("LANDMARKS", arguments.landmarks, "CSV file with id,x,y")
+                ->required();
+            command->add_option("FILE", arguments.output, "the template")->required();
+            extractCommand = command;
+            command = app.add_subcommand(
+                "compare", "Print the score of two templates: the larger, the more alike");
+            command->add_option("FIRST", arguments.first, "a template")->required();
+            command->add_option("SECOND", arguments.second, "a template of the same model")
+                ->required();
+        },
+        [&] { extractCommand->parsed() ? extract(arguments) : compare(arguments); });
+}
