@@ -14,9 +14,9 @@ site=$(realpath --canonicalize-missing "${1:-build/docs}")
 
 scripts/install-dependencies.sh
 pages=$site-pages
-/usr/bin/python3 -B scripts/docs_pages.py "$pages"
+/usr/bin/python3 -B docs/site/pages.py "$pages"
 cat >"$pages.yml" <<CONFIGURATION
-INHERIT: $PWD/scripts/docs.yml
+INHERIT: $PWD/docs/site/site.yml
 docs_dir: $pages
 site_dir: $site
 CONFIGURATION
@@ -24,5 +24,5 @@ if ! /usr/bin/mkdocs build --strict --clean --config-file "$pages.yml" >"$pages.
     grep -E 'WARNING|ERROR|Error' "$pages.log" >&2
     exit 1
 fi
-/usr/bin/python3 -B scripts/check_links.py "$site"
+/usr/bin/python3 -B docs/site/check_links.py "$site"
 echo "The site: $site/index.html (with search: python3 -m http.server --directory $site)"

@@ -1,4 +1,4 @@
-"""scripts/check_links.py sees the links that lead nowhere, and only those."""
+"""docs/site/check_links.py sees the links that lead nowhere, and only those."""
 
 from __future__ import annotations
 
@@ -9,7 +9,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-CHECK = Path(os.environ["ZOMU_TEST_PROJECT"]) / "scripts/check_links.py"
+CHECK = Path(os.environ["ZOMU_TEST_PROJECT"]) / "docs/site/check_links.py"
 
 
 class CheckLinksTest(unittest.TestCase):

@@ -2,7 +2,7 @@
 """Lays out the pages of the documentation site: the Markdown documents, the public headers, and every
 other file or folder that a document links to.
 
-    docs_pages.py OUT
+    pages.py OUT
 
 The pages lie in OUT as their files lie in the project, so that links hold. Links to files that are no
 documents lead to a page that shows the file.
@@ -15,9 +15,9 @@ import re
 import shutil
 from pathlib import Path
 
-from docs_diagrams import drawn
+from diagrams import drawn
 
-ROOT = Path(__file__).resolve().parent.parent
+ROOT = Path(__file__).resolve().parents[2]
 SKIPPED = {"build", ".git", ".cache", "node_modules"}
 PICTURES = {".png", ".jpg", ".svg"}
 LANGUAGES = {
@@ -51,7 +51,7 @@ class Site:
     def build(self) -> None:
         for document in documents():
             self.write(document, self.with_page_links(document))
-        shutil.copyfile(ROOT / "scripts/docs.css", self.out / "docs.css")
+        shutil.copyfile(ROOT / "docs/site/docs.css", self.out / "docs.css")
         for folder in sorted(self.folders):
             self.write(folder / "index.md", self.page_of_folder(folder))
         for file in sorted(self.files):
