@@ -19,7 +19,8 @@ if [ ! -e "$root/complete" ]; then
         cat "$log" >&2
         exit 1
     fi
-    # The package sources of this machine, with whatever it takes to reach them.
+    # The package sources of this machine, with whatever it takes to reach them, and no others.
+    rm -f "$root/etc/apt/sources.list"
     cp -r /etc/apt/. "$root/etc/apt/"
     touch "$root/complete"
 fi

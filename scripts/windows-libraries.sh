@@ -2,9 +2,17 @@
 # Cross-builds the static libraries of the Windows build from Debian's own source packages, in the
 # versions that are installed here, each once, into a cache folder that outlives the build:
 # ${XDG_CACHE_HOME:-$HOME/.cache}/zomu. Prints one folder a line; progress goes to standard error.
+#
+#   scripts/windows-libraries.sh             builds those that the cache lacks
+#   scripts/windows-libraries.sh --cached    builds none: exit status 3 where the cache lacks one
 set -euo pipefail
 shopt -s inherit_errexit
 
+if [ $# -gt 1 ] || { [ $# -eq 1 ] && [ "$1" != --cached ]; }; then
+    echo "Usage: scripts/windows-libraries.sh [--cached]" >&2
+    exit 2
+fi
+only_cached=${1:-}
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/zomu
 mkdir -p "$cache"
 work=$(mktemp --directory "$cache/work.XXXXXX")
@@ -190,6 +198,10 @@ build_cli11() {
 library() {
     local prefix=$cache/$1-$2${3:+-$3}
     if [ ! -d "$prefix" ]; then
+        if [ -n "$only_cached" ]; then
+            echo "The cache lacks $(basename "$prefix")." >&2
+            exit 3
+        fi
         echo "Building $(basename "$prefix") ..." >&2
         rm -rf "$prefix.partial"
         (cd "$work" && "build_$1" "$prefix.partial" "$2")
