@@ -24,11 +24,11 @@ if [ ! -e "$root/complete" ]; then
     cp -r /etc/apt/. "$root/etc/apt/"
     touch "$root/complete"
 fi
-mkdir -p "$root/packages" "$root/use" "$root/work"
-rm -rf "${root:?}/packages/"* "${root:?}/use/"* "${root:?}/work/"*
+mkdir -p "$root/packages" "$root/use" "$root/trial"
+rm -rf "${root:?}/packages/"* "${root:?}/use/"* "${root:?}/trial/"*
 cp build/package/packages/*.deb "$root/packages/"
 cp tests/install/use/* "$root/use/"
-cp examples/data/portrait.png examples/data/portrait.csv "$root/work/"
+cp examples/data/portrait.png examples/data/portrait.csv "$root/trial/"
 cp tests/install/first_hour.sh "$root/first_hour.sh"
 
 mount --bind /proc "$root/proc"

@@ -8,14 +8,14 @@ show() {
 }
 quietly() {
     printf '\n$ %s\n' "$1"
-    if ! bash -c "set -euo pipefail; $1" >/work/log 2>&1; then
-        cat /work/log
+    if ! bash -c "set -euo pipefail; $1" >/trial/log 2>&1; then
+        cat /trial/log
         exit 1
     fi
-    tail -n 1 /work/log
+    tail -n 1 /trial/log
 }
 
-cd /work
+cd /trial
 quietly 'apt-get update'
 quietly 'apt-get install --yes --no-install-recommends /packages/*.deb'
 show 'dpkg-query --show "*zomu*"'
