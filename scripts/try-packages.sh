@@ -25,7 +25,7 @@ if [ ! -e "$root/complete" ]; then
     touch "$root/complete"
 fi
 mkdir -p "$root/packages" "$root/use" "$root/trial"
-rm -rf "${root:?}/packages/"* "${root:?}/use/"* "${root:?}/trial/"*
+rm -rf "${root:?}/packages/"* "${root:?}/use/"* "${root:?}/trial/"* "${root:?}/tmp/~zvplugintmp~"
 cp build/package/packages/*.deb "$root/packages/"
 cp tests/install/use/* "$root/use/"
 cp examples/data/portrait.png examples/data/portrait.csv "$root/trial/"
