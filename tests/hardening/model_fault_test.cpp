@@ -22,6 +22,7 @@
 #include "hardening/tables_from.h"
 #include "library/host/scene.h"
 #include "service/model_tables.h"
+#include "support/zeroed_tables.h"
 
 namespace {
 
@@ -60,10 +61,7 @@ class ModelFaults {
   private:
     // As in a process that has just loaded the library.
     void load() {
-        std::memset(meanImages, 0, sizeof meanImages);
-        std::memset(featureMean, 0, sizeof featureMean);
-        std::memset(projectionA, 0, sizeof projectionA);
-        std::memset(projectionB, 0, sizeof projectionB);
+        ZeroedTables::clear();
         loadTablesFrom(model.temporaryDirectory());
     }
 

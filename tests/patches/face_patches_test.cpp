@@ -14,6 +14,7 @@
 #include "patches/sample_face.h"
 #include "support/bits.h"
 #include "support/random.h"
+#include "support/zeroed_tables.h"
 
 namespace {
 
@@ -252,10 +253,8 @@ class FacePatches : public testing::Test {
             for (float& value : image)
                 value = static_cast<float>(random.between(0, 99));
     }
-    void TearDown() override {
-        for (auto& image : meanImages)
-            std::fill(std::begin(image), std::end(image), 0.0F);
-    }
+
+    ZeroedTables tables;
 
     static PatchList cut(const Picture& picture, const std::vector<LandmarkEntry>& entries) {
         const RecordBlock block(entries);

@@ -24,6 +24,7 @@
 #include "support/guarded_buffer.h"
 #include "support/pictures.h"
 #include "support/random.h"
+#include "support/zeroed_tables.h"
 
 using Entry = LandmarkEntry;
 
@@ -33,6 +34,8 @@ static constexpr std::size_t kCanvasPixels = 160 * 160;
 
 // Mean images of random values for the time of a test, zero again afterwards.
 class RandomFaces : public testing::Test {
+    const ZeroedTables tables;
+
   protected:
     RandomFaces() : random(71) {
         for (auto& image : meanImages) {
@@ -41,8 +44,6 @@ class RandomFaces : public testing::Test {
             }
         }
     }
-
-    ~RandomFaces() override { std::memset(meanImages, 0, sizeof meanImages); }
 
     // Pose and all 25 patches of one face.
     testing::AssertionResult sameAsReference(const Picture& picture, const LandmarkRecord& record) {
@@ -590,6 +591,7 @@ TEST(RandomWarps, steppedCoordinatesAndSaturationWouldBeNoticed) {
 }
 
 TEST(RandomCrops, rowsEqualTheReference) {
+    const ZeroedTables tables;
     Random random(77);
     for (auto& image : meanImages) {
         for (float& value : image) {
@@ -633,7 +635,6 @@ TEST(RandomCrops, rowsEqualTheReference) {
             ASSERT_TRUE(row.guardsIntact()) << "patch " << patch;
         }
     }
-    std::memset(meanImages, 0, sizeof meanImages);
 }
 
 TEST(RandomNumbers, cutTowardsZeroEqualsTheReference) {

@@ -15,6 +15,7 @@
 #include "support/guarded_buffer.h"
 #include "support/guarded_pages.h"
 #include "support/random.h"
+#include "support/zeroed_tables.h"
 
 namespace {
 
@@ -482,15 +483,9 @@ int planesOf(int patch) {
 
 // Mean images are zero around every one of these tests.
 class Crops : public testing::Test {
+    const ZeroedTables tables;
+
   protected:
-    void SetUp() override { clearMeanImages(); }
-    void TearDown() override { clearMeanImages(); }
-
-    static void clearMeanImages() {
-        for (auto& image : meanImages)
-            std::fill(std::begin(image), std::end(image), 0.0F);
-    }
-
     // Runs the crop of the patch's kind and checks that it writes one row and no more.
     static std::vector<float> crop(const Bytes& canvas, CanvasPoint centre, int patch,
                                    bool mirrored) {
@@ -637,7 +632,7 @@ TEST_F(Crops, valuesArePixelMinusMean) {
         const Bytes canvas = randomBytes(static_cast<std::size_t>(planes * kCanvasPixels), 14);
         const CanvasPoint centre = {random.uniform(30.0F, 130.0F), random.uniform(30.0F, 130.0F)};
         for (const bool mirrored : {false, true}) {
-            clearMeanImages();
+            ZeroedTables::clear();
             std::vector<float> expected = crop(canvas, centre, patch, mirrored);
             for (int e = 0; e < planes * m; ++e)
                 meanImages[patch][e] = random.uniform(0.0F, 255.0F);
@@ -677,7 +672,7 @@ TEST_F(Crops, valuesKeepTheUnitsOfPixels) {
         std::fill_n(meanImages[kGreyPatch], 2209, 255.0F);
         EXPECT_EQ(std::vector<float>(2209, -255.0F),
                   crop(Bytes(kCanvasPixels, 0), {80.0F, 80.0F}, kGreyPatch, mirrored));
-        clearMeanImages();
+        ZeroedTables::clear();
     }
 }
 
@@ -737,7 +732,7 @@ TEST_F(Crops, marginsAreZeroWhateverTheMeanHolds) {
 
 // --- What a crop reads --------------------------------------------------------------------------
 
-TEST(Sampling, cropAreaHoldsExactlyWhatTheCropReads) {
+TEST_F(Crops, readAllOfTheirAreaAndNothingElse) {
     Random random(16);
     for (int round = 0; round < 300; ++round) {
         const int patch = random.between(0, kPatchCount - 1);

@@ -11,6 +11,7 @@
 #include "support/forked.h"
 #include "support/model_folder.h"
 #include "support/temporary_folder.h"
+#include "support/zeroed_tables.h"
 
 namespace {
 
@@ -41,6 +42,7 @@ class ModelTables : public testing::Test {
         return static_cast<std::size_t>(std::count(output.begin(), output.end(), '\n'));
     }
 
+    const ZeroedTables tables;
     TemporaryFolder folder;
     std::string model;
 };

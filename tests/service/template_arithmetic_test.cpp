@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstring>
 #include <iterator>
 #include <limits>
 #include <vector>
@@ -15,6 +14,7 @@
 #include "support/bits.h"
 #include "support/guarded_buffer.h"
 #include "support/random.h"
+#include "support/zeroed_tables.h"
 
 static constexpr std::size_t kRows = 500;
 static constexpr std::size_t kColumns = 8000;
@@ -175,13 +175,9 @@ TEST(StoreNetworkOutput, otherRoundingsWouldBeNoticed) {
 
 // The process-wide tables, zero again after each test.
 class ProjectionTables : public testing::Test {
-  protected:
-    ~ProjectionTables() override {
-        std::memset(featureMean, 0, sizeof featureMean);
-        std::memset(projectionA, 0, sizeof projectionA);
-        std::memset(projectionB, 0, sizeof projectionB);
-    }
+    const ZeroedTables tables;
 
+  protected:
     static void fill(float* table, std::size_t count, Random& random, float low, float high) {
         for (std::size_t i = 0; i < count; ++i) {
             table[i] = random.uniform(low, high);

@@ -11,7 +11,7 @@
 static constexpr DWORD kMillisecondsToRun = 100000;
 
 static bool isLeftOut(const std::string& variable) {
-    for (const char* start : {"TMP=", "TEMP=", "OMP_", "GOMP_"}) {
+    for (const char* start : {"TMP=", "TEMP=", "OMP_", "GOMP_", "GTEST_"}) {
         if (variable.starts_with(start)) {
             return true;
         }

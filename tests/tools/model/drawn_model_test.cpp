@@ -13,6 +13,7 @@
 #include "service/template_arithmetic.h"
 #include "support/bits.h"
 #include "support/random.h"
+#include "support/zeroed_tables.h"
 #include "zomu.h"
 
 static NetPlan planOf(int net) {
@@ -87,18 +88,15 @@ TEST(DrawnModel, integerMeanImagesAreAroundMidGrey) {
 
 // Features as random networks would give them, projected with the tables of a model.
 class Projecting : public testing::TestWithParam<WeightKind> {
+    const ZeroedTables tables;
+
   protected:
     void SetUp() override {
-        const Projections tables = drawProjections(GetParam(), 11);
-        ASSERT_EQ(tables.a.size() * sizeof(float), sizeof projectionA);
-        ASSERT_EQ(tables.b.size() * sizeof(float), sizeof projectionB);
-        std::memcpy(projectionA, tables.a.data(), sizeof projectionA);
-        std::memcpy(projectionB, tables.b.data(), sizeof projectionB);
-    }
-
-    void TearDown() override {
-        std::memset(projectionA, 0, sizeof projectionA);
-        std::memset(projectionB, 0, sizeof projectionB);
+        const Projections drawn = drawProjections(GetParam(), 11);
+        ASSERT_EQ(drawn.a.size() * sizeof(float), sizeof projectionA);
+        ASSERT_EQ(drawn.b.size() * sizeof(float), sizeof projectionB);
+        std::memcpy(projectionA, drawn.a.data(), sizeof projectionA);
+        std::memcpy(projectionB, drawn.b.data(), sizeof projectionB);
     }
 
     FaceTemplate project() {

@@ -32,6 +32,7 @@
 #include "support/bits.h"
 #include "support/random.h"
 #include "support/temporary_folder.h"
+#include "support/zeroed_tables.h"
 #include "zomu.h"
 
 namespace fs = std::filesystem;
@@ -62,9 +63,10 @@ static std::uint64_t digestOf(const fs::path& folder) {
     return hash;
 }
 
-// The library's tables and a context with the weights of one model folder. The tables are put back
-// to zero at the end.
+// The library's tables and a context with the weights of one model folder.
 class LoadedModel {
+    const ZeroedTables tables;
+
   public:
     explicit LoadedModel(const fs::path& folder) {
         const std::string prefix = (folder / "").string();
@@ -76,13 +78,7 @@ class LoadedModel {
         context = std::make_unique<ZomuContext>(modelDir);
     }
 
-    ~LoadedModel() {
-        modelDir[0] = '\0';
-        std::memset(meanImages, 0, sizeof meanImages);
-        std::memset(featureMean, 0, sizeof featureMean);
-        std::memset(projectionA, 0, sizeof projectionA);
-        std::memset(projectionB, 0, sizeof projectionB);
-    }
+    ~LoadedModel() { modelDir[0] = '\0'; }
 
     LoadedModel(const LoadedModel&) = delete;
     LoadedModel& operator=(const LoadedModel&) = delete;

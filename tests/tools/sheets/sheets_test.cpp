@@ -17,6 +17,7 @@
 #include "sheets/landmark_sheet.h"
 #include "sheets/patch_sheet.h"
 #include "sheets/sheet_style.h"
+#include "support/zeroed_tables.h"
 
 namespace {
 
@@ -54,6 +55,7 @@ long livePixels(bool colour) {
 // A face of one colour: that colour fills all colour patches, its grey value all grey ones. Mean
 // images of before have no part in it.
 TEST(PatchSheet, showsEveryValueOfEveryPatch) {
+    const ZeroedTables tables;
     std::fill_n(&meanImages[0][0], kNetCount * kMeanImageRoom, 50.0F);
     FacePicture face = drawnFace(1);
     for (std::size_t i = 0; i < face.picture.pixels.size(); i += 3) {

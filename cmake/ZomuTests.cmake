@@ -1,0 +1,27 @@
+# How the tests of a program become tests of CTest.
+include(GoogleTest)
+
+# zomu_add_tests(TARGET [SHARDS N] [PROPERTIES NAME VALUE...])
+#
+# Each test is one of CTest's, in a process of its own. Under an emulator, where a process is dear, each
+# program is one test; SHARDS cuts it into as many, for as many processors.
+function(zomu_add_tests target)
+    cmake_parse_arguments(ARG "" "SHARDS" "PROPERTIES" ${ARGN})
+    if(NOT CMAKE_CROSSCOMPILING)
+        gtest_discover_tests(${target} DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES PROPERTIES ${ARG_PROPERTIES})
+        return()
+    endif()
+    if(NOT ARG_SHARDS)
+        set(ARG_SHARDS 1)
+    endif()
+    math(EXPR last "${ARG_SHARDS} - 1")
+    foreach(shard RANGE ${last})
+        set(name ${target}.${shard})
+        add_test(NAME ${name} COMMAND ${target} --gtest_brief=1)
+        if(ARG_PROPERTIES)
+            set_tests_properties(${name} PROPERTIES ${ARG_PROPERTIES})
+        endif()
+        set_property(TEST ${name} APPEND PROPERTY
+            ENVIRONMENT GTEST_TOTAL_SHARDS=${ARG_SHARDS} GTEST_SHARD_INDEX=${shard})
+    endforeach()
+endfunction()

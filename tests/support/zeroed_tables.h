@@ -1,0 +1,25 @@
+// The tables of the process, for tests that fill them or count on their zeros.
+#ifndef ZOMU_TESTS_SUPPORT_ZEROED_TABLES_H
+#define ZOMU_TESTS_SUPPORT_ZEROED_TABLES_H
+
+#include <cstring>
+
+#include "service/model_tables.h"
+
+// All tables are zero, as in a process that has loaded no model, when one of these comes and when
+// it goes.
+struct ZeroedTables {
+    ZeroedTables() { clear(); }
+    ~ZeroedTables() { clear(); }
+    ZeroedTables(const ZeroedTables&) = delete;
+    ZeroedTables& operator=(const ZeroedTables&) = delete;
+
+    static void clear() {
+        std::memset(meanImages, 0, sizeof meanImages);
+        std::memset(featureMean, 0, sizeof featureMean);
+        std::memset(projectionA, 0, sizeof projectionA);
+        std::memset(projectionB, 0, sizeof projectionB);
+    }
+};
+
+#endif
