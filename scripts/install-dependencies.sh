@@ -10,7 +10,7 @@ packages=(
     cmake g++ make ninja-build pkgconf
     libopenblas-openmp-dev # the static archive of the OpenMP build; no other build will do
     # Tools, examples and the demo
-    libcairo2-dev libcli11-dev libpng-dev libssl-dev libturbojpeg0-dev fonts-dejavu-core
+    libcairo2-dev libcli11-dev libpng-dev libssl-dev libturbojpeg0-dev zlib1g-dev fonts-dejavu-core
     # Tests
     libgtest-dev locales
     libopenblas0-pthread        # the BLAS of a host that the library is tested beside
@@ -22,6 +22,7 @@ packages=(
     chromium chromium-driver python3-selenium # the landmark editor
     graphviz mkdocs mkdocs-material           # the documentation site
     libbenchmark-dev valgrind   # benchmarks; counts of instructions
+    python3-matplotlib python3-torch python3-tqdm # the training kit
     "$@"
 )
 

@@ -1,4 +1,4 @@
-// zomu-model: makes, checks, lists and names the files of a model folder.
+// zomu-model: makes, checks, names, lists, packs and unpacks the files of a model folder.
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
@@ -14,6 +14,7 @@
 #include "model/model_files.h"
 #include "model/model_fingerprint.h"
 #include "model/model_maker.h"
+#include "model/model_pack.h"
 #include "model/progress_bar.h"
 
 namespace {
@@ -104,6 +105,19 @@ void printFingerprint(const std::string& folder) {
     std::printf("%s\n", hexadecimal(modelFingerprint(folder)).c_str());
 }
 
+void pack(const std::string& folder, const std::string& file) {
+    const PackSummary summary = packModel(folder, file);
+    std::printf("%s: %lld bytes, %d files of %lld bytes\n", file.c_str(),
+                static_cast<long long>(summary.packBytes), summary.files,
+                static_cast<long long>(summary.folderBytes));
+}
+
+void unpack(const std::string& file, const ModelRequest& request) {
+    const PackSummary summary = unpackModel(file, request.folder, request.replace);
+    std::printf("%s: %d files, %lld bytes\n", request.folder.string().c_str(), summary.files,
+                static_cast<long long>(summary.folderBytes));
+}
+
 // A full disk behind a redirected standard output shows only here.
 void flushOutput() {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
@@ -120,6 +134,7 @@ std::string notNegative(const std::string& text) {
 struct Arguments {
     ModelRequest request;
     std::string folder;
+    std::string pack;
     std::string weights = "random";
 };
 
@@ -160,7 +175,8 @@ void completeRequest(Arguments& arguments, const CLI::App& makeCommand) {
 }
 
 int run(int argc, char** argv) {
-    CLI::App app("Makes, checks and lists the files of a ZOMU model folder.", "zomu-model");
+    CLI::App app("Makes, checks, lists, packs and unpacks the files of a ZOMU model folder.",
+                 "zomu-model");
     app.allow_windows_style_options(false);  // a path may begin with a slash
     app.require_subcommand(1);
     Arguments arguments;
@@ -170,6 +186,15 @@ int run(int argc, char** argv) {
     CLI::App* fingerprintCommand = app.add_subcommand(
         "fingerprint", "Print the SHA-256 of all files, which tells one model from another");
     fingerprintCommand->add_option("DIR", arguments.folder, "The folder")->required();
+    CLI::App* packCommand =
+        app.add_subcommand("pack", "Write a model folder as one small file, with some loss");
+    packCommand->add_option("DIR", arguments.folder, "The folder")->required();
+    packCommand->add_option("FILE", arguments.pack, "The packed model")->required();
+    CLI::App* unpackCommand =
+        app.add_subcommand("unpack", "Write the folder that a packed model holds");
+    unpackCommand->add_option("FILE", arguments.pack, "The packed model")->required();
+    unpackCommand->add_option("DIR", arguments.folder, "The folder; absent or empty")->required();
+    unpackCommand->add_flag("--force", arguments.request.replace, "Replace a model that is there");
     const CLI::App* listCommand =
         app.add_subcommand("list", "Print all files with shapes and sizes");
     try {
@@ -191,6 +216,10 @@ int run(int argc, char** argv) {
         printFingerprint(arguments.folder);
     } else if (listCommand->parsed()) {
         list();
+    } else if (packCommand->parsed()) {
+        pack(arguments.folder, arguments.pack);
+    } else if (unpackCommand->parsed()) {
+        unpack(arguments.pack, arguments.request);
     }
     flushOutput();
     return 0;

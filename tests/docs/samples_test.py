@@ -46,10 +46,11 @@ class SamplesTest(unittest.TestCase):
         self.root = Path(tempfile.mkdtemp(prefix="zomu-samples-"))
         self.addCleanup(shutil.rmtree, self.root)
         for entry in PROJECT.iterdir():
-            if entry.name not in ("build", ".git", "python"):
+            if entry.name not in ("build", ".git", "python", "training"):
                 (self.root / entry.name).symlink_to(entry)
-        # Building a wheel writes beside the sources.
-        shutil.copytree(PROJECT / "python", self.root / "python")
+        # Building a wheel writes beside the sources; the training kit looks for tools from where it lies.
+        for folder in ("python", "training"):
+            shutil.copytree(PROJECT / folder, self.root / folder)
         release = self.root / "build/release"
         (release / "tools").mkdir(parents=True)
         for entry in BUILD.iterdir():
@@ -118,11 +119,12 @@ class SamplesTest(unittest.TestCase):
         self.assertTrue((self.root / "sheets/patches.png").exists())
 
     def test_commands_of_the_model_page(self) -> None:
-        made, fingerprint, by_hand, compared = self.run_document("docs/model-files.md")
+        made, fingerprint, by_hand, compared, packed = self.run_document("docs/model-files.md")
         expected = [line for line in self.console_of_model_page() if line in made.splitlines()]
         self.assertEqual(len(expected), 2, made)
         self.assertEqual(fingerprint.split(), by_hand.split()[:1])
         self.assertEqual(compared, "1\n")
+        self.assertEqual(packed.splitlines()[1], "build/unpacked: 303 files, 58271424 bytes")
 
     def console_of_model_page(self) -> list[str]:
         return blocks(Path("docs/model-files.md"), "")[2].splitlines()
@@ -139,6 +141,17 @@ class SamplesTest(unittest.TestCase):
         )
         self.run_shell(f"export PIP_ROOT_USER_ACTION=ignore\n{block}")
         self.assertTrue((self.root / "here/zomu/py.typed").exists())
+
+    def test_commands_of_the_training_page(self) -> None:
+        self.run_shell("training/render_people people --people 6 --photos 3")
+        header, *rows = (self.root / "people/manifest.csv").read_text().splitlines()
+        lines = [header] + [row.replace("photos/", "people/photos/") for row in rows]
+        for name in ("manifest.csv", "other-people.csv"):
+            (self.root / name).write_text("\n".join(lines) + "\n")
+        (printed,) = self.run_document("training/README.md")
+        self.assertIn("\nmodel: complete and checked\n", printed)
+        self.assertIn("\nsame pairs: 18\n", printed)
+        self.assertTrue((self.root / "rates/det.png").exists())
 
     def test_commands_that_build_name_what_is_there(self) -> None:
         presets = json.loads((PROJECT / "CMakePresets.json").read_text())["configurePresets"]
@@ -157,7 +170,13 @@ class SamplesTest(unittest.TestCase):
         self.assertGreater(looked_at, 10)
 
     def test_no_code_is_left_out(self) -> None:
-        commands = {"README.md", "docs/landmarks.md", "docs/model-files.md", "python/README.md"}
+        commands = {
+            "README.md",
+            "docs/landmarks.md",
+            "docs/model-files.md",
+            "python/README.md",
+            "training/README.md",
+        }
         for document in documents():
             name = str(document)
             languages = {m[2] for m in FENCE.finditer((PROJECT / document).read_text())}

@@ -98,6 +98,37 @@ TEST(ZomuModel, fingerprintIsOneLineAndNamesTheFileThatHasNone) {
     EXPECT_EQ(missing.err, "zomu-model: " + file.string() + ": cannot be opened\n");
 }
 
+TEST(ZomuModel, packsAndUnpacksInPlainLines) {
+    const TemporaryFolder parent;
+    const std::string folder = parent.prefix() + "model";
+    const std::string pack = parent.prefix() + "model.pack";
+    const std::string copy = parent.prefix() + "copy";
+    ASSERT_EQ(zomuModel({"make", folder, "--weights", "integer"}).exitStatus, 0);
+    const ProcessResult packed = zomuModel({"pack", folder, pack});
+    EXPECT_EQ(packed.exitStatus, 0);
+    EXPECT_EQ(packed.err, "");
+    EXPECT_EQ(packed.out, pack + ": " + std::to_string(fs::file_size(pack)) +
+                              " bytes, 303 files of 58271424 bytes\n");
+    EXPECT_LE(fs::file_size(pack), 16000000U);
+
+    const ProcessResult unpacked = zomuModel({"unpack", pack, copy});
+    EXPECT_EQ(unpacked.exitStatus, 0);
+    EXPECT_EQ(unpacked.out, copy + ": 303 files, 58271424 bytes\n");
+    EXPECT_EQ(zomuModel({"check", copy}).exitStatus, 0);
+    const ProcessResult refused = zomuModel({"unpack", pack, copy});
+    EXPECT_EQ(refused.exitStatus, 1);
+    EXPECT_EQ(refused.err, "zomu-model: " + copy + " is not empty\n");
+    EXPECT_EQ(zomuModel({"unpack", pack, copy, "--force"}).exitStatus, 0);
+
+    fs::resize_file(pack, 1000);
+    const ProcessResult cut = zomuModel({"unpack", pack, parent.prefix() + "other"});
+    EXPECT_EQ(cut.exitStatus, 1);
+    EXPECT_EQ(cut.out, "");
+    EXPECT_TRUE(isOneLine(cut.err)) << cut.err;
+    EXPECT_NE(cut.err.find("model.pack: is truncated: 980 of "), std::string::npos) << cut.err;
+    EXPECT_FALSE(fs::exists(parent.prefix() + "other"));
+}
+
 TEST(ZomuModel, wrongUsageIsOneLineAndStatusTwo) {
     const TemporaryFolder parent;
     const std::string folder = parent.prefix() + "model";
@@ -114,6 +145,8 @@ TEST(ZomuModel, wrongUsageIsOneLineAndStatusTwo) {
         {"make", folder, "--weights", "integer", "--faces", "5"},
         {"make", folder, "other"},
         {"list", "--unknown"},
+        {"pack", folder},
+        {"unpack", folder},
     };
     for (const std::vector<std::string>& arguments : commands) {
         const ProcessResult result = zomuModel(arguments);

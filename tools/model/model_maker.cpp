@@ -13,6 +13,7 @@
 #include "model/model_file_writer.h"
 #include "model/model_files.h"
 #include "model/net_plan.h"
+#include "model/occupied_folder.h"
 #include "model/staged_folder.h"
 #include "service/context.h"
 #include "service/model_tables.h"
@@ -29,31 +30,6 @@ FilesByName filesByName() {
         files.emplace(file.name, file);
     }
     return files;
-}
-
-// Replacing removes a whole folder: it is allowed for nothing but a model, lest a slip of the hand
-// cost somebody something else.
-void refuseOccupied(const ModelRequest& request, const FilesByName& files) {
-    const fs::path& folder = request.folder;
-    if (folder.empty()) {
-        throw std::runtime_error("the name of the folder is empty");
-    }
-    if (!fs::exists(fs::symlink_status(folder))) {
-        return;
-    }
-    if (!fs::is_directory(folder)) {
-        throw std::runtime_error(folder.string() + " is there already and is no folder");
-    }
-    if (!request.replace && !fs::is_empty(folder)) {
-        throw std::runtime_error(folder.string() + " is not empty");
-    }
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        const std::string name = entry.path().filename().string();
-        if (files.count(name) == 0 || !entry.is_regular_file()) {
-            throw std::runtime_error(folder.string() + " holds " + name +
-                                     ", which is no model file: it is not replaced");
-        }
-    }
 }
 
 // Writes the files one by one and keeps count of the work.
@@ -166,6 +142,6 @@ ModelSummary makeModel(const ModelRequest& request, const ModelProgress& progres
         throw std::runtime_error("means need 2 faces at least");
     }
     const FilesByName files = filesByName();
-    refuseOccupied(request, files);
+    refuseOccupied(request.folder, request.replace);
     return ModelWriter(request, files, progress).writeAll();
 }

@@ -1,0 +1,82 @@
+#!/usr/bin/env bash
+# Makes the demonstration model from nothing: renders people, trains on them, packs the model, and
+# measures it on people it has never seen. Takes hours; run again, it goes on where it was ended. All
+# it leaves lies in build/training.
+#
+#   scripts/train.sh [--people N] [--photos N] [--epochs N] [--held-out N] [--jobs N]
+set -euo pipefail
+export LC_ALL=C
+cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
+
+people=3000
+photos=16
+epochs=14
+held_out=1000
+jobs=$(nproc)
+while [ $# -gt 0 ]; do
+    case $1 in
+    --people | --photos | --epochs | --held-out | --jobs)
+        if [ $# -lt 2 ] || ! [[ $2 =~ ^[1-9][0-9]*$ ]]; then
+            echo "$1 needs a number" >&2
+            exit 2
+        fi
+        name=${1#--}
+        printf -v "${name//-/_}" %s "$2"
+        shift 2
+        ;;
+    *)
+        echo "Usage: scripts/train.sh [--people N] [--photos N] [--epochs N] [--held-out N] [--jobs N]" >&2
+        exit 2
+        ;;
+    esac
+done
+
+home=$PWD/build/training
+mkdir -p "$home"
+scripts/install-dependencies.sh
+
+echo "Building ..."
+cmake --preset release --log-level=WARNING >"$home/configure.log"
+cmake --build --preset release --target zomu-model zomu-patches zomu-scores -- --quiet
+tools=build/release/tools
+
+# render NAME OPTIONS...: photographs in a folder of that name, whose manifest is written last.
+render() {
+    local folder=$home/$1
+    shift
+    if [ ! -e "$folder/manifest.csv" ]; then
+        echo "Drawing $(basename "$folder") ..."
+        training/render_people "$folder" --jobs "$jobs" "$@"
+    fi
+}
+
+# People who are measured on have numbers that no training reaches.
+strangers=(--people "$held_out" --photos 8 --first 50000)
+render people --people "$people" --photos "$photos" --jitter 0 3
+render held-out "${strangers[@]}"
+render held-out-jitter-3 "${strangers[@]}" --jitter 3 3
+
+if [ ! -e "$home/model" ]; then
+    echo "Training ..."
+    training/train.py "$home/people/manifest.csv" "$home/model" --work "$home/work" \
+        --epochs "$epochs" --jobs "$jobs"
+fi
+if [ ! -e "$home/unpacked" ]; then
+    "$tools/zomu-model" pack "$home/model" "$home/rendered-people.pack"
+    "$tools/zomu-model" unpack "$home/rendered-people.pack" "$home/unpacked"
+fi
+
+# measure NAME MODEL: error rates of a model on photographs of that name.
+measure() {
+    local out=$home/rates-$1-$2
+    printf '\n%s, model %s\n' "$1" "$2"
+    if [ ! -e "$out/rates.json" ]; then
+        training/evaluate "$home/$1/manifest.csv" "$out" --model "$home/$2" --jobs "$jobs" \
+            >"$out.log"
+    fi
+    cat "$out.log"
+}
+measure held-out model
+measure held-out unpacked
+measure held-out-jitter-3 model
+measure held-out-jitter-3 unpacked

@@ -1,0 +1,77 @@
+// Lists of photographs: what is read, and what is said of a bad line.
+#include "manifest/manifest.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "support/temporary_folder.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class Manifest : public testing::Test {
+  protected:
+    void write(const std::string& text) const { std::ofstream(path, std::ios::binary) << text; }
+
+    std::string problem() const {
+        try {
+            readManifest(path);
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+        return "";
+    }
+
+    TemporaryFolder folder;
+    fs::path path = folder.path() / "m.csv";
+};
+
+}  // namespace
+
+TEST_F(Manifest, pathsAreSeenFromItsFolder) {
+    write("person,photo,landmarks\r\nann,a/1.jpg,a/1.csv\r\n\nbob,/b.png,b.csv");
+    const std::vector<ManifestRow> rows = readManifest(path);
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_EQ(rows[0].person, "ann");
+    EXPECT_EQ(rows[0].photo, folder.path() / "a/1.jpg");
+    EXPECT_EQ(rows[0].landmarks, folder.path() / "a/1.csv");
+    EXPECT_EQ(rows[1].person, "bob");
+    EXPECT_EQ(rows[1].photo, fs::path("/b.png"));
+}
+
+TEST_F(Manifest, whatIsWrittenIsReadBack) {
+    writeManifest(path, {{"x y", folder.path() / "p.jpg", folder.path() / "l.csv"}});
+    const std::vector<ManifestRow> rows = readManifest(path);
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_EQ(rows[0].person, "x y");
+    EXPECT_EQ(rows[0].photo, folder.path() / "p.jpg");
+}
+
+TEST_F(Manifest, badListsAreNamedWithTheirLine) {
+    EXPECT_EQ(problem(), path.string() + ": cannot be opened");
+    write("");
+    EXPECT_EQ(problem(), path.string() + ": no photographs");
+    write("photo,person,landmarks\n");
+    EXPECT_EQ(problem(), path.string() + ": line 1: expected the header person,photo,landmarks");
+    write("person,photo,landmarks\n\n");
+    EXPECT_EQ(problem(), path.string() + ": no photographs");
+    for (const char* bad : {"a,b", "a,b,c,d", ",b,c", "a,,c", "a,b,", "\"a\",b,c"}) {
+        write(std::string("person,photo,landmarks\na,b,c\n") + bad + "\n");
+        EXPECT_EQ(problem(), path.string() + ": line 3: expected person,photo,landmarks") << bad;
+    }
+}
+
+TEST_F(Manifest, aFolderIsNoManifest) {
+    EXPECT_THROW(readManifest(folder.path()), std::runtime_error);
+}
+
+TEST_F(Manifest, aPlaceThatCannotBeWrittenIsNamed) {
+    EXPECT_THROW(writeManifest(folder.path() / "no" / "m.csv", {{"a", "b", "c"}}),
+                 std::runtime_error);
+}

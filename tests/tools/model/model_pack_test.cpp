@@ -1,0 +1,178 @@
+// Whole models through a pack and back, and packs that are not what they should be.
+#include "model/model_pack.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "model/model_check.h"
+#include "model/model_file_reader.h"
+#include "model/model_file_writer.h"
+#include "model/model_maker.h"
+#include "support/process.h"
+#include "support/temporary_folder.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class ModelPack : public testing::Test {
+  protected:
+    // One model and its pack for all tests of the suite.
+    static void SetUpTestSuite() {
+        g_home = new TemporaryFolder;
+        ModelRequest request;
+        request.folder = model();
+        request.weights = WeightKind::integer;
+        makeModel(request, [](int, int, const std::string&) {});
+        packModel(model(), pack());
+    }
+
+    static void TearDownTestSuite() {
+        delete g_home;
+        g_home = nullptr;
+    }
+
+    static fs::path model() { return g_home->path() / "model"; }
+    static fs::path pack() { return g_home->path() / "model.pack"; }
+
+    // A copy of the pack, changed.
+    static fs::path changedPack(const std::string& content) {
+        const fs::path path = g_home->path() / "changed.pack";
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+
+    static void expectRefused(const std::string& content, const std::string& problem) {
+        const fs::path path = changedPack(content);
+        const fs::path target = g_home->path() / "refused";
+        try {
+            unpackModel(path, target, false);
+            ADD_FAILURE() << "no problem: " << problem;
+        } catch (const std::runtime_error& error) {
+            EXPECT_EQ(std::string(error.what()), path.string() + ": " + problem);
+        }
+        EXPECT_FALSE(fs::exists(target));
+        for (const fs::directory_entry& entry : fs::directory_iterator(g_home->path())) {
+            EXPECT_EQ(entry.path().string().find("partial"), std::string::npos) << entry.path();
+        }
+    }
+
+    static TemporaryFolder* g_home;
+};
+
+TemporaryFolder* ModelPack::g_home = nullptr;
+
+}  // namespace
+
+TEST_F(ModelPack, comesBackCompleteAndClose) {
+    const fs::path target = g_home->path() / "unpacked";
+    const PackSummary summary = unpackModel(pack(), target, false);
+    EXPECT_EQ(summary.files, 303);
+    EXPECT_EQ(summary.folderBytes, 58271424);
+    EXPECT_EQ(summary.packBytes, static_cast<std::int64_t>(fs::file_size(pack())));
+    EXPECT_LE(summary.packBytes, 16 * 1000 * 1000);
+    EXPECT_TRUE(checkModelFolder(target).empty());
+    for (const ModelFile& file : listModelFiles()) {
+        const std::vector<float> before = readModelFile(model(), file);
+        const std::vector<float> after = readModelFile(target, file);
+        float largest = 0;
+        for (const float value : before) {
+            largest = std::max(largest, std::fabs(value));
+        }
+        const bool isLarge = file.kind == ModelFileKind::weights && file.layer == "fc";
+        const float bound = isLarge ? 1.001F * largest / 254 : largest / 1024;
+        for (std::size_t n = 0; n < before.size(); ++n) {
+            ASSERT_LE(std::fabs(after[n] - before[n]), bound) << file.name << " " << n;
+        }
+    }
+}
+
+// Small integers fit into halves, so that nothing but the large matrices and the tables may change.
+TEST_F(ModelPack, halvesKeepSmallIntegers) {
+    const fs::path target = g_home->path() / "integers";
+    unpackModel(pack(), target, false);
+    for (const char* name : {"0-1-0", "1-1-1", "2-25-2", "4-9-1"}) {
+        EXPECT_EQ(readFile((target / name).string()), readFile((model() / name).string())) << name;
+    }
+}
+
+TEST_F(ModelPack, packingAgainChangesNothingMore) {
+    const fs::path once = g_home->path() / "once";
+    const fs::path twice = g_home->path() / "twice";
+    const fs::path second = g_home->path() / "second.pack";
+    unpackModel(pack(), once, false);
+    packModel(once, second);
+    unpackModel(second, twice, false);
+    for (const char* name : {"0-3-0", "1-2-1", "5-7-1", "5-8-3"}) {
+        EXPECT_EQ(readFile((once / name).string()), readFile((twice / name).string())) << name;
+    }
+}
+
+TEST_F(ModelPack, truncatedPacksAreRefused) {
+    const std::string whole = readFile(pack().string());
+    expectRefused("", "is no packed model");
+    expectRefused(whole.substr(0, 7), "is truncated");
+    expectRefused(whole.substr(0, 19), "is truncated");
+    const std::string length = std::to_string(whole.size() - 20);
+    expectRefused(whole.substr(0, 20), "is truncated: 0 of " + length + " bytes");
+    expectRefused(
+        whole.substr(0, whole.size() - 1),
+        "is truncated: " + std::to_string(whole.size() - 21) + " of " + length + " bytes");
+    expectRefused(whole + "x", "has 1 bytes too many");
+}
+
+TEST_F(ModelPack, alteredPacksAreRefused) {
+    const std::string whole = readFile(pack().string());
+    const std::string altered = "is altered: its checksum is not that of its content";
+    for (const std::size_t place :
+         {std::size_t{16}, std::size_t{20}, whole.size() / 2, whole.size() - 1}) {
+        std::string changed = whole;
+        changed[place] = static_cast<char>(changed[place] ^ 1);
+        expectRefused(changed, altered);
+    }
+    std::string other = whole;
+    other[0] = 'X';
+    expectRefused(other, "is no packed model");
+    other = whole;
+    other[8] = 2;
+    expectRefused(other, "is of version 2, not 1");
+}
+
+TEST_F(ModelPack, aPackThatIsNotThereIsNamed) {
+    const fs::path absent = g_home->path() / "absent";
+    EXPECT_THROW(unpackModel(absent, g_home->path() / "refused", false), std::runtime_error);
+    EXPECT_FALSE(fs::exists(g_home->path() / "refused"));
+}
+
+TEST_F(ModelPack, nothingElseIsReplaced) {
+    const fs::path target = g_home->path() / "occupied";
+    fs::create_directory(target);
+    std::ofstream(target / "letter") << "dear";
+    for (const bool replace : {false, true}) {
+        EXPECT_THROW(unpackModel(pack(), target, replace), std::runtime_error);
+    }
+    EXPECT_EQ(readFile((target / "letter").string()), "dear");
+}
+
+TEST_F(ModelPack, faultyModelsAreNotPacked) {
+    const fs::path copy = g_home->path() / "faulty";
+    fs::copy(model(), copy);
+    fs::resize_file(copy / "2-4-1", 100);
+    const fs::path target = g_home->path() / "faulty.pack";
+    try {
+        packModel(copy, target);
+        FAIL() << "no problem";
+    } catch (const std::runtime_error& problem) {
+        EXPECT_EQ(std::string(problem.what()),
+                  (copy / "2-4-1").string() + ": 100 bytes, 18340 too few");
+    }
+    EXPECT_FALSE(fs::exists(target));
+}

@@ -1,0 +1,88 @@
+// Projection tables as basis and factors.
+#include "model/packed_tables.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "service/model_tables.h"
+#include "support/random.h"
+
+namespace {
+
+constexpr std::size_t kColumns = kFeatureCount;
+constexpr std::size_t kValues = kProjectionCount * kColumns;
+
+struct PairOfTables {
+    std::vector<float> a = std::vector<float>(kValues);
+    std::vector<float> b = std::vector<float>(kValues);
+
+    void setRow(std::size_t row, float factorA, float factorB, Random& random) {
+        const std::vector<float> basis = random.floats(kColumns, -1, 1);
+        for (std::size_t n = 0; n < kColumns; ++n) {
+            a[row * kColumns + n] = factorA * basis[n];
+            b[row * kColumns + n] = factorB * basis[n];
+        }
+    }
+};
+
+void expectClose(const std::vector<float>& actual, const std::vector<float>& expected,
+                 float largest) {
+    for (std::size_t n = 0; n < kValues; ++n) {
+        ASSERT_LE(std::fabs(actual[n] - expected[n]), largest / 1024) << n;
+    }
+}
+
+}  // namespace
+
+TEST(PackedTables, rowsComeBackToTheirPlaces) {
+    Random random(5);
+    PairOfTables tables;
+    tables.setRow(0, 2.0F, 0.5F, random);
+    tables.setRow(3, 0.0F, 1.0F, random);
+    tables.setRow(4, -1.0F, 1.0F, random);
+    tables.setRow(499, 1.0F, 0.0F, random);
+    PackWriter writer;
+    putTables(writer, tables.a, tables.b);
+    EXPECT_EQ(writer.bytes().size(), 4 + 4 * (12 + 1 + 2 * kColumns));
+    PackReader reader(writer.bytes());
+    const TablePair back = getTables(reader);
+    EXPECT_TRUE(reader.atEnd());
+    expectClose(back.a, tables.a, 2.0F);
+    expectClose(back.b, tables.b, 1.0F);
+}
+
+TEST(PackedTables, tablesOfZerosTakeNoRoom) {
+    const PairOfTables tables;
+    PackWriter writer;
+    putTables(writer, tables.a, tables.b);
+    EXPECT_EQ(writer.bytes().size(), 4U);
+    PackReader reader(writer.bytes());
+    EXPECT_EQ(getTables(reader).a, tables.a);
+}
+
+TEST(PackedTables, rowsThatDoNotBelongTogetherAreRefused) {
+    Random random(6);
+    PairOfTables tables;
+    tables.setRow(17, 1.0F, 1.0F, random);
+    tables.a[17 * kColumns + 5] += 0.1F;  // of a row of length 52
+    PackWriter writer;
+    try {
+        putTables(writer, tables.a, tables.b);
+        FAIL() << "no problem";
+    } catch (const std::runtime_error& problem) {
+        EXPECT_EQ(std::string(problem.what()), "row 17 of 6-1 is no multiple of the row of 6-2");
+    }
+}
+
+TEST(PackedTables, aRowThatNoTableHasIsRefused) {
+    PackWriter writer;
+    writer.putUint32(1);
+    writer.putUint32(500);
+    PackReader reader(writer.bytes());
+    EXPECT_THROW(getTables(reader), std::runtime_error);
+}

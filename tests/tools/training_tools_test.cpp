@@ -1,0 +1,152 @@
+// zomu-patches and zomu-scores from outside: what they write for good photographs, and that a bad
+// one costs one line and no more.
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "manifest/manifest.h"
+#include "patches/face_patches.h"
+#include "patches/patch_layout.h"
+#include "service/context.h"
+#include "sheets/face_changes.h"
+#include "sheets/face_picture.h"
+#include "support/process.h"
+#include "support/temporary_folder.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string kPicture = ZOMU_SAMPLES "/portrait.png";
+const std::string kLandmarks = ZOMU_SAMPLES "/portrait.csv";
+constexpr std::size_t kNpyHeader = 128;
+
+// The portrait and a darker copy of it as one person, with a photograph between them that is not
+// there.
+class TrainingTools : public testing::Test {
+  protected:
+    TrainingTools() {
+        const FacePicture face = darkened(loadFacePicture(kPicture, kLandmarks), 0.6);
+        savePng(folder.prefix() + "dark.png", face.picture);
+        saveLandmarks(folder.prefix() + "dark.csv", face.landmarks);
+        writeManifest(manifest, {{"eve", kPicture, kLandmarks},
+                                 {"nobody", folder.path() / "no.png", kLandmarks},
+                                 {"eve", folder.path() / "dark.png", folder.path() / "dark.csv"}});
+    }
+
+    ProcessResult run(std::vector<std::string> command) const {
+        command.push_back(out.string());
+        return runProcess(command, {{"TMPDIR", ZOMU_TEST_MODEL}, {"OMP_NUM_THREADS", "2"}});
+    }
+
+    std::string lineOfTheMissing(const std::string& program) const {
+        return program + ": " + (folder.path() / "no.png").string() +
+               ": cannot be opened: No such file or directory\n";
+    }
+
+    TemporaryFolder folder;
+    fs::path manifest = folder.path() / "manifest.csv";
+    fs::path out = folder.path() / "out";
+};
+
+std::vector<float> floatsOf(const fs::path& path) {
+    const std::string bytes = readFile(path.string());
+    std::vector<float> values((bytes.size() - kNpyHeader) / sizeof(float));
+    std::memcpy(values.data(), bytes.data() + kNpyHeader, values.size() * sizeof(float));
+    return values;
+}
+
+}  // namespace
+
+TEST_F(TrainingTools, patchesAreTheBytesThatNetworksSee) {
+    const ProcessResult result = run({ZOMU_PATCHES_PATH, "cut", manifest.string()});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.out, "2 photographs, 1 left out\n");
+    EXPECT_EQ(result.err, lineOfTheMissing("zomu-patches"));
+    EXPECT_EQ(readManifest(out / "faces.csv").size(), 2U);
+
+    const auto context = std::make_unique<ZomuContext>();
+    const std::vector<ManifestRow> rows = readManifest(out / "faces.csv");
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        const FacePicture face =
+            loadFacePicture(rows[row].photo.string(), rows[row].landmarks.string());
+        const PatchList patches = cutFacePatches(*context,
+                                                 {face.picture.pixels.data(), face.picture.width,
+                                                  face.picture.height, 3 * face.picture.width},
+                                                 face.landmarks);
+        for (std::size_t k = 0; k < patches.size(); ++k) {
+            const std::string number = std::to_string(101 + k).substr(1);
+            const std::string bytes = readFile((out / ("patches-" + number + ".npy")).string());
+            const auto size = static_cast<std::size_t>(patches[k]->numElements);
+            ASSERT_EQ(bytes.size(), kNpyHeader + 2 * size);
+            for (std::size_t e = 0; e < size; ++e) {
+                const auto byte = static_cast<std::uint8_t>(bytes[kNpyHeader + row * size + e]);
+                ASSERT_EQ(static_cast<float>(byte), patches[k]->data[e]) << k << " " << e;
+            }
+        }
+    }
+}
+
+TEST_F(TrainingTools, descriptionsAreWrittenAlone) {
+    const ProcessResult result = run({ZOMU_PATCHES_PATH, "describe"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_NE(readFile((out / "network-25.txt").string()).find("dataIdx=24"), std::string::npos);
+}
+
+TEST_F(TrainingTools, featuresAreUnitVectorsOfEachCrop) {
+    const ProcessResult result = run({ZOMU_PATCHES_PATH, "features", manifest.string()});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.err, lineOfTheMissing("zomu-patches"));
+    const std::vector<float> features = floatsOf(out / "features.npy");
+    ASSERT_EQ(features.size(), 2U * 8000);
+    for (std::size_t start = 0; start < features.size(); start += 160) {
+        double sum = 0;
+        for (std::size_t n = start; n < start + 160; ++n) {
+            sum += static_cast<double>(features[n]) * static_cast<double>(features[n]);
+        }
+        ASSERT_NEAR(sum, 1.0, 1e-5) << start;
+    }
+}
+
+TEST_F(TrainingTools, scoresAreThoseOfTheHost) {
+    const ProcessResult result = run({ZOMU_SCORES_PATH, manifest.string()});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.out, "2 photographs, 1 left out, 1 pairs\n");
+    EXPECT_EQ(result.err, lineOfTheMissing("zomu-scores"));
+    const std::vector<float> scores = floatsOf(out / "scores.npy");
+    ASSERT_EQ(scores.size(), 1U);
+    const ProcessResult host =
+        runProcess({ZOMU_COMPARE_PATH, kPicture, kLandmarks, folder.prefix() + "dark.png",
+                    folder.prefix() + "dark.csv"},
+                   {{"TMPDIR", ZOMU_TEST_MODEL}});
+    EXPECT_NEAR(scores[0], std::stof(host.out), 1e-4F) << host.out;
+    EXPECT_EQ(floatsOf(out / "templates.npy").size(), 2U * 502);
+}
+
+TEST_F(TrainingTools, nothingUsableIsAFailure) {
+    writeManifest(manifest, {{"nobody", folder.path() / "no.png", kLandmarks}});
+    const ProcessResult cut = run({ZOMU_PATCHES_PATH, "cut", manifest.string()});
+    EXPECT_EQ(cut.exitStatus, 1);
+    EXPECT_EQ(cut.err, lineOfTheMissing("zomu-patches") +
+                           "zomu-patches: none of the photographs could be used\n");
+    const ProcessResult scored = run({ZOMU_SCORES_PATH, manifest.string()});
+    EXPECT_EQ(scored.exitStatus, 1);
+    EXPECT_EQ(scored.err, lineOfTheMissing("zomu-scores") +
+                              "zomu-scores: fewer than two photographs could be used\n");
+}
+
+TEST_F(TrainingTools, aModelThatIsNotThereGivesNoFeatures) {
+    const ProcessResult result =
+        runProcess({ZOMU_PATCHES_PATH, "features", manifest.string(), out.string()},
+                   {{"TMPDIR", folder.path().string()}});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_TRUE(result.err.ends_with(": gives features that are not finite\n")) << result.err;
+}

@@ -1,0 +1,67 @@
+"""Error rates of scores whose rates are known."""
+
+import unittest
+
+import numpy as np
+
+from evaluation.pairs import PairScores, from_matrix, person_indices
+from evaluation.rates import curve_of, equal_error_interval, error_curve
+
+
+def drawn_pairs(people: int, photos: int, distance: float, seed: int) -> PairScores:
+    """Scores like normal numbers, `distance` larger where the person is the same."""
+    person = np.repeat(np.arange(people), photos)
+    rng = np.random.default_rng(seed)
+    matrix = rng.standard_normal((len(person), len(person)))
+    matrix += distance * (person[:, None] == person[None])
+    return from_matrix(matrix, person)
+
+
+class Pairs(unittest.TestCase):
+    def test_same_pairs_are_those_of_one_person(self):
+        person = person_indices(["b", "a", "b", "c"])
+        pairs = PairScores(np.zeros(6, np.float32), person)
+        self.assertEqual(pairs.is_same().tolist(), [False, True, False, False, False, False])
+
+    def test_matrices_are_read_along_the_upper_triangle(self):
+        matrix = np.arange(9).reshape(3, 3)
+        self.assertEqual(from_matrix(matrix, np.zeros(3, int)).scores.tolist(), [1, 2, 5])
+
+
+class Rates(unittest.TestCase):
+    def test_separate_scores_have_no_errors(self):
+        curve = error_curve(np.array([2.0, 3.0]), np.array([0.0, 1.0]))
+        self.assertEqual(curve.equal_error(), 0)
+        self.assertGreater(curve.threshold_at(0), 1.0)
+        self.assertEqual(curve.non_match_at(0), 0)
+
+    def test_scores_the_wrong_way_round_are_always_wrong(self):
+        self.assertEqual(error_curve(np.array([0.0, 1.0]), np.array([2.0, 3.0])).equal_error(), 1)
+
+    def test_one_of_four_on_each_side(self):
+        curve = error_curve(np.array([1.0, 3, 4, 5]), np.array([-1.0, 0, 0.5, 2]))
+        self.assertAlmostEqual(curve.equal_error(), 0.25)
+
+    def test_normal_scores_have_the_rate_of_the_normal_distribution(self):
+        rng = np.random.default_rng(1)
+        curve = error_curve(rng.normal(4, 1, 20000), rng.normal(0, 1, 500000))
+        self.assertAlmostEqual(curve.equal_error(), 0.02275, delta=0.0015)
+        self.assertAlmostEqual(curve.threshold_at(0.001), 3.09, delta=0.05)
+
+    def test_the_interval_lies_around_the_rate(self):
+        pairs = drawn_pairs(60, 5, 3.3, 2)
+        rate = curve_of(pairs).equal_error()
+        interval = equal_error_interval(pairs, rounds=200)
+        self.assertLess(interval.low, rate)
+        self.assertGreater(interval.high, rate)
+        # 600 same pairs at a rate of 5 per cent: about 0.9 per cent to either side, drawn one by one.
+        self.assertTrue(0.01 < interval.high - interval.low < 0.06, interval)
+
+    def test_fewer_people_have_a_wider_interval(self):
+        wide = equal_error_interval(drawn_pairs(15, 5, 3.3, 3))
+        narrow = equal_error_interval(drawn_pairs(120, 5, 3.3, 3))
+        self.assertGreater(wide.high - wide.low, 1.5 * (narrow.high - narrow.low))
+
+
+if __name__ == "__main__":
+    unittest.main()

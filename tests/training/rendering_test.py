@@ -1,0 +1,123 @@
+"""Rendered people: the same from the same seed, different from each other, landmarks in place."""
+
+import csv
+import tempfile
+import unittest
+from pathlib import Path
+
+import cv2
+import numpy as np
+
+from rendering.camera import Conditions
+from rendering.head_shape import NOWHERE
+from rendering.landmarks import IDS, ROW
+from rendering.person import draw_person
+from rendering.photo import SIDE, Sitter
+from support import render, run_command
+
+PLAIN = Conditions(yaw=0, pitch=0, roll=0, occlusion=0, glasses=0, grey=0, jitter=(0, 0))
+
+
+class People(unittest.TestCase):
+    def test_no_two_of_many_are_alike(self):
+        faces = np.array([draw_person(1, number).points.ravel() for number in range(10000)])
+        self.assertEqual(len(np.unique(faces.round(2), axis=0)), 10000)
+        # Measures vary by more than the noise of landmarks, 1 per cent of an eye distance of 6.3.
+        spread = faces.reshape(len(faces), -1, 2).std(axis=0)
+        self.assertGreater(np.median(spread), 0.2)
+
+    def test_a_person_hangs_on_seed_and_number_alone(self):
+        one, again, other = draw_person(3, 7), draw_person(3, 7), draw_person(4, 7)
+        self.assertTrue((one.points == again.points).all())
+        self.assertTrue((one.skin == again.skin).all())
+        self.assertFalse((one.points == other.points).all())
+
+    def test_heads_are_closed_and_noses_stick_out(self):
+        for number in range(20):
+            sitter = Sitter(2, number)
+            depth = sitter.shape.depth
+            for edge in (depth[0], depth[-1], depth[:, 0], depth[:, -1]):
+                self.assertTrue((edge == NOWHERE).all())
+            points = sitter.shape.points
+            self.assertGreater(points[ROW[9], 2], points[ROW[44], 2])
+            self.assertGreater(points[ROW[9], 2], points[ROW[6], 2])
+
+
+class Photographs(unittest.TestCase):
+    def test_the_same_number_gives_the_same_bytes(self):
+        first = Sitter(1, 5).photograph(3, Conditions())
+        sitter = Sitter(1, 5)
+        sitter.photograph(0, Conditions())
+        second = sitter.photograph(3, Conditions())
+        self.assertEqual(first.content, second.content)
+        self.assertTrue((first.landmarks == second.landmarks).all())
+        self.assertNotEqual(first.content, sitter.photograph(4, Conditions()).content)
+
+    def test_eyes_are_where_the_landmarks_say(self):
+        darker = 0
+        for number in range(12):
+            photo = Sitter(1, number).photograph(0, PLAIN)
+            grey = cv2.cvtColor(photo.picture, cv2.COLOR_BGR2GRAY).astype(float)
+            at = {name: tuple(np.rint(photo.landmarks[ROW[name]]).astype(int)) for name in IDS}
+
+            def brightness(x, y):
+                return grey[y - 1:y + 2, x - 1:x + 2].mean()
+
+            eyes = [brightness(*at[name]) for name in (0, 1)]
+            cheeks = [brightness(at[name][0], (at[name][1] + at[45][1]) // 2) for name in (0, 1)]
+            darker += sum(eyes) < sum(cheeks)
+        self.assertGreaterEqual(darker, 11)
+
+    def test_jitter_moves_landmarks_and_nothing_else(self):
+        moved = Conditions(**{**vars(PLAIN), "jitter": (3, 3)})
+        distances = []
+        for number in range(10):
+            sitter = Sitter(1, number)
+            still, jittered = sitter.photograph(0, PLAIN), sitter.photograph(0, moved)
+            self.assertEqual(still.content, jittered.content)
+            eyes = still.landmarks[ROW[1]] - still.landmarks[ROW[0]]
+            distances.append((jittered.landmarks - still.landmarks) / np.linalg.norm(eyes))
+        self.assertAlmostEqual(float(np.std(distances)), 0.03, delta=0.005)
+
+    def test_grey_pictures_have_no_colour(self):
+        photo = Sitter(1, 1).photograph(0, Conditions(grey=1))
+        self.assertEqual(photo.picture.shape, (SIDE, SIDE, 3))
+        self.assertTrue((photo.picture == photo.picture[..., :1]).all())
+
+    def test_turned_heads_have_turned_landmarks(self):
+        for turn in (Conditions(**{**vars(PLAIN), "yaw": 30}),):
+            widths = []
+            for number in range(10):
+                for photo in range(3):
+                    points = Sitter(1, number).photograph(photo, turn).landmarks
+                    left = points[ROW[9], 0] - points[ROW[223], 0]
+                    right = points[ROW[225], 0] - points[ROW[9], 0]
+                    widths.append(left / right if left < right else right / left)
+            self.assertLess(min(widths), 0.4)
+
+
+class Command(unittest.TestCase):
+    def test_a_subset_gives_the_same_files(self):
+        with tempfile.TemporaryDirectory() as temporary:
+            whole, part = Path(temporary) / "whole", Path(temporary) / "part"
+            render(whole, "--people", 3, "--photos", 2, "--jobs", 2)
+            render(part, "--people", 1, "--first", 2, "--photos", 1)
+            for name in ("photos/00002/00.jpg", "photos/00002/00.csv"):
+                self.assertEqual((whole / name).read_bytes(), (part / name).read_bytes())
+            with open(whole / "manifest.csv", newline="", encoding="utf-8") as file:
+                rows = list(csv.DictReader(file))
+            self.assertEqual(len(rows), 6)
+            self.assertEqual(rows[5], {"person": "00002", "photo": "photos/00002/01.jpg",
+                                       "landmarks": "photos/00002/01.csv"})
+            self.assertIsNotNone(cv2.imread(str(whole / "contact.png")))
+            lines = (whole / "photos/00000/00.csv").read_text(encoding="ascii").splitlines()
+            self.assertEqual(lines[0], "id,x,y")
+            self.assertEqual([int(line.split(",")[0]) for line in lines[1:]], sorted(IDS))
+
+    def test_nonsense_is_refused(self):
+        for option in (("--people", 0), ("--photos", 101), ("--seed", -1), ("--jitter", 3, 1)):
+            self.assertEqual(run_command("render_people", "/nowhere", *option).returncode, 2)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,23 @@
+// A list of photographs with the people in them: what training and evaluation read.
+#ifndef ZOMU_TOOLS_MANIFEST_MANIFEST_H
+#define ZOMU_TOOLS_MANIFEST_MANIFEST_H
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+struct ManifestRow {
+    std::string person;               // any text without a comma or a quotation mark
+    std::filesystem::path photo;      // PNG or JPEG
+    std::filesystem::path landmarks;  // CSV, see landmark_file.h
+};
+
+// Reads lines `person,photo,landmarks` behind a first line that says just this. Paths are seen from
+// the manifest's own folder. Blank lines and CR LF are accepted. Throws std::runtime_error with
+// path, line and reason; a manifest without photographs is refused, too.
+std::vector<ManifestRow> readManifest(const std::filesystem::path& path);
+
+// Writes such a list. Paths stand in it as they are in the rows.
+void writeManifest(const std::filesystem::path& path, const std::vector<ManifestRow>& rows);
+
+#endif

@@ -1,0 +1,46 @@
+// Arrays as files of the format .npy, which NumPy maps into memory.
+#ifndef ZOMU_TOOLS_MANIFEST_NPY_FILE_H
+#define ZOMU_TOOLS_MANIFEST_NPY_FILE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+enum class NpyType { uint8, float32 };
+
+// Grows row by row; the header gets the number of rows at the end. Throws std::runtime_error with
+// the path where the system refuses.
+class NpyFile {
+  public:
+    // A row has the shape `rowShape`; an empty one makes rows single values.
+    NpyFile(const std::filesystem::path& path, NpyType type, const std::vector<int>& rowShape);
+
+    // `rows` rows of the shape, one after another.
+    void append(const void* values, std::size_t rows);
+
+    // Without it the file has no rows. Closing counts as a write.
+    void close();
+
+    std::size_t rowBytes() const { return bytesOfRow; }
+
+  private:
+    struct Closer {
+        void operator()(std::FILE* stream) const { std::fclose(stream); }
+    };
+
+    [[noreturn]] void fail() const;
+    void writeHeader();
+
+    std::filesystem::path path;
+    NpyType type;
+    std::vector<int> shape;
+    std::size_t bytesOfRow;
+    std::uint64_t count = 0;
+    std::unique_ptr<std::FILE, Closer> stream;
+};
+
+#endif

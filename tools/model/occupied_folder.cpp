@@ -1,0 +1,37 @@
+#include "model/occupied_folder.h"
+
+#include <set>
+#include <stdexcept>
+#include <string>
+
+#include "model/model_files.h"
+
+namespace fs = std::filesystem;
+
+// Replacing removes a whole folder: it is allowed for nothing but a model, lest a slip of the hand
+// cost somebody something else.
+void refuseOccupied(const fs::path& folder, bool replace) {
+    if (folder.empty()) {
+        throw std::runtime_error("the name of the folder is empty");
+    }
+    if (!fs::exists(fs::symlink_status(folder))) {
+        return;
+    }
+    if (!fs::is_directory(folder)) {
+        throw std::runtime_error(folder.string() + " is there already and is no folder");
+    }
+    if (!replace && !fs::is_empty(folder)) {
+        throw std::runtime_error(folder.string() + " is not empty");
+    }
+    std::set<std::string> names;
+    for (const ModelFile& file : listModelFiles()) {
+        names.insert(file.name);
+    }
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (names.count(name) == 0 || !entry.is_regular_file()) {
+            throw std::runtime_error(folder.string() + " holds " + name +
+                                     ", which is no model file: it is not replaced");
+        }
+    }
+}

@@ -1,0 +1,193 @@
+// zomu-patches: what training needs of the library's own stages. `cut` writes the patches of many
+// photographs, `features` what the networks make of them.
+#include <omp.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "description/conv_net.h"
+#include "description/net_texts.h"
+#include "manifest/manifest.h"
+#include "manifest/npy_file.h"
+#include "manifest/photo_walk.h"
+#include "patches/face_patches.h"
+#include "patches/patch_layout.h"
+#include "service/extraction.h"
+#include "service/model_tables.h"
+#include "tool_main.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string numbered(const char* stem, int number, const char* end) {
+    return std::string(stem) + (number < 10 ? "-0" : "-") + std::to_string(number) + end;
+}
+
+int planesOf(int patch) {
+    return kPatchLayout.isColour[patch] != 0 ? 3 : 1;
+}
+
+void reportLine(const std::string& line) {
+    std::fprintf(stderr, "zomu-patches: %s\n", line.c_str());
+}
+
+// The rows of the manifest that were not left out, with paths that do not hang on its folder.
+class StoredRows {
+  public:
+    void add(const ManifestRow& row) {
+        rows.push_back({row.person, fs::absolute(row.photo), fs::absolute(row.landmarks)});
+    }
+
+    void finish(const fs::path& folder, std::size_t wanted) const {
+        if (rows.empty()) {
+            throw std::runtime_error("none of the photographs could be used");
+        }
+        writeManifest(folder / "faces.csv", rows);
+        std::printf("%zu photographs, %zu left out\n", rows.size(), wanted - rows.size());
+    }
+
+  private:
+    std::vector<ManifestRow> rows;
+};
+
+std::vector<std::unique_ptr<ZomuContext>> contextsForTeam(bool withNetworks) {
+    std::vector<std::unique_ptr<ZomuContext>> contexts;
+    contexts.reserve(static_cast<std::size_t>(omp_get_max_threads()));
+    for (int thread = 0; thread < omp_get_max_threads(); ++thread) {
+        contexts.push_back(withNetworks ? std::make_unique<ZomuContext>(modelDir)
+                                        : std::make_unique<ZomuContext>());
+    }
+    return contexts;
+}
+
+void writeDescriptions(const fs::path& folder) {
+    for (int k = 0; k < kNetCount; ++k) {
+        const fs::path path = folder / numbered("network", k + 1, ".txt");
+        std::ofstream stream(path, std::ios::binary);
+        stream << netDescriptionTexts[k];
+        if (!stream.flush()) {
+            throw std::runtime_error(path.string() + ": cannot be written");
+        }
+    }
+}
+
+// The table of mean images is zero as long as no model is loaded, so that a patch holds the
+// canvas's bytes as floats and 0 in its margins.
+void cut(const std::string& manifest, const fs::path& folder) {
+    const std::vector<ManifestRow> rows = readManifest(manifest);
+    createFolder(folder.string());
+    writeDescriptions(folder);
+    std::vector<NpyFile> files;
+    for (int k = 0; k < kPatchCount; ++k) {
+        const int side = kPatchLayout.size[k];
+        files.emplace_back(folder / numbered("patches", k + 1, ".npy"), NpyType::uint8,
+                           std::vector<int>{2, planesOf(k), side, side});
+    }
+    const auto contexts = contextsForTeam(false);
+    std::vector<std::vector<std::vector<std::uint8_t>>> blocks(
+        kWalkBlock, std::vector<std::vector<std::uint8_t>>(kPatchCount));
+    StoredRows stored;
+    PhotoWork work;
+    work.compute = [&](const FacePicture& face, int thread, std::size_t slot) {
+        const SourceImage image = {face.picture.pixels.data(), face.picture.width,
+                                   face.picture.height, 3 * face.picture.width};
+        const PatchList patches =
+            cutFacePatches(*contexts[static_cast<std::size_t>(thread)], image, face.landmarks);
+        for (std::size_t k = 0; k < patches.size(); ++k) {
+            const float* values = patches[k]->data;
+            blocks[slot][k].assign(values, values + patches[k]->numElements);
+        }
+    };
+    work.store = [&](const ManifestRow& row, std::size_t slot) {
+        for (std::size_t k = 0; k < files.size(); ++k) {
+            files[k].append(blocks[slot][k].data(), 1);
+        }
+        stored.add(row);
+    };
+    work.report = reportLine;
+    walkPhotos(rows, work);
+    for (NpyFile& file : files) {
+        file.close();
+    }
+    stored.finish(folder, rows.size());
+}
+
+void writeFeatures(const std::string& manifest, const fs::path& folder) {
+    attachLibrary();
+    const std::vector<ManifestRow> rows = readManifest(manifest);
+    createFolder(folder.string());
+    NpyFile file(folder / "features.npy", NpyType::float32, {kFeatureCount});
+    const auto contexts = contextsForTeam(true);
+    std::vector<float> block(kWalkBlock * kFeatureCount);
+    StoredRows stored;
+    PhotoWork work;
+    work.compute = [&](const FacePicture& face, int thread, std::size_t slot) {
+        float* features = block.data() + slot * kFeatureCount;
+        computeFeatures(*contexts[static_cast<std::size_t>(thread)], face.picture.pixels.data(),
+                        face.picture.width, face.picture.height, 3 * face.picture.width,
+                        face.landmarks, features);
+        if (!std::all_of(features, features + kFeatureCount,
+                         [](float value) { return std::isfinite(value); })) {
+            throw std::runtime_error(std::string(modelDir) +
+                                     ": gives features that are not finite");
+        }
+    };
+    work.store = [&](const ManifestRow& row, std::size_t slot) {
+        file.append(block.data() + slot * kFeatureCount, 1);
+        stored.add(row);
+    };
+    work.report = reportLine;
+    walkPhotos(rows, work);
+    file.close();
+    stored.finish(folder, rows.size());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::string manifest;
+    std::string folder;
+    CLI::App* cutCommand = nullptr;
+    CLI::App* describeCommand = nullptr;
+    const auto addFolder = [&](CLI::App* command) {
+        command->add_option("OUTDIR", folder, "folder for the files, made if missing")->required();
+        return command;
+    };
+    const auto addManifest = [&](CLI::App* command) {
+        command->add_option("MANIFEST", manifest, "CSV file with person,photo,landmarks")
+            ->required();
+        return addFolder(command);
+    };
+    return runTool(
+        "zomu-patches", "What the library sees of many photographs, as arrays for training.", argc,
+        argv,
+        [&](CLI::App& app) {
+            app.require_subcommand(1);
+            cutCommand = addManifest(app.add_subcommand(
+                "cut",
+                "Write the patches of all photographs, before the mean image is subtracted"));
+            addManifest(app.add_subcommand(
+                "features", "Write the 8000 features of all photographs, by the model in place"));
+            describeCommand = addFolder(
+                app.add_subcommand("describe", "Write the descriptions of the 25 networks"));
+        },
+        [&] {
+            if (cutCommand->parsed()) {
+                cut(manifest, folder);
+            } else if (describeCommand->parsed()) {
+                createFolder(folder);
+                writeDescriptions(folder);
+            } else {
+                writeFeatures(manifest, folder);
+            }
+        });
+}

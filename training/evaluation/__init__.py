@@ -1,0 +1,1 @@
+"""Error rates of scores, and pictures of them."""

@@ -1,0 +1,1 @@
+"""Draws photographs of people who do not exist, with their landmarks."""

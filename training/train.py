@@ -1,0 +1,115 @@
+#!/usr/bin/python3
+"""Trains a model for the library on labelled photographs: networks, mean images and tables.
+
+    train.py MANIFEST MODELDIR --work WORKDIR
+
+MANIFEST has a line `person,photo,landmarks` for each photograph behind that header. Everything in
+between lies in WORKDIR, so that the same command goes on where a former one was ended; MODELDIR
+appears at the end, complete and checked.
+
+Needs Debian's python3-torch, python3-numpy and python3-tqdm, and the built tools.
+"""
+
+import argparse
+import os
+import shutil
+import sys
+from pathlib import Path
+
+# The BLAS behind NumPy reads this when it is loaded; networks are trained side by side instead.
+os.environ.setdefault("OMP_NUM_THREADS", "1")
+
+import numpy as np
+
+from trainer.all_networks import train_networks
+from trainer.description import NETWORKS
+from trainer.joint import joint_features, load_results, with_mirrored
+from trainer.model_folder import write_network, write_table
+from trainer.one_network import Recipe
+from trainer.patch_store import open_store, split_people
+from trainer.problems import TrainingProblem
+from trainer.tables import fit_tables
+from trainer.tools import default_tools, run_tool
+from trainer.workplace import Workplace
+
+
+def arguments() -> argparse.Namespace:
+    recipe = Recipe()
+    parser = argparse.ArgumentParser(prog="train.py", description=__doc__.splitlines()[0])
+    parser.add_argument("manifest", type=Path, metavar="MANIFEST")
+    parser.add_argument("model", type=Path, metavar="MODELDIR", help="absent or empty")
+    parser.add_argument("--work", type=Path, required=True, metavar="WORKDIR")
+    parser.add_argument("--epochs", type=int, default=recipe.epochs)
+    parser.add_argument("--batch", type=int, default=recipe.batch)
+    parser.add_argument("--rate", type=float, default=recipe.rate, help="highest learning rate")
+    parser.add_argument("--margin", type=float, default=recipe.margin)
+    parser.add_argument("--scale", type=float, default=recipe.scale)
+    parser.add_argument("--seed", type=int, default=recipe.seed)
+    parser.add_argument("--fit-share", type=float, default=0.15,
+                        help="share of the people who are put aside for the tables")
+    parser.add_argument("--components", type=int, default=200,
+                        help="principal components behind the tables, at most 499")
+    parser.add_argument("--jobs", type=int, default=1, help="networks trained at the same time")
+    parser.add_argument("--only", type=int, nargs="+", metavar="N", default=None,
+                        help="train these networks and write no model yet")
+    parser.add_argument("--tools", type=Path, default=default_tools(),
+                        help="folder of zomu-patches and zomu-model")
+    options = parser.parse_args()
+    if min(options.epochs, options.jobs, options.components) < 1 or options.batch < 2:
+        parser.error("epochs, jobs and components are at least 1, batch 2")
+    if options.components > 499 or not 0 < options.fit_share < 1 or options.seed < 0:
+        parser.error("components are at most 499, fit-share between 0 and 1, seed not negative")
+    if options.only and not all(1 <= number <= NETWORKS for number in options.only):
+        parser.error(f"networks are 1 to {NETWORKS}")
+    return options
+
+
+def write_model(options: argparse.Namespace, results: list[dict], labels: np.ndarray) -> None:
+    tables = fit_tables(*with_mirrored(joint_features(results), labels), options.components,
+                        options.seed)
+    partial = options.work / "model.partial"
+    shutil.rmtree(partial, ignore_errors=True)
+    partial.mkdir()
+    for number, result in enumerate(results, 1):
+        files = {name: values.numpy() for name, values in result["files"].items()}
+        write_network(partial, number, files, result["mean"].numpy())
+    write_table(partial / "6-0", tables.mean)
+    write_table(partial / "6-1", tables.table_a())
+    write_table(partial / "6-2", tables.table_b())
+    run_tool(options.tools, "zomu-model", "check", partial)
+    options.model.parent.mkdir(parents=True, exist_ok=True)
+    if options.model.exists():
+        options.model.rmdir()
+    shutil.move(partial, options.model)
+    print(f"tables: {len(tables.values)} directions of {tables.components} components, "
+          f"{tables.left_out} left out")
+    print(f"{options.model}: complete and checked")
+
+
+def main() -> int:
+    options = arguments()
+    if options.model.exists() and (not options.model.is_dir() or any(options.model.iterdir())):
+        raise TrainingProblem(f"{options.model}: is there already")
+    recipe = Recipe(epochs=options.epochs, batch=options.batch, rate=options.rate,
+                    margin=options.margin, scale=options.scale, seed=options.seed)
+    workplace = Workplace(options.work, options.manifest, recipe, options.fit_share)
+    folder = workplace.patches(options.manifest, options.tools, options.jobs)
+    split = split_people(open_store(folder), options.fit_share, recipe.seed)
+    print(f"{split.classes} people in {len(split.train_rows)} photographs for the networks, "
+          f"{split.fit_labels.max() + 1} in {len(split.fit_rows)} for the tables", flush=True)
+    numbers = options.only or list(range(1, NETWORKS + 1))
+    train_networks(numbers, workplace, folder, split, recipe, options.jobs)
+    if options.only is None:
+        write_model(options, load_results(options.work), split.fit_labels)
+    return 0
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main())
+    except TrainingProblem as problem:
+        print(f"train.py: {problem}", file=sys.stderr)
+        sys.exit(1)
+    except KeyboardInterrupt:
+        print("train.py: interrupted; the same command goes on from here", file=sys.stderr)
+        sys.exit(130)

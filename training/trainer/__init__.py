@@ -1,0 +1,1 @@
+"""Trains the library's networks and tables on labelled photographs."""

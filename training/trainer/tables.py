@@ -1,0 +1,142 @@
+"""Feature mean and projection tables: which differences between features mean another person.
+
+The score of two templates a and b is, with q for the quadratic terms and |a| for the lengths,
+
+    (2 a.b - (q_a + q_b)) / (|a| |b|) + 1.
+
+Two-covariance model: a feature vector is the sum of what a person is, of covariance B between people,
+and of what a photograph adds, of covariance W within a person. In coordinates where W is the unit
+matrix and B is diagonal with values v, the logarithm of how much likelier two vectors x and y are
+under the same person than under different ones is, but for a constant and for half of it,
+
+    2 sum p x y - sum m (x x + y y),   p = v / (1 + 2 v),   m = v v / ((1 + v) (1 + 2 v)).
+
+That is the numerator above with a = sqrt(p) x behind table "6-2" and q = |sqrt(m) x|^2 behind table
+"6-1". So both tables have the same rows, each with two factors.
+
+The lengths below the fraction spoil the ratio where templates differ in length. One more row gives
+all templates a coordinate that is nearly the same for every face: the feature mean is moved along a
+direction in which features hardly vary, and the row looks along it. Its square stands once in 2 a.b
+and once in q_a + q_b, so that the numerator does not see it; the lengths get closer to each other.
+"""
+
+from dataclasses import dataclass
+
+import numpy as np
+
+from trainer.problems import TrainingProblem
+
+ROWS = 500
+
+# Of the largest variance within people: what is added to all of them, lest a direction that the few
+# photographs happen not to show be trusted without bounds.
+RIDGE = 1e-3
+
+# The coordinate that all templates share; their other ones make a vector of length 1 on average.
+SHARED = 1.0
+
+# How far the feature mean is moved for it, in units of what features vary along that direction.
+SHIFT = 100.0
+
+# A direction in which people differ less than this, in units of their own spread, tells nothing.
+SMALLEST_VALUE = 1e-3
+
+
+@dataclass(frozen=True)
+class Tables:
+    mean: np.ndarray       # 8000
+    rows: np.ndarray       # directions x 8000, of which both tables are multiples; the shared one last
+    values: np.ndarray     # v of each direction but the shared one, falling
+    components: int        # principal components that the directions come from
+    left_out: int          # directions of no use, or with a negative variance between people
+
+    def factors(self) -> tuple[np.ndarray, np.ndarray]:
+        """Of each row for table "6-1" and for table "6-2"."""
+        v = self.values
+        a = np.sqrt(v * v / ((1 + v) * (1 + 2 * v)))
+        b = np.sqrt(v / (1 + 2 * v))
+        return (np.append(a, SHARED).astype(np.float32), np.append(b, SHARED).astype(np.float32))
+
+    def table_a(self) -> np.ndarray:
+        return self._table(self.factors()[0])
+
+    def table_b(self) -> np.ndarray:
+        return self._table(self.factors()[1])
+
+    def _table(self, factors: np.ndarray) -> np.ndarray:
+        table = np.zeros((ROWS, self.rows.shape[1]), np.float32)
+        table[:len(factors)] = factors[:, None] * self.rows
+        return table
+
+
+def principal_components(centred: np.ndarray, count: int, seed: int) -> np.ndarray:
+    """The `count` directions of the largest variance, as columns: subspace iteration."""
+    size = min(count + 30, *centred.shape)
+    rng = np.random.default_rng(seed)
+    basis = rng.standard_normal((centred.shape[1], size)).astype(np.float32)
+    for _ in range(8):
+        basis, _ = np.linalg.qr(centred.T @ (centred @ basis))
+    _, _, turn = np.linalg.svd(centred @ basis, full_matrices=False)
+    return basis @ turn[:count].T
+
+
+def covariances(vectors: np.ndarray, labels: np.ndarray) -> tuple[np.ndarray, np.ndarray]:
+    """Between people and within a person, unbiased for any numbers of photographs."""
+    people = int(labels.max()) + 1
+    counts = np.bincount(labels, minlength=people).astype(np.float64)
+    sums = np.zeros((people, vectors.shape[1]))
+    np.add.at(sums, labels, vectors)
+    means = sums / counts[:, None]
+    rest = vectors - means[labels]
+    within = rest.T @ rest / (len(vectors) - people)
+    spread = means - means.mean(axis=0)
+    between = spread.T @ spread / (people - 1) - within * np.mean(1 / counts)
+    return between, within
+
+
+def fit_tables(features: np.ndarray, labels: np.ndarray, components: int, seed: int = 1) -> Tables:
+    """From photographs x 8000 features, unit vectors of 160 side by side."""
+    people = int(labels.max()) + 1
+    if people < 2 or len(labels) - people < 2:
+        raise TrainingProblem("the tables need two people at least with several photographs")
+    mean = features.mean(axis=0, dtype=np.float64).astype(np.float32)
+    centred = (features - mean).astype(np.float32)
+    count = min(components, ROWS - 1, len(features) - people, features.shape[1] - 1)
+    basis = principal_components(centred, count, seed).astype(np.float64)
+    between, within = covariances((centred @ basis.astype(np.float32)).astype(np.float64), labels)
+
+    spread, turn = np.linalg.eigh(within)
+    whiten = turn / np.sqrt(spread.clip(min=0) + RIDGE * spread[-1])
+    values, directions = np.linalg.eigh(whiten.T @ between @ whiten)
+    order = np.argsort(values)[::-1]
+    useful = order[values[order] > SMALLEST_VALUE]
+    rows = (basis @ whiten @ directions[:, useful]).T
+    # The score does not see a common factor; templates are to have length 1 but for the shared row.
+    p = values[useful] / (1 + 2 * values[useful])
+    size = np.sqrt(np.mean(np.sum(p * np.square(centred @ rows.T.astype(np.float32)), axis=1)))
+    shared = _quiet_direction(basis, seed)
+    shift = SHIFT * np.std(centred @ shared.astype(np.float32))
+    rows = np.vstack([rows / size, shared / shift]).astype(np.float32)
+    return Tables(mean - (shift * shared).astype(np.float32), rows, values[useful], count,
+                  count - len(useful))
+
+
+def _quiet_direction(basis: np.ndarray, seed: int) -> np.ndarray:
+    """A unit vector in which features hardly vary: across all principal components."""
+    direction = np.random.default_rng(seed).standard_normal(len(basis))
+    direction -= basis @ (basis.T @ direction)
+    return direction / np.linalg.norm(direction)
+
+
+def scores(tables: Tables, left: np.ndarray, right: np.ndarray) -> np.ndarray:
+    """Every row of features `left` against every row of `right`."""
+    for_q, for_a = tables.factors()
+
+    def templates(features):
+        projected = (features - tables.mean) @ tables.rows.T
+        a = projected * for_a
+        return a, np.square(projected * for_q).sum(axis=1), np.linalg.norm(a, axis=1)
+
+    a, qa, na = templates(left)
+    b, qb, nb = templates(right)
+    return (2 * (a @ b.T) - qa[:, None] - qb[None]) / (na[:, None] * nb[None]) + 1

@@ -1,0 +1,30 @@
+"""Runs the programs that stand beside the library."""
+
+import os
+import subprocess
+from pathlib import Path
+
+from trainer.problems import TrainingProblem
+
+PROJECT = Path(__file__).resolve().parents[2]
+MODEL_FOLDER = "~zvplugintmp~"
+
+
+def default_tools() -> Path:
+    return PROJECT / "build" / "release" / "tools"
+
+
+def run_tool(tools: Path, name: str, *arguments, jobs: int = 1, temporary: Path | None = None) -> str:
+    """Its standard output. What it says on standard error is shown at once."""
+    program = tools / name
+    if not program.exists():
+        raise TrainingProblem(f"{program}: not there; build the tools, or name them by --tools")
+    environment = dict(os.environ, OMP_NUM_THREADS=str(jobs))
+    if temporary is not None:
+        environment["TMPDIR"] = str(temporary)
+    result = subprocess.run([program, *map(str, arguments)], stdout=subprocess.PIPE, text=True,
+                            env=environment, check=False)
+    if result.returncode != 0:
+        raise TrainingProblem((result.stdout.strip() + "\n").lstrip("\n")
+                              + f"{name} ended with status {result.returncode}")
+    return result.stdout
