@@ -13,11 +13,9 @@ Needs Debian's python3-torch, python3-numpy and python3-matplotlib, and the buil
 """
 
 import argparse
-import csv
 import json
 import os
 import sys
-import tempfile
 from pathlib import Path
 
 os.environ.setdefault("OMP_NUM_THREADS", "1")
@@ -29,10 +27,11 @@ from evaluation.plots import plot_bars, plot_line
 from evaluation.rates import curve_of
 from trainer.description import NETWORKS
 from trainer.joint import joint_features, load_results, with_mirrored
+from trainer.manifest import read_manifest, write_manifest
 from trainer.patch_store import open_store, split_people
 from trainer.problems import TrainingProblem
 from trainer.tables import fit_tables, scores
-from trainer.tools import MODEL_FOLDER, default_tools, run_tool
+from trainer.tools import default_tools, placed_model, run_tool
 
 FEATURES = 320  # of one network: two crops of 160
 COMPONENTS = (25, 50, 100, 150, 200, 300, 400, 499)
@@ -43,29 +42,20 @@ class Faces:
     """Features of the photographs of a manifest, and who is in them."""
 
     def __init__(self, manifest: Path, options: argparse.Namespace):
-        with tempfile.TemporaryDirectory() as temporary:
-            home = Path(temporary)
-            (home / MODEL_FOLDER).symlink_to(options.model.resolve())
+        with placed_model(options.model) as home:
             listed = self._first_people(manifest, options.people, home)
             run_tool(options.tools, "zomu-patches", "features", listed, home / "out",
                      jobs=options.jobs, temporary=home)
-            with open(home / "out" / "faces.csv", newline="", encoding="utf-8") as file:
-                self.person = person_indices([row["person"] for row in csv.DictReader(file)])
+            used = read_manifest(home / "out" / "faces.csv")
+            self.person = person_indices([person for person, _, _ in used])
             self.features = np.load(home / "out" / "features.npy")
 
     @staticmethod
     def _first_people(manifest: Path, limit: int, home: Path) -> Path:
-        with open(manifest, newline="", encoding="utf-8") as file:
-            rows = list(csv.DictReader(file))
-        chosen = set(list(dict.fromkeys(row["person"] for row in rows))[:limit])
+        rows = read_manifest(manifest)
+        chosen = set(list(dict.fromkeys(person for person, _, _ in rows))[:limit])
         path = home / "manifest.csv"
-        with open(path, "w", newline="", encoding="utf-8") as file:
-            writer = csv.writer(file, lineterminator="\n")
-            writer.writerow(("person", "photo", "landmarks"))
-            for row in rows:
-                if row["person"] in chosen:
-                    writer.writerow((row["person"], manifest.parent.resolve() / row["photo"],
-                                     manifest.parent.resolve() / row["landmarks"]))
+        write_manifest(path, [row for row in rows if row[0] in chosen])
         return path
 
     def error(self, matrix: np.ndarray) -> float:

@@ -121,6 +121,20 @@ class WholeTraining(unittest.TestCase):
         self.assertEqual(result.returncode, 1)
         self.assertIn("four people at least", result.stderr)
 
+    def test_a_face_is_searched_for(self):
+        photo = self.manifest.parent / "photos/00003/01.jpg"
+        arguments = ("search", photo, photo.with_suffix(".csv"), self.manifest, "--model", self.model,
+                     "--tools", TOOLS)
+        result = run_command(*arguments, "--top", 2, "--threshold", -100)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        first, second, reached = result.stdout.splitlines()
+        self.assertEqual(first.split()[1:], ["00003", "01.jpg"])
+        self.assertGreater(float(first.split()[0]), float(second.split()[0]))
+        self.assertEqual(reached, "48 of 48 scores are -100 or more")
+        result = run_command(*arguments[:2], "absent.csv", *arguments[3:])
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stderr, r"search: .*01\.jpg: cannot be searched for\n$")
+
     def test_the_model_is_evaluated_and_packed(self):
         people = self.manifest.parent
         text = self.manifest.read_text(encoding="utf-8").replace("nobody,photos/no.jpg,photos/no.csv\n",

@@ -1,12 +1,12 @@
 """The patches that zomu-patches cut, mapped into memory, and who is in which photograph."""
 
-import csv
 from dataclasses import dataclass
 from pathlib import Path
 
 import numpy as np
 import torch
 
+from trainer.manifest import read_manifest
 from trainer.problems import TrainingProblem
 
 
@@ -22,8 +22,7 @@ class PatchStore:
 
 
 def open_store(folder: Path) -> PatchStore:
-    with open(folder / "faces.csv", newline="", encoding="utf-8") as file:
-        names = [row["person"] for row in csv.DictReader(file)]
+    names = [person for person, _, _ in read_manifest(folder / "faces.csv")]
     people = sorted(set(names))
     index = {name: i for i, name in enumerate(people)}
     return PatchStore(folder, people, np.array([index[name] for name in names]))

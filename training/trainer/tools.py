@@ -2,7 +2,10 @@
 
 import os
 import subprocess
+import tempfile
+from contextlib import contextmanager
 from pathlib import Path
+from typing import Iterator
 
 from trainer.problems import TrainingProblem
 
@@ -12,6 +15,16 @@ MODEL_FOLDER = "~zvplugintmp~"
 
 def default_tools() -> Path:
     return PROJECT / "build" / "release" / "tools"
+
+
+@contextmanager
+def placed_model(model: Path) -> Iterator[Path]:
+    """A temporary directory in which the library finds `model`."""
+    if not model.is_dir():
+        raise TrainingProblem(f"{model}: no such folder")
+    with tempfile.TemporaryDirectory() as temporary:
+        (Path(temporary) / MODEL_FOLDER).symlink_to(model.resolve())
+        yield Path(temporary)
 
 
 def run_tool(tools: Path, name: str, *arguments, jobs: int = 1, temporary: Path | None = None) -> str:
