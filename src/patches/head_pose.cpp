@@ -13,9 +13,6 @@
 
 namespace {
 
-// Distance between rows 0 and 1 of the head model, its eyes.
-constexpr float kModelEyeDistance = 6.2773F;
-
 float toDegrees(float radians) {
     return static_cast<float>(static_cast<double>(radians * 180.0F) / std::numbers::pi);
 }
@@ -55,6 +52,16 @@ void correctToRotation(const float (&s)[8], HeadPose& pose) {
 }  // namespace
 
 float estimateFacePose(const LandmarkRecord& record, float& roll, float& yaw, float& pitch) {
+    const HeadPose pose = fitHeadPose(record);
+    float e[3];
+    quaternionToEuler(rotationToQuaternion(pose.R), e);
+    roll = toDegrees(e[2]);
+    yaw = toDegrees(e[1]);
+    pitch = toDegrees(e[0]);
+    return pose.k * kModelEyeDistance;
+}
+
+HeadPose fitHeadPose(const LandmarkRecord& record) {
     const LandmarkEntry* entries = entriesOf(record);
     const auto n = static_cast<std::size_t>(record.count);
     std::vector<ImagePoint> image(n);
@@ -64,14 +71,7 @@ float estimateFacePose(const LandmarkRecord& record, float& roll, float& yaw, fl
         image[i] = {entries[i].x, entries[i].y};
         model[i] = {row[0], row[1], row[2]};
     }
-    const HeadPose pose = fitHeadPose(image.data(), model.data(), record.count);
-
-    float e[3];
-    quaternionToEuler(rotationToQuaternion(pose.R), e);
-    roll = toDegrees(e[2]);
-    yaw = toDegrees(e[1]);
-    pitch = toDegrees(e[0]);
-    return pose.k * kModelEyeDistance;
+    return fitHeadPose(image.data(), model.data(), record.count);
 }
 
 HeadPose fitHeadPose(const ImagePoint* image, const ModelPoint* model, int n) {

@@ -25,9 +25,15 @@ struct Quaternion {
     float x, y, z, w;
 };
 
+// Distance between rows 0 and 1 of the head model, its eyes, in model units.
+constexpr float kModelEyeDistance = 6.2773F;
+
 // Fits the pose of all entries of a record; writes the head's angles in degrees. Returns the length
 // in image pixels that the model's eye distance measures on this face. `record` keeps the contract.
 float estimateFacePose(const LandmarkRecord& record, float& roll, float& yaw, float& pitch);
+
+// The fit alone. `record` keeps the contract.
+HeadPose fitHeadPose(const LandmarkRecord& record);
 
 HeadPose fitHeadPose(const ImagePoint* image, const ModelPoint* model, int n);
 

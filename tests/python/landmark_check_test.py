@@ -66,7 +66,7 @@ class LandmarkCheckTest(unittest.TestCase):
         row = re.compile(r"\{(-?[\d.]+)F, (-?[\d.]+)F, (-?[\d.]+)F\},\s*// (\d+)")
         rows = {int(m[4]): (float(m[1]), float(m[2]), float(m[3])) for m in row.finditer(source)}
         self.assertEqual(HEAD_MODEL, rows)
-        pose = (PROJECT / "src/patches/head_pose.cpp").read_text()
+        pose = (PROJECT / "src/patches/head_pose.h").read_text()
         self.assertIn(f"kModelEyeDistance = {MODEL_EYE_DISTANCE}F;", pose)
 
     def test_good_landmarks_are_good(self) -> None:

@@ -16,9 +16,6 @@ namespace {
 constexpr double kResidualLimit = 0.15;
 constexpr double kPairLimit = -0.05;
 
-// Between rows 0 and 1 of the head model.
-constexpr double kModelEyeDistance = 6.2773;
-
 using Pair = std::pair<std::int32_t, std::int32_t>;
 
 // Left and right in the picture; a mirrored picture exchanges them.
@@ -45,18 +42,6 @@ const LandmarkEntry* entryOf(const LandmarkRecord& record, std::int32_t id) {
     return found == end ? nullptr : found;
 }
 
-HeadPose fitRecord(const LandmarkRecord& record) {
-    std::vector<ImagePoint> image;
-    std::vector<ModelPoint> model;
-    for (std::int32_t i = 0; i < record.count; ++i) {
-        const LandmarkEntry& entry = entriesOf(record)[i];
-        const float* row = kHeadModel[kLandmarkRow[entry.id]];
-        image.push_back({entry.x, entry.y});
-        model.push_back({row[0], row[1], row[2]});
-    }
-    return fitHeadPose(image.data(), model.data(), record.count);
-}
-
 // Where the fitted model has a landmark, in pixels.
 Place placeOnModel(const HeadPose& pose, std::int32_t id) {
     const float* row = kHeadModel[kLandmarkRow[id]];
@@ -78,8 +63,8 @@ struct Fit {
 };
 
 Fit fitAndMeasure(const LandmarkRecord& record) {
-    Fit fit{fitRecord(record), 0.0, 0.0, 0};
-    fit.eyeDistance = static_cast<double>(fit.pose.k) * kModelEyeDistance;
+    Fit fit{fitHeadPose(record), 0.0, 0.0, 0};
+    fit.eyeDistance = static_cast<double>(fit.pose.k * kModelEyeDistance);
     double squares = 0.0;
     double largest = -1.0;
     for (std::int32_t i = 0; i < record.count; ++i) {
@@ -166,8 +151,7 @@ std::string doubtAboutLandmarks(const LandmarkRecord& record) {
     }
     if (turnToMouth(record) <= 0.0) {
         return "left and right look exchanged in all landmarks, or y runs upwards: id 0 is the eye "
-               "on "
-               "the left of the picture, not the person's left eye";
+               "on the left of the picture, not the person's left eye";
     }
     return "";
 }
