@@ -93,6 +93,7 @@
     stage.setMarks(marks(), placing ? view.cross : null);
     byId('stage').classList.toggle('placing', placing);
     byId('empty').hidden = open;
+    byId('steps').hidden = doc.step === 3;  // done: room for the list
     for (const item of byId('steps').children) {
       const step = Number(item.dataset.step);
       item.classList.toggle('done', doc.step > step);
