@@ -2,7 +2,8 @@
 """Looks into a trained model: what each network reaches alone, what the joint fit adds, and which
 conditions cost how much.
 
-    study.py WORKDIR MODELDIR OUTDIR --held-out MANIFEST --condition "yaw 30" MANIFEST ...
+    study.py WORKDIR MODELDIR OUTDIR --held-out MANIFEST --condition "yaw 30" MANIFEST ... \\
+        --other-seed WORKDIR ...
 
 OUTDIR then holds study.json, study.md with the same figures as tables, and the plots. All error
 rates are equal error rates over all pairs of photographs of people whom no training has seen. Scores
@@ -16,11 +17,13 @@ import argparse
 import json
 import os
 import sys
+import tempfile
 from pathlib import Path
 
 os.environ.setdefault("OMP_NUM_THREADS", "1")
 
 import numpy as np
+import torch
 
 from evaluation.pairs import from_matrix, person_indices
 from evaluation.plots import plot_bars, plot_line
@@ -28,10 +31,12 @@ from evaluation.rates import curve_of
 from trainer.description import NETWORKS
 from trainer.joint import joint_features, load_results, with_mirrored
 from trainer.manifest import read_manifest, write_manifest
+from trainer.model_folder import write_network
 from trainer.patch_store import open_store, split_people
 from trainer.problems import TrainingProblem
 from trainer.tables import fit_tables, scores
 from trainer.tools import default_tools, placed_model, run_tool
+from trainer.workplace import result_path
 
 FEATURES = 320  # of one network: two crops of 160
 COMPONENTS = (25, 50, 100, 150, 200, 300, 400, 499)
@@ -41,8 +46,8 @@ TOGETHER = (1, 2, 4, 8, 16, 25)
 class Faces:
     """Features of the photographs of a manifest, and who is in them."""
 
-    def __init__(self, manifest: Path, options: argparse.Namespace):
-        with placed_model(options.model) as home:
+    def __init__(self, manifest: Path, options: argparse.Namespace, model: Path | None = None):
+        with placed_model(model or options.model) as home:
             listed = self._first_people(manifest, options.people, home)
             run_tool(options.tools, "zomu-patches", "features", listed, home / "out",
                      jobs=options.jobs, temporary=home)
@@ -73,10 +78,27 @@ def columns_of(networks: list[int]) -> np.ndarray:
     return np.concatenate([np.arange(FEATURES * (n - 1), FEATURES * n) for n in networks])
 
 
-def alone(faces: Faces, fit: np.ndarray) -> list[float]:
-    mean = fit.mean(axis=0)
-    return [faces.error(cosines(faces.features[:, part], mean[part]))
-            for part in (columns_of([number]) for number in range(1, NETWORKS + 1))]
+def alone(faces: Faces, mean: np.ndarray, number: int) -> float:
+    part = columns_of([number])
+    return faces.error(cosines(faces.features[:, part], mean[part]))
+
+
+def by_seed(work: Path, mean: np.ndarray, options: argparse.Namespace) -> dict:
+    """The networks that `work` holds, trained from another seed, each alone in the others' place."""
+    seed = json.loads((work / "settings.json").read_text(encoding="utf-8"))["seed"]
+    numbers = [n for n in range(1, NETWORKS + 1) if result_path(work, n).exists()]
+    with tempfile.TemporaryDirectory() as temporary:
+        model = Path(temporary)
+        for file in options.model.iterdir():
+            (model / file.name).symlink_to(file.resolve())
+        for number in numbers:
+            result = torch.load(result_path(work, number))
+            files = {name: values.numpy() for name, values in result["files"].items()}
+            for name in (*files, f"0-{number}-0"):
+                (model / name).unlink()
+            write_network(model, number, files, result["mean"].numpy())
+        faces = Faces(options.held_out, options, model)
+    return {"seed": seed, "alone": {number: alone(faces, mean, number) for number in numbers}}
 
 
 def together(faces: Faces, fit: np.ndarray, labels: np.ndarray, components: int) -> dict[str, list]:
@@ -117,6 +139,13 @@ def table(heads: tuple[str, ...], rows) -> str:
     return "\n".join(lines) + "\n"
 
 
+def seed_rows(study: dict) -> list[tuple]:
+    others = [other["alone"] for other in study["other seeds"]]
+    numbers = sorted(set.intersection(*map(set, others))) if others else []
+    return [(n, f"{study['alone'][n - 1]:.2f}", *(f"{alone[n]:.2f}" for alone in others))
+            for n in numbers]
+
+
 def write_texts(folder: Path, study: dict) -> None:
     (folder / "study.json").write_text(json.dumps(study, indent=2) + "\n", encoding="utf-8")
 
@@ -134,6 +163,8 @@ def write_texts(folder: Path, study: dict) -> None:
                   map(percent, study["components"]["error"]))),
         table(("Condition", "error, %"),
               [(name, percent(rate)) for name, rate in study["conditions"].items()]),
+        table(("Network", f"seed {study['settings']['seed']}, %",
+               *(f"seed {other['seed']}, %" for other in study["other seeds"])), seed_rows(study)),
         f"Processor time of the networks: {sum(study['seconds'].values()) / 60:.0f} minutes.\n",
     ]
     (folder / "study.md").write_text("\n".join(parts), encoding="utf-8")
@@ -155,13 +186,15 @@ def write_plots(folder: Path, study: dict) -> None:
 
 
 def arguments() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(prog="study.py", description=__doc__.splitlines()[0])
+    parser = argparse.ArgumentParser(prog="study.py", description=__doc__.split("\n\n")[0])
     parser.add_argument("work", type=Path, metavar="WORKDIR", help="of train.py")
     parser.add_argument("model", type=Path, metavar="MODELDIR")
     parser.add_argument("folder", type=Path, metavar="OUTDIR")
     parser.add_argument("--held-out", type=Path, required=True, metavar="MANIFEST")
     parser.add_argument("--condition", nargs=2, action="append", default=[],
                         metavar=("NAME", "MANIFEST"))
+    parser.add_argument("--other-seed", type=Path, action="append", default=[], metavar="WORKDIR",
+                        help="of networks trained with another --seed")
     parser.add_argument("--people", type=int, default=300, help="of each manifest, the first ones")
     parser.add_argument("--components", type=int, default=200)
     parser.add_argument("--jobs", type=int, default=1, help="threads")
@@ -175,6 +208,7 @@ def main() -> int:
     split = split_people(open_store(options.work / "patches"), settings["fit share"],
                          settings["seed"])
     fit, labels = with_mirrored(joint_features(load_results(options.work)), split.fit_labels)
+    mean = fit.mean(axis=0)
     held_out = Faces(options.held_out, options)
     tables = fit_tables(fit, labels, options.components, settings["seed"])
     conditions = {"held out": held_out.error(scores(tables, held_out.features, held_out.features))}
@@ -182,7 +216,8 @@ def main() -> int:
         faces = Faces(Path(manifest), options)
         conditions[name] = faces.error(scores(tables, faces.features, faces.features))
     study = {"settings": settings, "people": int(held_out.person.max()) + 1,
-             "alone": alone(held_out, fit),
+             "alone": [alone(held_out, mean, number) for number in range(1, NETWORKS + 1)],
+             "other seeds": [by_seed(work, mean, options) for work in options.other_seed],
              "together": together(held_out, fit, labels, options.components),
              "components": by_components(held_out, fit, labels),
              "conditions": conditions, "seconds": training_seconds(options.work)}

@@ -135,6 +135,28 @@ class WholeTraining(unittest.TestCase):
         self.assertEqual(result.returncode, 1)
         self.assertRegex(result.stderr, r"search: .*01\.jpg: cannot be searched for\n$")
 
+    def test_the_model_is_looked_into(self):
+        other = self.home / "other-seed"
+        result = run_command("train.py", self.manifest, self.home / "none", "--work", other, *OPTIONS,
+                             "--seed", 2, "--only", 3, 20)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        out = self.home / "study"
+        result = run_command("study.py", self.work, self.model, out, "--held-out", self.manifest,
+                             "--condition", "the same", self.manifest, "--other-seed", other,
+                             "--components", 20, "--tools", TOOLS)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        study = json.loads((out / "study.json").read_text(encoding="utf-8"))
+        self.assertEqual(len(study["alone"]), 25)
+        self.assertEqual(study["conditions"]["the same"], study["conditions"]["held out"])
+        (seeds,) = study["other seeds"]
+        self.assertEqual((seeds["seed"], set(seeds["alone"])), (2, {"3", "20"}))
+        self.assertNotEqual(seeds["alone"]["3"], study["alone"][2])
+        self.assertEqual(set(study["seconds"]), {str(n) for n in range(1, 26)})
+        text = (out / "study.md").read_text(encoding="utf-8")
+        self.assertIn("| Network | seed 1, % | seed 2, % |", text)
+        for name in ("networks", "together", "components", "conditions"):
+            self.assertEqual((out / f"{name}.png").read_bytes()[:4], b"\x89PNG")
+
     def test_the_model_is_evaluated_and_packed(self):
         people = self.manifest.parent
         text = self.manifest.read_text(encoding="utf-8").replace("nobody,photos/no.jpg,photos/no.csv\n",
