@@ -27,10 +27,11 @@ if(NOT WIN32)
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endif()
 
-# The tools, and the example in source.
+# The tools with the demonstration model, and the example in source.
 if(ZOMU_BUILD_TOOLS)
     install(TARGETS zomu-model zomu-template zomu-inspect zomu-variants
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    install(DIRECTORY models/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zomu COMPONENT tools)
 endif()
 install(DIRECTORY examples/
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzomu-dev/examples COMPONENT development

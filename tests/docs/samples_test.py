@@ -142,6 +142,12 @@ class SamplesTest(unittest.TestCase):
         self.run_shell(f"export PIP_ROOT_USER_ACTION=ignore\n{block}")
         self.assertTrue((self.root / "here/zomu/py.typed").exists())
 
+    def test_commands_of_the_page_of_the_demonstration_model(self) -> None:
+        (printed,) = self.run_document("models/README.md")
+        self.assertEqual(
+            printed, "build/trained/~zvplugintmp~: 303 files, 58271424 bytes\n"
+        )
+
     def test_commands_of_the_training_page(self) -> None:
         self.run_shell("training/render_people people --people 6 --photos 3")
         header, *rows = (self.root / "people/manifest.csv").read_text().splitlines()
@@ -174,6 +180,7 @@ class SamplesTest(unittest.TestCase):
             "README.md",
             "docs/landmarks.md",
             "docs/model-files.md",
+            "models/README.md",
             "python/README.md",
             "training/README.md",
         }

@@ -17,6 +17,7 @@
 #include "service/context.h"
 #include "sheets/face_changes.h"
 #include "sheets/face_picture.h"
+#include "support/environment.h"
 #include "support/process.h"
 #include "support/temporary_folder.h"
 
@@ -43,7 +44,8 @@ class TrainingTools : public testing::Test {
 
     ProcessResult run(std::vector<std::string> command) const {
         command.push_back(out.string());
-        return runProcess(command, {{"TMPDIR", ZOMU_TEST_MODEL}, {"OMP_NUM_THREADS", "2"}});
+        return runProcess(command,
+                          {{kTemporaryVariable, ZOMU_TEST_MODEL}, {"OMP_NUM_THREADS", "2"}});
     }
 
     std::string lineOfTheMissing(const std::string& program) const {
@@ -126,7 +128,7 @@ TEST_F(TrainingTools, scoresAreThoseOfTheHost) {
     const ProcessResult host =
         runProcess({ZOMU_COMPARE_PATH, kPicture, kLandmarks, folder.prefix() + "dark.png",
                     folder.prefix() + "dark.csv"},
-                   {{"TMPDIR", ZOMU_TEST_MODEL}});
+                   {{kTemporaryVariable, ZOMU_TEST_MODEL}});
     EXPECT_NEAR(scores[0], std::stof(host.out), 1e-4F) << host.out;
     EXPECT_EQ(floatsOf(out / "templates.npy").size(), 2U * 502);
 }
@@ -146,7 +148,7 @@ TEST_F(TrainingTools, nothingUsableIsAFailure) {
 TEST_F(TrainingTools, aModelThatIsNotThereGivesNoFeatures) {
     const ProcessResult result =
         runProcess({ZOMU_PATCHES_PATH, "features", manifest.string(), out.string()},
-                   {{"TMPDIR", folder.path().string()}});
+                   {{kTemporaryVariable, folder.path().string()}});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_TRUE(result.err.ends_with(": gives features that are not finite\n")) << result.err;
 }
