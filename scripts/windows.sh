@@ -77,11 +77,17 @@ fi
 status=0
 ctest --preset windows --verbose --parallel "$(nproc)" --timeout 900 >"$build/ctest.log" 2>&1 || status=$?
 read -r passed failed < <(tr -d '\r' <"$build/ctest.log" | awk '
-    / \[==========\] [0-9]+ tests? from .* ran\./ { reporting++ }
-    / \[  PASSED  \] [0-9]+ tests?\.$/ { passed += $(NF - 1) }
-    / [0-9]+ FAILED TESTS?$/ { failed += $(NF - 2); blaming++ }
-    /^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+$/ { programs = $NF; failing = $(NF - 5) }
-    END { print passed + (programs - failing) - (reporting - blaming), failed + failing - blaming }')
+    /^[0-9]+: \[==========\] [0-9]+ tests? from .* ran\./ { ran[$1] = $3 }
+    /^[0-9]+: \[  PASSED  \] [0-9]+ tests?\.$/ { good[$1] = $5 }
+    /^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+$/ { passed = $NF - $(NF - 5); failed = $(NF - 5) }
+    END {
+        for (program in ran) {
+            bad = ran[program] - good[program]
+            passed += good[program] - (bad == 0)
+            failed += bad - (bad > 0)
+        }
+        print passed, failed
+    }')
 if [ "$status" -ne 0 ]; then
     cat "$build/ctest.log"
 fi

@@ -25,8 +25,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string kPicture = ZOMU_SAMPLES "/portrait.png";
-const std::string kLandmarks = ZOMU_SAMPLES "/portrait.csv";
+// With the drive, for Windows: paths of a list without one are on the list's drive.
+const std::string kPicture = fs::absolute(ZOMU_SAMPLES "/portrait.png").string();
+const std::string kLandmarks = fs::absolute(ZOMU_SAMPLES "/portrait.csv").string();
 constexpr std::size_t kNpyHeader = 128;
 
 // The portrait and a darker copy of it as one person, with a photograph between them that is not
