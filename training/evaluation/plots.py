@@ -8,6 +8,7 @@ import matplotlib
 matplotlib.use("Agg")
 import matplotlib.pyplot as plt
 import numpy as np
+from matplotlib.ticker import LogLocator, NullLocator
 
 from evaluation.rates import Curve
 
@@ -80,6 +81,9 @@ def plot_line(x, series: dict[str, list[float]], labels: tuple[str, str], title:
         axes.plot(x, values, marker="o", label=name)
     if log_y:
         axes.set_yscale("log")
+        axes.yaxis.set_major_locator(LogLocator(subs=(1, 2, 5)))
+        axes.yaxis.set_major_formatter("{x:g}")
+        axes.yaxis.set_minor_locator(NullLocator())
     axes.set_xlabel(labels[0])
     axes.set_ylabel(labels[1])
     axes.set_title(title)
