@@ -1,10 +1,13 @@
 """Error rates of scores whose rates are known."""
 
+import tempfile
 import unittest
+from pathlib import Path
 
 import numpy as np
 
 from evaluation.pairs import PairScores, from_matrix, person_indices
+from evaluation.plots import plot_det, plot_roc
 from evaluation.rates import curve_of, equal_error_interval, error_curve
 
 
@@ -61,6 +64,16 @@ class Rates(unittest.TestCase):
         wide = equal_error_interval(drawn_pairs(15, 5, 3.3, 3))
         narrow = equal_error_interval(drawn_pairs(120, 5, 3.3, 3))
         self.assertGreater(wide.high - wide.low, 1.5 * (narrow.high - narrow.low))
+
+
+class Plots(unittest.TestCase):
+    def test_scores_without_an_error_can_be_drawn(self):
+        curve = error_curve(np.array([2.0, 3.0]), np.array([0.0, 1.0]))
+        with tempfile.TemporaryDirectory() as folder:
+            for plot in (plot_det, plot_roc):
+                path = Path(folder) / "plot.png"
+                plot({"none": curve}, path)
+                self.assertEqual(path.read_bytes()[:4], b"\x89PNG")
 
 
 if __name__ == "__main__":

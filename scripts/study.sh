@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Looks into the model that scripts/train.sh left in build/training: networks alone and together,
+# components, harder photographs, and two networks trained from other seeds. Takes half an hour; run
+# again, it goes on where it was ended. Tables and plots: build/training/study.
+#
+#   scripts/study.sh [--jobs N]
+set -euo pipefail
+export LC_ALL=C
+cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
+
+jobs=$(nproc)
+if [ $# -eq 2 ] && [ "$1" = --jobs ] && [[ $2 =~ ^[1-9][0-9]*$ ]]; then
+    jobs=$2
+elif [ $# -gt 0 ]; then
+    echo "Usage: scripts/study.sh [--jobs N]" >&2
+    exit 2
+fi
+home=build/training
+if [ ! -d "$home/model" ]; then
+    echo "There is no $home/model: scripts/train.sh makes it" >&2
+    exit 1
+fi
+
+# render NAME OPTIONS...: photographs of the first people who are held out, harder or easier ones.
+render() {
+    local folder=$home/$1
+    shift
+    if [ ! -e "$folder/manifest.csv" ]; then
+        training/render_people "$folder" --people 300 --photos 8 --first 50000 --jobs "$jobs" "$@"
+    fi
+}
+render exact --jitter 0 0
+render yaw --yaw 30
+render occluded --occlusion 1
+
+epochs=$(/usr/bin/python3 -c 'import json, sys; print(json.load(sys.stdin)["epochs"])' <"$home/work/settings.json")
+for seed in 2 3; do
+    mkdir -p "$home/work-$seed"
+    ln -sfn ../work/patches "$home/work-$seed/patches" # the same photographs
+    training/train.py "$home/people/manifest.csv" "$home/none" --work "$home/work-$seed" \
+        --epochs "$epochs" --seed "$seed" --only 3 20 --jobs "$jobs"
+done
+
+training/study.py "$home/work" "$home/model" "$home/study" --jobs "$jobs" \
+    --held-out "$home/held-out/manifest.csv" \
+    --condition "exact landmarks" "$home/exact/manifest.csv" \
+    --condition "jitter 3 %" "$home/held-out-jitter-3/manifest.csv" \
+    --condition "yaw 30 degrees" "$home/yaw/manifest.csv" \
+    --condition "all occluded" "$home/occluded/manifest.csv" \
+    --other-seed "$home/work-2" --other-seed "$home/work-3"
