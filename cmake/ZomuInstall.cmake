@@ -78,7 +78,8 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "face templates on the CPU - tools
  Programs that make and check model folders, keep templates with their model,
- show what the library sees of a face, and change sample faces.")
+ show what the library sees of a face, and change sample faces; and a model
+ for demonstrations, which knows no real person.")
 
 set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-zomu)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)

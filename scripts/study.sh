@@ -16,6 +16,7 @@ elif [ $# -gt 0 ]; then
     exit 2
 fi
 home=build/training
+trained=$home/work
 if [ ! -d "$home/model" ]; then
     echo "There is no $home/model: scripts/train.sh makes it" >&2
     exit 1
@@ -33,18 +34,18 @@ render exact --jitter 0 0
 render yaw --yaw 30
 render occluded --occlusion 1
 
-epochs=$(/usr/bin/python3 -c 'import json, sys; print(json.load(sys.stdin)["epochs"])' <"$home/work/settings.json")
+epochs=$(/usr/bin/python3 -c 'import json, sys; print(json.load(sys.stdin)["epochs"])' <"$trained/settings.json")
 for seed in 2 3; do
-    mkdir -p "$home/work-$seed"
-    ln -sfn ../work/patches "$home/work-$seed/patches" # the same photographs
-    training/train.py "$home/people/manifest.csv" "$home/none" --work "$home/work-$seed" \
+    mkdir -p "$home/seed-$seed"
+    ln -sfn "$PWD/$trained/patches" "$home/seed-$seed/patches" # the same photographs
+    training/train.py "$home/people/manifest.csv" "$home/none" --work "$home/seed-$seed" \
         --epochs "$epochs" --seed "$seed" --only 3 20 --jobs "$jobs"
 done
 
-training/study.py "$home/work" "$home/model" "$home/study" --jobs "$jobs" \
+training/study.py "$trained" "$home/model" "$home/study" --jobs "$jobs" \
     --held-out "$home/held-out/manifest.csv" \
     --condition "exact landmarks" "$home/exact/manifest.csv" \
     --condition "jitter 3 %" "$home/held-out-jitter-3/manifest.csv" \
     --condition "yaw 30 degrees" "$home/yaw/manifest.csv" \
     --condition "all occluded" "$home/occluded/manifest.csv" \
-    --other-seed "$home/work-2" --other-seed "$home/work-3"
+    --other-seed "$home/seed-2" --other-seed "$home/seed-3"
