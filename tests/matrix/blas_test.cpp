@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
-#include <barrier>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -22,6 +21,7 @@
 #include "support/bits.h"
 #include "support/guarded_buffer.h"
 #include "support/random.h"
+#include "support/start_line.h"
 #include "support/threads.h"
 
 namespace {
@@ -151,11 +151,11 @@ void work(Load& load) {
 
 // Every host thread opens a team, and every member of every team is one worker. All start together.
 void workOnAllThreads(std::vector<Load>& loads) {
-    std::barrier start(kHostThreads);
+    StartLine start(kHostThreads);
     std::vector<std::thread> threads;
     for (int host = 0; host < kHostThreads; ++host) {
         threads.emplace_back([&loads, &start, host] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
 #pragma omp parallel for num_threads(kTeam) schedule(static)
             for (int member = 0; member < kTeam; ++member) {
                 work(loads[static_cast<std::size_t>(host * kTeam + member)]);

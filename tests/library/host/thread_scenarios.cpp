@@ -1,12 +1,12 @@
 // Several threads of the host in the library at once.
 #include <atomic>
-#include <barrier>
 #include <cstring>
 #include <memory>
 #include <thread>
 #include <vector>
 
 #include "library/host/host.h"
+#include "support/start_line.h"
 
 static constexpr int kSceneCount = 4;
 
@@ -22,17 +22,17 @@ static void extractOnTwoThreads(Host& host) {
         host.keep(a.extract(scene(number)));
     }
 
-    std::barrier start(2);
+    StartLine start(2);
     Templates fromA(kSceneCount);
     Templates fromB(kSceneCount);
     std::thread threadA([&] {
-        start.arrive_and_wait();
+        start.arriveAndWait();
         for (int number = 0; number < kSceneCount; ++number) {
             fromA[static_cast<std::size_t>(number)] = a.extract(scene(number));
         }
     });
     std::thread threadB([&] {
-        start.arrive_and_wait();
+        start.arriveAndWait();
         for (int number = kSceneCount - 1; number >= 0; --number) {
             fromB[static_cast<std::size_t>(number)] = b.extract(scene(number));
         }
@@ -82,11 +82,11 @@ static void createOnThreads(Host& host) {
     const Library library(host.path);
     const int count = host.number(0);
     std::vector<std::unique_ptr<Context>> contexts(static_cast<std::size_t>(count));
-    std::barrier start(count);
+    StartLine start(count);
     std::vector<std::thread> threads;
     for (auto& context : contexts) {
         threads.emplace_back([&] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             context = std::make_unique<Context>(library);
         });
     }
