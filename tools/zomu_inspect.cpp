@@ -4,10 +4,10 @@
 #include <stdexcept>
 #include <string>
 
+#include "command_line/command_line.h"
 #include "sheets/landmark_check.h"
 #include "sheets/landmark_sheet.h"
 #include "sheets/patch_sheet.h"
-#include "tool_main.h"
 
 namespace {
 
@@ -36,12 +36,11 @@ int main(int argc, char** argv) {
     return runTool(
         "zomu-inspect", "Draws what the library sees of a face: its landmarks and its 25 patches.",
         argc, argv,
-        [&](CLI::App& app) {
-            app.add_option("PICTURE", picture, "PNG or JPEG file")->required();
-            app.add_option("LANDMARKS", landmarks, "CSV file with id,x,y")->required();
-            app.add_option("OUTDIR", folder,
-                           "folder for landmarks.png and patches.png, made if missing")
-                ->required();
+        [&](Command& tool) {
+            tool.addArgument("PICTURE", picture, "PNG or JPEG file");
+            tool.addArgument("LANDMARKS", landmarks, "CSV file with id,x,y");
+            tool.addArgument("OUTDIR", folder,
+                             "folder for landmarks.png and patches.png, made if missing");
         },
         [&] { inspect(picture, landmarks, folder); });
 }

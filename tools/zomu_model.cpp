@@ -1,15 +1,14 @@
 // zomu-model: makes, checks, names, lists, packs and unpacks the files of a model folder.
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <exception>
-#include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
+#include "command_line/command_line.h"
 #include "model/model_check.h"
 #include "model/model_files.h"
 #include "model/model_fingerprint.h"
@@ -19,8 +18,6 @@
 
 namespace {
 
-constexpr int kFailed = 1;
-constexpr int kWrongUsage = 2;
 constexpr int kSignalled = 128;  // plus the signal's number, as shells report it
 
 volatile std::sig_atomic_t g_signal = 0;
@@ -29,11 +26,9 @@ extern "C" void noteSignal(int signal) {
     g_signal = signal;
 }
 
-// Thrown between two steps, so that the unfinished folder is cleared away on the way out.
-class Interruption : public std::exception {
-  public:
-    const char* what() const noexcept override { return "interrupted, nothing was made"; }
-};
+// Thrown between two steps, so that the unfinished folder is cleared away on the way out. No
+// std::exception: its exit status is another than that of a failure.
+struct Interruption {};
 
 // A signal that whoever started the program wants ignored (nohup does) stays ignored.
 void catchSignal(int signal) {
@@ -126,11 +121,6 @@ void flushOutput() {
     }
 }
 
-// The conversion to an unsigned number alone would wrap -1 around.
-std::string notNegative(const std::string& text) {
-    return text.starts_with('-') ? "must not be negative" : "";
-}
-
 struct Arguments {
     ModelRequest request;
     std::string folder;
@@ -138,103 +128,95 @@ struct Arguments {
     std::string weights = "random";
 };
 
-const std::map<std::string, WeightKind>& weightKinds() {
-    static const std::map<std::string, WeightKind> kinds = {{"random", WeightKind::random},
-                                                            {"integer", WeightKind::integer}};
-    return kinds;
-}
+struct Commands {
+    Command make;
+    Command check;
+    Command fingerprint;
+    Command pack;
+    Command unpack;
+    Command list;
+};
 
-CLI::App* addMake(CLI::App& app, Arguments& arguments) {
-    CLI::App* command = app.add_subcommand("make", "Write a complete model folder");
-    command->add_option("DIR", arguments.folder, "The folder; absent or empty")->required();
-    command->add_option("--seed", arguments.request.seed, "What all numbers follow from")
-        ->check(notNegative)
-        ->capture_default_str();
-    command
-        ->add_option("--weights", arguments.weights,
-                     "random: normal-like, means over drawn faces; "
-                     "integer: exact sums, the same bytes on every machine")
-        ->check(CLI::IsMember(weightKinds()))
-        ->capture_default_str();
-    command
-        ->add_option("--faces", arguments.request.faces, "Drawn faces behind the means of random")
-        ->check(CLI::Range(2, 2000))
-        ->capture_default_str();
-    command->add_flag("--force", arguments.request.replace, "Replace a model that is there");
-    return command;
+Commands addCommands(Command& tool, Arguments& arguments) {
+    const char* theFolder = "The folder";
+    const char* theNewFolder = "The folder; absent or empty";
+    const char* thePack = "The packed model";
+    const char* replaceModel = "Replace a model that is there";
+    ModelRequest& request = arguments.request;
+
+    Command make = tool.addCommand("make", "Write a complete model folder");
+    make.addArgument("DIR", arguments.folder, theNewFolder);
+    make.addOption("--seed", request.seed, "What all numbers follow from");
+    make.addOption("--weights", arguments.weights, {"random", "integer"},
+                   "random: normal-like, means over drawn faces; "
+                   "integer: exact sums, the same bytes on every machine");
+    make.addOption("--faces", request.faces, 2, 2000, "Drawn faces behind the means of random");
+    make.addFlag("--force", request.replace, replaceModel);
+
+    Command check = tool.addCommand("check", "Say what is wrong with a model folder");
+    check.addArgument("DIR", arguments.folder, theFolder);
+
+    Command fingerprint = tool.addCommand(
+        "fingerprint", "Print the SHA-256 of all files, which tells one model from another");
+    fingerprint.addArgument("DIR", arguments.folder, theFolder);
+
+    Command pack =
+        tool.addCommand("pack", "Write a model folder as one small file, with some loss");
+    pack.addArgument("DIR", arguments.folder, theFolder);
+    pack.addArgument("FILE", arguments.pack, thePack);
+
+    Command unpack = tool.addCommand("unpack", "Write the folder that a packed model holds");
+    unpack.addArgument("FILE", arguments.pack, thePack);
+    unpack.addArgument("DIR", arguments.folder, theNewFolder);
+    unpack.addFlag("--force", request.replace, replaceModel);
+
+    const Command list = tool.addCommand("list", "Print all files with shapes and sizes");
+    return {make, check, fingerprint, pack, unpack, list};
 }
 
 // What the options mean together.
-void completeRequest(Arguments& arguments, const CLI::App& makeCommand) {
+void completeRequest(Arguments& arguments, const Command& makeCommand) {
     ModelRequest& request = arguments.request;
-    request.folder = arguments.folder;
-    request.weights = weightKinds().at(arguments.weights);
-    if (request.weights == WeightKind::integer && makeCommand.count("--faces") > 0) {
-        throw CLI::ValidationError("--faces", "integer models are made without faces");
+    if (arguments.weights == "integer") {
+        request.weights = WeightKind::integer;
+        if (makeCommand.isGiven("--faces")) {
+            throw WrongUsage("--faces: integer models are made without faces");
+        }
     }
 }
 
-int run(int argc, char** argv) {
-    CLI::App app("Makes, checks, lists, packs and unpacks the files of a ZOMU model folder.",
-                 "zomu-model");
-    app.allow_windows_style_options(false);  // a path may begin with a slash
-    app.require_subcommand(1);
-    Arguments arguments;
-    const CLI::App* makeCommand = addMake(app, arguments);
-    CLI::App* checkCommand = app.add_subcommand("check", "Say what is wrong with a model folder");
-    checkCommand->add_option("DIR", arguments.folder, "The folder")->required();
-    CLI::App* fingerprintCommand = app.add_subcommand(
-        "fingerprint", "Print the SHA-256 of all files, which tells one model from another");
-    fingerprintCommand->add_option("DIR", arguments.folder, "The folder")->required();
-    CLI::App* packCommand =
-        app.add_subcommand("pack", "Write a model folder as one small file, with some loss");
-    packCommand->add_option("DIR", arguments.folder, "The folder")->required();
-    packCommand->add_option("FILE", arguments.pack, "The packed model")->required();
-    CLI::App* unpackCommand =
-        app.add_subcommand("unpack", "Write the folder that a packed model holds");
-    unpackCommand->add_option("FILE", arguments.pack, "The packed model")->required();
-    unpackCommand->add_option("DIR", arguments.folder, "The folder; absent or empty")->required();
-    unpackCommand->add_flag("--force", arguments.request.replace, "Replace a model that is there");
-    const CLI::App* listCommand =
-        app.add_subcommand("list", "Print all files with shapes and sizes");
-    try {
-        app.parse(argc, argv);
-        completeRequest(arguments, *makeCommand);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            return app.exit(error);  // help was asked for
-        }
-        std::fprintf(stderr, "zomu-model: %s\n", error.what());
-        return kWrongUsage;
-    }
-
-    if (makeCommand->parsed()) {
+void work(const Commands& commands, Arguments& arguments) {
+    arguments.request.folder = arguments.folder;
+    if (commands.make.isGiven()) {
+        completeRequest(arguments, commands.make);
         make(arguments.request);
-    } else if (checkCommand->parsed()) {
+    } else if (commands.check.isGiven()) {
         check(arguments.folder);
-    } else if (fingerprintCommand->parsed()) {
+    } else if (commands.fingerprint.isGiven()) {
         printFingerprint(arguments.folder);
-    } else if (listCommand->parsed()) {
-        list();
-    } else if (packCommand->parsed()) {
+    } else if (commands.pack.isGiven()) {
         pack(arguments.folder, arguments.pack);
-    } else if (unpackCommand->parsed()) {
+    } else if (commands.unpack.isGiven()) {
         unpack(arguments.pack, arguments.request);
+    } else {
+        list();
     }
     flushOutput();
-    return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    Arguments arguments;
+    std::optional<Commands> commands;
     try {
-        return run(argc, argv);
-    } catch (const Interruption& interruption) {
-        std::fprintf(stderr, "zomu-model: %s\n", interruption.what());
+        return runTool(
+            "zomu-model",
+            "Makes, checks, lists, packs and unpacks the files of a ZOMU model folder.", argc, argv,
+            [&](Command& tool) { commands = addCommands(tool, arguments); },
+            [&] { work(*commands, arguments); });
+    } catch (const Interruption&) {
+        std::fprintf(stderr, "zomu-model: interrupted, nothing was made\n");
         return kSignalled + static_cast<int>(g_signal);
-    } catch (const std::exception& problem) {
-        std::fprintf(stderr, "zomu-model: %s\n", problem.what());
-        return kFailed;
     }
 }

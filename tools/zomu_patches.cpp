@@ -9,10 +9,12 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "command_line/command_line.h"
 #include "description/conv_net.h"
 #include "description/net_texts.h"
 #include "manifest/manifest.h"
@@ -22,7 +24,6 @@
 #include "patches/patch_layout.h"
 #include "service/extraction.h"
 #include "service/model_tables.h"
-#include "tool_main.h"
 
 namespace fs = std::filesystem;
 
@@ -156,34 +157,33 @@ void writeFeatures(const std::string& manifest, const fs::path& folder) {
 int main(int argc, char** argv) {
     std::string manifest;
     std::string folder;
-    CLI::App* cutCommand = nullptr;
-    CLI::App* describeCommand = nullptr;
-    const auto addFolder = [&](CLI::App* command) {
-        command->add_option("OUTDIR", folder, "folder for the files, made if missing")->required();
-        return command;
+    std::optional<Command> cutCommand;
+    std::optional<Command> describeCommand;
+    const auto addFolder = [&](Command& command) {
+        command.addArgument("OUTDIR", folder, "folder for the files, made if missing");
     };
-    const auto addManifest = [&](CLI::App* command) {
-        command->add_option("MANIFEST", manifest, "CSV file with person,photo,landmarks")
-            ->required();
-        return addFolder(command);
+    const auto addManifest = [&](Command& command) {
+        command.addArgument("MANIFEST", manifest, "CSV file with person,photo,landmarks");
+        addFolder(command);
     };
     return runTool(
         "zomu-patches", "What the library sees of many photographs, as arrays for training.", argc,
         argv,
-        [&](CLI::App& app) {
-            app.require_subcommand(1);
-            cutCommand = addManifest(app.add_subcommand(
-                "cut",
-                "Write the patches of all photographs, before the mean image is subtracted"));
-            addManifest(app.add_subcommand(
-                "features", "Write the 8000 features of all photographs, by the model in place"));
-            describeCommand = addFolder(
-                app.add_subcommand("describe", "Write the descriptions of the 25 networks"));
+        [&](Command& tool) {
+            cutCommand = tool.addCommand(
+                "cut", "Write the patches of all photographs, before the mean image is subtracted");
+            addManifest(*cutCommand);
+            Command featuresCommand = tool.addCommand(
+                "features", "Write the 8000 features of all photographs, by the model in place");
+            addManifest(featuresCommand);
+            describeCommand =
+                tool.addCommand("describe", "Write the descriptions of the 25 networks");
+            addFolder(*describeCommand);
         },
         [&] {
-            if (cutCommand->parsed()) {
+            if (cutCommand->isGiven()) {
                 cut(manifest, folder);
-            } else if (describeCommand->parsed()) {
+            } else if (describeCommand->isGiven()) {
                 createFolder(folder);
                 writeDescriptions(folder);
             } else {

@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "command_line/command_line.h"
 #include "manifest/manifest.h"
 #include "manifest/npy_file.h"
 #include "manifest/photo_walk.h"
-#include "tool_main.h"
 #include "zomu.h"
 
 namespace fs = std::filesystem;
@@ -100,12 +100,10 @@ int main(int argc, char** argv) {
     std::string folder;
     return runTool(
         "zomu-scores", "Scores every photograph of a manifest against every other one.", argc, argv,
-        [&](CLI::App& app) {
-            app.add_option("MANIFEST", manifest, "CSV file with person,photo,landmarks")
-                ->required();
-            app.add_option("OUTDIR", folder,
-                           "folder for templates.npy, scores.npy and faces.csv, made if missing")
-                ->required();
+        [&](Command& tool) {
+            tool.addArgument("MANIFEST", manifest, "CSV file with person,photo,landmarks");
+            tool.addArgument("OUTDIR", folder,
+                             "folder for templates.npy, scores.npy and faces.csv, made if missing");
         },
         [&] { score(manifest, folder); });
 }

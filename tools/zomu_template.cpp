@@ -2,15 +2,16 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
+#include "command_line/command_line.h"
 #include "model/model_fingerprint.h"
 #include "service/model_tables.h"
 #include "sheets/face_picture.h"
 #include "sheets/landmark_check.h"
 #include "template/template_file.h"
-#include "tool_main.h"
 
 namespace {
 
@@ -68,23 +69,19 @@ void compare(const Arguments& arguments) {
 
 int main(int argc, char** argv) {
     Arguments arguments;
-    const CLI::App* extractCommand = nullptr;
+    std::optional<Command> extractCommand;
     return runTool(
         "zomu-template", "Keeps faces as templates, each with its model, and scores two of them.",
         argc, argv,
-        [&](CLI::App& app) {
-            app.require_subcommand(1);
-            CLI::App* command = app.add_subcommand("extract", "Write the template of a face");
-            command->add_option("PICTURE", arguments.picture, "PNG or JPEG file")->required();
-            command->add_option("LANDMARKS", arguments.landmarks, "CSV file with id,x,y")
-                ->required();
-            command->add_option("FILE", arguments.output, "the template")->required();
-            extractCommand = command;
-            command = app.add_subcommand(
+        [&](Command& tool) {
+            extractCommand = tool.addCommand("extract", "Write the template of a face");
+            extractCommand->addArgument("PICTURE", arguments.picture, "PNG or JPEG file");
+            extractCommand->addArgument("LANDMARKS", arguments.landmarks, "CSV file with id,x,y");
+            extractCommand->addArgument("FILE", arguments.output, "the template");
+            Command compareCommand = tool.addCommand(
                 "compare", "Print the score of two templates: the larger, the more alike");
-            command->add_option("FIRST", arguments.first, "a template")->required();
-            command->add_option("SECOND", arguments.second, "a template of the same model")
-                ->required();
+            compareCommand.addArgument("FIRST", arguments.first, "a template");
+            compareCommand.addArgument("SECOND", arguments.second, "a template of the same model");
         },
-        [&] { extractCommand->parsed() ? extract(arguments) : compare(arguments); });
+        [&] { extractCommand->isGiven() ? extract(arguments) : compare(arguments); });
 }

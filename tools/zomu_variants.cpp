@@ -3,10 +3,10 @@
 #include <filesystem>
 #include <string>
 
+#include "command_line/command_line.h"
 #include "drawing/drawn_face.h"
 #include "sheets/face_changes.h"
 #include "sheets/face_picture.h"
-#include "tool_main.h"
 
 namespace {
 
@@ -45,13 +45,11 @@ int main(int argc, char** argv) {
         "Writes changed copies of a face, each as a picture and its landmarks: turned, larger,\n"
         "smaller, darker, noisy, mirrored and compressed; and \"drawn\", somebody else.",
         argc, argv,
-        [&](CLI::App& app) {
-            app.add_option("PICTURE", picture, "PNG or JPEG file")->required();
-            app.add_option("LANDMARKS", landmarks, "CSV file with id,x,y")->required();
-            app.add_option("OUTDIR", folder, "folder for the pictures, made if missing")
-                ->required();
-            app.add_option("--seed", seed, "of the noise and of the drawn face")
-                ->capture_default_str();
+        [&](Command& tool) {
+            tool.addArgument("PICTURE", picture, "PNG or JPEG file");
+            tool.addArgument("LANDMARKS", landmarks, "CSV file with id,x,y");
+            tool.addArgument("OUTDIR", folder, "folder for the pictures, made if missing");
+            tool.addOption("--seed", seed, "of the noise and of the drawn face");
         },
         [&] { writeVariants(loadFacePicture(picture, landmarks), folder, seed); });
 }

@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "command_line/command_line.h"
 #include "description/conv_net.h"
 #include "patches/face_patches.h"
 #include "patches/head_pose.h"
@@ -33,7 +34,6 @@
 #include "service/model_tables.h"
 #include "service/template_arithmetic.h"
 #include "sheets/face_picture.h"
-#include "tool_main.h"
 
 namespace {
 
@@ -274,17 +274,12 @@ int main(int argc, char** argv) {
     Request request;
     return runTool(
         "dump_stages", "Writes and times the stages of one extraction.", argc, argv,
-        [&](CLI::App& app) {
-            app.add_option("PICTURE", request.picture, "PNG or JPEG file")->required();
-            app.add_option("LANDMARKS", request.landmarks, "CSV file with id,x,y")->required();
-            app.add_option("OUTDIR", request.folder, "folder for the files, made if missing")
-                ->required();
-            app.add_option("--threads", request.threads, "size of the OpenMP team")
-                ->check(CLI::Range(1, 1024))
-                ->capture_default_str();
-            app.add_option("--runs", request.runs, "timed runs of each stage")
-                ->check(CLI::Range(1, 1000000))
-                ->capture_default_str();
+        [&](Command& tool) {
+            tool.addArgument("PICTURE", request.picture, "PNG or JPEG file");
+            tool.addArgument("LANDMARKS", request.landmarks, "CSV file with id,x,y");
+            tool.addArgument("OUTDIR", request.folder, "folder for the files, made if missing");
+            tool.addOption("--threads", request.threads, 1, 1024, "size of the OpenMP team");
+            tool.addOption("--runs", request.runs, 1, 1000000, "timed runs of each stage");
         },
         [&] { dumpAndTime(request); });
 }

@@ -11,6 +11,7 @@
 
 #include "support/environment.h"
 #include "support/process.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 #include "zomu.h"
 

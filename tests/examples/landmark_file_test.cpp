@@ -14,8 +14,8 @@
 
 #include "support/bits.h"
 #include "support/german_locale.h"
-#include "support/process.h"
 #include "support/random.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 namespace {

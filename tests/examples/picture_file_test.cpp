@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "support/environment.h"
-#include "support/process.h"
 #include "support/random.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 namespace {

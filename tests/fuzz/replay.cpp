@@ -7,12 +7,11 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "fuzz/fuzz_target.h"
+#include "support/read_file.h"
 
 static std::vector<std::filesystem::path> filesBelow(const std::filesystem::path& folder) {
     std::vector<std::filesystem::path> files;
@@ -27,8 +26,7 @@ static std::vector<std::filesystem::path> filesBelow(const std::filesystem::path
 
 // A copy of the exact size, so that a sanitizer sees the first byte too many.
 static void feed(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(stream), {}};
+    const std::string text = readFile(file);
     const std::vector<std::uint8_t> bytes(text.begin(), text.end());
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }

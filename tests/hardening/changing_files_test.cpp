@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <new>
 #include <sstream>
 #include <string>
@@ -23,8 +22,8 @@
 #include "model/model_files.h"
 #include "service/model_tables.h"
 #include "support/model_folder.h"
-#include "support/process.h"
 #include "support/random.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 namespace {

@@ -8,7 +8,7 @@
 
 #include "reference/reference_arithmetic.h"
 #include "reference/reference_patches.h"
-#include "support/process.h"
+#include "support/read_file.h"
 
 namespace {
 

@@ -14,6 +14,7 @@
 #include "hardening/sweep_form.h"
 #include "support/bits.h"
 #include "support/process.h"
+#include "support/read_file.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "support/model_folder.h"
-#include "support/process.h"
+#include "support/read_file.h"
 
 namespace {
 

@@ -7,13 +7,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <limits>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "library/host/scene.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 #include "zomu.hpp"
 
@@ -31,11 +31,6 @@ ZomuTemplate madeTemplate() {
         made.model[i] = static_cast<std::uint8_t>(i);
     }
     return made;
-}
-
-std::string bytesOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string refusal(const std::filesystem::path& path) {
@@ -110,7 +105,7 @@ TEST(CppHeader, savesWhatItLoads) {
     madeTemplate().save(path);
     EXPECT_EQ(ZomuTemplate::load(path), madeTemplate());
 
-    const std::string bytes = bytesOf(path);
+    const std::string bytes = readFile(path);
     ASSERT_EQ(bytes.size(), 2048U);
     EXPECT_EQ(bytes.substr(0, 8), "ZOMUTPL1");
     EXPECT_EQ(bytes[39], 31);
@@ -122,7 +117,7 @@ TEST(CppHeader, refusesFilesThatAreNoTemplates) {
     const auto path = folder.path() / "face.zomu";
     EXPECT_EQ(refusal(path), path.string() + ": cannot be opened");
     madeTemplate().save(path);
-    const std::string good = bytesOf(path);
+    const std::string good = readFile(path);
     for (const std::string& bytes :
          {std::string(), good.substr(0, 2047), good + "x", "z" + good.substr(1)}) {
         std::ofstream(path, std::ios::binary) << bytes;

@@ -6,6 +6,7 @@
 #include "support/bits.h"
 #include "support/environment.h"
 #include "support/model_folder.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 HostRun runHost(const Variables& variables, const std::vector<std::string>& scenario) {

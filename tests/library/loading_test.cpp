@@ -11,6 +11,7 @@
 #include "support/bits.h"
 #include "support/environment.h"
 #include "support/random.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 TEST(Loading, absentFolderGives28LinesInTheOrderOfLoading) {

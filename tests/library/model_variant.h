@@ -12,6 +12,7 @@
 #include "support/environment.h"
 #include "support/linked_file.h"
 #include "support/model_folder.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 inline std::vector<std::string> tableNames() {

@@ -8,6 +8,7 @@
 #include "library/host_run.h"
 #include "library/model_variant.h"
 #include "support/model_folder.h"
+#include "support/read_file.h"
 
 TEST(WeightFiles, allMissingGive275LinesInTheOrderOfConstruction) {
     ModelVariant model;

@@ -10,6 +10,7 @@
 #include "support/environment.h"
 #include "support/forked.h"
 #include "support/process.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 // How the parent tells the child which call is meant, and where its output goes.

@@ -1,4 +1,5 @@
 #include "support/process.h"
+#include "support/read_file.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -6,8 +7,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "support/temporary_folder.h"
@@ -102,9 +101,4 @@ ProcessResult runProcess(const std::vector<std::string>& command, const Variable
 
 bool endedByAbort(const ProcessResult& result) {
     return result.signal == SIGABRT;
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }

@@ -24,6 +24,4 @@ ProcessResult runProcess(const std::vector<std::string>& command, const Variable
 // Ended as a fatal error of the run time ends a process.
 bool endedByAbort(const ProcessResult& result);
 
-std::string readFile(const std::string& path);
-
 #endif

@@ -1,10 +1,9 @@
 #include <windows.h>
 
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include "support/process.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 // A run takes a fraction of a second. One that still goes on after this time hangs.
@@ -109,9 +108,4 @@ ProcessResult runProcess(const std::vector<std::string>& command, const Variable
 
 bool endedByAbort(const ProcessResult& result) {
     return result.exitStatus == 3;
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }

@@ -9,6 +9,7 @@
 #include "patches/landmarks.h"
 #include "sheets/face_picture.h"
 #include "support/process.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 namespace {
@@ -104,4 +105,6 @@ TEST(PictureTools, sayInOneLineWhatIsWrong) {
     }
     expectFailure({ZOMU_INSPECT_PATH, file, kLandmarks, folder.prefix() + "x"}, 1,
                   "zomu-inspect: " + file + ": is smaller than 2 x 2 pixels");
+    expectFailure({ZOMU_VARIANTS_PATH, kPicture, kLandmarks, file, "--seed", "-1"}, 2,
+                  "zomu-variants: --seed: must not be negative");
 }

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,6 +18,7 @@
 #include "sheets/face_picture.h"
 #include "support/environment.h"
 #include "support/process.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 namespace fs = std::filesystem;

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "support/process.h"
+#include "support/read_file.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "support/process.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 static std::string headerOfFile(const std::string& literal) {

@@ -5,17 +5,12 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
-
-static std::string bytesOf(const std::filesystem::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 static std::string bytesOf(const std::vector<std::int32_t>& header,
                            const std::vector<float>& values) {
@@ -39,11 +34,11 @@ TEST(ModelFileWriter, writesHeaderAndFloatsAndNothingElse) {
     const std::filesystem::path path = folder.path() / "file";
     const std::vector<float> values = {1.0F, -2.5F, 0x1p-149F, 4.0F, 5.0F, 6.0F};
     writeModelFile(path, {"w", ModelFileKind::weights, 1, "fc", 2, 3}, values);
-    EXPECT_EQ(bytesOf(path), bytesOf({2, 3}, values));
+    EXPECT_EQ(readFile(path), bytesOf({2, 3}, values));
     writeModelFile(path, {"m", ModelFileKind::meanImage, 1, "", 1, 6}, values);
-    EXPECT_EQ(bytesOf(path), bytesOf({6}, values));
+    EXPECT_EQ(readFile(path), bytesOf({6}, values));
     writeModelFile(path, {"p", ModelFileKind::projection, 0, "", 3, 2}, values);
-    EXPECT_EQ(bytesOf(path), bytesOf({}, values));
+    EXPECT_EQ(readFile(path), bytesOf({}, values));
 }
 
 TEST(ModelFileWriter, replacesALongerFile) {
@@ -51,7 +46,7 @@ TEST(ModelFileWriter, replacesALongerFile) {
     const std::filesystem::path path = folder.path() / "file";
     std::ofstream(path) << "something much longer than the file that takes its place";
     writeModelFile(path, {"b", ModelFileKind::biases, 1, "fc", 1, 1}, {1.0F});
-    EXPECT_EQ(bytesOf(path), bytesOf({1, 1}, {1.0F}));
+    EXPECT_EQ(readFile(path), bytesOf({1, 1}, {1.0F}));
 }
 
 TEST(ModelFileWriter, wrongNumberOfValuesIsRefused) {

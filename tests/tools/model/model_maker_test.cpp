@@ -31,6 +31,7 @@
 #include "service/model_tables.h"
 #include "support/bits.h"
 #include "support/random.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 #include "support/zeroed_tables.h"
 #include "zomu.h"
@@ -47,16 +48,11 @@ static ModelRequest requestFor(const fs::path& folder, WeightKind kind) {
     return request;
 }
 
-static std::string bytesOf(const fs::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 // The 64-bit FNV-1a hash over all files of a model, in the order of their list.
 static std::uint64_t digestOf(const fs::path& folder) {
     std::uint64_t hash = 0xcbf29ce484222325U;
     for (const ModelFile& file : listModelFiles()) {
-        for (const char c : bytesOf(folder / file.name)) {
+        for (const char c : readFile(folder / file.name)) {
             hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
         }
     }
@@ -114,9 +110,9 @@ TEST(ModelMaker, integerModelsAreTheSameBytesForTheSameSeed) {
     request.seed = 2;
     makeModel(request, noProgress);
     for (const ModelFile& file : listModelFiles()) {
-        const std::string bytes = bytesOf(parent.path() / "a" / file.name);
-        EXPECT_TRUE(bytes == bytesOf(parent.path() / "b" / file.name)) << file.name;
-        EXPECT_FALSE(bytes == bytesOf(parent.path() / "c" / file.name)) << file.name;
+        const std::string bytes = readFile(parent.path() / "a" / file.name);
+        EXPECT_TRUE(bytes == readFile(parent.path() / "b" / file.name)) << file.name;
+        EXPECT_FALSE(bytes == readFile(parent.path() / "c" / file.name)) << file.name;
     }
 }
 
@@ -336,20 +332,20 @@ TEST(ModelMaker, occupiedPlacesAreRefused) {
     EXPECT_EQ(problemWith(request), name + " is there already and is no folder");
     request.replace = true;
     EXPECT_EQ(problemWith(request), name + " is there already and is no folder");
-    EXPECT_EQ(bytesOf(request.folder), "a file");
+    EXPECT_EQ(readFile(request.folder), "a file");
 
     fs::remove(request.folder);
     fs::create_directory(request.folder);
     std::ofstream(request.folder / "6-0") << "a model file";
     request.replace = false;
     EXPECT_EQ(problemWith(request), name + " is not empty");
-    EXPECT_EQ(bytesOf(request.folder / "6-0"), "a model file");
+    EXPECT_EQ(readFile(request.folder / "6-0"), "a model file");
 
     std::ofstream(request.folder / "letter") << "dear";
     request.replace = true;
     EXPECT_EQ(problemWith(request),
               name + " holds letter, which is no model file: it is not replaced");
-    EXPECT_EQ(bytesOf(request.folder / "letter"), "dear");
+    EXPECT_EQ(readFile(request.folder / "letter"), "dear");
 }
 
 TEST(ModelMaker, replacesAModelWhenAsked) {
@@ -365,7 +361,7 @@ TEST(ModelMaker, replacesAModelWhenAsked) {
                                }
                            }),
                  Stop);
-    EXPECT_EQ(bytesOf(request.folder / "6-0"), "of a former model");
+    EXPECT_EQ(readFile(request.folder / "6-0"), "of a former model");
     EXPECT_EQ(problemWith(request), "no problem");
     EXPECT_TRUE(checkModelFolder(request.folder).empty());
     EXPECT_EQ(std::distance(fs::directory_iterator(parent.path()), fs::directory_iterator()), 1);

@@ -16,7 +16,7 @@
 #include "model/model_file_reader.h"
 #include "model/model_file_writer.h"
 #include "model/model_maker.h"
-#include "support/process.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 namespace fs = std::filesystem;

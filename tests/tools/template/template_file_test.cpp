@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "support/process.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 namespace {
