@@ -71,12 +71,29 @@ static std::string readLines(const std::string& path) {
     return text;
 }
 
+// Under Wine one start of some thousand ends in an internal error, before a word of the program
+// ran: such a start is made again.
+static PROCESS_INFORMATION startProcess(std::string line, std::string environment,
+                                        STARTUPINFOA& start) {
+    PROCESS_INFORMATION process = {};
+    for (int attempt = 1;; ++attempt) {
+        if (CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, environment.data(),
+                           nullptr, &start, &process)) {
+            return process;
+        }
+        const DWORD error = GetLastError();
+        if (error != ERROR_INTERNAL_ERROR || attempt == 3) {
+            throw std::runtime_error("cannot run " + line + ": error " + std::to_string(error));
+        }
+    }
+}
+
 ProcessResult runProcess(const std::vector<std::string>& command, const Variables& variables) {
     const TemporaryFolder folder;
     const std::string outPath = folder.prefix() + "out";
     const std::string errPath = folder.prefix() + "err";
-    std::string line = commandLineOf(command);
-    std::string environment = environmentWith(variables);
+    const std::string line = commandLineOf(command);
+    const std::string environment = environmentWith(variables);
 
     STARTUPINFOA start = {};
     start.cb = sizeof start;
@@ -84,11 +101,7 @@ ProcessResult runProcess(const std::vector<std::string>& command, const Variable
     start.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
     start.hStdOutput = newFile(outPath);
     start.hStdError = newFile(errPath);
-    PROCESS_INFORMATION process = {};
-    if (!CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, environment.data(),
-                        nullptr, &start, &process)) {
-        throw std::runtime_error("cannot run " + command[0]);
-    }
+    const PROCESS_INFORMATION process = startProcess(line, environment, start);
     ProcessResult result;
     if (WaitForSingleObject(process.hProcess, kMillisecondsToRun) == WAIT_OBJECT_0) {
         DWORD status = 0;
