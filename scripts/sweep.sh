@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs the sweeps of tests/hardening/ in full, where an ordinary test run takes samples: an allocation
 # that fails at every request of every call, every fault of every model file, files that change while
-# they are read, and 300 creates. Prints a line with figures for each; some 15 minutes on one core.
+# they are read, and 300 creates. Prints a line with figures for each; some ten minutes.
 #
 #   scripts/sweep.sh [FILTER]    a filter of GoogleTest, such as 'ModelFaults.*'
 set -euo pipefail
