@@ -1,5 +1,4 @@
 #include "support/process.h"
-#include "support/read_file.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -9,6 +8,7 @@
 #include <csignal>
 #include <stdexcept>
 
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 // A run takes a fraction of a second. One that still goes on after this time hangs.
