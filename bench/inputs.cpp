@@ -4,7 +4,8 @@
 #include <map>
 #include <stdexcept>
 
-#include "service/model_tables.h"
+#include "model/model_tables.h"
+#include "service/attach.h"
 #include "sheets/face_changes.h"
 
 const FacePicture& photo(double megapixels) {

@@ -6,17 +6,17 @@
 #include <cstdio>
 #include <vector>
 
-#include "description/conv_net.h"
+#include "network/conv_net.h"
 #include "inputs.h"
 #include "layers/weight_layer.h"
 #include "patches/face_patches.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
-#include "service/template_arithmetic.h"
+#include "model/model_tables.h"
+#include "template/template_arithmetic.h"
 
 // Not static and never inlined: the profile finds them by name.
 [[gnu::noinline]] PatchList countPatches(const FacePicture& face) {
-    return cutFacePatches(sharedContext(),
+    return cutFacePatches(sharedContext().canvases, g_modelTables.meanImages,
                           {face.picture.pixels.data(), face.picture.width, face.picture.height,
                            3 * face.picture.width},
                           face.landmarks);
@@ -35,8 +35,8 @@
 }
 
 [[gnu::noinline]] void countProjection(float* features, FaceTemplate& result) {
-    subtractFeatureMean(features);
-    projectFeatures(features, result);
+    subtractFeatureMean(g_modelTables.featureMean, features);
+    projectFeatures(g_modelTables, features, result);
 }
 
 int main() {
@@ -44,7 +44,7 @@ int main() {
     const FacePicture& face = photo(1.0);
     std::vector<float> features(kFeatureCount);
     FaceTemplate result;
-    extractTemplate(sharedContext(), face.picture.pixels.data(), face.picture.width,
+    extractTemplate(sharedContext(), g_modelTables, face.picture.pixels.data(), face.picture.width,
                     face.picture.height, 3 * face.picture.width, face.landmarks, result);
     const float expected = result.projectionNorm;
     const PatchList patches = countPatches(face);

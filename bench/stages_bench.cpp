@@ -8,7 +8,7 @@
 #include <fstream>
 #include <vector>
 
-#include "description/conv_net.h"
+#include "network/conv_net.h"
 #include "heap_count.h"
 #include "inputs.h"
 #include "layers/weight_layer.h"
@@ -18,8 +18,8 @@
 #include "reference/reference_arithmetic.h"
 #include "reference/reference_patches.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
-#include "service/template_arithmetic.h"
+#include "model/model_tables.h"
+#include "template/template_arithmetic.h"
 #include "straightforward.h"
 
 namespace {
@@ -39,7 +39,7 @@ MatrixList pointersTo(const PatchList& patches) {
 
 void extract(const FacePicture& face, FaceTemplate& out) {
     const SourceImage image = imageOf(face);
-    extractTemplate(sharedContext(), image.bytes, image.width, image.height, image.stride,
+    extractTemplate(sharedContext(), g_modelTables, image.bytes, image.width, image.height, image.stride,
                     face.landmarks, out);
 }
 
@@ -58,16 +58,16 @@ void patchesOurs(benchmark::State& state) {
     const FacePicture& face = photo(1.0);
     modelFolder();
     const SourceImage image = imageOf(face);
-    const PatchList patches = cutFacePatches(sharedContext(), image, face.landmarks);
+    const PatchList patches = cutFacePatches(sharedContext().canvases, g_modelTables.meanImages, image, face.landmarks);
     const auto expected = referencePatches(image.bytes, image.width, image.height, image.stride,
-                                           face.landmarks, &meanImages[0][0]);
+                                           face.landmarks, &g_modelTables.meanImages[0][0]);
     for (std::size_t k = 0; k < patches.size(); ++k) {
         if (std::memcmp(expected[k].data(), patches[k]->data, 4 * expected[k].size()) != 0) {
             state.SkipWithError("a patch differs from the reference");
         }
     }
     for (auto _ : state) {
-        benchmark::DoNotOptimize(cutFacePatches(sharedContext(), image, face.landmarks));
+        benchmark::DoNotOptimize(cutFacePatches(sharedContext().canvases, g_modelTables.meanImages, image, face.landmarks));
     }
 }
 BENCHMARK(patchesOurs)->Name("stage/patches/ours")->Unit(benchmark::kMillisecond);
@@ -78,7 +78,7 @@ void patchesReference(benchmark::State& state) {
     const SourceImage image = imageOf(face);
     for (auto _ : state) {
         benchmark::DoNotOptimize(referencePatches(image.bytes, image.width, image.height,
-                                                  image.stride, face.landmarks, &meanImages[0][0]));
+                                                  image.stride, face.landmarks, &g_modelTables.meanImages[0][0]));
     }
 }
 BENCHMARK(patchesReference)->Name("stage/patches/reference")->Unit(benchmark::kMillisecond);
@@ -86,7 +86,7 @@ BENCHMARK(patchesReference)->Name("stage/patches/reference")->Unit(benchmark::kM
 void networksOurs(benchmark::State& state) {
     const FacePicture& face = photo(1.0);
     ZomuContext& context = sharedContext();
-    const PatchList patches = cutFacePatches(context, imageOf(face), face.landmarks);
+    const PatchList patches = cutFacePatches(context.canvases, g_modelTables.meanImages, imageOf(face), face.landmarks);
     const MatrixList pointers = pointersTo(patches);
     for (auto _ : state) {
         for (const auto& net : context.nets) {
@@ -98,7 +98,7 @@ BENCHMARK(networksOurs)->Name("stage/networks/ours")->Unit(benchmark::kMilliseco
 
 void networksStraightforward(benchmark::State& state) {
     const FacePicture& face = photo(1.0);
-    const PatchList patches = cutFacePatches(sharedContext(), imageOf(face), face.landmarks);
+    const PatchList patches = cutFacePatches(sharedContext().canvases, g_modelTables.meanImages, imageOf(face), face.landmarks);
     for (auto _ : state) {
         for (std::size_t i = 0; i < patches.size(); ++i) {
             benchmark::DoNotOptimize(plainNetworks()[i].run(patches[i]->data));
@@ -119,7 +119,7 @@ void networksProducts(benchmark::State& state) {
     };
     const FacePicture& face = photo(1.0);
     ZomuContext& context = sharedContext();
-    const PatchList patches = cutFacePatches(context, imageOf(face), face.landmarks);
+    const PatchList patches = cutFacePatches(context.canvases, g_modelTables.meanImages, imageOf(face), face.landmarks);
     const MatrixList pointers = pointersTo(patches);
     std::vector<std::unique_ptr<Matrix>> operands;
     std::vector<Product> products;
@@ -166,7 +166,7 @@ std::vector<float> someFeatures() {
     const FacePicture& face = photo(1.0);
     const SourceImage image = imageOf(face);
     std::vector<float> features(kFeatureCount);
-    computeFeatures(sharedContext(), image.bytes, image.width, image.height, image.stride,
+    computeFeatures(sharedContext(), g_modelTables.meanImages, image.bytes, image.width, image.height, image.stride,
                     face.landmarks, features.data());
     return features;
 }
@@ -175,13 +175,13 @@ void projectionOurs(benchmark::State& state) {
     const std::vector<float> features = someFeatures();
     FaceTemplate ours;
     FaceTemplate expected;
-    projectFeatures(features.data(), ours);
-    referenceProjectFeatures(features.data(), &projectionA[0][0], &projectionB[0][0], expected);
+    projectFeatures(g_modelTables, features.data(), ours);
+    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0], expected);
     if (std::memcmp(&ours, &expected, sizeof ours) != 0) {
         state.SkipWithError("the projection differs from the reference");
     }
     for (auto _ : state) {
-        projectFeatures(features.data(), ours);
+        projectFeatures(g_modelTables, features.data(), ours);
         benchmark::ClobberMemory();
     }
 }
@@ -191,7 +191,7 @@ void projectionReference(benchmark::State& state) {
     const std::vector<float> features = someFeatures();
     FaceTemplate result;
     for (auto _ : state) {
-        referenceProjectFeatures(features.data(), &projectionA[0][0], &projectionB[0][0], result);
+        referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0], result);
         benchmark::ClobberMemory();
     }
 }
@@ -202,7 +202,7 @@ void projectionRead(benchmark::State& state) {
     modelFolder();
     for (auto _ : state) {
         std::uint32_t sums[16] = {};
-        for (const auto* table : {&projectionA[0][0], &projectionB[0][0]}) {
+        for (const auto* table : {&g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0]}) {
             for (int i = 0; i < kProjectionCount * kFeatureCount; i += 16) {
                 std::uint32_t words[16];
                 std::memcpy(words, table + i, sizeof words);

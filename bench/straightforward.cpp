@@ -7,7 +7,7 @@
 #include "reference/reference_arithmetic.h"
 #include "reference/reference_network.h"
 #include "reference/reference_patches.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 
 namespace {
 
@@ -143,12 +143,12 @@ void plainExtract(std::vector<PlainNetwork>& networks, const std::uint8_t* image
                   int height, int stride, const LandmarkRecord& landmarks,
                   FaceTemplate& templateOut) {
     const auto patches =
-        referencePatches(image, width, height, stride, landmarks, &meanImages[0][0]);
+        referencePatches(image, width, height, stride, landmarks, &g_modelTables.meanImages[0][0]);
     std::vector<float> features(kFeatureCount);
     for (std::size_t i = 0; i < networks.size(); ++i) {
         referenceStoreNetworkOutput(networks[i].run(patches[i].data()).data(),
                                     features.data() + 320 * i);
     }
-    referenceSubtractFeatureMean(features.data(), featureMean);
-    referenceProjectFeatures(features.data(), &projectionA[0][0], &projectionB[0][0], templateOut);
+    referenceSubtractFeatureMean(features.data(), g_modelTables.featureMean);
+    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0], templateOut);
 }

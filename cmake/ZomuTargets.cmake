@@ -1,13 +1,22 @@
 # How everything in this project is compiled: one function, called for every target.
 
-# Float results are part of the interface: no contraction into fused operations, and nothing that lets
-# the compiler reorder a sum. ZOMU_FLOAT_FLAGS stand last, so that no build type can undo them.
+# Float results are part of the interface: no contraction into fused operations, nothing that lets the
+# compiler reorder a sum, and no arithmetic left to the linker, which may have flags of its own.
+# ZOMU_FLOAT_FLAGS stand last, so that no build type can undo them; ZOMU_FLOATS_AS_WRITTEN tells
+# float_rules.h that they are there.
+set(flags "${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_RELEASE} ${CMAKE_EXE_LINKER_FLAGS} ${CMAKE_SHARED_LINKER_FLAGS}")
+if(CMAKE_INTERPROCEDURAL_OPTIMIZATION OR flags MATCHES "-flto|[/-](GL|LTCG)( |$)")
+    message(FATAL_ERROR "Link-time optimisation may change the last bits of templates: build without it")
+endif()
+if(flags MATCHES "-ffp-contract=(fast|on)|-f(fast-math)|-O(fast)|[/-]fp:(fast|contract)")
+    message(FATAL_ERROR "Contraction and fast-math change the bits of templates: build without them")
+endif()
 if(MSVC)
-    set(ZOMU_FLOAT_FLAGS /fp:precise)
+    set(ZOMU_FLOAT_FLAGS /fp:precise /DZOMU_FLOATS_AS_WRITTEN)
     set(ZOMU_WARNINGS /W4 /utf-8 /EHsc)
     set(ZOMU_ERROR_FLAG /WX)
 else()
-    set(ZOMU_FLOAT_FLAGS -ffp-contract=off -fno-fast-math)
+    set(ZOMU_FLOAT_FLAGS -ffp-contract=off -fno-fast-math -fno-lto -DZOMU_FLOATS_AS_WRITTEN)
     set(ZOMU_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
                       -Wdouble-promotion $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
     set(ZOMU_ERROR_FLAG -Werror)
@@ -24,6 +33,7 @@ function(zomu_target target)
     set_target_properties(${target} PROPERTIES
         C_EXTENSIONS OFF CXX_EXTENSIONS OFF
         C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+        INTERPROCEDURAL_OPTIMIZATION OFF
         POSITION_INDEPENDENT_CODE ON)
     if(WIN32)
         # What windows.h would define besides: min, max, byte.

@@ -15,15 +15,15 @@
 #include <vector>
 
 #include "command_line/command_line.h"
-#include "description/conv_net.h"
-#include "description/net_texts.h"
 #include "manifest/manifest.h"
 #include "manifest/npy_file.h"
 #include "manifest/photo_walk.h"
+#include "model/model_tables.h"
+#include "network/net_texts.h"
 #include "patches/face_patches.h"
 #include "patches/patch_layout.h"
+#include "service/attach.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
 
 namespace fs = std::filesystem;
 
@@ -60,12 +60,11 @@ class StoredRows {
     std::vector<ManifestRow> rows;
 };
 
-std::vector<std::unique_ptr<ZomuContext>> contextsForTeam(bool withNetworks) {
+std::vector<std::unique_ptr<ZomuContext>> contextsForTeam() {
     std::vector<std::unique_ptr<ZomuContext>> contexts;
     contexts.reserve(static_cast<std::size_t>(omp_get_max_threads()));
     for (int thread = 0; thread < omp_get_max_threads(); ++thread) {
-        contexts.push_back(withNetworks ? std::make_unique<ZomuContext>(modelDir)
-                                        : std::make_unique<ZomuContext>());
+        contexts.push_back(std::make_unique<ZomuContext>(modelDir));
     }
     return contexts;
 }
@@ -81,8 +80,7 @@ void writeDescriptions(const fs::path& folder) {
     }
 }
 
-// The table of mean images is zero as long as no model is loaded, so that a patch holds the
-// canvas's bytes as floats and 0 in its margins.
+// Without mean images a patch holds the canvas's bytes as floats and 0 in its margins.
 void cut(const std::string& manifest, const fs::path& folder) {
     const std::vector<ManifestRow> rows = readManifest(manifest);
     createFolder(folder.string());
@@ -93,7 +91,8 @@ void cut(const std::string& manifest, const fs::path& folder) {
         files.emplace_back(folder / numbered("patches", k + 1, ".npy"), NpyType::uint8,
                            std::vector<int>{2, planesOf(k), side, side});
     }
-    const auto contexts = contextsForTeam(false);
+    static constexpr MeanImages kNoMeanImages = {};
+    std::vector<FaceCanvases> canvases(static_cast<std::size_t>(omp_get_max_threads()));
     std::vector<std::vector<std::vector<std::uint8_t>>> blocks(
         kWalkBlock, std::vector<std::vector<std::uint8_t>>(kPatchCount));
     StoredRows stored;
@@ -101,8 +100,8 @@ void cut(const std::string& manifest, const fs::path& folder) {
     work.compute = [&](const FacePicture& face, int thread, std::size_t slot) {
         const SourceImage image = {face.picture.pixels.data(), face.picture.width,
                                    face.picture.height, 3 * face.picture.width};
-        const PatchList patches =
-            cutFacePatches(*contexts[static_cast<std::size_t>(thread)], image, face.landmarks);
+        const PatchList patches = cutFacePatches(canvases[static_cast<std::size_t>(thread)],
+                                                 kNoMeanImages, image, face.landmarks);
         for (std::size_t k = 0; k < patches.size(); ++k) {
             const float* values = patches[k]->data;
             blocks[slot][k].assign(values, values + patches[k]->numElements);
@@ -127,15 +126,15 @@ void writeFeatures(const std::string& manifest, const fs::path& folder) {
     const std::vector<ManifestRow> rows = readManifest(manifest);
     createFolder(folder.string());
     NpyFile file(folder / "features.npy", NpyType::float32, {kFeatureCount});
-    const auto contexts = contextsForTeam(true);
+    const auto contexts = contextsForTeam();
     std::vector<float> block(kWalkBlock * kFeatureCount);
     StoredRows stored;
     PhotoWork work;
     work.compute = [&](const FacePicture& face, int thread, std::size_t slot) {
         float* features = block.data() + slot * kFeatureCount;
-        computeFeatures(*contexts[static_cast<std::size_t>(thread)], face.picture.pixels.data(),
-                        face.picture.width, face.picture.height, 3 * face.picture.width,
-                        face.landmarks, features);
+        computeFeatures(*contexts[static_cast<std::size_t>(thread)], g_modelTables.meanImages,
+                        face.picture.pixels.data(), face.picture.width, face.picture.height,
+                        3 * face.picture.width, face.landmarks, features);
         if (!std::all_of(features, features + kFeatureCount,
                          [](float value) { return std::isfinite(value); })) {
             throw std::runtime_error(std::string(modelDir) +

@@ -8,7 +8,8 @@
 
 #include "command_line/command_line.h"
 #include "model/model_fingerprint.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
+#include "service/attach.h"
 #include "sheets/face_picture.h"
 #include "sheets/landmark_check.h"
 #include "template/template_file.h"

@@ -24,15 +24,16 @@
 #include <vector>
 
 #include "command_line/command_line.h"
-#include "description/conv_net.h"
+#include "network/conv_net.h"
 #include "patches/face_patches.h"
 #include "patches/head_pose.h"
 #include "patches/landmarks.h"
 #include "patches/patch_layout.h"
 #include "service/context.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
-#include "service/template_arithmetic.h"
+#include "model/model_tables.h"
+#include "service/attach.h"
+#include "template/template_arithmetic.h"
 #include "sheets/face_picture.h"
 
 namespace {
@@ -164,7 +165,7 @@ class Stages {
                 3 * face.picture.width},
           context(modelDir) {}
 
-    void cutPatches() { patches = cutFacePatches(context, image, face.landmarks); }
+    void cutPatches() { patches = cutFacePatches(context.canvases, g_modelTables.meanImages, image, face.landmarks); }
 
     // The networks alone, on a team like that of an extraction.
     void runNetworks() {
@@ -186,12 +187,12 @@ class Stages {
             storeNetworkOutput(*outputs[static_cast<std::size_t>(k)],
                                features.get() + static_cast<std::ptrdiff_t>(k) * kOutputValues);
         }
-        subtractFeatureMean(features.get());
-        projectFeatures(features.get(), stagedTemplate);
+        subtractFeatureMean(g_modelTables.featureMean, features.get());
+        projectFeatures(g_modelTables, features.get(), stagedTemplate);
     }
 
     void extract() {
-        extractTemplate(context, image.bytes, image.width, image.height, image.stride,
+        extractTemplate(context, g_modelTables, image.bytes, image.width, image.height, image.stride,
                         face.landmarks, wholeTemplate);
     }
 

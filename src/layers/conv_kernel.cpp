@@ -1,36 +1,25 @@
 #include "layers/conv_kernel.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "matrix/blas.h"
 
-FilterShape filterShape(const FilterGeometry& geometry, std::int32_t imageCols,
-                        std::int32_t filterCols) {
-    FilterShape shape{};
-    shape.modules = geometry.modulesY * geometry.modulesX;
-    shape.width = imageCols / geometry.channels / geometry.height;
-    shape.filterPixels = filterCols / geometry.channels;
-    shape.k = static_cast<std::int32_t>(std::sqrt(static_cast<double>(shape.filterPixels)));
-    shape.outH = (geometry.height + 2 * geometry.padding - shape.k) / geometry.stride + 1;
-    shape.outW = (shape.width + 2 * geometry.padding - shape.k) / geometry.stride + 1;
-    return shape;
-}
-
 namespace {
 
 // The positions, from `begin` to before `end`, at which a filter element lies inside the image
-// along one axis: those i of `count` for which first + i * stride is from 0 to before `length`.
+// along one axis: those i of `count` for which first + i * stride is from 0 to before `length`. In
+// 64 bits, since the padding and the stride may be any numbers.
 struct InnerPositions {
-    std::int32_t begin, end;
+    std::int64_t begin, end;
 };
 
-InnerPositions innerPositions(std::int32_t first, std::int32_t stride, std::int32_t length,
-                              std::int32_t count) {
-    const std::int32_t begin = first < 0 ? std::min((-first + stride - 1) / stride, count) : 0;
-    const std::int32_t end = first < length ? (length - 1 - first) / stride + 1 : 0;
+InnerPositions innerPositions(std::int64_t first, std::int64_t stride, std::int64_t length,
+                              std::int64_t count) {
+    const std::int64_t begin = first < 0 ? std::min((-first + stride - 1) / stride, count) : 0;
+    const std::int64_t end = first < length ? (length - 1 - first) / stride + 1 : 0;
     return {begin, std::clamp(end, begin, count)};
 }
 
@@ -59,10 +48,9 @@ float* copyRows(const float* source, std::ptrdiff_t step, std::int32_t rows, std
 
 // Without padding and with a stride of 1 every position lies inside the image, and what a filter
 // element meets in one row of it stands side by side: what every embedded network has.
-void unfoldInside(const float* image, const FilterGeometry& geometry, const FilterShape& shape,
-                  float* P) {
+void unfoldInside(const float* image, const FilterShape& shape, float* P) {
     const std::ptrdiff_t width = shape.width;
-    for (std::int32_t c = 0; c < geometry.channels; ++c, image += geometry.height * width) {
+    for (std::int32_t c = 0; c < shape.channels; ++c, image += shape.height * width) {
         for (std::int32_t ky = 0; ky < shape.k; ++ky) {
             for (std::int32_t kx = 0; kx < shape.k; ++kx) {
                 P = copyRows(image + ky * width + kx, width, shape.outH, shape.outW, P);
@@ -73,55 +61,53 @@ void unfoldInside(const float* image, const FilterGeometry& geometry, const Filt
 
 // For one filter element, the rows of positions that lie outside the image are one block of zeros
 // above and one below the others.
-void unfoldClipped(const float* image, const FilterGeometry& geometry, const FilterShape& shape,
-                   float* P) {
-    const std::int32_t stride = geometry.stride;
+void unfoldClipped(const float* image, const FilterShape& shape, float* P) {
+    const std::int64_t stride = shape.stride;
+    const std::int64_t padding = shape.padding;
     const std::int32_t outW = shape.outW;
     const std::ptrdiff_t width = shape.width;
-    const std::ptrdiff_t planeSize = geometry.height * width;
-    for (std::int32_t r = 0; r < geometry.channels * shape.k * shape.k; ++r) {
-        const std::int32_t firstX = r % shape.k - geometry.padding;
-        const std::int32_t firstY = (r / shape.k) % shape.k - geometry.padding;
+    const std::ptrdiff_t planeSize = shape.height * width;
+    for (std::int32_t r = 0; r < shape.channels * shape.filterPixels; ++r) {
+        const std::int64_t firstX = r % shape.k - padding;
+        const std::int64_t firstY = (r / shape.k) % shape.k - padding;
         const float* plane = image + r / shape.k / shape.k * planeSize;
-        const InnerPositions rows = innerPositions(firstY, stride, geometry.height, shape.outH);
+        const InnerPositions rows = innerPositions(firstY, stride, shape.height, shape.outH);
         const InnerPositions columns = innerPositions(firstX, stride, shape.width, outW);
 
-        P = std::fill_n(P, static_cast<std::ptrdiff_t>(rows.begin) * outW, 0.0F);
-        for (std::int32_t oy = rows.begin; oy < rows.end; ++oy, P += outW) {
+        P = std::fill_n(P, rows.begin * outW, 0.0F);
+        for (std::int64_t oy = rows.begin; oy < rows.end; ++oy, P += outW) {
             const float* row = plane + (firstY + oy * stride) * width;
             std::fill_n(P, outW, 0.0F);
-            for (std::int32_t ox = columns.begin; ox < columns.end; ++ox) {
+            for (std::int64_t ox = columns.begin; ox < columns.end; ++ox) {
                 P[ox] = row[firstX + ox * stride];
             }
         }
-        P = std::fill_n(P, static_cast<std::ptrdiff_t>(shape.outH - rows.end) * outW, 0.0F);
+        P = std::fill_n(P, (shape.outH - rows.end) * outW, 0.0F);
     }
 }
 
 }  // namespace
 
-void unfoldPatches(const float* image, const FilterGeometry& geometry, const FilterShape& shape,
-                   float* P) {
-    if (geometry.padding == 0 && geometry.stride == 1) {
-        unfoldInside(image, geometry, shape, P);
+void unfoldPatches(const float* image, const FilterShape& shape, float* P) {
+    if (shape.padding == 0 && shape.stride == 1) {
+        unfoldInside(image, shape, P);
     } else {
-        unfoldClipped(image, geometry, shape, P);
+        unfoldClipped(image, shape, P);
     }
 }
 
 void convForward(const Matrix& images, const Matrix& filters, const Matrix& biases, Matrix& target,
-                 const FilterGeometry& geometry, float targetScale, float outputScale) {
-    const FilterShape shape = filterShape(geometry, images.numCols, filters.numCols);
+                 const FilterShape& shape, float targetScale, float outputScale) {
     const std::int32_t F = filters.numRows;
     if (targetScale == 0.0F) {
         target.resize(images.numRows, F * shape.modules);
     }
-    const Matrix P(geometry.channels * shape.filterPixels, shape.modules);
+    const Matrix P(shape.channels * shape.filterPixels, shape.modules);
     for (std::int32_t n = 0; n < images.numRows; ++n) {
         const std::ptrdiff_t row = n;
-        unfoldPatches(images.data + row * images.numCols, geometry, shape, P.data);
+        unfoldPatches(images.data + row * images.numCols, shape, P.data);
         Matrix T = Matrix::view(target.data + row * target.numCols, F, shape.modules);
-        multiply(outputScale, filters, P, targetScale, T.data);
+        multiply(outputScale, filters, P, targetScale, T.data, shape.modules);
         if (targetScale == 0.0F) {
             T.addVector(biases, 1.0F, T);
         }

@@ -1,7 +1,9 @@
 #include <cstddef>
 
-#include "layers/layer_kinds.h"
+#include "layers/conv_kernel.h"
+#include "layers/layer_registry.h"
 #include "layers/local_layer.h"
+#include "layers/unusable_layer.h"
 
 namespace {
 
@@ -13,14 +15,17 @@ class ConvLayer : public LocalLayer {
         const FilterGeometry geometry = geometryOf(inputIndex);
         const Matrix& images = *inputs[static_cast<std::size_t>(inputIndex)];
         const Matrix& bank = usableWeights(inputIndex);
-        requireFit(geometry, images, bank.numCols, bank.numRows, targetScale);
-        const Matrix& bias = usableBiases(bank.numRows, geometry.modulesY * geometry.modulesX);
-        convForward(images, bank, bias, *getActs(), geometry, targetScale, 1.0F);
+        const FilterShape shape = filterShape(geometry, images.numCols, bank.numCols);
+        // The product takes whole rows of weights and would meet positions that do not exist.
+        requireUsable(bank.numCols % shape.channels == 0);
+        requireRoom(shape, images, bank.numRows, targetScale);
+        const Matrix& bias = usableBiases(bank.numRows, shape.modules);
+        convForward(images, bank, bias, *getActs(), shape, targetScale, 1.0F);
     }
 };
 
 }  // namespace
 
-std::unique_ptr<Layer> createConvLayer(ConvNet& net, const std::string& name) {
-    return std::make_unique<ConvLayer>(net, name);
+std::unique_ptr<Layer> createConvLayer(const LayerSource& source) {
+    return std::make_unique<ConvLayer>(source);
 }

@@ -1,25 +1,29 @@
-#include "layers/layer_kinds.h"
+#include "layers/layer_registry.h"
 
 #include <cstddef>
 
 #include "description/parameters.h"
+#include "layers/unusable_layer.h"
 
 namespace {
 
 class DataLayer : public Layer {
   public:
-    DataLayer(ConvNet& owner, const std::string& sectionName) : Layer(owner, sectionName) {
-        getInt(name, "dataIdx", dataIdx);
+    explicit DataLayer(const LayerSource& source) : Layer(source) {
+        getInt(source.section, "dataIdx", dataIdx);
     }
 
     void computeActs(std::int32_t, float) override {}
 
     void fprop(const MatrixList& given) override {
-        outputs = given[static_cast<std::size_t>(dataIdx)];
-        notifyNext();
+        const auto index = static_cast<std::size_t>(dataIdx);
+        requireUsable(index < given.size());
+        outputs = given[index];
+        runNext();
     }
 
-    // A data layer has no inputs. One that is given some has been described wrongly.
+    // A data layer has no inputs. One that is given some has been described wrongly, which shows
+    // only when the network runs.
     void inputReady() override { throw std::string("No data given!"); }
 
     std::int32_t dataIdx = 0;
@@ -27,6 +31,6 @@ class DataLayer : public Layer {
 
 }  // namespace
 
-std::unique_ptr<Layer> createDataLayer(ConvNet& net, const std::string& name) {
-    return std::make_unique<DataLayer>(net, name);
+std::unique_ptr<Layer> createDataLayer(const LayerSource& source) {
+    return std::make_unique<DataLayer>(source);
 }

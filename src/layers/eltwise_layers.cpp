@@ -1,17 +1,17 @@
 #include <cstddef>
-#include <utility>
 #include <vector>
 
 #include "description/parameters.h"
-#include "layers/layer_kinds.h"
+#include "layers/layer_registry.h"
 #include "layers/list_entry.h"
+#include "layers/unusable_layer.h"
 
 namespace {
 
 class EltwiseSumLayer : public Layer {
   public:
-    EltwiseSumLayer(ConvNet& owner, const std::string& sectionName, std::vector<float> coefficients)
-        : Layer(owner, sectionName), coeffs(std::move(coefficients)) {}
+    explicit EltwiseSumLayer(const LayerSource& source)
+        : Layer(source), coeffs(getFloatList(source.section)) {}
 
     void computeActs(std::int32_t inputIndex, float targetScale) override {
         const float coeff = listEntry(coeffs, inputIndex);
@@ -19,6 +19,7 @@ class EltwiseSumLayer : public Layer {
         if (targetScale == 0.0F) {
             input.scale(coeff, *outputs);
         } else {
+            requireUsable(input.numElements >= outputs->numElements);
             outputs->add(input, coeff, *outputs);
         }
     }
@@ -33,19 +34,27 @@ class EltwiseMaxLayer : public Layer {
 
     void computeActs(std::int32_t inputIndex, float) override {
         if (inputIndex == 1) {
-            inputs[1]->eltwiseMax(*inputs[0], *outputs);
+            greaterOf(*inputs[1], *inputs[0]);
         } else if (inputIndex > 1) {
-            outputs->eltwiseMax(*inputs[static_cast<std::size_t>(inputIndex)], *outputs);
+            greaterOf(*outputs, *inputs[static_cast<std::size_t>(inputIndex)]);
         }
+    }
+
+  private:
+    void greaterOf(const Matrix& a, const Matrix& b) {
+        requireUsable(holdsRows(b, a.numRows, a.numCols));
+        // As output, an input that changes its size would be lost.
+        requireUsable(outputs != &b || outputs->numElements == a.numElements);
+        a.eltwiseMax(b, *outputs);
     }
 };
 
 }  // namespace
 
-std::unique_ptr<Layer> createEltwiseSumLayer(ConvNet& net, const std::string& name) {
-    return std::make_unique<EltwiseSumLayer>(net, name, getFloatList(name));
+std::unique_ptr<Layer> createEltwiseSumLayer(const LayerSource& source) {
+    return std::make_unique<EltwiseSumLayer>(source);
 }
 
-std::unique_ptr<Layer> createEltwiseMaxLayer(ConvNet& net, const std::string& name) {
-    return std::make_unique<EltwiseMaxLayer>(net, name);
+std::unique_ptr<Layer> createEltwiseMaxLayer(const LayerSource& source) {
+    return std::make_unique<EltwiseMaxLayer>(source);
 }

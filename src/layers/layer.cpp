@@ -4,9 +4,9 @@
 
 #include "description/parameters.h"
 
-Layer::Layer(ConvNet& owner, const std::string& sectionName) : net(&owner), name(sectionName) {
-    getString(currentSection(name), "type", type);
-    getInt(name, "actsTarget", actsTarget);
+Layer::Layer(const LayerSource& source) : name(source.name) {
+    getString(source.section, "type", type);
+    getInt(source.section, "actsTarget", actsTarget);
     if (actsTarget < 0) {
         ownOutputs = std::make_unique<Matrix>();
         outputs = ownOutputs.get();
@@ -28,7 +28,7 @@ void Layer::fprop(const MatrixList& given) {
             computeActs(i, actsTarget < 0 && i == 0 ? 0.0F : 1.0F);
         }
     }
-    notifyNext();
+    runNext();
 }
 
 void Layer::inputReady() {
@@ -53,7 +53,7 @@ Matrix* Layer::getActs() {
     return outputs;
 }
 
-void Layer::notifyNext() {
+void Layer::runNext() {
     for (Layer* layer : next) {
         layer->inputReady();
     }

@@ -8,11 +8,21 @@
 #include <string>
 #include <vector>
 
+#include "description/description_reader.h"
 #include "matrix/matrix.h"
 
-struct ConvNet;
+class Layer;
 
 using MatrixList = std::vector<Matrix*>;
+using LayerList = std::vector<std::unique_ptr<Layer>>;
+
+// What a layer is built from. It copies what it needs.
+struct LayerSource {
+    const std::string& name;            // of its section
+    const DescriptionSection* section;  // null where the text has none of that name
+    const std::string& weightFolder;    // a separator at its end
+    const LayerList& earlier;           // the layers in front of it; itself it is not yet in there
+};
 
 // The family. A class without a keyword is abstract. docs/layers.md has a row for each keyword:
 // formula, shapes, keys, oddities.
@@ -41,8 +51,8 @@ using MatrixList = std::vector<Matrix*>;
 // pointers to its last inputs, whose matrices may be gone by then.
 class Layer {
   public:
-    // Reads the keys `type` and `actsTarget` of section `name` of the description being built.
-    Layer(ConvNet& owner, const std::string& sectionName);
+    // Reads the keys `type` and `actsTarget`.
+    explicit Layer(const LayerSource& source);
     virtual ~Layer() = default;
     Layer(const Layer&) = delete;
     Layer& operator=(const Layer&) = delete;
@@ -64,20 +74,19 @@ class Layer {
 
     virtual Matrix* getActs();
 
-    ConvNet* net;
     std::vector<Layer*> prev;    // in the order of the key `inputs`
     std::vector<Layer*> next;    // in the order of the network's layers
     std::int32_t received = 0;   // how many of `prev` have finished in this run
     std::int32_t backCount = 0;  // cleared by reset, read by nothing
     MatrixList inputs;
     Matrix* outputs = nullptr;  // `ownOutputs`, or the shared matrix of input `actsTarget`
-    std::int32_t actsTarget =
-        -1;  // input whose matrix is the output; negative: a matrix of its own
+    // The input whose matrix is the output. Negative: a matrix of its own.
+    std::int32_t actsTarget = -1;
     std::string name;
     std::string type;
 
   protected:
-    void notifyNext();
+    void runNext();  // tells each layer of `next` that this one is done
 
   private:
     std::unique_ptr<Matrix> ownOutputs;

@@ -1,16 +1,17 @@
 #include "layers/local_kernel.h"
 
 #include <cstddef>
+#include <cstdint>
 
+#include "layers/conv_kernel.h"
 #include "matrix/blas.h"
 #include "matrix/float_rules.h"
 
 void localForward(const Matrix& images, const Matrix& filters, Matrix& biases, Matrix& target,
-                  const FilterGeometry& geometry, float targetScale) {
-    const std::int32_t modules = geometry.modulesY * geometry.modulesX;
+                  const FilterShape& shape, float targetScale) {
+    const std::int32_t modules = shape.modules;
     const std::int32_t F = filters.numRows;
-    const FilterShape shape = filterShape(geometry, images.numCols, filters.numCols / modules);
-    const std::int32_t L = geometry.channels * shape.filterPixels;
+    const std::int32_t L = shape.channels * shape.filterPixels;
     if (targetScale == 0.0F) {
         target.resize(images.numRows, F * modules);
     }
@@ -21,7 +22,7 @@ void localForward(const Matrix& images, const Matrix& filters, Matrix& biases, M
     Matrix Q;
     for (std::int32_t n = 0; n < images.numRows; ++n) {
         const std::ptrdiff_t row = n;
-        unfoldPatches(images.data + row * images.numCols, geometry, shape, P.data);
+        unfoldPatches(images.data + row * images.numCols, shape, P.data);
         Matrix T = Matrix::view(target.data + row * target.numCols, F, modules);
         for (std::int32_t f = 0; f < F; ++f) {
             // The filters lie module by module, P lies element by element.

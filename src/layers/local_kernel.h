@@ -2,18 +2,20 @@
 #ifndef ZOMU_LAYERS_LOCAL_KERNEL_H
 #define ZOMU_LAYERS_LOCAL_KERNEL_H
 
-#include "layers/conv_kernel.h"
+#include "layers/filter_shape.h"
 #include "matrix/matrix.h"
 
-// For each image n (one row), filter f (one row of modules x channels x k x k) and module m:
+// For each image n (one row), filter f (one row that begins with modules x channels x k x k elements)
+// and module m:
 //
 //   target(n, f, m) = filter f's share for m, on module m
 //
 // summed strictly in the order of a filter's elements, each product and each sum rounded. This
 // overwrites whatever targetScale is. A targetScale of exactly 0 also gives `target` its shape, and
 // adds one bias for each filter and module (filter by filter) as a rounding of its own; biases with
-// no elements add nothing. `biases` is given the shape filters x modules; its elements stay.
+// no elements add nothing. `biases` is given the shape filters x modules; its elements stay. A kept
+// `target` holds its rows.
 void localForward(const Matrix& images, const Matrix& filters, Matrix& biases, Matrix& target,
-                  const FilterGeometry& geometry, float targetScale);
+                  const FilterShape& shape, float targetScale);
 
 #endif

@@ -4,19 +4,21 @@
 
 #include "description/parameters.h"
 #include "layers/list_entry.h"
+#include "layers/unusable_layer.h"
 
-LocalLayer::LocalLayer(ConvNet& owner, const std::string& sectionName)
-    : WeightLayer(owner, sectionName, true) {
-    padding = getIntList(name, "padding");
-    stride = getIntList(name, "stride");
-    channels = getIntList(name, "channels");
-    filterSize = getIntList(name, "filterSize");
-    getInt(name, "filters", filters);
-    filterPixels = getIntList(name, "filterPixels");
-    imgSize = getIntList(name, "imgSize");
-    imgPixels = getIntList(name, "imgPixels");
-    getInt(name, "modulesX", modulesX);
-    modules = modulesX * modulesX;
+LocalLayer::LocalLayer(const LayerSource& source) : WeightLayer(source, true) {
+    padding = getIntList(source.section, "padding");
+    stride = getIntList(source.section, "stride");
+    channels = getIntList(source.section, "channels");
+    filterSize = getIntList(source.section, "filterSize");
+    getInt(source.section, "filters", filters);
+    filterPixels = getIntList(source.section, "filterPixels");
+    imgSize = getIntList(source.section, "imgSize");
+    imgPixels = getIntList(source.section, "imgPixels");
+    getInt(source.section, "modulesX", modulesX);
+    // Unsigned, where a product that does not fit wraps around and is no error.
+    const auto side = static_cast<std::uint32_t>(modulesX);
+    modules = static_cast<std::int32_t>(side * side);
 }
 
 FilterGeometry LocalLayer::geometryOf(std::int32_t inputIndex) const {
@@ -30,15 +32,10 @@ FilterGeometry LocalLayer::geometryOf(std::int32_t inputIndex) const {
     return geometry;
 }
 
-void LocalLayer::requireFit(const FilterGeometry& geometry, const Matrix& images,
-                            std::int32_t filterCols, std::int32_t filterRows,
-                            float targetScale) const {
-    requireUsable(geometry.channels > 0 && geometry.height > 0 && geometry.stride > 0);
-    const FilterShape shape = filterShape(geometry, images.numCols, filterCols);
-    requireUsable(filterCols == geometry.channels * shape.k * shape.k);
-    requireUsable(shape.outH > 0 && shape.outW > 0 && shape.outH * shape.outW == shape.modules);
-    requireUsable(static_cast<std::int64_t>(filterRows) * shape.modules <=
-                  std::numeric_limits<std::int32_t>::max());
-    requireUsable(targetScale == 0.0F || (outputs->numRows == images.numRows &&
-                                          outputs->numCols == filterRows * shape.modules));
+void LocalLayer::requireRoom(const FilterShape& shape, const Matrix& images,
+                             std::int32_t filterCount, float targetScale) const {
+    const std::int64_t cols = static_cast<std::int64_t>(filterCount) * shape.modules;
+    requireUsable(cols <= std::numeric_limits<std::int32_t>::max());
+    requireUsable(outputs != &images || cols == images.numCols);
+    requireUsable(targetScale == 0.0F || holdsRows(*outputs, images.numRows, cols));
 }

@@ -1,12 +1,14 @@
 #include <cstddef>
 
-#include "layers/layer_kinds.h"
+#include "layers/layer_registry.h"
 #include "layers/local_kernel.h"
 #include "layers/local_layer.h"
+#include "layers/unusable_layer.h"
 
 namespace {
 
-// A row of its weights holds a filter for each module, one behind the other.
+// A row of its weights holds a filter for each module, one behind the other. What stands behind the
+// last of them is not read.
 class LocalUnsharedLayer : public LocalLayer {
   public:
     using LocalLayer::LocalLayer;
@@ -15,12 +17,16 @@ class LocalUnsharedLayer : public LocalLayer {
         const FilterGeometry geometry = geometryOf(inputIndex);
         const Matrix& images = *inputs[static_cast<std::size_t>(inputIndex)];
         const Matrix& bank = usableWeights(inputIndex);
-        requireUsable(modules > 0 && bank.numCols % modules == 0);
-        requireFit(geometry, images, bank.numCols / modules, bank.numRows, targetScale);
+        const std::int64_t modulesAsked =
+            static_cast<std::int64_t>(geometry.modulesY) * geometry.modulesX;
+        requireUsable(modulesAsked > 0);
+        const auto filterCols = static_cast<std::int32_t>(bank.numCols / modulesAsked);
+        const FilterShape shape = filterShape(geometry, images.numCols, filterCols);
+        requireRoom(shape, images, bank.numRows, targetScale);
         Matrix& bias = *biases->matrix;
-        requireUsable(biases->isComplete &&
-                      (bias.numElements == 0 || bias.numElements >= bank.numRows * modules));
-        localForward(images, bank, bias, *getActs(), geometry, targetScale);
+        requireUsable(biases->isComplete && (bias.numElements == 0 ||
+                                             bias.numElements / shape.modules >= bank.numRows));
+        localForward(images, bank, bias, *getActs(), shape, targetScale);
     }
 
     Matrix scratch;  // stays empty: the kernel works in memory of its own call
@@ -28,6 +34,6 @@ class LocalUnsharedLayer : public LocalLayer {
 
 }  // namespace
 
-std::unique_ptr<Layer> createLocalUnsharedLayer(ConvNet& net, const std::string& name) {
-    return std::make_unique<LocalUnsharedLayer>(net, name);
+std::unique_ptr<Layer> createLocalUnsharedLayer(const LayerSource& source) {
+    return std::make_unique<LocalUnsharedLayer>(source);
 }

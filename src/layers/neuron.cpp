@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "description/parameters.h"
+#include "layers/build_error.h"
 #include "matrix/float_rules.h"
 #include "matrix/vector_functions.h"
 
@@ -17,9 +18,9 @@ void transform(Matrix& acts, Function function) {
 }
 
 // A parameter of the section's own keys, 0 where it is absent.
-float parameter(const std::string& sectionName, const char* key) {
+float parameter(const DescriptionSection* section, const char* key) {
     float value = 0.0F;
-    getFloat(currentSection(sectionName), key, value);
+    getFloat(section, key, value);
     return value;
 }
 
@@ -106,17 +107,17 @@ class LinearNeuron : public Neuron {
 
 // Neurons without parameters, with the key `a`, and with the keys `a` and `b`.
 template <class SomeNeuron>
-std::unique_ptr<Neuron> plain(const std::string&) {
+std::unique_ptr<Neuron> plain(const DescriptionSection*) {
     return std::make_unique<SomeNeuron>();
 }
 
 template <class SomeNeuron>
-std::unique_ptr<Neuron> withA(const std::string& section) {
+std::unique_ptr<Neuron> withA(const DescriptionSection* section) {
     return std::make_unique<SomeNeuron>(parameter(section, "a"));
 }
 
 template <class SomeNeuron>
-std::unique_ptr<Neuron> withAB(const std::string& section) {
+std::unique_ptr<Neuron> withAB(const DescriptionSection* section) {
     return std::make_unique<SomeNeuron>(parameter(section, "a"), parameter(section, "b"));
 }
 
@@ -136,12 +137,12 @@ void Neuron::run(Matrix* target) {
     applyInPlace();
 }
 
-std::unique_ptr<Neuron> createNeuron(const std::string& sectionName,
+std::unique_ptr<Neuron> createNeuron(const DescriptionSection* section,
                                      const std::string& neuronName) {
     for (const NeuronKind& kind : kNeuronKinds) {
         if (neuronName == kind.keyword) {
-            return kind.create(sectionName);
+            return kind.create(section);
         }
     }
-    throw std::string("Unknown neuron type: " + neuronName);
+    throw BuildError{"Unknown neuron type: " + neuronName};
 }

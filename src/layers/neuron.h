@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "description/description_reader.h"
 #include "matrix/matrix.h"
 
 //  class              keyword   y, for each element x of the storage
@@ -39,15 +40,16 @@ class Neuron {
 
 struct NeuronKind {
     const char* keyword;
-    std::unique_ptr<Neuron> (*create)(const std::string& sectionName);
+    std::unique_ptr<Neuron> (*create)(const DescriptionSection* section);
 };
 
 // The values of the key `neuron`, in the order in which they are compared.
 constexpr int kNeuronKindCount = 10;
 extern const NeuronKind kNeuronKinds[kNeuronKindCount];
 
-// The neuron of that keyword, with its parameters from the section of that name. Throws the plain
-// text "Unknown neuron type: <keyword>" for any other.
-std::unique_ptr<Neuron> createNeuron(const std::string& sectionName, const std::string& neuronName);
+// The neuron of that keyword, with its parameters from the section. Throws the BuildError "Unknown
+// neuron type: <keyword>" for any other.
+std::unique_ptr<Neuron> createNeuron(const DescriptionSection* section,
+                                     const std::string& neuronName);
 
 #endif

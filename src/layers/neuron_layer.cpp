@@ -1,6 +1,5 @@
-#include "layers/layer_kinds.h"
-
 #include "description/parameters.h"
+#include "layers/layer_registry.h"
 #include "layers/neuron.h"
 
 namespace {
@@ -9,10 +8,10 @@ namespace {
 // hands the result on through getActs. With a second input the neuron runs a second time.
 class NeuronLayer : public Layer {
   public:
-    NeuronLayer(ConvNet& owner, const std::string& sectionName) : Layer(owner, sectionName) {
+    explicit NeuronLayer(const LayerSource& source) : Layer(source) {
         std::string keyword;
-        getString(currentSection(name), "neuron", keyword);
-        neuron = createNeuron(name, keyword);
+        getString(source.section, "neuron", keyword);
+        neuron = createNeuron(source.section, keyword);
     }
 
     void computeActs(std::int32_t, float) override { neuron->run(inputs[0]); }
@@ -22,6 +21,6 @@ class NeuronLayer : public Layer {
 
 }  // namespace
 
-std::unique_ptr<Layer> createNeuronLayer(ConvNet& net, const std::string& name) {
-    return std::make_unique<NeuronLayer>(net, name);
+std::unique_ptr<Layer> createNeuronLayer(const LayerSource& source) {
+    return std::make_unique<NeuronLayer>(source);
 }

@@ -1,17 +1,18 @@
 #include "description/parameters.h"
-#include "layers/layer_kinds.h"
+#include "layers/layer_registry.h"
 #include "layers/norm_kernel.h"
+#include "layers/unusable_layer.h"
 
 namespace {
 
 // Reads its settings and computes nothing: without actsTarget=0 its output stays empty.
 class ResponseNormLayer : public Layer {
   public:
-    ResponseNormLayer(ConvNet& owner, const std::string& sectionName) : Layer(owner, sectionName) {
-        getInt(name, "channels", norm.channels);
-        getInt(name, "sizeX", norm.sizeX);
-        getFloat(currentSection(name), "scale", norm.scale);
-        getFloat(currentSection(name), "pow", norm.pow);
+    explicit ResponseNormLayer(const LayerSource& source) : Layer(source) {
+        getInt(source.section, "channels", norm.channels);
+        getInt(source.section, "sizeX", norm.sizeX);
+        getFloat(source.section, "scale", norm.scale);
+        getFloat(source.section, "pow", norm.pow);
     }
 
     void computeActs(std::int32_t, float) override {}
@@ -24,6 +25,8 @@ class CrossMapResponseNormLayer : public ResponseNormLayer {
     using ResponseNormLayer::ResponseNormLayer;
 
     void computeActs(std::int32_t, float) override {
+        const std::int32_t columns = inputs[0]->numCols;
+        requireUsable(norm.channels > 0 && (columns == 0 || columns >= norm.channels));
         crossMapNormForward(*inputs[0], *outputs, norm);
     }
 };
@@ -31,25 +34,24 @@ class CrossMapResponseNormLayer : public ResponseNormLayer {
 // As empty as its base.
 class ContrastNormLayer : public ResponseNormLayer {
   public:
-    ContrastNormLayer(ConvNet& owner, const std::string& sectionName)
-        : ResponseNormLayer(owner, sectionName) {
-        getInt(name, "imgSize", imgSize);
+    explicit ContrastNormLayer(const LayerSource& source) : ResponseNormLayer(source) {
+        getInt(source.section, "imgSize", imgSize);
     }
 
     std::int32_t imgSize = 0;
-    Matrix scratch;
+    Matrix scratch;  // stays empty
 };
 
 }  // namespace
 
-std::unique_ptr<Layer> createResponseNormLayer(ConvNet& net, const std::string& name) {
-    return std::make_unique<ResponseNormLayer>(net, name);
+std::unique_ptr<Layer> createResponseNormLayer(const LayerSource& source) {
+    return std::make_unique<ResponseNormLayer>(source);
 }
 
-std::unique_ptr<Layer> createCrossMapResponseNormLayer(ConvNet& net, const std::string& name) {
-    return std::make_unique<CrossMapResponseNormLayer>(net, name);
+std::unique_ptr<Layer> createCrossMapResponseNormLayer(const LayerSource& source) {
+    return std::make_unique<CrossMapResponseNormLayer>(source);
 }
 
-std::unique_ptr<Layer> createContrastNormLayer(ConvNet& net, const std::string& name) {
-    return std::make_unique<ContrastNormLayer>(net, name);
+std::unique_ptr<Layer> createContrastNormLayer(const LayerSource& source) {
+    return std::make_unique<ContrastNormLayer>(source);
 }

@@ -3,54 +3,74 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 
+#include "layers/unusable_layer.h"
 #include "matrix/float_rules.h"
 
 namespace {
 
-// The side of a plane, which is taken to be square.
-std::int32_t sideOf(std::int32_t pixels) {
-    return static_cast<std::int32_t>(std::sqrt(static_cast<double>(pixels)));
-}
-
-// A window clipped to its plane, ends exclusive.
-struct Window {
-    std::int32_t ys, ye, xs, xe;
+// What follows from the sizes, in 64 bits, so that no check can overflow before it checks.
+struct PoolShape {
+    std::int32_t pixels;   // of a plane
+    std::int32_t side;     // of a plane, which is taken to be square
+    std::int32_t windows;  // of a plane
+    std::int32_t columns;  // of the target
 };
 
-Window windowAt(const PoolGeometry& pool, std::int32_t side, std::int32_t oy, std::int32_t ox) {
-    const std::int32_t y0 = oy * pool.stride + pool.start;
-    const std::int32_t x0 = ox * pool.stride + pool.start;
-    return {std::max(y0, 0), std::min(side, y0 + pool.sizeX), std::max(x0, 0),
-            std::min(side, x0 + pool.sizeX)};
+PoolShape poolShape(const Matrix& images, const Matrix& target, const PoolGeometry& pool) {
+    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+    requireUsable(pool.channels > 0);
+    const std::int64_t windows = static_cast<std::int64_t>(pool.outputsX) * pool.outputsX;
+    requireUsable(windows <= kMost);
+    const std::int64_t columns = windows * pool.channels;
+    requireUsable(columns <= kMost);
+    const std::int32_t pixels = images.numCols / pool.channels;
+    // A target that is the images themselves and shrinks is too small to be read as images.
+    requireUsable(&target != &images ||
+                  columns >= static_cast<std::int64_t>(pixels) * pool.channels);
+    const auto side = static_cast<std::int32_t>(std::sqrt(static_cast<double>(pixels)));
+    return {pixels, side, static_cast<std::int32_t>(windows), static_cast<std::int32_t>(columns)};
+}
+
+// A window clipped to its plane, ends exclusive. One that lies outside ends before it begins.
+struct Window {
+    std::int64_t ys, ye, xs, xe;
+};
+
+Window windowAt(const PoolGeometry& pool, std::int64_t side, std::int64_t oy, std::int64_t ox) {
+    const std::int64_t y0 = oy * pool.stride + pool.start;
+    const std::int64_t x0 = ox * pool.stride + pool.start;
+    return {std::max<std::int64_t>(y0, 0), std::min(side, y0 + pool.sizeX),
+            std::max<std::int64_t>(x0, 0), std::min(side, x0 + pool.sizeX)};
 }
 
 // The frame of both kernels. `fold(cell, v)` takes in one value of the window, row by row, and
-// `finish(cell, window)` makes the result of what it left.
+// `finish(cell, window)` makes the result of what it left. The row and the column of a window are
+// quotient and remainder by outputsX, of whatever sign: -1 is one window, too.
 template <typename Fold, typename Finish>
 void poolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool, float initial,
                  Fold fold, Finish finish) {
-    const std::int32_t pixels = images.numCols / pool.channels;
-    const std::int32_t side = sideOf(pixels);
-    target.resize(images.numRows, pool.outputsX * pool.outputsX * pool.channels);
+    const PoolShape shape = poolShape(images, target, pool);
+    target.resize(images.numRows, shape.columns);
     // All of it before anything is read: a layer that shares its input's matrix has lost the input.
     std::fill_n(target.data, target.numElements, initial);
 
     float* result = target.data;
     for (std::int32_t n = 0; n < target.numRows; ++n) {
         const float* plane = images.data + static_cast<std::ptrdiff_t>(n) * images.numCols;
-        for (std::int32_t c = 0; c < pool.channels; ++c, plane += pixels) {
-            for (std::int32_t oy = 0; oy < pool.outputsX; ++oy) {
-                for (std::int32_t ox = 0; ox < pool.outputsX; ++ox) {
-                    const Window window = windowAt(pool, side, oy, ox);
-                    float cell = *result;
-                    for (std::int32_t y = window.ys; y < window.ye; ++y) {
-                        for (std::int32_t x = window.xs; x < window.xe; ++x) {
-                            cell = fold(cell, plane[static_cast<std::ptrdiff_t>(y) * side + x]);
-                        }
+        for (std::int32_t c = 0; c < pool.channels; ++c, plane += shape.pixels) {
+            for (std::int32_t q = 0; q < shape.windows; ++q) {
+                const Window window =
+                    windowAt(pool, shape.side, q / pool.outputsX, q % pool.outputsX);
+                float cell = *result;
+                for (std::int64_t y = window.ys; y < window.ye; ++y) {
+                    for (std::int64_t x = window.xs; x < window.xe; ++x) {
+                        cell = fold(cell, plane[y * shape.side + x]);
                     }
-                    *result++ = finish(cell, window);
                 }
+                *result++ = finish(cell, window);
             }
         }
     }
@@ -66,14 +86,15 @@ float greater(float cell, float v) {
 // comparisons of a window come in the same order as in the general form; without clipping the loop
 // over a row of windows becomes vector instructions.
 void maxPoolTiles(const Matrix& images, Matrix& target, const PoolGeometry& pool,
-                  std::int32_t pixels, std::int32_t side) {
+                  const PoolShape& shape) {
     float* __restrict result = target.data;
     for (std::int32_t n = 0; n < target.numRows; ++n) {
         const float* plane = images.data + static_cast<std::ptrdiff_t>(n) * images.numCols;
-        for (std::int32_t c = 0; c < pool.channels; ++c, plane += pixels) {
+        for (std::int32_t c = 0; c < pool.channels; ++c, plane += shape.pixels) {
             for (std::int32_t oy = 0; oy < pool.outputsX; ++oy, result += pool.outputsX) {
-                const float* __restrict upper = plane + static_cast<std::ptrdiff_t>(2 * oy) * side;
-                const float* __restrict lower = upper + side;
+                const float* __restrict upper =
+                    plane + static_cast<std::ptrdiff_t>(2 * oy) * shape.side;
+                const float* __restrict lower = upper + shape.side;
                 for (std::int32_t ox = 0; ox < pool.outputsX; ++ox) {
                     float cell = greater(kMaxPoolStart, upper[2 * ox]);
                     cell = greater(cell, upper[2 * ox + 1]);
@@ -85,15 +106,20 @@ void maxPoolTiles(const Matrix& images, Matrix& target, const PoolGeometry& pool
     }
 }
 
+// An extent of a window as a factor of the divisor. Beyond 32 bits only its sign still matters.
+std::int64_t extent(std::int64_t begin, std::int64_t end) {
+    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+    return std::clamp(end - begin, -kMost, kMost);
+}
+
 }  // namespace
 
 void maxPoolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool) {
-    const std::int32_t pixels = images.numCols / pool.channels;
-    const std::int32_t side = sideOf(pixels);
-    if (pool.sizeX == 2 && pool.stride == 2 && pool.start == 0 && 2 * pool.outputsX <= side &&
-        &target != &images) {
-        target.resize(images.numRows, pool.outputsX * pool.outputsX * pool.channels);
-        maxPoolTiles(images, target, pool, pixels, side);
+    const PoolShape shape = poolShape(images, target, pool);
+    if (pool.sizeX == 2 && pool.stride == 2 && pool.start == 0 && pool.outputsX > 0 &&
+        2 * pool.outputsX <= shape.side && &target != &images) {
+        target.resize(images.numRows, shape.columns);
+        maxPoolTiles(images, target, pool, shape);
         return;
     }
     poolForward(images, target, pool, kMaxPoolStart, greater,
@@ -104,7 +130,7 @@ void avgPoolForward(const Matrix& images, Matrix& target, const PoolGeometry& po
     poolForward(
         images, target, pool, 0.0F, [](float cell, float v) { return cell + v; },
         [](float cell, const Window& window) {
-            const std::int32_t count = (window.ye - window.ys) * (window.xe - window.xs);
+            const std::int64_t count = extent(window.ys, window.ye) * extent(window.xs, window.xe);
             return cell / static_cast<float>(count);
         });
 }

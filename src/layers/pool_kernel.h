@@ -11,8 +11,11 @@ struct PoolGeometry {
     std::int32_t sizeX = 0;     // side of the window
     std::int32_t start = 0;     // offset of the first window, may be negative
     std::int32_t stride = 0;    // step between windows, in both directions
-    std::int32_t outputsX = 0;  // windows per side
+    std::int32_t outputsX = 0;  // windows per side; a negative number has as many as its square
 };
+
+// Both throw UnusableLayer, before they touch anything, where there are no planes, where the target
+// has no element count, and where it is the images themselves and smaller than they are.
 
 // target = the greatest value of each window: images.numRows x (channels * outputsX * outputsX). A
 // NaN is never taken. A window with nothing above -2.0e38 in it gives -2.0e38.

@@ -1,6 +1,6 @@
-#include "layers/layer_kinds.h"
-
 #include "description/parameters.h"
+#include "layers/build_error.h"
+#include "layers/layer_registry.h"
 #include "layers/pool_kernel.h"
 
 namespace {
@@ -8,13 +8,13 @@ namespace {
 // Looks at its first input only; a second one makes it compute the same once more.
 class PoolLayer : public Layer {
   public:
-    PoolLayer(ConvNet& owner, const std::string& sectionName) : Layer(owner, sectionName) {
-        getInt(name, "channels", geometry.channels);
-        getInt(name, "sizeX", geometry.sizeX);
-        getInt(name, "start", geometry.start);
-        getInt(name, "stride", geometry.stride);
-        getInt(name, "outputsX", geometry.outputsX);
-        getString(currentSection(name), "pool", pool);
+    explicit PoolLayer(const LayerSource& source) : Layer(source) {
+        getInt(source.section, "channels", geometry.channels);
+        getInt(source.section, "sizeX", geometry.sizeX);
+        getInt(source.section, "start", geometry.start);
+        getInt(source.section, "stride", geometry.stride);
+        getInt(source.section, "outputsX", geometry.outputsX);
+        getString(source.section, "pool", pool);
     }
 
     PoolGeometry geometry;
@@ -40,8 +40,8 @@ class AvgPoolLayer : public PoolLayer {
 };
 
 template <class SomePoolLayer>
-std::unique_ptr<Layer> create(ConvNet& net, const std::string& name) {
-    return std::make_unique<SomePoolLayer>(net, name);
+std::unique_ptr<Layer> create(const LayerSource& source) {
+    return std::make_unique<SomePoolLayer>(source);
 }
 
 }  // namespace
@@ -51,13 +51,13 @@ const LayerKind kPoolKinds[kPoolKindCount] = {
     {"avg", create<AvgPoolLayer>},
 };
 
-std::unique_ptr<Layer> createPoolLayer(ConvNet& net, const std::string& name) {
+std::unique_ptr<Layer> createPoolLayer(const LayerSource& source) {
     std::string keyword;
-    getString(currentSection(name), "pool", keyword);
+    getString(source.section, "pool", keyword);
     for (const LayerKind& kind : kPoolKinds) {
         if (keyword == kind.keyword) {
-            return kind.create(net, name);
+            return kind.create(source);
         }
     }
-    throw std::string("Unknown pooling layer type " + keyword);
+    throw BuildError{"Unknown pooling layer type " + keyword};
 }

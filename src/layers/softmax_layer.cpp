@@ -1,6 +1,6 @@
 #include <limits>
 
-#include "layers/layer_kinds.h"
+#include "layers/layer_registry.h"
 
 namespace {
 
@@ -25,6 +25,6 @@ class SoftmaxLayer : public Layer {
 
 }  // namespace
 
-std::unique_ptr<Layer> createSoftmaxLayer(ConvNet& net, const std::string& name) {
-    return std::make_unique<SoftmaxLayer>(net, name);
+std::unique_ptr<Layer> createSoftmaxLayer(const LayerSource& source) {
+    return std::make_unique<SoftmaxLayer>(source);
 }

@@ -4,9 +4,10 @@
 #include <limits>
 #include <utility>
 
-#include "description/conv_net.h"
 #include "description/parameters.h"
-#include "description/weight_files.h"
+#include "layers/build_error.h"
+#include "layers/unusable_layer.h"
+#include "model/weight_files.h"
 
 namespace {
 
@@ -19,13 +20,16 @@ std::unique_ptr<Weights> bind(LoadedMatrix loaded) {
 
 }  // namespace
 
-WeightLayer::WeightLayer(ConvNet& owner, const std::string& sectionName, bool transposed)
-    : Layer(owner, sectionName) {
-    std::vector<LoadedMatrix> loaded = loadWeightList(name, transposed);
-    LoadedMatrix bias = loadBias(name);
-    const auto layerIndices = getIntList(name, "weightSourceLayerIndices");
-    const auto matrixIndices = getIntList(name, "weightSourceMatrixIndices");
-    bindShared(layerIndices, matrixIndices);
+WeightLayer::WeightLayer(const LayerSource& source, bool transposed) : Layer(source) {
+    const std::vector<std::string> weightNames = getStringList(source.section, "weights");
+    std::string biasName;
+    getString(source.section, "biases", biasName);
+    std::vector<LoadedMatrix> loaded =
+        loadWeightList(source.weightFolder, weightNames, transposed);
+    LoadedMatrix bias = loadBias(source.weightFolder, biasName);
+    const auto layerIndices = getIntList(source.section, "weightSourceLayerIndices");
+    const auto matrixIndices = getIntList(source.section, "weightSourceMatrixIndices");
+    bindShared(source.earlier, layerIndices, matrixIndices);
     if (layerIndices.empty()) {
         for (LoadedMatrix& matrix : loaded) {
             weights.push_back(bind(std::move(matrix)));
@@ -34,14 +38,15 @@ WeightLayer::WeightLayer(ConvNet& owner, const std::string& sectionName, bool tr
     biases = bind(std::move(bias));
 }
 
-void WeightLayer::bindShared(const std::vector<std::int32_t>& layerIndices,
+void WeightLayer::bindShared(const LayerList& earlier,
+                             const std::vector<std::int32_t>& layerIndices,
                              const std::vector<std::int32_t>& matrixIndices) {
     for (std::size_t i = 0; i < layerIndices.size(); ++i) {
-        const WeightLayer* layer = sharingLayer(static_cast<std::size_t>(layerIndices[i]));
+        const WeightLayer* layer = sharingLayer(earlier, static_cast<std::size_t>(layerIndices[i]));
         const auto m = i < matrixIndices.size() ? static_cast<std::size_t>(matrixIndices[i])
                                                 : std::numeric_limits<std::size_t>::max();
         if (layer == nullptr || m >= layer->weights.size()) {
-            throw std::string("No weights to share with layer " + name);
+            throw BuildError{"No weights to share with layer " + name};
         }
         const Weights* source = layer->weights[m].get();
         weights.push_back(
@@ -49,13 +54,12 @@ void WeightLayer::bindShared(const std::vector<std::int32_t>& layerIndices,
     }
 }
 
-// This layer is not yet in the network's list, so that its own index is the length of that list.
-const WeightLayer* WeightLayer::sharingLayer(std::size_t index) const {
-    if (index == net->layers.size()) {
+// The index behind the last of the earlier layers is that of this one.
+const WeightLayer* WeightLayer::sharingLayer(const LayerList& earlier, std::size_t index) const {
+    if (index == earlier.size()) {
         return this;
     }
-    return index < net->layers.size() ? dynamic_cast<WeightLayer*>(net->layers[index].get())
-                                      : nullptr;
+    return index < earlier.size() ? dynamic_cast<WeightLayer*>(earlier[index].get()) : nullptr;
 }
 
 const Matrix& WeightLayer::usableWeights(std::int32_t inputIndex) const {

@@ -17,38 +17,27 @@ struct Weights {
     bool isComplete = true;
 };
 
-// Thrown by a forward pass that would have to read outside its weights, before it reads anything.
-// The network has no output then; nothing else is affected.
-struct UnusableWeights {};
-
 class WeightLayer : public Layer {
   public:
     // Loads the files of the section's keys `weights` (each transposed, where asked for) and
     // `biases`, and binds them. With the keys `weightSourceLayerIndices` and
     // `weightSourceMatrixIndices` the weights are those of earlier layers, or of this one, instead.
-    // Throws a plain text where those name no weights.
-    WeightLayer(ConvNet& owner, const std::string& sectionName, bool transposed);
+    // Throws BuildError where those name no weights.
+    WeightLayer(const LayerSource& source, bool transposed);
 
     std::vector<std::unique_ptr<Weights>> weights;  // one for each input
     std::unique_ptr<Weights> biases;                // an empty matrix adds nothing
 
   protected:
-    // Throw UnusableWeights where there is no complete matrix, or where adding the biases to `rows`
+    // Throw UnusableLayer where there is no complete matrix, or where adding the biases to `rows`
     // x `cols` values would reach beyond them.
     const Matrix& usableWeights(std::int32_t inputIndex) const;
     const Matrix& usableBiases(std::int32_t rows, std::int32_t cols) const;
 
   private:
-    void bindShared(const std::vector<std::int32_t>& layerIndices,
+    void bindShared(const LayerList& earlier, const std::vector<std::int32_t>& layerIndices,
                     const std::vector<std::int32_t>& matrixIndices);
-    const WeightLayer* sharingLayer(std::size_t index) const;
+    const WeightLayer* sharingLayer(const LayerList& earlier, std::size_t index) const;
 };
-
-// Throws UnusableWeights unless `condition` holds.
-inline void requireUsable(bool condition) {
-    if (!condition) {
-        throw UnusableWeights();
-    }
-}
 
 #endif

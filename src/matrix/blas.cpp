@@ -45,16 +45,17 @@ std::int32_t leadingDimension(const Matrix& m) {
 
 }  // namespace
 
-void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* c) {
+void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* c,
+              std::int32_t cStep) {
     const OneThread only;
 #if defined(ZOMU_SGEMM_ONEDNN)
     dnnl_sgemm(a.trans == kRowMajor ? 'N' : 'T', b.trans == kRowMajor ? 'N' : 'T', a.numRows,
                b.numCols, a.numCols, alpha, a.data, leadingDimension(a), b.data,
-               leadingDimension(b), beta, c, b.numCols);
+               leadingDimension(b), beta, c, cStep);
 #else
     cblas_sgemm(CblasRowMajor, static_cast<CBLAS_TRANSPOSE>(a.trans),
                 static_cast<CBLAS_TRANSPOSE>(b.trans), a.numRows, b.numCols, a.numCols, alpha,
-                a.data, leadingDimension(a), b.data, leadingDimension(b), beta, c, b.numCols);
+                a.data, leadingDimension(a), b.data, leadingDimension(b), beta, c, cStep);
 #endif
 }
 

@@ -10,10 +10,12 @@
 
 class Matrix;
 
-// c = alpha * a * b + beta * c, each operand addressed by its own `trans`. `c` is dense, row-major,
-// of a.numRows rows and b.numCols columns; with beta 0 its former contents do not matter, NaN or
-// not. The order of the sums is the BLAS's own.
-void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* c);
+// c = alpha * a * b + beta * c, each operand addressed by its own `trans`. Of `b` the first
+// a.numCols rows count. `c` is row-major, of a.numRows rows and b.numCols columns, its rows cStep
+// floats apart; with beta 0 its former contents do not matter, NaN or not. The order of the sums is
+// the BLAS's own.
+void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* c,
+              std::int32_t cStep);
 
 // y = alpha * x + y over n elements; x is dense, elements of y stand yStep floats apart. Whether
 // the product is rounded before the sum is the BLAS's own; with alpha 0 it may leave x unread.

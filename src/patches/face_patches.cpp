@@ -8,6 +8,8 @@
 #include "patches/head_pose.h"
 #include "patches/patch_layout.h"
 
+static_assert(kPatchCount == kNetCount, "patch k has mean image k");
+
 namespace {
 
 // Where the upper anchor lands on every canvas. The lower one lands in the same column.
@@ -73,12 +75,12 @@ namespace {
 // crops read is warped, and once: each canvas row knows the columns that it holds already.
 class SharedCanvas {
   public:
-    SharedCanvas(const SourceImage& source, const CanvasToImage& inverse, ZomuContext& context,
+    SharedCanvas(const SourceImage& source, const CanvasToImage& inverse, FaceCanvases& canvases,
                  bool isColour)
         : image(source),
           transform(inverse),
           warp(isColour ? warpColour : warpGrey),
-          canvas(isColour ? context.colourCanvas : context.greyCanvas) {}
+          canvas(isColour ? canvases.colourCanvas : canvases.greyCanvas) {}
 
     // Neighbouring pieces are joined: a gap between them is warped as well.
     void cover(const CanvasArea& area) {
@@ -121,24 +123,24 @@ bool shareCanvas(int one, int other) {
            kPatchLayout.canonicalEyeSpan[one] == kPatchLayout.canonicalEyeSpan[other];
 }
 
-std::unique_ptr<Matrix> cutPatch(int patch, const ZomuContext& context, CanvasPoint first,
-                                 CanvasPoint second) {
+std::unique_ptr<Matrix> cutPatch(int patch, const FaceCanvases& canvases, const float* mean,
+                                 CanvasPoint first, CanvasPoint second) {
     const std::int32_t m = kPatchLayout.size[patch] * kPatchLayout.size[patch];
     auto matrix = std::make_unique<Matrix>(2, isColour(patch) ? 3 * m : m);
     if (isColour(patch)) {
-        cropColour(context.colourCanvas, first, patch, matrix->data);
-        cropColourMirrored(context.colourCanvas, second, patch, matrix->data + 3 * m);
+        cropColour(canvases.colourCanvas, first, patch, mean, matrix->data);
+        cropColourMirrored(canvases.colourCanvas, second, patch, mean, matrix->data + 3 * m);
     } else {
-        cropGrey(context.greyCanvas, first, patch, matrix->data);
-        cropGreyMirrored(context.greyCanvas, second, patch, matrix->data + m);
+        cropGrey(canvases.greyCanvas, first, patch, mean, matrix->data);
+        cropGreyMirrored(canvases.greyCanvas, second, patch, mean, matrix->data + m);
     }
     return matrix;
 }
 
 }  // namespace
 
-PatchList cutFacePatches(ZomuContext& context, const SourceImage& image,
-                         const LandmarkRecord& landmarks) {
+PatchList cutFacePatches(FaceCanvases& canvases, const MeanImages& meanImages,
+                         const SourceImage& image, const LandmarkRecord& landmarks) {
     float roll;
     float yaw;
     float pitch;
@@ -154,7 +156,7 @@ PatchList cutFacePatches(ZomuContext& context, const SourceImage& image,
         const PatchAlignment alignment =
             alignPatch(kept[kUpperAnchor], kept[kLowerAnchor],
                        kPatchLayout.canonicalEyeSpan[leader], imageEyeSpan);
-        SharedCanvas canvas(image, alignment.inverse, context, isColour(leader));
+        SharedCanvas canvas(image, alignment.inverse, canvases, isColour(leader));
         for (int patch = leader; patch < kPatchCount; ++patch) {
             if (!shareCanvas(leader, patch)) {
                 continue;
@@ -163,7 +165,8 @@ PatchList cutFacePatches(ZomuContext& context, const SourceImage& image,
             const CanvasPoint second = toCanvas(alignment, kept[kPatchLayout.secondCentre[patch]]);
             canvas.cover(cropArea(first, patch, false));
             canvas.cover(cropArea(second, patch, true));
-            patches[static_cast<std::size_t>(patch)] = cutPatch(patch, context, first, second);
+            patches[static_cast<std::size_t>(patch)] =
+                cutPatch(patch, canvases, meanImages[patch], first, second);
         }
     }
     return patches;

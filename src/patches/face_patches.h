@@ -7,9 +7,10 @@
 #include <vector>
 
 #include "matrix/matrix.h"
+#include "model/model_tables.h"
+#include "patches/canvases.h"
 #include "patches/landmarks.h"
 #include "patches/sampling.h"
-#include "service/context.h"
 
 using PatchList = std::vector<std::unique_ptr<Matrix>>;
 
@@ -28,10 +29,10 @@ PatchAlignment alignPatch(const LandmarkEntry& upperAnchor, const LandmarkEntry&
 
 CanvasPoint toCanvas(const PatchAlignment& alignment, const LandmarkEntry& landmark);
 
-// Cuts the 25 patches, one after another on the calling thread, through the context's canvases.
-// Entry k is a 2 x (channels x size x size) matrix: row 0 the crop, row 1 the mirrored crop, mean
-// image subtracted. `landmarks` keeps the contract.
-PatchList cutFacePatches(ZomuContext& context, const SourceImage& image,
-                         const LandmarkRecord& landmarks);
+// Cuts the 25 patches, one after another on the calling thread, by way of the canvases. Entry k is a
+// 2 x (channels x size x size) matrix: row 0 the crop, row 1 the mirrored crop, mean image k
+// subtracted. `landmarks` keeps the contract.
+PatchList cutFacePatches(FaceCanvases& canvases, const MeanImages& meanImages,
+                         const SourceImage& image, const LandmarkRecord& landmarks);
 
 #endif

@@ -98,9 +98,13 @@ int compareLandmarkIds(const void* first, const void* second) {
 
 KeptLandmarks selectKeptLandmarks(const LandmarkRecord& record) {
     KeptLandmarks kept{};
+    std::size_t taken = 0;
     const LandmarkEntry* entries = entriesOf(record);
-    std::copy_if(entries, entries + record.count, kept.begin(),
-                 [](const LandmarkEntry& entry) { return !isSideOfHead(entry.id); });
+    for (std::int32_t i = 0; i < record.count && taken < kept.size(); ++i) {
+        if (!isSideOfHead(entries[i].id)) {
+            kept[taken++] = entries[i];
+        }
+    }
     // Stable, so that two entries under one id keep their order with every standard library.
     std::stable_sort(kept.begin(), kept.end(), [](const LandmarkEntry& a, const LandmarkEntry& b) {
         return compareLandmarkIds(&a, &b) < 0;

@@ -12,7 +12,7 @@ constexpr int kModelPointCount = 29;
 constexpr int kLandmarkIdCount = 318;  // ids run from 0 to 317
 constexpr int kKeptCount = 25;
 
-// Kept positions of the two landmarks that the alignment hangs on.
+// Kept positions of the two landmarks that the alignment is fitted to.
 constexpr int kUpperAnchor = 6;  // id 6, between the eyes
 constexpr int kLowerAnchor = 8;  // id 10, upper lip
 
@@ -39,7 +39,8 @@ const char* whyRecordIsRefused(const LandmarkRecord& record);
 // Orders two entries (`const void*` to LandmarkEntry, for the standard sort) by `id`: 1, -1 or 0.
 int compareLandmarkIds(const void* first, const void* second);
 
-// The 25 entries that are not at the sides of the head, ordered by id. `record` keeps the contract.
+// The first 25 entries that are not at the sides of the head, ordered by id. `record` keeps the
+// contract.
 KeptLandmarks selectKeptLandmarks(const LandmarkRecord& record);
 
 #endif

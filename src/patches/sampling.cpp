@@ -2,25 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <limits>
 
 #include "matrix/float_rules.h"
 #include "patches/patch_layout.h"
-#include "service/context.h"
-#include "service/model_tables.h"
-
-static_assert(kPatchCount == kNetCount, "patch k has mean image k");
 
 namespace {
-
-// Cuts towards zero, as trunc32 does. The cast sees a value in its range whatever the input is, so
-// that a loop of these becomes vector instructions.
-std::int32_t cut(float value) {
-    constexpr float kLimit = 2147483648.0F;  // 2^31; -2^31 is in range, and NaN fails both tests
-    const bool isInRange = (value >= -kLimit) & (value < kLimit);
-    const auto result = static_cast<std::int32_t>(isInRange ? value : 0.0F);
-    return isInRange ? result : std::numeric_limits<std::int32_t>::min();
-}
 
 // Rows may lie any distance apart, in either direction: the product needs 64 bits.
 const std::uint8_t* rowOf(const SourceImage& image, std::int32_t row) {
@@ -51,8 +37,8 @@ void locate(const SourceImage& image, const CanvasToImage& transform, int Y, int
         const auto fX = static_cast<float>(x0 + i);
         const float sx = ((fX * A) - YB) + C;
         const float sy = ((fX * B) + YA) + E;
-        const std::int32_t ix = cut(sx);
-        const std::int32_t iy = cut(sy);
+        const std::int32_t ix = trunc32(sx);
+        const std::int32_t iy = trunc32(sy);
         // Fractions from before the clamp, so that they are negative left and top of the image.
         const float fx = sx - static_cast<float>(ix);
         const float fy = sy - static_cast<float>(iy);
@@ -128,7 +114,7 @@ void blend(const Samples& samples, std::int32_t* result) {
             ((((samples.wTR[i] * pTR) + (samples.wTL[i] * pTL)) + (samples.wBL[i] * pBL)) +
              (samples.wBR[i] * pBR)) +
             0.5F;
-        result[i] = cut(v) & 0xFF;
+        result[i] = trunc32(v) & 0xFF;
     }
 }
 
@@ -170,8 +156,11 @@ int canvasIndex(float position) {
     return std::clamp(trunc32(position), 0, kCanvasSide - 1);
 }
 
-// The canvas row that row r of a crop reads, and the column that its column q reads. Both are
-// monotone: sums, cuts and clamps of ascending values ascend.
+// The canvas row that row r of a crop reads, and the column that its column q reads. They ascend with
+// r and q (mirrored columns descend) while the positions fit into 32 bits, since rounded sums, cuts
+// and clamps of ascending values ascend. Beyond that trunc32 gives its lowest number, so that such
+// positions read row or column 0 whatever their sign; a position is so large then that floats are
+// more than 100 pixels apart, and all of a crop falls onto one of them or its neighbours.
 int canvasRowOf(CanvasPoint centre, int patch, int r) {
     const float shift =
         static_cast<float>(kPatchLayout.canonicalEyeSpan[patch]) * kPatchLayout.shiftFactor[patch];
@@ -207,10 +196,10 @@ void clearMargins(int patch, int planes, float* row) {
 // All four crops. Only the canvas column is mirrored: the mean image and the place where a value
 // lands are not.
 template <int kChannels, bool kMirrored>
-void crop(const std::uint8_t* canvas, CanvasPoint centre, int patch, float* row) {
+void crop(const std::uint8_t* canvas, CanvasPoint centre, int patch, const float* mean,
+          float* row) {
     const int size = kPatchLayout.size[patch];
     const int m = size * size;
-    const float* mean = meanImages[patch];
     int columns[kCanvasSide];
     for (int q = 0; q < size; ++q) {
         columns[q] = kChannels * canvasColumnOf(centre, patch, kMirrored, q);
@@ -231,10 +220,6 @@ void crop(const std::uint8_t* canvas, CanvasPoint centre, int patch, float* row)
 
 }  // namespace
 
-std::int32_t trunc32(float value) {
-    return cut(value);
-}
-
 void warpGrey(const SourceImage& image, const CanvasToImage& transform, const CanvasArea& area,
               std::uint8_t* greyCanvas) {
     warp<1>(image, transform, area, storeGrey, greyCanvas);
@@ -252,19 +237,22 @@ CanvasArea cropArea(CanvasPoint centre, int patch, bool isMirrored) {
     return {left, right + 1, canvasRowOf(centre, patch, 0), canvasRowOf(centre, patch, last) + 1};
 }
 
-void cropGrey(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch, float* row) {
-    crop<1, false>(greyCanvas, centre, patch, row);
+void cropGrey(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch, const float* mean,
+              float* row) {
+    crop<1, false>(greyCanvas, centre, patch, mean, row);
 }
 
-void cropGreyMirrored(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch, float* row) {
-    crop<1, true>(greyCanvas, centre, patch, row);
+void cropGreyMirrored(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch,
+                      const float* mean, float* row) {
+    crop<1, true>(greyCanvas, centre, patch, mean, row);
 }
 
-void cropColour(const std::uint8_t* colourCanvas, CanvasPoint centre, int patch, float* row) {
-    crop<3, false>(colourCanvas, centre, patch, row);
+void cropColour(const std::uint8_t* colourCanvas, CanvasPoint centre, int patch, const float* mean,
+                float* row) {
+    crop<3, false>(colourCanvas, centre, patch, mean, row);
 }
 
 void cropColourMirrored(const std::uint8_t* colourCanvas, CanvasPoint centre, int patch,
-                        float* row) {
-    crop<3, true>(colourCanvas, centre, patch, row);
+                        const float* mean, float* row) {
+    crop<3, true>(colourCanvas, centre, patch, mean, row);
 }

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "service/context.h"
+#include "patches/canvases.h"
 
 // Canvas to image: a canvas pixel (X, Y) reads the image at (A X - B Y + C, B X + A Y + E).
 struct CanvasToImage {
@@ -17,10 +17,6 @@ struct CanvasToImage {
 struct CanvasPoint {
     float x, y;
 };
-
-// Cuts towards zero; NaN and values outside the range of the integer give -2147483648, on every
-// processor alike.
-std::int32_t trunc32(float value);
 
 // The grey value of a pixel: (601 g + 117 b + 306 r) / 1024, cut. The weights add up to 1024, so
 // that bytes give a byte.
@@ -53,12 +49,16 @@ void warpColour(const SourceImage& image, const CanvasToImage& transform, const 
 CanvasArea cropArea(CanvasPoint centre, int patch, bool isMirrored);
 
 // Copy the square of patch number `patch` around `centre` (nearest pixels, clamped at the canvas
-// edge) to one row of the patch matrix, subtract mean image `patch` and clear the margins. Colour
-// rows hold a red, a green and a blue plane. Mirrored crops swap left and right about their centre.
-void cropGrey(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch, float* row);
-void cropGreyMirrored(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch, float* row);
-void cropColour(const std::uint8_t* colourCanvas, CanvasPoint centre, int patch, float* row);
+// edge) to one row of the patch matrix, subtract `mean`, which is as long as the row, and clear the
+// margins. Colour rows hold a red, a green and a blue plane. Mirrored crops swap left and right about
+// their centre.
+void cropGrey(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch, const float* mean,
+              float* row);
+void cropGreyMirrored(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch,
+                      const float* mean, float* row);
+void cropColour(const std::uint8_t* colourCanvas, CanvasPoint centre, int patch, const float* mean,
+                float* row);
 void cropColourMirrored(const std::uint8_t* colourCanvas, CanvasPoint centre, int patch,
-                        float* row);
+                        const float* mean, float* row);
 
 #endif

@@ -1,15 +1,18 @@
 #include "service/context.h"
 
-#include "description/conv_net.h"
-#include "description/net_texts.h"
+#include <cstddef>
+
+#include "network/conv_net.h"
+#include "network/net_texts.h"
+
+static_assert(kDescriptionCount == kNetCount, "network k is built from description k");
 
 // The canvases need no values: each patch writes its own before it reads.
 ZomuContext::ZomuContext() = default;
 
 ZomuContext::ZomuContext(const std::string& weightFolder) {
-    for (int k = 0; k < kNetCount; ++k) {
-        nets[static_cast<std::size_t>(k)] =
-            std::make_unique<ConvNet>(k, netDescriptionTexts[k], weightFolder);
+    for (std::size_t k = 0; k < nets.size(); ++k) {
+        nets[k] = std::make_unique<ConvNet>(netDescriptionTexts[k], weightFolder);
     }
 }
 

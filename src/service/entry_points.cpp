@@ -2,22 +2,15 @@
 #include <cstdio>
 #include <limits>
 #include <memory>
-#include <mutex>
 
 #include "matrix/float_mode.h"
-#include "service/comparison.h"
+#include "model/model_tables.h"
 #include "service/context.h"
 #include "service/extraction.h"
+#include "template/comparison.h"
 #include "zomu.h"
 
 namespace {
-
-// Around the whole of a create: a build runs through process-wide state. Made by the first call,
-// because not every standard library can make one at compile time.
-std::mutex& createMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
 
 void refuseTemplate(const char* reason, FaceTemplate& templateOut) {
     std::printf("template refused: %s\n", reason);
@@ -31,7 +24,6 @@ void refuseTemplate(const char* reason, FaceTemplate& templateOut) {
 }  // namespace
 
 ZomuContext* ZomuCreate() {
-    const std::lock_guard<std::mutex> lock(createMutex());
     const DefaultFloatMode mode;
     return std::make_unique<ZomuContext>(modelDir).release();
 }
@@ -48,7 +40,7 @@ void ZomuExtractTemplate(ZomuContext* context, const std::uint8_t* image, std::i
         return;
     }
     const DefaultFloatMode mode;
-    extractTemplate(*context, image, width, height, stride, *landmarks, *templateOut);
+    extractTemplate(*context, g_modelTables, image, width, height, stride, *landmarks, *templateOut);
 }
 
 float ZomuCompareTemplates(const FaceTemplate* a, const FaceTemplate* b) {

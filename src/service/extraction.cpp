@@ -8,28 +8,28 @@
 #include <memory>
 #include <numeric>
 
-#include "description/conv_net.h"
-#include "layers/weight_layer.h"
+#include "layers/unusable_layer.h"
 #include "matrix/float_mode.h"
+#include "network/conv_net.h"
 #include "patches/face_patches.h"
 #include "patches/landmarks.h"
 #include "patches/patch_layout.h"
 #include "patches/sampling.h"
-#include "service/template_arithmetic.h"
+#include "template/template_arithmetic.h"
 
 static_assert(kPatchCount == kNetCount, "network k reads patch k");
 
 namespace {
 
-// Runs one network and stores its 320 features. Where its weights cannot be used, or give an output
-// of another size, the features are NaN and so will be every value of the template.
+// Runs one network and stores its 320 features. Where its layers do not fit each other, or give an
+// output of another size, the features are NaN and so will be every value of the template.
 void runIntoFeatures(ConvNet& net, const MatrixList& patches, float* destination) {
     const DefaultFloatMode mode;  // of this thread of the team
     try {
         const Matrix* out = runNet(net, patches);
         requireUsable(out != nullptr && out->numElements == kOutputValues);
         storeNetworkOutput(*out, destination);
-    } catch (const UnusableWeights&) {
+    } catch (const UnusableLayer&) {
         std::fill_n(destination, kOutputValues, std::numeric_limits<float>::quiet_NaN());
     }
 }
@@ -76,10 +76,10 @@ const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, 
     return whyRecordIsRefused(*landmarks);
 }
 
-void computeFeatures(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
+void computeFeatures(ZomuContext& context, const MeanImages& meanImages, const std::uint8_t* image, std::int32_t width,
                      std::int32_t height, std::int32_t stride, const LandmarkRecord& landmarks,
                      float* features) {
-    const PatchList patches = cutFacePatches(context, {image, width, height, stride}, landmarks);
+    const PatchList patches = cutFacePatches(context.canvases, meanImages, {image, width, height, stride}, landmarks);
     MatrixList pointers;
     for (const auto& patch : patches) {
         pointers.push_back(patch.get());
@@ -87,11 +87,11 @@ void computeFeatures(ZomuContext& context, const std::uint8_t* image, std::int32
     runNetworks(context, pointers, features);
 }
 
-void extractTemplate(ZomuContext& context, const std::uint8_t* image, std::int32_t width,
+void extractTemplate(ZomuContext& context, const ModelTables& tables, const std::uint8_t* image, std::int32_t width,
                      std::int32_t height, std::int32_t stride, const LandmarkRecord& landmarks,
                      FaceTemplate& templateOut) {
     const auto features = std::make_unique_for_overwrite<float[]>(kFeatureCount);
-    computeFeatures(context, image, width, height, stride, landmarks, features.get());
-    subtractFeatureMean(features.get());
-    projectFeatures(features.get(), templateOut);
+    computeFeatures(context, tables.meanImages, image, width, height, stride, landmarks, features.get());
+    subtractFeatureMean(tables.featureMean, features.get());
+    projectFeatures(tables, features.get(), templateOut);
 }

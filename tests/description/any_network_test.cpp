@@ -8,7 +8,7 @@
 #include <limits>
 #include <map>
 
-#include "description/conv_net.h"
+#include "network/conv_net.h"
 #include "layers/two_input_net.h"
 #include "reference/reference_local.h"
 #include "support/bits.h"

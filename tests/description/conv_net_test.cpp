@@ -1,4 +1,4 @@
-#include "description/conv_net.h"
+#include "network/conv_net.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,8 @@
 #include <new>
 #include <utility>
 
-#include "description/net_texts.h"
-#include "layers/layer_kinds.h"
+#include "network/net_texts.h"
+#include "layers/layer_registry.h"
 #include "support/bits.h"
 #include "support/build_failure.h"
 #include "support/forked.h"

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "description/conv_net.h"
-#include "description/net_texts.h"
+#include "network/conv_net.h"
+#include "network/net_texts.h"
 #include "reference/reference_network.h"
 #include "reference/reference_tables.h"
 #include "support/bits.h"

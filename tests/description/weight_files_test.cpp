@@ -1,4 +1,4 @@
-#include "description/weight_files.h"
+#include "model/weight_files.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "layers/layer_kinds.h"
+#include "layers/layer_registry.h"
 #include "layers/neuron.h"
 #include "support/model_folder.h"
 #include "support/nets.h"

@@ -13,13 +13,13 @@
 #include <string>
 #include <vector>
 
-#include "description/conv_net.h"
+#include "network/conv_net.h"
 #include "fuzz/fuzz_face.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
 #include "reference/reference_tables.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/random.h"
 
 namespace {

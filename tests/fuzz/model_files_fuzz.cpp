@@ -14,11 +14,11 @@
 #include <vector>
 
 #include "description/parameters.h"
-#include "description/weight_files.h"
+#include "model/weight_files.h"
 #include "fuzz/fuzz_input.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/temporary_folder.h"
 
 namespace {
@@ -213,7 +213,7 @@ void checkTables(FuzzInput& input) {
 
     std::memcpy(meanImages, unread.data(), kMeanBytes);
     Bytes expected = unread;
-    loadModelTables();
+    loadModelTables(g_modelTables);
     for (const TableFile& file : given) {
         if (file.slot < kNetCount) {
             readExpectedMean(file, expected);

@@ -15,7 +15,7 @@
 #include "patches/patch_layout.h"
 #include "reference/reference_patches.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/bits.h"
 #include "support/random.h"
 
@@ -103,7 +103,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const std::vector<Row> rows = cutOnePatch(context, patch, image, record);
     if (isChosen(data, size, 128)) {
-        const PatchList patches = cutFacePatches(context, image, record);
+        const PatchList patches = cutFacePatches(context.canvases, g_modelTables.meanImages, image, record);
         REQUIRE(patches.size() == kPatchCount);
         compareWithWhole(rows, *patches[static_cast<std::size_t>(patch)]);
         if (isChosen(data, size, 2048)) {

@@ -11,7 +11,7 @@
 #include "reference/reference_arithmetic.h"
 #include "reference/reference_network.h"
 #include "reference/reference_patches.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/bits.h"
 #include "support/temporary_folder.h"
 
@@ -65,7 +65,7 @@ TEST_F(GoldenTemplate, isWhatThePlainSecondWritingFinds) {
     const Picture& picture = portrait.picture;
     const std::vector<ReferenceFloats> patches =
         referencePatches(picture.pixels, picture.width, picture.height, picture.stride,
-                         portrait.landmarks, &meanImages[0][0]);
+                         portrait.landmarks, &g_modelTables.meanImages[0][0]);
     std::vector<float> features(8000);
     for (int number = 1; number <= 25; ++number) {
         const auto i = static_cast<std::size_t>(number - 1);
@@ -76,9 +76,9 @@ TEST_F(GoldenTemplate, isWhatThePlainSecondWritingFinds) {
         const std::vector<float> exact(output.values.begin(), output.values.end());
         referenceStoreNetworkOutput(exact.data(), features.data() + 320 * i);
     }
-    referenceSubtractFeatureMean(features.data(), featureMean);
+    referenceSubtractFeatureMean(features.data(), g_modelTables.featureMean);
     FaceTemplate expected;
-    referenceProjectFeatures(features.data(), &projectionA[0][0], &projectionB[0][0], expected);
+    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0], expected);
     EXPECT_TRUE(sameFloats(valuesOf(expected), extracted));
 }
 

@@ -4,7 +4,8 @@
 
 #include "landmark_file.h"
 #include "model/model_maker.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
+#include "service/attach.h"
 #include "support/environment.h"
 
 Portrait::Portrait() : picture(), landmarks() {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "description/weight_files.h"
+#include "model/weight_files.h"
 #include "hardening/failing_allocator.h"
 #include "hardening/same_templates.h"
 #include "hardening/sweep_form.h"

@@ -20,7 +20,7 @@
 #include "hardening/tables_from.h"
 #include "library/host/scene.h"
 #include "model/model_files.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/model_folder.h"
 #include "support/random.h"
 #include "support/read_file.h"

@@ -10,7 +10,8 @@
 #include "hardening/same_templates.h"
 #include "hardening/sweep_form.h"
 #include "library/host/scene.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
+#include "service/attach.h"
 
 namespace {
 

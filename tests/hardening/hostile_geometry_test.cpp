@@ -19,7 +19,7 @@
 #include "hardening/patch_check.h"
 #include "patches/face_patches.h"
 #include "reference/reference_tables.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/bits.h"
 #include "support/faces.h"
 #include "support/pictures.h"
@@ -141,7 +141,7 @@ TEST(PatchCheck, noticesOneBit) {
     const LandmarkRecord record = projectFace(HeadView());
     ZomuContext context;
     PatchCheck check;
-    const PatchList patches = cutFacePatches(context, image, record);
+    const PatchList patches = cutFacePatches(context.canvases, g_modelTables.meanImages, image, record);
     ASSERT_EQ(check.difference(image, record, patches), "");
     ASSERT_EQ(PatchCheck::differenceFromWholeCanvases(image, record, patches), "");
     for (const auto& patch : patches) {
@@ -190,7 +190,7 @@ TEST_P(ExtremePictures, areReadInTheirRowsOnly) {
             view.x = size.width;
             view.y = size.height;
         }
-        const PatchList patches = cutFacePatches(context, image, projectFace(view));
+        const PatchList patches = cutFacePatches(context.canvases, g_modelTables.meanImages, image, projectFace(view));
         for (int patch = 0; patch < 25; ++patch) {
             const Matrix& matrix = *patches[static_cast<std::size_t>(patch)];
             for (std::int32_t i = 0; i < matrix.numElements; ++i) {

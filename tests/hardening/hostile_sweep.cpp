@@ -6,7 +6,7 @@
 
 #include "patches/face_patches.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 
 static constexpr std::size_t kMostEntries = 29 + 300 + 1;
 
@@ -54,7 +54,7 @@ std::string HostileSweep::run(std::uint64_t seed, bool withWholeCanvases) {
         ++counted.refused;
         return "";
     }
-    const PatchList patches = cutFacePatches(context, image, record);
+    const PatchList patches = cutFacePatches(context.canvases, g_modelTables.meanImages, image, record);
     difference = check.difference(image, record, patches);
     ++counted.compared;
     if (difference.empty() && withWholeCanvases) {

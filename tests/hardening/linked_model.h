@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/temporary_folder.h"
 
 // Whatever is done to a file must be done to what replaces its link: the good model is everybody's.

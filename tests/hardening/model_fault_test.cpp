@@ -21,7 +21,7 @@
 #include "hardening/sweep_form.h"
 #include "hardening/tables_from.h"
 #include "library/host/scene.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/zeroed_tables.h"
 
 namespace {

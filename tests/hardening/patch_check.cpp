@@ -4,7 +4,7 @@
 
 #include "patches/head_pose.h"
 #include "reference/reference_tables.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/bits.h"
 
 static constexpr int kLargestSpan = 33;

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "service/model_tables.h"
+#include "service/attach.h"
 
 // Afterwards TMPDIR is what it was.
 inline void loadTablesFrom(const std::string& temporaryDirectory) {

@@ -59,7 +59,7 @@ class LocalUnsharedLayerTest : public testing::Test {
 
     void expectUnusable(const Keys& changes) {
         SCOPED_TRACE(sectionOf(changes));
-        EXPECT_THROW(run(changed(oneInput, changes)), UnusableWeights);
+        EXPECT_THROW(run(changed(oneInput, changes)), UnusableLayer);
         EXPECT_EQ(layer().getActs()->numElements, 0) << "no output";
     }
 
@@ -235,7 +235,7 @@ TEST_F(LocalUnsharedLayerTest, rejectsAnInputBeyondAnyOfItsLists) {
 TEST_F(LocalUnsharedLayerTest, refusesWeightsThatAreMissing) {
     expectUnusable({{"weights", "absent"}});
     expectUnusable({{"weights", ""}});
-    EXPECT_THROW(run(changed(twoInputs, {{"weights", "w"}})), UnusableWeights);
+    EXPECT_THROW(run(changed(twoInputs, {{"weights", "w"}})), UnusableLayer);
     EXPECT_TRUE(sameFloats(outputOfD, valuesOf(*layer().getActs()))) << "the first input's";
 }
 
@@ -324,8 +324,8 @@ TEST_F(LocalUnsharedLayerTest, refusesFewerBiasesThanItNeeds) {
 
 TEST_F(LocalUnsharedLayerTest, refusesALaterInputThatDoesNotFitItsOutput) {
     write("oneFilter", 4, 1, {1, 2, 3, 4});
-    EXPECT_THROW(run(changed(twoInputs, {{"weights", "w_oneFilter"}})), UnusableWeights);
+    EXPECT_THROW(run(changed(twoInputs, {{"weights", "w_oneFilter"}})), UnusableLayer);
     second = matrixOf(2, 4, std::vector<float>(8, 1));
-    EXPECT_THROW(run(twoInputs), UnusableWeights);
+    EXPECT_THROW(run(twoInputs), UnusableLayer);
     EXPECT_TRUE(sameFloats(outputOfD, valuesOf(*layer().getActs()))) << "the first input's";
 }

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "layers/layer_kinds.h"
+#include "layers/layer_registry.h"
 #include "layers/two_input_net.h"
 #include "support/bits.h"
 #include "support/nets.h"

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "layers/layer_kinds.h"
+#include "layers/layer_registry.h"
 #include "layers/pool_kernel.h"
 #include "layers/two_input_net.h"
 #include "support/bits.h"

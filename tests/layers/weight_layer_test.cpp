@@ -43,7 +43,7 @@ class WeightLayerTest : public testing::Test {
     }
 
     void expectUnusable(const std::string& sections) {
-        EXPECT_THROW(run("x", "[x]\n" + sections), UnusableWeights) << sections;
+        EXPECT_THROW(run("x", "[x]\n" + sections), UnusableLayer) << sections;
     }
 
     // The layers are `d`, `e` and `names`; the process ends over `b`.
@@ -256,7 +256,7 @@ TEST_F(WeightLayerTest, refusesAnOutputOfMoreColumnsThanCanBeCounted) {
 
 TEST_F(WeightLayerTest, movesLaterWeightsUpWhereAFileIsMissing) {
     EXPECT_THROW(run("f", "[f]\ntype=fc\ninputs=d_e\nweights=absent_fc1\nbiases=fcBias\n"),
-                 UnusableWeights);
+                 UnusableLayer);
     ASSERT_EQ(layer("f").weights.size(), 1U);
     EXPECT_TRUE(sameFloat(2, layer("f").weights[0]->matrix->data[0])) << "fc1 stands at position 0";
 }
@@ -369,7 +369,7 @@ TEST_F(SharedWeightsTest, areAsIncompleteAsTheirSource) {
             "[b]\ninputs=e\nweightSourceLayerIndices=2\nweightSourceMatrixIndices=0\n" + keys,
         folder.prefix());
     EXPECT_FALSE(layer("b").weights[0]->isComplete);
-    EXPECT_THROW(net->dataLayers[1]->fprop({&first, &second}), UnusableWeights);
+    EXPECT_THROW(net->dataLayers[1]->fprop({&first, &second}), UnusableLayer);
 }
 
 TEST_F(SharedWeightsTest, endTheProcessWhereTheyAreNotThere) {

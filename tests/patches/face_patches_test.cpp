@@ -258,7 +258,7 @@ class FacePatches : public testing::Test {
 
     static PatchList cut(const Picture& picture, const std::vector<LandmarkEntry>& entries) {
         const RecordBlock block(entries);
-        return cutFacePatches(*context, imageOf(picture), block.record());
+        return cutFacePatches(context->canvases, g_modelTables.meanImages, imageOf(picture), block.record());
     }
 
     static std::unique_ptr<ZomuContext> context;

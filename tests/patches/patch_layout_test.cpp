@@ -5,7 +5,7 @@
 #include <string>
 
 #include "patches/sample_face.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/bits.h"
 
 namespace {

@@ -18,7 +18,7 @@
 #include "reference/reference_patches.h"
 #include "reference/reference_tables.h"
 #include "service/context.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/bits.h"
 #include "support/faces.h"
 #include "support/guarded_buffer.h"
@@ -60,7 +60,7 @@ class RandomFaces : public testing::Test {
 
         const int width = picture.width, height = picture.height, stride = picture.stride;
         const PatchList patches =
-            cutFacePatches(context, {picture.topRow(), width, height, stride}, record);
+            cutFacePatches(context.canvases, g_modelTables.meanImages, {picture.topRow(), width, height, stride}, record);
         const std::vector<ReferenceFloats> expected =
             referencePatches(picture.topRow(), width, height, stride, record, &meanImages[0][0]);
         if (patches.size() != 25) {

@@ -10,7 +10,7 @@
 
 #include "patches/patch_layout.h"
 #include "service/context.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/bits.h"
 #include "support/guarded_buffer.h"
 #include "support/guarded_pages.h"

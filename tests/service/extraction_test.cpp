@@ -95,7 +95,7 @@ TEST_F(Extraction, roundsToNearestOnEveryThreadOfTheTeam) {
 #pragma omp parallel
     std::fesetround(FE_UPWARD);
     FaceTemplate result;
-    extractTemplate(context, picture.topRow(), picture.width, picture.height, picture.stride, face,
+    extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height, picture.stride, face,
                     result);
     int keptUpward = 0;
     int threads = 0;
@@ -120,7 +120,7 @@ TEST_F(Extraction, doesNotTouchTheTemplateWhileTheNetworksRun) {
     describe("[d]\n");
     TemplateWatcher first(*context.nets[0]->layers[0], result);
     TemplateWatcher last(*context.nets[24]->layers[0], result);
-    extractTemplate(context, picture.topRow(), picture.width, picture.height, picture.stride, face,
+    extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height, picture.stride, face,
                     result);
     EXPECT_TRUE(first.wasAsked && first.isUntouched);
     EXPECT_TRUE(last.wasAsked && last.isUntouched);
@@ -140,7 +140,7 @@ TEST_F(Extraction, givesEachNetworkASliceOfItsOwn) {
     describe("[d]\n");
     context.nets[7]->layers.push_back(std::make_unique<Handing>(*context.nets[7], output));
     std::vector<float> features(8000, -1);
-    computeFeatures(context, picture.topRow(), picture.width, picture.height, picture.stride, face,
+    computeFeatures(context, g_modelTables.meanImages, picture.topRow(), picture.width, picture.height, picture.stride, face,
                     features.data());
     const float unit = 2.0F / std::sqrt(640.0F);
     for (std::size_t n = 0; n < features.size(); ++n) {
@@ -169,7 +169,7 @@ TEST_F(Extraction, handsOnAnExceptionOfANetworkAndWorksOn) {
     std::memset(&result, 0xA5, sizeof result);
     const FaceTemplate before = result;
     const auto extract = [&] {
-        extractTemplate(context, picture.topRow(), picture.width, picture.height, picture.stride,
+        extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height, picture.stride,
                         face, result);
     };
     describe("[d]\n");

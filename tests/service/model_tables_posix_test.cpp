@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/environment.h"
 #include "support/forked.h"
 

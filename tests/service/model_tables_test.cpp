@@ -1,4 +1,5 @@
-#include "service/model_tables.h"
+#include "model/model_tables.h"
+#include "service/attach.h"
 
 #include <gtest/gtest.h>
 
@@ -52,16 +53,16 @@ class ModelTables : public testing::Test {
 TEST_F(ModelTables, readAsZeroWhereTheFolderIsEmpty) {
     const ForkedResult result = load([] {
         float sum = 0;
-        for (const auto& slot : meanImages) {
+        for (const auto& slot : g_modelTables.meanImages) {
             for (const float value : slot) {
                 sum += value * value;
             }
         }
-        for (const float value : featureMean) {
+        for (const float value : g_modelTables.featureMean) {
             sum += value * value;
         }
-        std::printf("%g %g %g", static_cast<double>(sum), static_cast<double>(projectionA[0][0]),
-                    static_cast<double>(projectionB[499][7999]));
+        std::printf("%g %g %g", static_cast<double>(sum), static_cast<double>(g_modelTables.projectionA[0][0]),
+                    static_cast<double>(g_modelTables.projectionB[499][7999]));
     });
     EXPECT_EQ(afterLines(result.output), "0 0 0");
     EXPECT_EQ(countLines(result.output), 28U);
@@ -84,12 +85,12 @@ TEST_F(ModelTables, areFilledInTheirOwnOrder) {
     writeFloats(model + "6-2", table);
     writeFloats(model + "6-0", std::vector<float>(8000, 6));
     const ForkedResult result = load([] {
-        std::printf("%g %g %g %g %g %g %g %g", static_cast<double>(meanImages[0][0]),
-                    static_cast<double>(meanImages[0][1]), static_cast<double>(meanImages[0][2]),
-                    static_cast<double>(meanImages[24][6626]),
-                    static_cast<double>(meanImages[24][6627]),
-                    static_cast<double>(projectionA[3][5]), static_cast<double>(projectionB[3][5]),
-                    static_cast<double>(featureMean[7999]));
+        std::printf("%g %g %g %g %g %g %g %g", static_cast<double>(g_modelTables.meanImages[0][0]),
+                    static_cast<double>(g_modelTables.meanImages[0][1]), static_cast<double>(g_modelTables.meanImages[0][2]),
+                    static_cast<double>(g_modelTables.meanImages[24][6626]),
+                    static_cast<double>(g_modelTables.meanImages[24][6627]),
+                    static_cast<double>(g_modelTables.projectionA[3][5]), static_cast<double>(g_modelTables.projectionB[3][5]),
+                    static_cast<double>(g_modelTables.featureMean[7999]));
     });
     EXPECT_EQ(afterLines(result.output), "1 2 0 3 0 4 5 6");
     EXPECT_EQ(countLines(result.output), 23U);
@@ -98,9 +99,9 @@ TEST_F(ModelTables, areFilledInTheirOwnOrder) {
 TEST_F(ModelTables, keepWhatAShortFileHolds) {
     writeFloats(model + "6-1", std::vector<float>(2000, 7));
     const ForkedResult result = load([] {
-        std::printf("%g %g %g", static_cast<double>(projectionA[0][1999]),
-                    static_cast<double>(projectionA[0][2000]),
-                    static_cast<double>(projectionB[0][0]));
+        std::printf("%g %g %g", static_cast<double>(g_modelTables.projectionA[0][1999]),
+                    static_cast<double>(g_modelTables.projectionA[0][2000]),
+                    static_cast<double>(g_modelTables.projectionB[0][0]));
     });
     EXPECT_EQ(afterLines(result.output), "7 0 0");
     EXPECT_EQ(countLines(result.output), 27U);
@@ -112,8 +113,8 @@ TEST_F(ModelTables, leaveASlotAtZeroWhereItsFileIsEmptyOrHeadless) {
     const std::int32_t negative[2] = {-1, 0x3F800000};
     writeFile(model + "0-3-0", negative, sizeof negative);
     const ForkedResult result = load([] {
-        std::printf("%g %g %g", static_cast<double>(meanImages[0][0]),
-                    static_cast<double>(meanImages[1][0]), static_cast<double>(meanImages[2][0]));
+        std::printf("%g %g %g", static_cast<double>(g_modelTables.meanImages[0][0]),
+                    static_cast<double>(g_modelTables.meanImages[1][0]), static_cast<double>(g_modelTables.meanImages[2][0]));
     });
     EXPECT_EQ(afterLines(result.output), "0 0 0");
     EXPECT_EQ(countLines(result.output), 25U);
@@ -123,9 +124,9 @@ TEST_F(ModelTables, letAMeanImageRunIntoTheNextSlotUntilItsOwnFileComes) {
     writeMeanImage(model, 1, std::vector<float>(9078, 1));
     writeMeanImage(model, 2, {2});
     const ForkedResult result = load([] {
-        std::printf("%g %g %g %g", static_cast<double>(meanImages[0][9074]),
-                    static_cast<double>(meanImages[1][0]), static_cast<double>(meanImages[1][1]),
-                    static_cast<double>(meanImages[1][3]));
+        std::printf("%g %g %g %g", static_cast<double>(g_modelTables.meanImages[0][9074]),
+                    static_cast<double>(g_modelTables.meanImages[1][0]), static_cast<double>(g_modelTables.meanImages[1][1]),
+                    static_cast<double>(g_modelTables.meanImages[1][3]));
     });
     EXPECT_EQ(afterLines(result.output), "1 2 1 0");
 }
@@ -133,8 +134,8 @@ TEST_F(ModelTables, letAMeanImageRunIntoTheNextSlotUntilItsOwnFileComes) {
 TEST_F(ModelTables, stopAMeanImageAtTheEndOfTheTable) {
     writeMeanImage(model, 25, std::vector<float>(20000, 8));
     const ForkedResult result = load([] {
-        std::printf("%g %g", static_cast<double>(meanImages[24][9074]),
-                    static_cast<double>(featureMean[0] + projectionA[0][0] + projectionB[0][0]));
+        std::printf("%g %g", static_cast<double>(g_modelTables.meanImages[24][9074]),
+                    static_cast<double>(g_modelTables.featureMean[0] + g_modelTables.projectionA[0][0] + g_modelTables.projectionB[0][0]));
     });
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(afterLines(result.output), "8 0");

@@ -1,4 +1,4 @@
-#include "service/template_arithmetic.h"
+#include "template/template_arithmetic.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "reference/reference_arithmetic.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/bits.h"
 #include "support/guarded_buffer.h"
 #include "support/random.h"
@@ -185,19 +185,19 @@ class ProjectionTables : public testing::Test {
     }
 
     static void fillProjections(Random& random) {
-        fill(&projectionA[0][0], kRows * kColumns, random, -1.0F, 1.0F);
-        fill(&projectionB[0][0], kRows * kColumns, random, -1.0F, 1.0F);
+        fill(&g_modelTables.projectionA[0][0], kRows * kColumns, random, -1.0F, 1.0F);
+        fill(&g_modelTables.projectionB[0][0], kRows * kColumns, random, -1.0F, 1.0F);
     }
 
     static FaceTemplate projected(const std::vector<float>& features) {
         FaceTemplate result;
-        projectFeatures(features.data(), result);
+        projectFeatures(g_modelTables, features.data(), result);
         return result;
     }
 
     static FaceTemplate projectedByReference(const std::vector<float>& features) {
         FaceTemplate result;
-        referenceProjectFeatures(features.data(), &projectionA[0][0], &projectionB[0][0], result);
+        referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0], result);
         return result;
     }
 
@@ -216,24 +216,24 @@ TEST_F(ProjectionTables, zeroMeanLeavesFeaturesUnchanged) {
     }
     features[5] = -0.0F;
     const std::vector<float> before = features;
-    subtractFeatureMean(features.data());
+    subtractFeatureMean(g_modelTables.featureMean, features.data());
     EXPECT_TRUE(sameFloats(before, features));
 }
 
 TEST_F(ProjectionTables, meanSubtractionEqualsTheReferenceAndKeepsToItsRange) {
     Random random(22);
-    fill(featureMean, kColumns, random, -1.0F, 1.0F);
-    featureMean[7999] = 1e-3F;
+    fill(g_modelTables.featureMean, kColumns, random, -1.0F, 1.0F);
+    g_modelTables.featureMean[7999] = 1e-3F;
     std::vector<float> expected = random.floats(kColumns, -1.0F, 1.0F);
     GuardedBuffer<float> features(kColumns, 1);
     std::copy(expected.begin(), expected.end(), features.data());
-    const std::vector<float> mean(featureMean, featureMean + kColumns);
+    const std::vector<float> mean(g_modelTables.featureMean, g_modelTables.featureMean + kColumns);
 
     referenceSubtractFeatureMean(expected.data(), mean.data());
-    subtractFeatureMean(features.data());
+    subtractFeatureMean(g_modelTables.featureMean, features.data());
     EXPECT_TRUE(sameFloats(expected.data(), features.data(), kColumns));
     EXPECT_TRUE(features.guardsIntact());
-    EXPECT_TRUE(sameFloats(mean.data(), featureMean, kColumns)) << "the mean must not change";
+    EXPECT_TRUE(sameFloats(mean.data(), g_modelTables.featureMean, kColumns)) << "the mean must not change";
 }
 
 // Powers of two in few places: all sums are exact and can be checked by eye.
@@ -241,12 +241,12 @@ TEST_F(ProjectionTables, firstTableGivesOneNumberAndSecondGivesTheRest) {
     std::vector<float> features(kColumns, 0.0F);
     features[0] = 2.0F;
     features[7999] = -1.0F;
-    projectionA[0][0] = 1.5F;       // row result 3
-    projectionA[499][7999] = 4.0F;  // row result -4
-    projectionB[0][0] = 1.5F;       // row result 3
-    projectionB[17][7999] = 0.0F;
-    projectionB[499][0] = 4.0F;  // row result 8 - 4 = 4
-    projectionB[499][7999] = 4.0F;
+    g_modelTables.projectionA[0][0] = 1.5F;       // row result 3
+    g_modelTables.projectionA[499][7999] = 4.0F;  // row result -4
+    g_modelTables.projectionB[0][0] = 1.5F;       // row result 3
+    g_modelTables.projectionB[17][7999] = 0.0F;
+    g_modelTables.projectionB[499][0] = 4.0F;  // row result 8 - 4 = 4
+    g_modelTables.projectionB[499][7999] = 4.0F;
     const FaceTemplate result = projected(features);
     for (std::size_t r = 0; r < kRows; ++r) {
         const float expected = r == 0 ? 3.0F : r == 499 ? 4.0F : 0.0F;
@@ -276,12 +276,12 @@ TEST_F(ProjectionTables, missingTablesDoNotHideNan) {
 TEST_F(ProjectionTables, networkOutputOfZerosMakesEveryValueNan) {
     Random random(24);
     fillProjections(random);
-    fill(featureMean, kColumns, random, -0.1F, 0.1F);
+    fill(g_modelTables.featureMean, kColumns, random, -0.1F, 0.1F);
     std::vector<float> features = random.floats(kColumns, -1.0F, 1.0F);
     std::vector<float> values = random.floats(320, -1.0F, 1.0F);
     std::fill(values.begin() + 160, values.end(), 0.0F);
     storeNetworkOutput(Matrix::view(values.data(), 2, 160), features.data() + 320 * 24);
-    subtractFeatureMean(features.data());
+    subtractFeatureMean(g_modelTables.featureMean, features.data());
     const FaceTemplate result = projected(features);
     const std::vector<float> nans(502, std::numeric_limits<float>::quiet_NaN());
     EXPECT_TRUE(sameFloats(nans.data(), reinterpret_cast<const float*>(&result), 502));
@@ -303,8 +303,8 @@ TEST_F(ProjectionTables, projectionOfAnyBitPatternsEqualsTheReference) {
     for (std::size_t r = 0; r < kRows; ++r) {
         // Few enough odd values for most rows to stay finite.
         for (int i = 0; i < 30; ++i) {
-            projectionA[r][random.between(0, 7999)] = random.anyFloat();
-            projectionB[r][random.between(0, 7999)] = random.anyFloat();
+            g_modelTables.projectionA[r][random.between(0, 7999)] = random.anyFloat();
+            g_modelTables.projectionB[r][random.between(0, 7999)] = random.anyFloat();
         }
     }
     const std::vector<float> features = random.floats(kColumns, -1e-3F, 1e-3F);
@@ -317,7 +317,7 @@ TEST_F(ProjectionTables, projectionWritesAllOfTheTemplateAndNothingElse) {
     const std::vector<float> features = random.floats(kColumns, -1.0F, 1.0F);
     const std::vector<float> before = features;
     GuardedBuffer<FaceTemplate> room(1);
-    projectFeatures(features.data(), room[0]);
+    projectFeatures(g_modelTables, features.data(), room[0]);
     EXPECT_TRUE(room.guardsIntact());
     EXPECT_TRUE(sameTemplates(projectedByReference(features), room[0]));
     EXPECT_TRUE(sameFloats(before, features)) << "the features must not change";
@@ -388,8 +388,8 @@ TEST_F(ProjectionTables, otherOrdersOfSummationWouldBeNoticedInTheRows) {
         int rowsThatDiffer = 0;
         float quadratic = 0;
         for (std::size_t r = 0; r < kRows; ++r) {
-            const float pa = way.sum(projectionA[r], features.data(), kColumns);
-            const float pb = way.sum(projectionB[r], features.data(), kColumns);
+            const float pa = way.sum(g_modelTables.projectionA[r], features.data(), kColumns);
+            const float pb = way.sum(g_modelTables.projectionB[r], features.data(), kColumns);
             quadratic = quadratic + pa * pa;
             if (!sameBits(right.projection[r], pb)) {
                 ++rowsThatDiffer;
@@ -413,7 +413,7 @@ TEST_F(ProjectionTables, otherOrdersOfSummationWouldBeNoticedInTheSumsOfSquares)
         ASSERT_TRUE(sameTemplates(projectedByReference(features), right)) << "round " << round;
         // The first table's rows, by way of the second table's place in a template.
         FaceTemplate rowsOfA;
-        referenceProjectFeatures(features.data(), &projectionB[0][0], &projectionA[0][0], rowsOfA);
+        referenceProjectFeatures(features.data(), &g_modelTables.projectionB[0][0], &g_modelTables.projectionA[0][0], rowsOfA);
         const float* pa = rowsOfA.projection;
         const float* pb = right.projection;
         for (std::size_t i = 0; i < std::size(kWrongWays); ++i) {

@@ -9,18 +9,12 @@
 #include <utility>
 #include <vector>
 
-#include "description/conv_net.h"
+#include "network/conv_net.h"
 #include "description/parameters.h"
 #include "matrix/matrix.h"
 
-// Makes `text` the description that getters and layer constructors read.
-inline void describe(const std::string& text) {
-    g_currentNet = 0;
-    parseDescription(g_descriptions[0], text.c_str(), static_cast<std::uint32_t>(text.size()));
-}
-
 inline std::unique_ptr<ConvNet> buildNet(const std::string& text, const std::string& folder = "") {
-    return std::make_unique<ConvNet>(0, text.c_str(), folder);
+    return std::make_unique<ConvNet>(text.c_str(), folder);
 }
 
 inline Matrix matrixOf(std::int32_t rows, std::int32_t cols, const std::vector<float>& values) {
@@ -44,12 +38,19 @@ inline Layer* layerNamed(ConvNet& net, const std::string& name) {
     return nullptr;
 }
 
+// What a layer without a section is built from; `name` has to outlive it.
+inline LayerSource bareLayer(const std::string& name) {
+    static const std::string noFolder;
+    static const LayerList noLayers;
+    return {name, nullptr, noFolder, noLayers};
+}
+
 // Watches a network run: put in front of every layer's `next`, it is told first when a layer is
 // done.
 class FiringProbe : public Layer {
   public:
     FiringProbe(Layer& watched, std::vector<std::string>& firedLayers)
-        : Layer(*watched.net, watched.name), fired(firedLayers) {
+        : Layer(bareLayer(watched.name)), fired(firedLayers) {
         watched.next.insert(watched.next.begin(), this);
     }
 

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 
 // All tables are zero, as in a process that has loaded no model, when one of these comes and when
 // it goes.
@@ -15,10 +15,7 @@ struct ZeroedTables {
     ZeroedTables& operator=(const ZeroedTables&) = delete;
 
     static void clear() {
-        std::memset(meanImages, 0, sizeof meanImages);
-        std::memset(featureMean, 0, sizeof featureMean);
-        std::memset(projectionA, 0, sizeof projectionA);
-        std::memset(projectionB, 0, sizeof projectionB);
+        std::memset(&g_modelTables, 0, sizeof g_modelTables);
     }
 };
 

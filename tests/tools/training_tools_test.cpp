@@ -80,7 +80,7 @@ TEST_F(TrainingTools, patchesAreTheBytesThatNetworksSee) {
     for (std::size_t row = 0; row < rows.size(); ++row) {
         const FacePicture face =
             loadFacePicture(rows[row].photo.string(), rows[row].landmarks.string());
-        const PatchList patches = cutFacePatches(*context,
+        const PatchList patches = cutFacePatches(context->canvases, g_modelTables.meanImages,
                                                  {face.picture.pixels.data(), face.picture.width,
                                                   face.picture.height, 3 * face.picture.width},
                                                  face.landmarks);

@@ -4,7 +4,7 @@
 #include <span>
 
 #include "model/seeded_numbers.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 
 namespace {
 

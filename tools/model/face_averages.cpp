@@ -9,12 +9,12 @@
 #include "patches/face_patches.h"
 #include "patches/sampling.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 
 namespace {
 
 PatchList cutPatches(ZomuContext& context, const DrawnFace& face) {
-    return cutFacePatches(context, {face.pixels.data(), face.width, face.height, 3 * face.width},
+    return cutFacePatches(context.canvases, g_modelTables.meanImages, {face.pixels.data(), face.width, face.height, 3 * face.width},
                           face.landmarks);
 }
 
@@ -48,9 +48,9 @@ std::vector<DrawnFace> drawFaces(std::uint64_t seed, int count, const FaceDone& 
     return faces;
 }
 
-MeanImages averagePatches(ZomuContext& context, const std::vector<DrawnFace>& faces,
+AveragedImages averagePatches(ZomuContext& context, const std::vector<DrawnFace>& faces,
                           const FaceDone& faceDone) {
-    std::memset(meanImages, 0, sizeof meanImages);
+    std::memset(g_modelTables.meanImages, 0, sizeof g_modelTables.meanImages);
     std::vector<std::vector<double>> sums(kNetCount);
     for (const DrawnFace& face : faces) {
         const PatchList patches = cutPatches(context, face);
@@ -59,7 +59,7 @@ MeanImages averagePatches(ZomuContext& context, const std::vector<DrawnFace>& fa
         }
         faceDone();
     }
-    MeanImages means;
+    AveragedImages means;
     for (const std::vector<double>& sum : sums) {
         means.push_back(divide(sum, 2.0 * static_cast<double>(faces.size())));
     }
@@ -67,15 +67,15 @@ MeanImages averagePatches(ZomuContext& context, const std::vector<DrawnFace>& fa
 }
 
 std::vector<float> averageFeatures(ZomuContext& context, const std::vector<DrawnFace>& faces,
-                                   const MeanImages& images, const FaceDone& faceDone) {
-    std::memset(meanImages, 0, sizeof meanImages);
+                                   const AveragedImages& images, const FaceDone& faceDone) {
+    std::memset(g_modelTables.meanImages, 0, sizeof g_modelTables.meanImages);
     for (std::size_t k = 0; k < images.size(); ++k) {
-        std::copy(images[k].begin(), images[k].end(), meanImages[k]);
+        std::copy(images[k].begin(), images[k].end(), g_modelTables.meanImages[k]);
     }
     std::vector<float> features(kFeatureCount);
     std::vector<double> sums(kFeatureCount, 0.0);
     for (const DrawnFace& face : faces) {
-        computeFeatures(context, face.pixels.data(), face.width, face.height, 3 * face.width,
+        computeFeatures(context, g_modelTables.meanImages, face.pixels.data(), face.width, face.height, 3 * face.width,
                         face.landmarks, features.data());
         for (std::size_t n = 0; n < sums.size(); ++n) {
             sums[n] += static_cast<double>(features[n]);

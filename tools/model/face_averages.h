@@ -10,7 +10,7 @@
 #include "service/context.h"
 
 // One for each patch, in the layout of a row of its matrix.
-using MeanImages = std::vector<std::vector<float>>;
+using AveragedImages = std::vector<std::vector<float>>;
 
 // Called after each face. May throw to stop the work.
 using FaceDone = std::function<void()>;
@@ -20,7 +20,7 @@ std::vector<DrawnFace> drawFaces(std::uint64_t seed, int count, const FaceDone& 
 
 // The mean of all patches over the faces, plain and mirrored crops alike; margins are 0. Leaves the
 // library's table of mean images zero. Of the context only the canvases are used.
-MeanImages averagePatches(ZomuContext& context, const std::vector<DrawnFace>& faces,
+AveragedImages averagePatches(ZomuContext& context, const std::vector<DrawnFace>& faces,
                           const FaceDone& faceDone);
 
 // The mean of the 8000 features, from the networks of the context, which see the patches less
@@ -29,6 +29,6 @@ MeanImages averagePatches(ZomuContext& context, const std::vector<DrawnFace>& fa
 //
 // The last bits hang on the BLAS, as the networks' do, but not on the number of threads.
 std::vector<float> averageFeatures(ZomuContext& context, const std::vector<DrawnFace>& faces,
-                                   const MeanImages& images, const FaceDone& faceDone);
+                                   const AveragedImages& images, const FaceDone& faceDone);
 
 #endif

@@ -1,8 +1,8 @@
 #include "model/model_files.h"
 
-#include "description/net_texts.h"
+#include "network/net_texts.h"
 #include "model/net_plan.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 
 const char* nameOf(ModelFileKind kind) {
     switch (kind) {
@@ -48,7 +48,7 @@ std::vector<ModelFile> listModelFiles() {
     std::vector<ModelFile> matrices;
     for (int net = 0; net < kNetCount; ++net) {
         const int number = net + 1;
-        const NetPlan plan = planNetwork(net, netDescriptionTexts[net]);
+        const NetPlan plan = planNetwork(netDescriptionTexts[net]);
         images.push_back({"0-" + std::to_string(number) + "-0", ModelFileKind::meanImage, number,
                           "", 1, plan.front().elements()});
         for (const LayerPlan& layer : plan) {

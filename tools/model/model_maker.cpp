@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "description/net_texts.h"
+#include "network/net_texts.h"
 #include "model/exact_sums.h"
 #include "model/face_averages.h"
 #include "model/model_file_writer.h"
@@ -16,7 +16,7 @@
 #include "model/occupied_folder.h"
 #include "model/staged_folder.h"
 #include "service/context.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 
 namespace fs = std::filesystem;
 
@@ -79,7 +79,7 @@ class ModelWriter {
     }
 
     void writeNetwork(int net) {
-        const NetPlan plan = planNetwork(net, netDescriptionTexts[net]);
+        const NetPlan plan = planNetwork(netDescriptionTexts[net]);
         const NetNumbers numbers = drawNetwork(request.weights, request.seed, plan);
         if (request.weights == WeightKind::integer) {
             const std::string name = meanImageName(net);
@@ -115,7 +115,7 @@ class ModelWriter {
         const std::vector<DrawnFace> faces = drawFaces(request.seed, request.faces, faceDone);
         const auto context = std::make_unique<ZomuContext>((folder.path() / "").string());
         begin("mean images" + ofFaces);
-        const MeanImages images = averagePatches(*context, faces, faceDone);
+        const AveragedImages images = averagePatches(*context, faces, faceDone);
         for (int net = 0; net < kNetCount; ++net) {
             write(meanImageName(net), images[static_cast<std::size_t>(net)]);
         }

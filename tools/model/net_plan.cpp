@@ -1,7 +1,6 @@
 #include "model/net_plan.h"
 
 #include <algorithm>
-#include <cstring>
 #include <stdexcept>
 
 #include "description/parameters.h"
@@ -12,7 +11,8 @@ namespace {
 // Reads the section of one layer; every problem names the layer.
 class LayerReader {
   public:
-    explicit LayerReader(const LayerPlan& plan) : layer(plan) {}
+    LayerReader(const LayerPlan& plan, const DescriptionSection* described)
+        : layer(plan), section(described) {}
 
     [[noreturn]] void fail(const std::string& problem) const {
         throw std::runtime_error("layer " + layer.name + ": " + problem);
@@ -26,28 +26,29 @@ class LayerReader {
 
     std::int32_t number(const char* key) const {
         std::int32_t value = -1;
-        getInt(layer.name, key, value);
+        getInt(section, key, value);
         require(value >= 0, std::string("no usable ") + key);
         return value;
     }
 
     // The one entry of a list that has an entry for each input.
     std::int32_t onlyNumber(const char* key) const {
-        const std::vector<std::int32_t> list = getIntList(layer.name, key);
+        const std::vector<std::int32_t> list = getIntList(section, key);
         require(list.size() == 1 && list[0] >= 0, std::string("no usable ") + key);
         return list[0];
     }
 
     std::string text(const char* key) const {
         std::string value;
-        getString(currentSection(layer.name), key, value);
+        getString(section, key, value);
         return value;
     }
 
-    std::vector<std::string> list(const char* key) const { return getStringList(layer.name, key); }
+    std::vector<std::string> list(const char* key) const { return getStringList(section, key); }
 
   private:
     const LayerPlan& layer;
+    const DescriptionSection* section;
 };
 
 void planData(LayerPlan& layer, const LayerReader& section) {
@@ -89,10 +90,11 @@ void planFullyConnected(LayerPlan& layer, const LayerReader& section, const NetP
     layer.biases = {{section.text("biases"), 1, layer.planes}};
 }
 
-LayerPlan planLayer(const std::string& name, const NetPlan& plan) {
+LayerPlan planLayer(const std::string& name, const DescriptionSection* described,
+                    const NetPlan& plan) {
     LayerPlan layer;
     layer.name = name;
-    const LayerReader section(layer);
+    const LayerReader section(layer, described);
     layer.type = section.text("type");
     for (const std::string& input : section.list("inputs")) {
         const auto found = std::find_if(
@@ -128,13 +130,11 @@ LayerPlan planLayer(const std::string& name, const NetPlan& plan) {
 
 }  // namespace
 
-NetPlan planNetwork(int netIndex, const char* text) {
-    g_currentNet = netIndex;
-    parseDescription(g_descriptions[netIndex], text, static_cast<std::uint32_t>(std::strlen(text)));
-
+NetPlan planNetwork(const char* text) {
+    const NetDescription description = parseDescription(text);
     NetPlan plan;
-    for (const std::string& name : getStringList("Net", "LayerNames")) {
-        plan.push_back(planLayer(name, plan));
+    for (const std::string& name : getStringList(getSection(description, "Net"), "LayerNames")) {
+        plan.push_back(planLayer(name, getSection(description, name), plan));
     }
     return plan;
 }

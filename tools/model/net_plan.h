@@ -38,8 +38,6 @@ using NetPlan = std::vector<LayerPlan>;
 
 // Walks the description `text` from the patch to the outputs. Throws std::runtime_error where its
 // numbers contradict each other or the patch, and for layers that no model is made for here.
-//
-// Parses into the description slot `netIndex`, as a build does: not beside a build.
-NetPlan planNetwork(int netIndex, const char* text);
+NetPlan planNetwork(const char* text);
 
 #endif

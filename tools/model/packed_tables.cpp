@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 
 namespace {
 

@@ -8,16 +8,16 @@
 #include <cstring>
 #include <vector>
 
-#include "description/net_texts.h"
-#include "service/model_tables.h"
-#include "service/template_arithmetic.h"
+#include "network/net_texts.h"
+#include "model/model_tables.h"
+#include "template/template_arithmetic.h"
 #include "support/bits.h"
 #include "support/random.h"
 #include "support/zeroed_tables.h"
 #include "zomu.h"
 
 static NetPlan planOf(int net) {
-    return planNetwork(net, netDescriptionTexts[net]);
+    return planNetwork(netDescriptionTexts[net]);
 }
 
 static double meanSquare(const std::vector<float>& values) {
@@ -93,16 +93,16 @@ class Projecting : public testing::TestWithParam<WeightKind> {
   protected:
     void SetUp() override {
         const Projections drawn = drawProjections(GetParam(), 11);
-        ASSERT_EQ(drawn.a.size() * sizeof(float), sizeof projectionA);
-        ASSERT_EQ(drawn.b.size() * sizeof(float), sizeof projectionB);
-        std::memcpy(projectionA, drawn.a.data(), sizeof projectionA);
-        std::memcpy(projectionB, drawn.b.data(), sizeof projectionB);
+        ASSERT_EQ(drawn.a.size() * sizeof(float), sizeof g_modelTables.projectionA);
+        ASSERT_EQ(drawn.b.size() * sizeof(float), sizeof g_modelTables.projectionB);
+        std::memcpy(g_modelTables.projectionA, drawn.a.data(), sizeof g_modelTables.projectionA);
+        std::memcpy(g_modelTables.projectionB, drawn.b.data(), sizeof g_modelTables.projectionB);
     }
 
     FaceTemplate project() {
         const std::vector<float> features = random.floats(kFeatureCount, -0.1F, 0.1F);
         FaceTemplate result;
-        projectFeatures(features.data(), result);
+        projectFeatures(g_modelTables, features.data(), result);
         return result;
     }
 
@@ -147,10 +147,10 @@ TEST_P(Projecting, scoresAreOneLessTheRelativeSquaredDistance) {
 }
 
 TEST_P(Projecting, theTwoTablesCannotBeMistakenForEachOther) {
-    EXPECT_TRUE(sameFloats(projectionB[0], projectionA[0], kFeatureCount));
-    EXPECT_FALSE(sameFloats(projectionB[1], projectionA[1], kFeatureCount));
-    EXPECT_TRUE(sameFloats(projectionB[498], projectionA[498], kFeatureCount));
-    EXPECT_EQ(projectionB[499][3], -projectionA[499][3]);
+    EXPECT_TRUE(sameFloats(g_modelTables.projectionB[0], g_modelTables.projectionA[0], kFeatureCount));
+    EXPECT_FALSE(sameFloats(g_modelTables.projectionB[1], g_modelTables.projectionA[1], kFeatureCount));
+    EXPECT_TRUE(sameFloats(g_modelTables.projectionB[498], g_modelTables.projectionA[498], kFeatureCount));
+    EXPECT_EQ(g_modelTables.projectionB[499][3], -g_modelTables.projectionA[499][3]);
 }
 
 INSTANTIATE_TEST_SUITE_P(DrawnModel, Projecting,

@@ -7,12 +7,12 @@
 #include <stdexcept>
 #include <vector>
 
-#include "description/net_texts.h"
+#include "network/net_texts.h"
 
 // Network 4: one plane of 47 x 47. All weights and biases zero, the mean image mid-grey.
 class ExactSums : public testing::Test {
   protected:
-    ExactSums() : plan(planNetwork(3, netDescriptionTexts[3])), mean(2209, 100.0F) {
+    ExactSums() : plan(planNetwork(netDescriptionTexts[3])), mean(2209, 100.0F) {
         for (const LayerPlan& layer : plan) {
             LayerNumbers layerNumbers;
             for (const MatrixShape& shape : layer.weights) {

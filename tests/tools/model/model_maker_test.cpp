@@ -16,8 +16,8 @@
 #include <string>
 #include <vector>
 
-#include "description/conv_net.h"
-#include "description/net_texts.h"
+#include "network/conv_net.h"
+#include "network/net_texts.h"
 #include "drawing/drawn_face.h"
 #include "model/exact_sums.h"
 #include "model/face_averages.h"
@@ -28,7 +28,7 @@
 #include "reference/reference_tables.h"
 #include "service/context.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/bits.h"
 #include "support/random.h"
 #include "support/read_file.h"
@@ -70,7 +70,7 @@ class LoadedModel {
             throw std::runtime_error("the temporary folder has too long a name");
         }
         std::strcpy(modelDir, prefix.c_str());
-        loadModelTables();
+        loadModelTables(g_modelTables);
         context = std::make_unique<ZomuContext>(modelDir);
     }
 
@@ -81,7 +81,7 @@ class LoadedModel {
 
     std::vector<float> features(const DrawnFace& face) {
         std::vector<float> values(kFeatureCount);
-        computeFeatures(*context, face.pixels.data(), face.width, face.height, 3 * face.width,
+        computeFeatures(*context, g_modelTables.meanImages, face.pixels.data(), face.width, face.height, 3 * face.width,
                         face.landmarks, values.data());
         return values;
     }
@@ -274,12 +274,12 @@ TEST(ModelMaker, meansAreThoseOfTheDrawnFaces) {
     }
     for (std::size_t k = 0; k < pixelSums.size(); ++k) {
         for (std::size_t e = 0; e < pixelSums[k].size(); ++e) {
-            ASSERT_TRUE(sameFloat(static_cast<float>(pixelSums[k][e] / 6), meanImages[k][e]))
+            ASSERT_TRUE(sameFloat(static_cast<float>(pixelSums[k][e] / 6), g_modelTables.meanImages[k][e]))
                 << "patch " << k << ", element " << e;
         }
     }
     for (std::size_t n = 0; n < featureSums.size(); ++n) {
-        ASSERT_TRUE(sameFloat(static_cast<float>(featureSums[n] / 3), featureMean[n])) << n;
+        ASSERT_TRUE(sameFloat(static_cast<float>(featureSums[n] / 3), g_modelTables.featureMean[n])) << n;
     }
 }
 

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "description/net_texts.h"
+#include "network/net_texts.h"
 #include "reference/reference_tables.h"
 
 static NetPlan planOf(int number) {
-    return planNetwork(number - 1, netDescriptionTexts[number - 1]);
+    return planNetwork(netDescriptionTexts[number - 1]);
 }
 
 static std::vector<int> elementsOf(const NetPlan& plan) {
@@ -58,7 +58,7 @@ static std::string problemWith(const std::string& line, const std::string& repla
     }
     text.replace(position, line.size(), replacement);
     try {
-        planNetwork(3, text.c_str());
+        planNetwork(text.c_str());
     } catch (const std::runtime_error& problem) {
         return problem.what();
     }

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/random.h"
 
 namespace {

@@ -13,7 +13,7 @@
 #include "patches/landmarks.h"
 #include "patches/patch_layout.h"
 #include "service/context.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "sheets/landmark_sheet.h"
 #include "sheets/patch_sheet.h"
 #include "sheets/sheet_style.h"
@@ -56,7 +56,7 @@ long livePixels(bool colour) {
 // images of before have no part in it.
 TEST(PatchSheet, showsEveryValueOfEveryPatch) {
     const ZeroedTables tables;
-    std::fill_n(&meanImages[0][0], kNetCount * kMeanImageRoom, 50.0F);
+    std::fill_n(&g_modelTables.meanImages[0][0], kNetCount * kMeanImageRoom, 50.0F);
     FacePicture face = drawnFace(1);
     for (std::size_t i = 0; i < face.picture.pixels.size(); i += 3) {
         face.picture.pixels[i] = 20;
@@ -82,7 +82,7 @@ TEST(PatchSheet, showsBothCropsOfAPair) {
     const BgrPicture sheet = drawPatchSheet(face, "Half blue");
     const auto context = std::make_unique<ZomuContext>();
     const PatchList patches = cutFacePatches(
-        *context, {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
+        context->canvases, g_modelTables.meanImages, {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
         face.landmarks);
     long rows[2] = {0, 0};
     for (int k = 0; k < kPatchCount; ++k) {

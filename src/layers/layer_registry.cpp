@@ -1,4 +1,4 @@
-#include "layers/layer_kinds.h"
+#include "layers/layer_registry.h"
 
 const LayerKind kLayerKinds[kLayerKindCount] = {
     {"fc", createFCLayer},

@@ -1,9 +1,8 @@
-#include "service/template_arithmetic.h"
+#include "template/template_arithmetic.h"
 
 #include <algorithm>
 
 #include "matrix/float_rules.h"
-#include "service/model_tables.h"
 
 static_assert(kNetCount * kOutputValues == kFeatureCount);
 static_assert(kProjectionCount == ZOMU_PROJECTION_SIZE);
@@ -40,11 +39,11 @@ constexpr int kRowsAtOnce = 20;
 static_assert(kRowsAtOnce % kTile == 0 && kLine % kTile == 0);
 static_assert(kProjectionCount % kRowsAtOnce == 0 && kFeatureCount % kLine == 0);
 
-// The tables are read once, from memory, in more streams than a processor foresees by itself: each
-// line is asked for some lines before it is needed.
+// The tables are read once, from memory, in more streams than a processor's own prefetcher follows:
+// each line is fetched some lines before it is needed.
 constexpr int kAhead = 4 * kLine;
 
-void askFor([[maybe_unused]] const float* line) {
+void prefetch([[maybe_unused]] const float* line) {
 #if defined(__GNUC__)
     __builtin_prefetch(line);
 #endif
@@ -56,7 +55,7 @@ void projectRows(const float (*rows)[kFeatureCount], const float* features, floa
         const int ahead = std::min(line + kAhead, kFeatureCount - 1);
         for (int first = 0; first < kRowsAtOnce; first += kTile) {
             for (int r = 0; r < kTile; ++r) {
-                askFor(&rows[first + r][ahead]);
+                prefetch(&rows[first + r][ahead]);
             }
             float p[kTile];
             std::copy_n(sums + first, kTile, p);
@@ -85,20 +84,20 @@ void storeNetworkOutput(const Matrix& out, float* destination) {
     storeUnitLength(out.data + kOutputUnits, destination + kOutputUnits);
 }
 
-void subtractFeatureMean(float* features) {
+void subtractFeatureMean(const float* featureMean, float* features) {
     for (int n = 0; n < kFeatureCount; ++n) {
         features[n] = features[n] - featureMean[n];
     }
 }
 
-void projectFeatures(const float* features, FaceTemplate& templateOut) {
+void projectFeatures(const ModelTables& tables, const float* features, FaceTemplate& templateOut) {
     float sumA = 0.0F;
     float sumB = 0.0F;
     for (int first = 0; first < kProjectionCount; first += kRowsAtOnce) {
         float pa[kRowsAtOnce];
         float pb[kRowsAtOnce];
-        projectRows(&projectionA[first], features, pa);
-        projectRows(&projectionB[first], features, pb);
+        projectRows(&tables.projectionA[first], features, pa);
+        projectRows(&tables.projectionB[first], features, pb);
         for (int r = 0; r < kRowsAtOnce; ++r) {
             templateOut.projection[first + r] = pb[r];
             sumA = sumA + pa[r] * pa[r];

@@ -1,4 +1,4 @@
-#include "service/comparison.h"
+#include "template/comparison.h"
 
 #include "matrix/float_rules.h"
 

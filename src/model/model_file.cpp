@@ -1,8 +1,8 @@
-#include "description/model_file.h"
+#include "model/model_file.h"
 
 #include <cstdio>
 
-#include "service/platform.h"
+#include "platform/platform.h"
 
 bool openModelFile(std::ifstream& stream, const std::string& path) {
     if (!isOpenableFolder(path.c_str())) {

@@ -1,9 +1,10 @@
 // The fixed arithmetic between the networks' outputs and a template. One rounding an operation,
 // sums strictly in index order: the same outputs give the same template, bit for bit.
-#ifndef ZOMU_SERVICE_TEMPLATE_ARITHMETIC_H
-#define ZOMU_SERVICE_TEMPLATE_ARITHMETIC_H
+#ifndef ZOMU_TEMPLATE_TEMPLATE_ARITHMETIC_H
+#define ZOMU_TEMPLATE_TEMPLATE_ARITHMETIC_H
 
 #include "matrix/matrix.h"
+#include "model/model_tables.h"
 #include "zomu.h"
 
 constexpr int kOutputUnits = 160;                // values of a network for one crop
@@ -15,9 +16,9 @@ constexpr int kOutputValues = 2 * kOutputUnits;  // and for both crops of its pa
 void storeNetworkOutput(const Matrix& out, float* destination);
 
 // features[n] -= featureMean[n] over all 8000.
-void subtractFeatureMean(float* features);
+void subtractFeatureMean(const float* featureMean, float* features);
 
 // Applies both projection tables to the 8000 features; fills all 502 values.
-void projectFeatures(const float* features, FaceTemplate& templateOut);
+void projectFeatures(const ModelTables& tables, const float* features, FaceTemplate& templateOut);
 
 #endif

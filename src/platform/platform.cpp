@@ -1,4 +1,4 @@
-#include "service/platform.h"
+#include "platform/platform.h"
 
 #if defined(_WIN32)
 
@@ -14,24 +14,6 @@ void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]) {
 bool isOpenableFolder(const char*) {
     return false;
 }
-
-#if defined(ZOMU_ATTACH_ON_LOAD)
-// The library stays in memory from now on: the team's threads live on between extractions, and a
-// host that closes the library must not take the OpenMP runtime's code from under them.
-static void stayInMemory() {
-    HMODULE self = nullptr;
-    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                       reinterpret_cast<LPCSTR>(&stayInMemory), &self);
-}
-
-extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
-    if (reason == DLL_PROCESS_ATTACH) {
-        stayInMemory();
-        attachLibrary();
-    }
-    return TRUE;  // a table that cannot be read never fails the load
-}
-#endif
 
 #else
 
@@ -67,13 +49,5 @@ bool isOpenableFolder(const char* path) {
     std::error_code ignored;
     return std::filesystem::is_directory(path, ignored);
 }
-
-#if defined(ZOMU_ATTACH_ON_LOAD)
-// Runs before dlopen returns, or before main. All that it touches is plain static storage, so it
-// does not matter which of the library's initialisers the linker puts first.
-__attribute__((constructor)) static void onLoad() {
-    attachLibrary();
-}
-#endif
 
 #endif

@@ -1,6 +1,6 @@
-// The topologies of the networks, in the notation of description_reader.h.
-#ifndef ZOMU_DESCRIPTION_NET_TEXTS_H
-#define ZOMU_DESCRIPTION_NET_TEXTS_H
+// The topologies of the networks, in the notation of description/description_reader.h.
+#ifndef ZOMU_NETWORK_NET_TEXTS_H
+#define ZOMU_NETWORK_NET_TEXTS_H
 
 constexpr int kDescriptionCount = 25;
 

@@ -1,6 +1,6 @@
 // Opening the files of the model folder, with the one line that tells of a failure.
-#ifndef ZOMU_DESCRIPTION_MODEL_FILE_H
-#define ZOMU_DESCRIPTION_MODEL_FILE_H
+#ifndef ZOMU_MODEL_MODEL_FILE_H
+#define ZOMU_MODEL_MODEL_FILE_H
 
 #include <fstream>
 #include <string>

@@ -1,4 +1,4 @@
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -8,14 +8,11 @@
 #include <fstream>
 #include <new>
 
-#include "description/model_file.h"
+#include "model/model_file.h"
 
 char tempPath[kTempPathRoom];
 char modelDir[kTempPathRoom + sizeof kModelFolderName + 1];
-float meanImages[kNetCount][kMeanImageRoom];
-float featureMean[kFeatureCount];
-float projectionA[kProjectionCount][kFeatureCount];
-float projectionB[kProjectionCount][kFeatureCount];
+ModelTables g_modelTables;
 
 namespace {
 
@@ -52,7 +49,7 @@ void readInto(std::ifstream& stream, void* destination, std::size_t bytes) {
 
 // A mean image says itself how many floats it has. A count beyond its slot runs on into the
 // following slots, whose own files come later; the end of the table is the end in any case.
-void loadMeanImage(std::ifstream& stream, int slot) {
+void loadMeanImage(std::ifstream& stream, MeanImages& meanImages, int slot) {
     std::int32_t count = 0;
     readInto(stream, &count, sizeof count);
     const std::int64_t room = static_cast<std::int64_t>(kNetCount - slot) * kMeanImageRoom;
@@ -82,22 +79,17 @@ void findModelDirectory() {
                   kSeparator);
 }
 
-void loadModelTables() {
+void loadModelTables(ModelTables& tables) {
     std::ifstream stream;
     for (int number = 1; number <= kNetCount; ++number) {
         char name[16];
         std::snprintf(name, sizeof name, "0-%d-0", number);
         if (openTableFile(stream, name)) {
-            loadMeanImage(stream, number - 1);
+            loadMeanImage(stream, tables.meanImages, number - 1);
             stream.close();
         }
     }
-    loadTable(stream, "6-0", featureMean, sizeof featureMean);
-    loadTable(stream, "6-1", projectionA, sizeof projectionA);
-    loadTable(stream, "6-2", projectionB, sizeof projectionB);
-}
-
-void attachLibrary() {
-    findModelDirectory();
-    loadModelTables();
+    loadTable(stream, "6-0", tables.featureMean, sizeof tables.featureMean);
+    loadTable(stream, "6-1", tables.projectionA, sizeof tables.projectionA);
+    loadTable(stream, "6-2", tables.projectionB, sizeof tables.projectionB);
 }

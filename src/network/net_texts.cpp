@@ -1,4 +1,4 @@
-#include "description/net_texts.h"
+#include "network/net_texts.h"
 
 #include <cstddef>
 #include <string_view>

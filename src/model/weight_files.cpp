@@ -1,12 +1,9 @@
-#include "description/weight_files.h"
+#include "model/weight_files.h"
 
 #include <fstream>
 #include <utility>
 
-#include "description/model_file.h"
-#include "description/parameters.h"
-
-const char* g_weightFolder = "";
+#include "model/model_file.h"
 
 namespace {
 
@@ -19,13 +16,12 @@ LoadedMatrix readMatrix(std::ifstream& stream) {
 
 }  // namespace
 
-std::vector<LoadedMatrix> loadWeightList(const std::string& sectionName, bool transposed) {
-    std::string value;
-    getString(currentSection(sectionName), "weights", value);
+std::vector<LoadedMatrix> loadWeightList(const std::string& folder,
+                                         const std::vector<std::string>& names, bool transposed) {
     std::vector<LoadedMatrix> list;
-    for (const std::string& name : splitList(value)) {
+    for (const std::string& name : names) {
         std::ifstream stream;
-        if (!openModelFile(stream, std::string(g_weightFolder) + name)) {
+        if (!openModelFile(stream, folder + name)) {
             continue;
         }
         LoadedMatrix loaded = readMatrix(stream);
@@ -38,11 +34,9 @@ std::vector<LoadedMatrix> loadWeightList(const std::string& sectionName, bool tr
     return list;
 }
 
-LoadedMatrix loadBias(const std::string& sectionName) {
-    std::string name;
-    getString(currentSection(sectionName), "biases", name);
+LoadedMatrix loadBias(const std::string& folder, const std::string& name) {
     std::ifstream stream;
-    if (openModelFile(stream, std::string(g_weightFolder) + name)) {
+    if (openModelFile(stream, folder + name)) {
         return readMatrix(stream);
     }
     return {std::make_unique<Matrix>(), true};

@@ -1,6 +1,6 @@
 // The score of two templates.
-#ifndef ZOMU_SERVICE_COMPARISON_H
-#define ZOMU_SERVICE_COMPARISON_H
+#ifndef ZOMU_TEMPLATE_COMPARISON_H
+#define ZOMU_TEMPLATE_COMPARISON_H
 
 #include "zomu.h"
 

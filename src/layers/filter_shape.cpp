@@ -1,0 +1,31 @@
+#include "layers/filter_shape.h"
+
+#include <cmath>
+#include <limits>
+
+#include "layers/unusable_layer.h"
+
+FilterShape filterShape(const FilterGeometry& geometry, std::int32_t imageCols,
+                        std::int32_t filterCols) {
+    requireUsable(geometry.channels > 0 && geometry.height > 0 && geometry.stride > 0);
+    FilterShape shape{};
+    shape.channels = geometry.channels;
+    shape.height = geometry.height;
+    shape.width = imageCols / geometry.channels / geometry.height;
+    shape.padding = geometry.padding;
+    shape.stride = geometry.stride;
+    shape.filterPixels = filterCols / geometry.channels;
+    shape.k = static_cast<std::int32_t>(std::sqrt(static_cast<double>(shape.filterPixels)));
+    requireUsable(static_cast<std::int64_t>(shape.k) * shape.k == shape.filterPixels);
+
+    const std::int64_t margins = 2 * static_cast<std::int64_t>(geometry.padding) - shape.k;
+    const std::int64_t outH = (shape.height + margins) / geometry.stride + 1;
+    const std::int64_t outW = (shape.width + margins) / geometry.stride + 1;
+    const std::int64_t modules = static_cast<std::int64_t>(geometry.modulesY) * geometry.modulesX;
+    requireUsable(modules <= std::numeric_limits<std::int32_t>::max());
+    requireUsable(outH > 0 && outW > 0 && outH * outW == modules);
+    shape.outH = static_cast<std::int32_t>(outH);
+    shape.outW = static_cast<std::int32_t>(outW);
+    shape.modules = static_cast<std::int32_t>(modules);
+    return shape;
+}

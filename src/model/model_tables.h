@@ -1,0 +1,41 @@
+// The model folder, and the process-wide tables read from it when the library is loaded.
+#ifndef ZOMU_MODEL_MODEL_TABLES_H
+#define ZOMU_MODEL_MODEL_TABLES_H
+
+#include "platform/platform.h"
+
+constexpr int kNetCount = 25;
+constexpr int kMeanImageRoom = 9075;   // floats of the largest patch: 3 planes of 55 x 55
+constexpr int kFeatureCount = 8000;    // 25 networks x 2 crops x 160 outputs
+constexpr int kProjectionCount = 500;  // rows of each projection table
+constexpr char kModelFolderName[] = "~zvplugintmp~";
+
+using MeanImages = float[kNetCount][kMeanImageRoom];  // slot k is subtracted from patch k
+using ProjectionTable = float[kProjectionCount][kFeatureCount];
+
+// What the model folder holds besides the weights of the networks.
+struct ModelTables {
+    MeanImages meanImages;
+    float featureMean[kFeatureCount];
+    ProjectionTable projectionA;  // behind quadraticTerm
+    ProjectionTable projectionB;  // behind projection
+};
+
+// All of it is plain static storage, so that no order of initialisation can matter. It reads as
+// zero until the library has been loaded, and wherever a file is missing or short; nothing writes it
+// afterwards, so that any thread may read it. Only the service names it: everything below is handed
+// what it needs.
+extern char tempPath[kTempPathRoom];  // without its final separator
+// `tempPath`, a separator, the folder's name (whose size counts a NUL), a separator.
+extern char modelDir[kTempPathRoom + sizeof kModelFolderName + 1];
+extern ModelTables g_modelTables;
+
+// Fills `tempPath` and `modelDir`; ends the process where the temporary directory is too long to be
+// used.
+void findModelDirectory();
+
+// Reads below `modelDir`, in the order mean images 1 to 25, "6-0", "6-1", "6-2", and prints "load
+// <path> failed" for each file that cannot be opened.
+void loadModelTables(ModelTables& tables);
+
+#endif

@@ -1,0 +1,30 @@
+// Weight and bias files: a 32-bit row count, a 32-bit column count, then the elements in row-major
+// order, little-endian, without a header.
+#ifndef ZOMU_MODEL_WEIGHT_FILES_H
+#define ZOMU_MODEL_WEIGHT_FILES_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "matrix/matrix.h"
+
+// A matrix as its file gave it. Where the file was shorter than its own sizes say, some elements
+// have no value and `isComplete` is false; an empty matrix that was never read counts as complete.
+struct LoadedMatrix {
+    std::unique_ptr<Matrix> matrix;
+    bool isComplete = true;
+};
+
+// Both take the folder's path with a separator at its end and append the file's name to it. A file
+// that cannot be opened prints its line.
+
+// One matrix for each file that can be opened, in the order of `names`; the others leave no gap.
+// `transposed` turns each file's rows into columns.
+std::vector<LoadedMatrix> loadWeightList(const std::string& folder,
+                                         const std::vector<std::string>& names, bool transposed);
+
+// The matrix of one file, never transposed; an empty matrix where it cannot be opened.
+LoadedMatrix loadBias(const std::string& folder, const std::string& name);
+
+#endif

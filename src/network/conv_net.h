@@ -1,0 +1,28 @@
+// One network: the layers of one description, wired.
+#ifndef ZOMU_NETWORK_CONV_NET_H
+#define ZOMU_NETWORK_CONV_NET_H
+
+#include <string>
+#include <vector>
+
+#include "layers/layer.h"
+
+struct ConvNet {
+    // Builds the network that the NUL-terminated `text` describes, with weights from `folder` (a
+    // separator at its end). Keeps a pointer to neither. Networks may be built on several threads
+    // at once.
+    //
+    // A description that cannot be built prints "Error creating ConvNet: " and the reason, and ends
+    // the process with exit status 1.
+    ConvNet(const char* text, const std::string& folder);
+
+    LayerList layers;                // in the order of the description
+    std::vector<Layer*> dataLayers;  // the data layers among them
+};
+
+// Runs a network over the list of input matrices, of which each data layer takes its own, and
+// returns the output of the last layer: null for a network of no layers. Touches nothing but the
+// network.
+Matrix* runNet(ConvNet& net, const MatrixList& patches);
+
+#endif
