@@ -6,12 +6,12 @@
 #include <cstdio>
 #include <vector>
 
-#include "network/conv_net.h"
 #include "inputs.h"
 #include "layers/weight_layer.h"
+#include "model/model_tables.h"
+#include "network/conv_net.h"
 #include "patches/face_patches.h"
 #include "service/extraction.h"
-#include "model/model_tables.h"
 #include "template/template_arithmetic.h"
 
 // Not static and never inlined: the profile finds them by name.

@@ -8,19 +8,19 @@
 #include <fstream>
 #include <vector>
 
-#include "network/conv_net.h"
 #include "heap_count.h"
 #include "inputs.h"
 #include "layers/weight_layer.h"
 #include "matrix/blas.h"
+#include "model/model_tables.h"
+#include "network/conv_net.h"
 #include "patches/face_patches.h"
 #include "patches/patch_layout.h"
 #include "reference/reference_arithmetic.h"
 #include "reference/reference_patches.h"
 #include "service/extraction.h"
-#include "model/model_tables.h"
-#include "template/template_arithmetic.h"
 #include "straightforward.h"
+#include "template/template_arithmetic.h"
 
 namespace {
 
@@ -39,8 +39,8 @@ MatrixList pointersTo(const PatchList& patches) {
 
 void extract(const FacePicture& face, FaceTemplate& out) {
     const SourceImage image = imageOf(face);
-    extractTemplate(sharedContext(), g_modelTables, image.bytes, image.width, image.height, image.stride,
-                    face.landmarks, out);
+    extractTemplate(sharedContext(), g_modelTables, image.bytes, image.width, image.height,
+                    image.stride, face.landmarks, out);
 }
 
 std::vector<PlainNetwork>& plainNetworks() {
@@ -58,7 +58,8 @@ void patchesOurs(benchmark::State& state) {
     const FacePicture& face = photo(1.0);
     modelFolder();
     const SourceImage image = imageOf(face);
-    const PatchList patches = cutFacePatches(sharedContext().canvases, g_modelTables.meanImages, image, face.landmarks);
+    const PatchList patches =
+        cutFacePatches(sharedContext().canvases, g_modelTables.meanImages, image, face.landmarks);
     const auto expected = referencePatches(image.bytes, image.width, image.height, image.stride,
                                            face.landmarks, &g_modelTables.meanImages[0][0]);
     for (std::size_t k = 0; k < patches.size(); ++k) {
@@ -67,7 +68,8 @@ void patchesOurs(benchmark::State& state) {
         }
     }
     for (auto _ : state) {
-        benchmark::DoNotOptimize(cutFacePatches(sharedContext().canvases, g_modelTables.meanImages, image, face.landmarks));
+        benchmark::DoNotOptimize(cutFacePatches(sharedContext().canvases, g_modelTables.meanImages,
+                                                image, face.landmarks));
     }
 }
 BENCHMARK(patchesOurs)->Name("stage/patches/ours")->Unit(benchmark::kMillisecond);
@@ -78,7 +80,8 @@ void patchesReference(benchmark::State& state) {
     const SourceImage image = imageOf(face);
     for (auto _ : state) {
         benchmark::DoNotOptimize(referencePatches(image.bytes, image.width, image.height,
-                                                  image.stride, face.landmarks, &g_modelTables.meanImages[0][0]));
+                                                  image.stride, face.landmarks,
+                                                  &g_modelTables.meanImages[0][0]));
     }
 }
 BENCHMARK(patchesReference)->Name("stage/patches/reference")->Unit(benchmark::kMillisecond);
@@ -86,7 +89,8 @@ BENCHMARK(patchesReference)->Name("stage/patches/reference")->Unit(benchmark::kM
 void networksOurs(benchmark::State& state) {
     const FacePicture& face = photo(1.0);
     ZomuContext& context = sharedContext();
-    const PatchList patches = cutFacePatches(context.canvases, g_modelTables.meanImages, imageOf(face), face.landmarks);
+    const PatchList patches =
+        cutFacePatches(context.canvases, g_modelTables.meanImages, imageOf(face), face.landmarks);
     const MatrixList pointers = pointersTo(patches);
     for (auto _ : state) {
         for (const auto& net : context.nets) {
@@ -98,7 +102,8 @@ BENCHMARK(networksOurs)->Name("stage/networks/ours")->Unit(benchmark::kMilliseco
 
 void networksStraightforward(benchmark::State& state) {
     const FacePicture& face = photo(1.0);
-    const PatchList patches = cutFacePatches(sharedContext().canvases, g_modelTables.meanImages, imageOf(face), face.landmarks);
+    const PatchList patches = cutFacePatches(sharedContext().canvases, g_modelTables.meanImages,
+                                             imageOf(face), face.landmarks);
     for (auto _ : state) {
         for (std::size_t i = 0; i < patches.size(); ++i) {
             benchmark::DoNotOptimize(plainNetworks()[i].run(patches[i]->data));
@@ -119,7 +124,8 @@ void networksProducts(benchmark::State& state) {
     };
     const FacePicture& face = photo(1.0);
     ZomuContext& context = sharedContext();
-    const PatchList patches = cutFacePatches(context.canvases, g_modelTables.meanImages, imageOf(face), face.landmarks);
+    const PatchList patches =
+        cutFacePatches(context.canvases, g_modelTables.meanImages, imageOf(face), face.landmarks);
     const MatrixList pointers = pointersTo(patches);
     std::vector<std::unique_ptr<Matrix>> operands;
     std::vector<Product> products;
@@ -166,8 +172,8 @@ std::vector<float> someFeatures() {
     const FacePicture& face = photo(1.0);
     const SourceImage image = imageOf(face);
     std::vector<float> features(kFeatureCount);
-    computeFeatures(sharedContext(), g_modelTables.meanImages, image.bytes, image.width, image.height, image.stride,
-                    face.landmarks, features.data());
+    computeFeatures(sharedContext(), g_modelTables.meanImages, image.bytes, image.width,
+                    image.height, image.stride, face.landmarks, features.data());
     return features;
 }
 
@@ -176,7 +182,8 @@ void projectionOurs(benchmark::State& state) {
     FaceTemplate ours;
     FaceTemplate expected;
     projectFeatures(g_modelTables, features.data(), ours);
-    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0], expected);
+    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0],
+                             &g_modelTables.projectionB[0][0], expected);
     if (std::memcmp(&ours, &expected, sizeof ours) != 0) {
         state.SkipWithError("the projection differs from the reference");
     }
@@ -191,7 +198,8 @@ void projectionReference(benchmark::State& state) {
     const std::vector<float> features = someFeatures();
     FaceTemplate result;
     for (auto _ : state) {
-        referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0], result);
+        referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0],
+                                 &g_modelTables.projectionB[0][0], result);
         benchmark::ClobberMemory();
     }
 }
@@ -202,7 +210,8 @@ void projectionRead(benchmark::State& state) {
     modelFolder();
     for (auto _ : state) {
         std::uint32_t sums[16] = {};
-        for (const auto* table : {&g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0]}) {
+        for (const auto* table :
+             {&g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0]}) {
             for (int i = 0; i < kProjectionCount * kFeatureCount; i += 16) {
                 std::uint32_t words[16];
                 std::memcpy(words, table + i, sizeof words);

@@ -4,10 +4,10 @@
 #include <cstddef>
 
 #include "matrix/blas.h"
+#include "model/model_tables.h"
 #include "reference/reference_arithmetic.h"
 #include "reference/reference_network.h"
 #include "reference/reference_patches.h"
-#include "model/model_tables.h"
 
 namespace {
 
@@ -150,5 +150,6 @@ void plainExtract(std::vector<PlainNetwork>& networks, const std::uint8_t* image
                                     features.data() + 320 * i);
     }
     referenceSubtractFeatureMean(features.data(), g_modelTables.featureMean);
-    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0], templateOut);
+    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0],
+                             &g_modelTables.projectionB[0][0], templateOut);
 }

@@ -24,17 +24,17 @@
 #include <vector>
 
 #include "command_line/command_line.h"
+#include "model/model_tables.h"
 #include "network/conv_net.h"
 #include "patches/face_patches.h"
 #include "patches/head_pose.h"
 #include "patches/landmarks.h"
 #include "patches/patch_layout.h"
+#include "service/attach.h"
 #include "service/context.h"
 #include "service/extraction.h"
-#include "model/model_tables.h"
-#include "service/attach.h"
-#include "template/template_arithmetic.h"
 #include "sheets/face_picture.h"
+#include "template/template_arithmetic.h"
 
 namespace {
 
@@ -165,7 +165,9 @@ class Stages {
                 3 * face.picture.width},
           context(modelDir) {}
 
-    void cutPatches() { patches = cutFacePatches(context.canvases, g_modelTables.meanImages, image, face.landmarks); }
+    void cutPatches() {
+        patches = cutFacePatches(context.canvases, g_modelTables.meanImages, image, face.landmarks);
+    }
 
     // The networks alone, on a team like that of an extraction.
     void runNetworks() {
@@ -192,8 +194,8 @@ class Stages {
     }
 
     void extract() {
-        extractTemplate(context, g_modelTables, image.bytes, image.width, image.height, image.stride,
-                        face.landmarks, wholeTemplate);
+        extractTemplate(context, g_modelTables, image.bytes, image.width, image.height,
+                        image.stride, face.landmarks, wholeTemplate);
     }
 
     // The stages above must be those of an extraction, or their times would mean nothing.

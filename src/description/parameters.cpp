@@ -9,8 +9,8 @@
 #include "description/numbers.h"
 
 const DescriptionSection* getSection(const NetDescription& description, const std::string& name) {
-    const std::int32_t index = name.empty() ? description.defaultSection
-                                            : findSection(description.sections, name.c_str());
+    const std::int32_t index =
+        name.empty() ? description.defaultSection : findSection(description.sections, name.c_str());
     return index < 0 ? nullptr : &description.sections[static_cast<std::size_t>(index)];
 }
 
@@ -57,7 +57,8 @@ std::vector<std::string> getStringList(const DescriptionSection* section, const 
 
 // A failed extraction may store 0 or a limit, so it never reaches `number`.
 template <typename Number>
-static std::vector<Number> getNumberList(const DescriptionSection* section, const std::string& key) {
+static std::vector<Number> getNumberList(const DescriptionSection* section,
+                                         const std::string& key) {
     std::vector<Number> numbers;
     Number number = 0;
     for (const std::string& token : getStringList(section, key)) {

@@ -8,8 +8,8 @@
 namespace {
 
 // With two inputs, in this order and with these roundings: Y = X0 W0; Y = Y + b; Y = X1 W1 + Y. A
-// weight matrix has one row for each value of its input and one column for each output. Rows that no
-// value meets are not read, and a later input with fewer columns adds to the first outputs.
+// weight matrix has one row for each value of its input and one column for each output. Rows that
+// no value meets are not read, and a later input with fewer columns adds to the first outputs.
 class FCLayer : public WeightLayer {
   public:
     explicit FCLayer(const LayerSource& source) : WeightLayer(source, false) {}

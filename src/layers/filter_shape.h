@@ -26,12 +26,12 @@ struct FilterShape {
     std::int32_t modules;           // outH * outW
 };
 
-// The shape for an image row of `imageCols` elements and a filter of `filterCols`. Divisions cut, so
-// that elements behind the last whole filter, or the last whole image, count for nothing.
+// The shape for an image row of `imageCols` elements and a filter of `filterCols`. Divisions cut,
+// so that elements behind the last whole filter, or the last whole image, count for nothing.
 //
 // All sums and products are taken in 64 bits, so that no check can overflow before it checks.
-// Throws UnusableLayer where a divisor is not positive, a filter is not square, or the image has not
-// exactly one module for each position of the filter.
+// Throws UnusableLayer where a divisor is not positive, a filter is not square, or the image has
+// not exactly one module for each position of the filter.
 FilterShape filterShape(const FilterGeometry& geometry, std::int32_t imageCols,
                         std::int32_t filterCols);
 

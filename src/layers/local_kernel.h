@@ -5,8 +5,8 @@
 #include "layers/filter_shape.h"
 #include "matrix/matrix.h"
 
-// For each image n (one row), filter f (one row that begins with modules x channels x k x k elements)
-// and module m:
+// For each image n (one row), filter f (one row that begins with modules x channels x k x k
+// elements) and module m:
 //
 //   target(n, f, m) = filter f's share for m, on module m
 //

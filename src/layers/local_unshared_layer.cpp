@@ -24,8 +24,8 @@ class LocalUnsharedLayer : public LocalLayer {
         const FilterShape shape = filterShape(geometry, images.numCols, filterCols);
         requireRoom(shape, images, bank.numRows, targetScale);
         Matrix& bias = *biases->matrix;
-        requireUsable(biases->isComplete && (bias.numElements == 0 ||
-                                             bias.numElements / shape.modules >= bank.numRows));
+        requireUsable(biases->isComplete &&
+                      (bias.numElements == 0 || bias.numElements / shape.modules >= bank.numRows));
         localForward(images, bank, bias, *getActs(), shape, targetScale);
     }
 

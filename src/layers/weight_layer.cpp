@@ -24,8 +24,7 @@ WeightLayer::WeightLayer(const LayerSource& source, bool transposed) : Layer(sou
     const std::vector<std::string> weightNames = getStringList(source.section, "weights");
     std::string biasName;
     getString(source.section, "biases", biasName);
-    std::vector<LoadedMatrix> loaded =
-        loadWeightList(source.weightFolder, weightNames, transposed);
+    std::vector<LoadedMatrix> loaded = loadWeightList(source.weightFolder, weightNames, transposed);
     LoadedMatrix bias = loadBias(source.weightFolder, biasName);
     const auto layerIndices = getIntList(source.section, "weightSourceLayerIndices");
     const auto matrixIndices = getIntList(source.section, "weightSourceMatrixIndices");

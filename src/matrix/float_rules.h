@@ -17,7 +17,8 @@
 // arithmetic to the linker. So the build says that it has turned both off, where it turns them off;
 // see cmake/ZomuTargets.cmake.
 #if !defined(ZOMU_FLOATS_AS_WRITTEN)
-#error "build with -ffp-contract=off -fno-fast-math -fno-lto (Visual C++: /fp:precise, no /GL) and ZOMU_FLOATS_AS_WRITTEN"
+#error \
+    "build with -ffp-contract=off -fno-fast-math -fno-lto (Visual C++: /fp:precise, no /GL) and ZOMU_FLOATS_AS_WRITTEN"
 #endif
 #if defined(__clang__)
 #pragma clang fp contract(off)
@@ -27,8 +28,8 @@ static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<doubl
               "floats must be IEEE 754");
 
 // Cuts towards zero; NaN and values outside the range of the integer give -2147483648, on every
-// processor alike. The cast sees a value in its range whatever the input is, so that a loop of these
-// becomes vector instructions.
+// processor alike. The cast sees a value in its range whatever the input is, so that a loop of
+// these becomes vector instructions.
 inline std::int32_t trunc32(float value) {
     constexpr float kLimit = 2147483648.0F;  // 2^31; -2^31 is in range, and NaN fails both tests
     const bool isInRange = (value >= -kLimit) & (value < kLimit);

@@ -22,9 +22,9 @@ struct ModelTables {
 };
 
 // All of it is plain static storage, so that no order of initialisation can matter. It reads as
-// zero until the library has been loaded, and wherever a file is missing or short; nothing writes it
-// afterwards, so that any thread may read it. Only the service names it: everything below is handed
-// what it needs.
+// zero until the library has been loaded, and wherever a file is missing or short; nothing writes
+// it afterwards, so that any thread may read it. Only the service names it: everything below is
+// handed what it needs.
 extern char tempPath[kTempPathRoom];  // without its final separator
 // `tempPath`, a separator, the folder's name (whose size counts a NUL), a separator.
 extern char modelDir[kTempPathRoom + sizeof kModelFolderName + 1];

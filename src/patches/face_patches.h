@@ -29,8 +29,8 @@ PatchAlignment alignPatch(const LandmarkEntry& upperAnchor, const LandmarkEntry&
 
 CanvasPoint toCanvas(const PatchAlignment& alignment, const LandmarkEntry& landmark);
 
-// Cuts the 25 patches, one after another on the calling thread, by way of the canvases. Entry k is a
-// 2 x (channels x size x size) matrix: row 0 the crop, row 1 the mirrored crop, mean image k
+// Cuts the 25 patches, one after another on the calling thread, by way of the canvases. Entry k is
+// a 2 x (channels x size x size) matrix: row 0 the crop, row 1 the mirrored crop, mean image k
 // subtracted. `landmarks` keeps the contract.
 PatchList cutFacePatches(FaceCanvases& canvases, const MeanImages& meanImages,
                          const SourceImage& image, const LandmarkRecord& landmarks);

@@ -156,11 +156,11 @@ int canvasIndex(float position) {
     return std::clamp(trunc32(position), 0, kCanvasSide - 1);
 }
 
-// The canvas row that row r of a crop reads, and the column that its column q reads. They ascend with
-// r and q (mirrored columns descend) while the positions fit into 32 bits, since rounded sums, cuts
-// and clamps of ascending values ascend. Beyond that trunc32 gives its lowest number, so that such
-// positions read row or column 0 whatever their sign; a position is so large then that floats are
-// more than 100 pixels apart, and all of a crop falls onto one of them or its neighbours.
+// The canvas row that row r of a crop reads, and the column that its column q reads. They ascend
+// with r and q (mirrored columns descend) while the positions fit into 32 bits, since rounded sums,
+// cuts and clamps of ascending values ascend. Beyond that trunc32 gives its lowest number, so that
+// such positions read row or column 0 whatever their sign; a position is so large then that floats
+// are more than 100 pixels apart, and all of a crop falls onto one of them or its neighbours.
 int canvasRowOf(CanvasPoint centre, int patch, int r) {
     const float shift =
         static_cast<float>(kPatchLayout.canonicalEyeSpan[patch]) * kPatchLayout.shiftFactor[patch];

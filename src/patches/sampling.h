@@ -50,8 +50,8 @@ CanvasArea cropArea(CanvasPoint centre, int patch, bool isMirrored);
 
 // Copy the square of patch number `patch` around `centre` (nearest pixels, clamped at the canvas
 // edge) to one row of the patch matrix, subtract `mean`, which is as long as the row, and clear the
-// margins. Colour rows hold a red, a green and a blue plane. Mirrored crops swap left and right about
-// their centre.
+// margins. Colour rows hold a red, a green and a blue plane. Mirrored crops swap left and right
+// about their centre.
 void cropGrey(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch, const float* mean,
               float* row);
 void cropGreyMirrored(const std::uint8_t* greyCanvas, CanvasPoint centre, int patch,

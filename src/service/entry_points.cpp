@@ -40,7 +40,8 @@ void ZomuExtractTemplate(ZomuContext* context, const std::uint8_t* image, std::i
         return;
     }
     const DefaultFloatMode mode;
-    extractTemplate(*context, g_modelTables, image, width, height, stride, *landmarks, *templateOut);
+    extractTemplate(*context, g_modelTables, image, width, height, stride, *landmarks,
+                    *templateOut);
 }
 
 float ZomuCompareTemplates(const FaceTemplate* a, const FaceTemplate* b) {

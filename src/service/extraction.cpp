@@ -76,10 +76,11 @@ const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, 
     return whyRecordIsRefused(*landmarks);
 }
 
-void computeFeatures(ZomuContext& context, const MeanImages& meanImages, const std::uint8_t* image, std::int32_t width,
-                     std::int32_t height, std::int32_t stride, const LandmarkRecord& landmarks,
-                     float* features) {
-    const PatchList patches = cutFacePatches(context.canvases, meanImages, {image, width, height, stride}, landmarks);
+void computeFeatures(ZomuContext& context, const MeanImages& meanImages, const std::uint8_t* image,
+                     std::int32_t width, std::int32_t height, std::int32_t stride,
+                     const LandmarkRecord& landmarks, float* features) {
+    const PatchList patches =
+        cutFacePatches(context.canvases, meanImages, {image, width, height, stride}, landmarks);
     MatrixList pointers;
     for (const auto& patch : patches) {
         pointers.push_back(patch.get());
@@ -87,11 +88,12 @@ void computeFeatures(ZomuContext& context, const MeanImages& meanImages, const s
     runNetworks(context, pointers, features);
 }
 
-void extractTemplate(ZomuContext& context, const ModelTables& tables, const std::uint8_t* image, std::int32_t width,
-                     std::int32_t height, std::int32_t stride, const LandmarkRecord& landmarks,
-                     FaceTemplate& templateOut) {
+void extractTemplate(ZomuContext& context, const ModelTables& tables, const std::uint8_t* image,
+                     std::int32_t width, std::int32_t height, std::int32_t stride,
+                     const LandmarkRecord& landmarks, FaceTemplate& templateOut) {
     const auto features = std::make_unique_for_overwrite<float[]>(kFeatureCount);
-    computeFeatures(context, tables.meanImages, image, width, height, stride, landmarks, features.get());
+    computeFeatures(context, tables.meanImages, image, width, height, stride, landmarks,
+                    features.get());
     subtractFeatureMean(tables.featureMean, features.get());
     projectFeatures(tables, features.get(), templateOut);
 }

@@ -15,13 +15,13 @@ const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, 
 
 // What the 25 networks make of one face: 8000 features, each half of each network's output scaled
 // to unit length, the feature mean not yet subtracted. The arguments have not been refused.
-void computeFeatures(ZomuContext& context, const MeanImages& meanImages, const std::uint8_t* image, std::int32_t width,
-                     std::int32_t height, std::int32_t stride, const LandmarkRecord& landmarks,
-                     float* features);
+void computeFeatures(ZomuContext& context, const MeanImages& meanImages, const std::uint8_t* image,
+                     std::int32_t width, std::int32_t height, std::int32_t stride,
+                     const LandmarkRecord& landmarks, float* features);
 
 // The template of one face. The arguments have not been refused.
-void extractTemplate(ZomuContext& context, const ModelTables& tables, const std::uint8_t* image, std::int32_t width,
-                     std::int32_t height, std::int32_t stride, const LandmarkRecord& landmarks,
-                     FaceTemplate& templateOut);
+void extractTemplate(ZomuContext& context, const ModelTables& tables, const std::uint8_t* image,
+                     std::int32_t width, std::int32_t height, std::int32_t stride,
+                     const LandmarkRecord& landmarks, FaceTemplate& templateOut);
 
 #endif

@@ -82,10 +82,6 @@ TEST_F(GoldenTemplate, isWhatThePlainSecondWritingFinds) {
     EXPECT_TRUE(sameFloats(valuesOf(expected), extracted));
 }
 
-TEST_F(GoldenTemplate, cameFromAContextThatBuiltItsLastNetworkLast) {
-    EXPECT_EQ(g_currentNet, 24);
-}
-
 TEST_F(GoldenTemplate, holdsOnlyOrdinaryNumbers) {
     std::size_t zeros = 0;
     for (const float value : extracted) {

@@ -23,7 +23,6 @@ class Extraction : public testing::Test {
     Extraction() : random(8), picture(randomPicture(random, 200, 200, 600)) {
         for (std::size_t k = 0; k < context.nets.size(); ++k) {
             context.nets[k] = std::make_unique<ConvNet>(
-                static_cast<std::int32_t>(k),
                 ("[Net]\nLayerCount=1\nLayerNames=d\n[d]\ntype=data\nactsTarget=0\ndataIdx=" +
                  std::to_string(k) + "\n")
                     .c_str(),
@@ -41,9 +40,7 @@ class Extraction : public testing::Test {
 class TemplateWatcher : public Layer {
   public:
     TemplateWatcher(Layer& watched, const FaceTemplate& watchedTemplate)
-        : Layer(*watched.net, watched.name),
-          faceTemplate(watchedTemplate),
-          before(watchedTemplate) {
+        : Layer(bareLayer(watched.name)), faceTemplate(watchedTemplate), before(watchedTemplate) {
         watched.next.push_back(this);
     }
 
@@ -71,7 +68,7 @@ class TemplateWatcher : public Layer {
 // Stands behind a data layer and looks at how its thread rounds.
 class RoundingWatcher : public Layer {
   public:
-    explicit RoundingWatcher(Layer& watched) : Layer(*watched.net, watched.name) {
+    explicit RoundingWatcher(Layer& watched) : Layer(bareLayer(watched.name)) {
         watched.next.push_back(this);
     }
 
@@ -84,19 +81,18 @@ class RoundingWatcher : public Layer {
 }  // namespace
 
 TEST_F(Extraction, roundsToNearestOnEveryThreadOfTheTeam) {
-    describe("[d]\n");
     std::vector<std::unique_ptr<RoundingWatcher>> watchers;
     for (const auto& net : context.nets) {
         watchers.push_back(std::make_unique<RoundingWatcher>(*net->layers[0]));
     }
-    // The threads exist before the extraction, and have the host's mode. There are run times that hand
-    // the mode of the thread outside on to the team and put it back behind it.
+    // The threads exist before the extraction, and have the host's mode. There are run times that
+    // hand the mode of the thread outside on to the team and put it back behind it.
     std::fesetround(FE_UPWARD);
 #pragma omp parallel
     std::fesetround(FE_UPWARD);
     FaceTemplate result;
-    extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height, picture.stride, face,
-                    result);
+    extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height,
+                    picture.stride, face, result);
     int keptUpward = 0;
     int threads = 0;
 #pragma omp parallel reduction(+ : keptUpward, threads)
@@ -117,11 +113,10 @@ TEST_F(Extraction, doesNotTouchTheTemplateWhileTheNetworksRun) {
     std::fill(std::begin(result.projection), std::end(result.projection), 7.0F);
     result.quadraticTerm = 8.0F;
     result.projectionNorm = 9.0F;
-    describe("[d]\n");
     TemplateWatcher first(*context.nets[0]->layers[0], result);
     TemplateWatcher last(*context.nets[24]->layers[0], result);
-    extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height, picture.stride, face,
-                    result);
+    extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height,
+                    picture.stride, face, result);
     EXPECT_TRUE(first.wasAsked && first.isUntouched);
     EXPECT_TRUE(last.wasAsked && last.isUntouched);
     EXPECT_TRUE(std::isnan(result.projection[0])) << "written in the end";
@@ -133,15 +128,14 @@ TEST_F(Extraction, givesEachNetworkASliceOfItsOwn) {
     context.nets[7]->layers[0]->next.clear();
     class Handing : public Layer {
       public:
-        Handing(ConvNet& owner, Matrix& matrix) : Layer(owner, "d") { outputs = &matrix; }
+        explicit Handing(Matrix& matrix) : Layer(bareLayer("d")) { outputs = &matrix; }
         void computeActs(std::int32_t, float) override {}
         void inputReady() override {}
     };
-    describe("[d]\n");
-    context.nets[7]->layers.push_back(std::make_unique<Handing>(*context.nets[7], output));
+    context.nets[7]->layers.push_back(std::make_unique<Handing>(output));
     std::vector<float> features(8000, -1);
-    computeFeatures(context, g_modelTables.meanImages, picture.topRow(), picture.width, picture.height, picture.stride, face,
-                    features.data());
+    computeFeatures(context, g_modelTables.meanImages, picture.topRow(), picture.width,
+                    picture.height, picture.stride, face, features.data());
     const float unit = 2.0F / std::sqrt(640.0F);
     for (std::size_t n = 0; n < features.size(); ++n) {
         if (n / 320 == 7) {
@@ -156,7 +150,7 @@ TEST_F(Extraction, givesEachNetworkASliceOfItsOwn) {
 TEST_F(Extraction, handsOnAnExceptionOfANetworkAndWorksOn) {
     class Throwing : public Layer {
       public:
-        Throwing(Layer& input, std::string text) : Layer(*input.net, "d"), reason(std::move(text)) {
+        Throwing(Layer& input, std::string text) : Layer(bareLayer("d")), reason(std::move(text)) {
             input.next.push_back(this);
         }
         void computeActs(std::int32_t, float) override {}
@@ -169,10 +163,9 @@ TEST_F(Extraction, handsOnAnExceptionOfANetworkAndWorksOn) {
     std::memset(&result, 0xA5, sizeof result);
     const FaceTemplate before = result;
     const auto extract = [&] {
-        extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height, picture.stride,
-                        face, result);
+        extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height,
+                        picture.stride, face, result);
     };
-    describe("[d]\n");
     Throwing last(*context.nets[24]->layers[0], "network 24");
     Throwing first(*context.nets[3]->layers[0], "network 3");
     try {

@@ -61,7 +61,8 @@ TEST_F(ModelTables, readAsZeroWhereTheFolderIsEmpty) {
         for (const float value : g_modelTables.featureMean) {
             sum += value * value;
         }
-        std::printf("%g %g %g", static_cast<double>(sum), static_cast<double>(g_modelTables.projectionA[0][0]),
+        std::printf("%g %g %g", static_cast<double>(sum),
+                    static_cast<double>(g_modelTables.projectionA[0][0]),
                     static_cast<double>(g_modelTables.projectionB[499][7999]));
     });
     EXPECT_EQ(afterLines(result.output), "0 0 0");
@@ -86,10 +87,12 @@ TEST_F(ModelTables, areFilledInTheirOwnOrder) {
     writeFloats(model + "6-0", std::vector<float>(8000, 6));
     const ForkedResult result = load([] {
         std::printf("%g %g %g %g %g %g %g %g", static_cast<double>(g_modelTables.meanImages[0][0]),
-                    static_cast<double>(g_modelTables.meanImages[0][1]), static_cast<double>(g_modelTables.meanImages[0][2]),
+                    static_cast<double>(g_modelTables.meanImages[0][1]),
+                    static_cast<double>(g_modelTables.meanImages[0][2]),
                     static_cast<double>(g_modelTables.meanImages[24][6626]),
                     static_cast<double>(g_modelTables.meanImages[24][6627]),
-                    static_cast<double>(g_modelTables.projectionA[3][5]), static_cast<double>(g_modelTables.projectionB[3][5]),
+                    static_cast<double>(g_modelTables.projectionA[3][5]),
+                    static_cast<double>(g_modelTables.projectionB[3][5]),
                     static_cast<double>(g_modelTables.featureMean[7999]));
     });
     EXPECT_EQ(afterLines(result.output), "1 2 0 3 0 4 5 6");
@@ -114,7 +117,8 @@ TEST_F(ModelTables, leaveASlotAtZeroWhereItsFileIsEmptyOrHeadless) {
     writeFile(model + "0-3-0", negative, sizeof negative);
     const ForkedResult result = load([] {
         std::printf("%g %g %g", static_cast<double>(g_modelTables.meanImages[0][0]),
-                    static_cast<double>(g_modelTables.meanImages[1][0]), static_cast<double>(g_modelTables.meanImages[2][0]));
+                    static_cast<double>(g_modelTables.meanImages[1][0]),
+                    static_cast<double>(g_modelTables.meanImages[2][0]));
     });
     EXPECT_EQ(afterLines(result.output), "0 0 0");
     EXPECT_EQ(countLines(result.output), 25U);
@@ -125,7 +129,8 @@ TEST_F(ModelTables, letAMeanImageRunIntoTheNextSlotUntilItsOwnFileComes) {
     writeMeanImage(model, 2, {2});
     const ForkedResult result = load([] {
         std::printf("%g %g %g %g", static_cast<double>(g_modelTables.meanImages[0][9074]),
-                    static_cast<double>(g_modelTables.meanImages[1][0]), static_cast<double>(g_modelTables.meanImages[1][1]),
+                    static_cast<double>(g_modelTables.meanImages[1][0]),
+                    static_cast<double>(g_modelTables.meanImages[1][1]),
                     static_cast<double>(g_modelTables.meanImages[1][3]));
     });
     EXPECT_EQ(afterLines(result.output), "1 2 1 0");
@@ -134,8 +139,10 @@ TEST_F(ModelTables, letAMeanImageRunIntoTheNextSlotUntilItsOwnFileComes) {
 TEST_F(ModelTables, stopAMeanImageAtTheEndOfTheTable) {
     writeMeanImage(model, 25, std::vector<float>(20000, 8));
     const ForkedResult result = load([] {
-        std::printf("%g %g", static_cast<double>(g_modelTables.meanImages[24][9074]),
-                    static_cast<double>(g_modelTables.featureMean[0] + g_modelTables.projectionA[0][0] + g_modelTables.projectionB[0][0]));
+        std::printf(
+            "%g %g", static_cast<double>(g_modelTables.meanImages[24][9074]),
+            static_cast<double>(g_modelTables.featureMean[0] + g_modelTables.projectionA[0][0] +
+                                g_modelTables.projectionB[0][0]));
     });
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(afterLines(result.output), "8 0");

@@ -9,8 +9,8 @@
 #include <limits>
 #include <vector>
 
-#include "reference/reference_arithmetic.h"
 #include "model/model_tables.h"
+#include "reference/reference_arithmetic.h"
 #include "support/bits.h"
 #include "support/guarded_buffer.h"
 #include "support/random.h"
@@ -197,7 +197,8 @@ class ProjectionTables : public testing::Test {
 
     static FaceTemplate projectedByReference(const std::vector<float>& features) {
         FaceTemplate result;
-        referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0], result);
+        referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0],
+                                 &g_modelTables.projectionB[0][0], result);
         return result;
     }
 
@@ -233,7 +234,8 @@ TEST_F(ProjectionTables, meanSubtractionEqualsTheReferenceAndKeepsToItsRange) {
     subtractFeatureMean(g_modelTables.featureMean, features.data());
     EXPECT_TRUE(sameFloats(expected.data(), features.data(), kColumns));
     EXPECT_TRUE(features.guardsIntact());
-    EXPECT_TRUE(sameFloats(mean.data(), g_modelTables.featureMean, kColumns)) << "the mean must not change";
+    EXPECT_TRUE(sameFloats(mean.data(), g_modelTables.featureMean, kColumns))
+        << "the mean must not change";
 }
 
 // Powers of two in few places: all sums are exact and can be checked by eye.
@@ -413,7 +415,8 @@ TEST_F(ProjectionTables, otherOrdersOfSummationWouldBeNoticedInTheSumsOfSquares)
         ASSERT_TRUE(sameTemplates(projectedByReference(features), right)) << "round " << round;
         // The first table's rows, by way of the second table's place in a template.
         FaceTemplate rowsOfA;
-        referenceProjectFeatures(features.data(), &g_modelTables.projectionB[0][0], &g_modelTables.projectionA[0][0], rowsOfA);
+        referenceProjectFeatures(features.data(), &g_modelTables.projectionB[0][0],
+                                 &g_modelTables.projectionA[0][0], rowsOfA);
         const float* pa = rowsOfA.projection;
         const float* pb = right.projection;
         for (std::size_t i = 0; i < std::size(kWrongWays); ++i) {

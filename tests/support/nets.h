@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "network/conv_net.h"
 #include "description/parameters.h"
 #include "matrix/matrix.h"
+#include "network/conv_net.h"
 
 inline std::unique_ptr<ConvNet> buildNet(const std::string& text, const std::string& folder = "") {
     return std::make_unique<ConvNet>(text.c_str(), folder);

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <span>
 
-#include "model/seeded_numbers.h"
 #include "model/model_tables.h"
+#include "model/seeded_numbers.h"
 
 namespace {
 

@@ -5,16 +5,17 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "model/model_tables.h"
 #include "model/seeded_numbers.h"
 #include "patches/face_patches.h"
 #include "patches/sampling.h"
 #include "service/extraction.h"
-#include "model/model_tables.h"
 
 namespace {
 
 PatchList cutPatches(ZomuContext& context, const DrawnFace& face) {
-    return cutFacePatches(context.canvases, g_modelTables.meanImages, {face.pixels.data(), face.width, face.height, 3 * face.width},
+    return cutFacePatches(context.canvases, g_modelTables.meanImages,
+                          {face.pixels.data(), face.width, face.height, 3 * face.width},
                           face.landmarks);
 }
 
@@ -49,7 +50,7 @@ std::vector<DrawnFace> drawFaces(std::uint64_t seed, int count, const FaceDone& 
 }
 
 AveragedImages averagePatches(ZomuContext& context, const std::vector<DrawnFace>& faces,
-                          const FaceDone& faceDone) {
+                              const FaceDone& faceDone) {
     std::memset(g_modelTables.meanImages, 0, sizeof g_modelTables.meanImages);
     std::vector<std::vector<double>> sums(kNetCount);
     for (const DrawnFace& face : faces) {
@@ -75,8 +76,8 @@ std::vector<float> averageFeatures(ZomuContext& context, const std::vector<Drawn
     std::vector<float> features(kFeatureCount);
     std::vector<double> sums(kFeatureCount, 0.0);
     for (const DrawnFace& face : faces) {
-        computeFeatures(context, g_modelTables.meanImages, face.pixels.data(), face.width, face.height, 3 * face.width,
-                        face.landmarks, features.data());
+        computeFeatures(context, g_modelTables.meanImages, face.pixels.data(), face.width,
+                        face.height, 3 * face.width, face.landmarks, features.data());
         for (std::size_t n = 0; n < sums.size(); ++n) {
             sums[n] += static_cast<double>(features[n]);
         }

@@ -1,8 +1,8 @@
 #include "model/model_files.h"
 
-#include "network/net_texts.h"
-#include "model/net_plan.h"
 #include "model/model_tables.h"
+#include "model/net_plan.h"
+#include "network/net_texts.h"
 
 const char* nameOf(ModelFileKind kind) {
     switch (kind) {

@@ -7,16 +7,16 @@
 #include <utility>
 #include <vector>
 
-#include "network/net_texts.h"
 #include "model/exact_sums.h"
 #include "model/face_averages.h"
 #include "model/model_file_writer.h"
 #include "model/model_files.h"
+#include "model/model_tables.h"
 #include "model/net_plan.h"
 #include "model/occupied_folder.h"
 #include "model/staged_folder.h"
+#include "network/net_texts.h"
 #include "service/context.h"
-#include "model/model_tables.h"
 
 namespace fs = std::filesystem;
 
