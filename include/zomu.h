@@ -2,19 +2,19 @@
  *
  * Conventions, for every function below:
  *  1. Handles. A ZomuContext is opaque. ZomuCreate gives one, ZomuDestroy takes it back.
- *  2. Units. Landmark coordinates are pixels of the picture that is passed with them: origin at the
- *     first pixel of the first row, x to the right, y down, whole numbers on pixel centres.
- *  3. Pixels. Three bytes a pixel in the order blue, green, red; rows `stride` bytes apart.
- *  4. Threads. Different contexts may be used at the same time; one context by one thread at a time.
+ *  2. Units. Landmark coordinates count pixels of the picture that they are passed with, from the
+ *     centre of its top left pixel, which is (0, 0); x grows to the right and y downwards.
+ *  3. Pixels. A pixel is one byte of blue, one of green and one of red; rows are `stride` bytes apart.
+ *  4. Threads. Different contexts may be used at the same time, but each by only one thread.
  *     An extraction runs its 25 networks on an OpenMP team of the default size (OMP_NUM_THREADS).
  *  5. Files. All trained numbers come from the folder "~zvplugintmp~" in the temporary directory: on
  *     Windows what GetTempPathA says, elsewhere the first of TMPDIR, TMP, TEMP and TEMPDIR that is set
  *     and not empty, else /tmp. Mean images and projection tables are read once, while the library is
  *     loaded; weights at every ZomuCreate.
- *     A file that cannot be opened puts the line "load <path> failed" on standard output and nothing
- *     else happens: tables stay zero, and a network without usable weights yields NaN.
- *  6. Unloading. The library stays in memory once it is loaded, whatever a host closes: the threads
- *     of its team live on between extractions.
+ *     For a file that cannot be opened the line "load <path> failed" goes to standard output, and that
+ *     is all: tables stay zero, and a network without usable weights yields NaN.
+ *  6. Unloading. Once loaded, the library stays in memory, even if the host closes it: the threads of
+ *     its team live on between extractions.
  *  7. Windows. The functions of ZOMU.dll have numbers and no names: 1 ZomuCreate,
  *     2 ZomuExtractTemplate, 3 ZomuCompareTemplates, 4 ZomuDestroy.
  *  8. Errors. There are no error codes. What cannot be computed is NaN, and what went wrong is one
@@ -43,11 +43,11 @@ extern "C" {
 #define ZOMU_PROJECTION_SIZE 500
 #define ZOMU_LANDMARK_COUNT 29
 
-/* What the library makes of one face: 502 floats in the host's byte order, 2008 bytes, no header.
- * The caller owns it and may store it, send it to another process and compare it there. */
+/* The template of one face: 2008 bytes without a header, floats in the byte order of the machine. It
+ * belongs to the caller, who may store it or send it to another process and compare it there. */
 typedef struct FaceTemplate {
-    float projection[ZOMU_PROJECTION_SIZE]; /* the projected feature vector */
-    float quadraticTerm;                    /* squared length of a second projection, no root taken */
+    float projection[ZOMU_PROJECTION_SIZE]; /* the features, projected */
+    float quadraticTerm;                    /* squared length of a second projection of them */
     float projectionNorm;                   /* Euclidean length of `projection` */
 } FaceTemplate;
 
@@ -76,23 +76,24 @@ typedef struct ZomuContext ZomuContext;
 /* Builds a context: 25 networks with their weights, about 27 MB, and 14 MB more once it is used.
  *
  * Returns  a context, never null. The caller owns it and gives it to ZomuDestroy.
- * Threads  may be called from any thread; calls that overlap wait for each other.
- * Failure  a weight file that cannot be opened prints "load <path> failed"; the context is made all
- *          the same and its templates are NaN. */
+ * Threads  may be called from any thread, and from several at once.
+ * Failure  a weight file that cannot be opened prints "load <path> failed"; the context is created
+ *          nevertheless, and its templates are NaN. */
 ZOMU_API ZomuContext* ZomuCreate(void);
 
 /* Computes the template of one face.
  *
- * context      from ZomuCreate; null makes the call return at once with nothing read or written.
+ * context      from ZomuCreate. If it is null, nothing is read and nothing is written.
  * image        the picture, at least 2 x 2 pixels; only read, and only during the call.
  * width        pixels in a row.
  * height       rows.
- * stride       bytes from the start of one row to the start of the next. Any value: what lies behind
- *              the 3 x width bytes of a row is never read, and a negative stride walks a bottom-up
- *              picture, `image` then pointing at its top row.
+ * stride       how many bytes further the next row begins. Any value: padding behind the 3 x width
+ *              bytes of a row is never read, and a negative stride walks a bottom-up picture, whose
+ *              top row `image` then points at.
  * landmarks    the face in it; only read, and only during the call. Landmarks outside the picture are
- *              legal.
- * templateOut  receives the template; all 502 values are written at the end of the call. Null: return.
+ *              allowed.
+ * templateOut  receives the template: all 502 values, at the end of the call. If it is null, nothing
+ *              happens.
  *
  * Threads  one call at a time for one context. The same input gives the same bits with any number of
  *          threads, in any context, in the first and in the hundredth call.
@@ -103,17 +104,17 @@ ZOMU_API void ZomuExtractTemplate(ZomuContext* context, const uint8_t* image, in
                                   int32_t height, int32_t stride, const LandmarkRecord* landmarks,
                                   FaceTemplate* templateOut);
 
-/* Scores how much two templates look like the same person: the larger, the more alike.
+/* Compares two templates. A higher score means that the same person is more likely.
  *
  * a, b     two templates; only read. Neither may be null. Swapping them gives the same bits.
- * Returns  a number without fixed range, no probability; any threshold is the caller's. NaN where a
- *          template holds NaN or a length is zero and so is the numerator.
- * Threads  may run anywhere at any time; needs no context and no model files. */
+ * Returns  a number without a fixed range, which is not a probability; the caller chooses the
+ *          threshold. NaN where a template holds NaN, or where both the numerator and a length are 0.
+ * Threads  any thread at any time; needs no context and no model files. */
 ZOMU_API float ZomuCompareTemplates(const FaceTemplate* a, const FaceTemplate* b);
 
 /* Releases a context with everything in it. Null has no effect.
  *
- * context  from ZomuCreate, not in use by any thread; the pointer is dead afterwards.
+ * context  from ZomuCreate, not in use by any thread; invalid afterwards.
  * Threads  may be called from any thread. */
 ZOMU_API void ZomuDestroy(ZomuContext* context);
 

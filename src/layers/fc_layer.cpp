@@ -7,7 +7,7 @@
 
 namespace {
 
-// With two inputs, in this order and with these roundings: Y = X0 W0; Y = Y + b; Y = X1 W1 + Y. A
+// Two inputs take three steps, each with roundings of its own: Y = X0 W0, Y = Y + b, Y = X1 W1 + Y. A
 // weight matrix has one row for each value of its input and one column for each output. Rows that
 // no value meets are not read, and a later input with fewer columns adds to the first outputs.
 class FCLayer : public WeightLayer {

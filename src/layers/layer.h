@@ -47,8 +47,8 @@ struct LayerSource {
 //
 // Rows of a matrix are images (a crop and its mirrored twin), columns planes x height x width.
 //
-// A network is driven by one thread at a time. Between calls a layer keeps its output and the
-// pointers to its last inputs, whose matrices may be gone by then.
+// Only one thread may run a network at a time. Between runs a layer keeps its output, and pointers to
+// its last inputs, which may dangle by then.
 class Layer {
   public:
     // Reads the keys `type` and `actsTarget`.
@@ -57,19 +57,20 @@ class Layer {
     Layer(const Layer&) = delete;
     Layer& operator=(const Layer&) = delete;
 
-    // Adds one input's share to the output. A targetScale of exactly 0 says that this is the first
-    // share: the output is shaped, overwritten and biased. Anything else accumulates.
+    // Adds what one input contributes to the output. With a targetScale of exactly 0 it is the first
+    // to do so, and gives the output its shape, its values and the biases; otherwise its values are
+    // added.
     virtual void computeActs(std::int32_t inputIndex, float targetScale) = 0;
 
-    // Takes the inputs, computes the output from them, then tells each layer of `next`. An input
-    // whose matrix is shared as output comes first.
+    // Computes the output from these inputs, then tells each layer of `next`. The input whose matrix
+    // is the output, if there is one, comes first: the others are added to it.
     virtual void fprop(const MatrixList& given);
 
-    // Called once by each layer of `prev`; the last of these calls runs fprop, so that a whole
-    // network runs as one depth-first walk along `next`.
+    // Each layer of `prev` calls this once it is done, and the last call runs fprop. So a network
+    // runs as one depth-first walk along `next`.
     virtual void inputReady();
 
-    // Makes the layer wait for its inputs anew. Without it a second run leaves the output as it is.
+    // Makes the layer wait for its inputs again. Without it a second run changes nothing.
     virtual void reset();
 
     virtual Matrix* getActs();

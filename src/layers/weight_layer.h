@@ -8,9 +8,8 @@
 
 #include "layers/layer.h"
 
-// One bound matrix. Layers that share weights hold the same Matrix; `source` is the binding that it
-// was taken from, null for the first. `isComplete` is false where the file was too short to fill
-// it.
+// A matrix of weights as a layer holds it. Layers may share one; `source` then says from where this
+// one has it, and is null for the first. `isComplete` is false where its file was too short.
 struct Weights {
     std::shared_ptr<Matrix> matrix;
     const Weights* source = nullptr;

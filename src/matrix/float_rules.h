@@ -27,8 +27,8 @@ static_assert(FLT_EVAL_METHOD == 0, "float expressions must be evaluated in floa
 static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<double>::is_iec559,
               "floats must be IEEE 754");
 
-// Cuts towards zero; NaN and values outside the range of the integer give -2147483648, on every
-// processor alike. The cast sees a value in its range whatever the input is, so that a loop of
+// Cuts towards zero. What does not fit, NaN included, gives the lowest integer on every processor,
+// as a plain cast does only on some. The cast sees a value in its range whatever the input is, so that a loop of
 // these becomes vector instructions.
 inline std::int32_t trunc32(float value) {
     constexpr float kLimit = 2147483648.0F;  // 2^31; -2^31 is in range, and NaN fails both tests

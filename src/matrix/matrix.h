@@ -1,7 +1,7 @@
 // The one numeric container: a dense two-dimensional array of 32-bit floats.
 //
-// In every matrix that travels between layers one row is one case; a row is planes x height x width
-// with x running fastest.
+// Layers exchange matrices with a row for each image. A row holds one plane after the other, each
+// plane row by row from left to right.
 #ifndef ZOMU_MATRIX_MATRIX_H
 #define ZOMU_MATRIX_MATRIX_H
 
@@ -35,12 +35,12 @@ enum class ElementFunction : std::int32_t {
     Sign = 10,           // 1 above zero, otherwise -1, also for zero and NaN
 };
 
-// `numRows` and `numCols` are logical sizes, whatever `trans` says. There is no row stride. Nothing
-// here compares shapes: the caller guarantees them. Storage comes uninitialised from the allocator.
+// `numRows` and `numCols` are logical sizes, whatever `trans` says; rows have no gaps between them.
+// Shapes are not compared: the caller guarantees them. New storage is not initialised.
 //
-// Every operation gives `target` this matrix's shape by resize (which leaves no former contents)
-// and may have this matrix itself as its target. Those named flat walk through the storage and take
-// for granted that all operands have one storage order.
+// Every operation resizes `target` to the shape of this matrix, and may have this matrix itself as
+// its target. Those called flat walk through the storage and assume that all operands have the same
+// storage order.
 class Matrix {
   public:
     // An empty matrix that owns nothing yet. A layer's activations start like this.
@@ -50,12 +50,12 @@ class Matrix {
     // below 1.
     Matrix(std::int32_t rows, std::int32_t cols);
 
-    // Reads a 32-bit row count, a 32-bit column count and the elements in row-major order, all in
-    // the host's byte order. What the stream does not hold stays as the allocator left it (sizes:
-    // 0); the stream's state tells. Throws std::bad_alloc where the sizes give no element count.
+    // Reads two 32-bit sizes, rows and columns, and then the elements row by row, all in the host's
+    // byte order. What a short stream lacks stays uninitialised (sizes: 0); the stream's state tells.
+    // Throws std::bad_alloc where the sizes give no element count.
     explicit Matrix(std::istream& stream);
 
-    // A view of `rows` x `cols` floats that belong to somebody else.
+    // A view of `rows` x `cols` floats that somebody else owns.
     static Matrix view(float* foreign, std::int32_t rows, std::int32_t cols);
 
     Matrix(const Matrix&) = delete;
@@ -64,9 +64,9 @@ class Matrix {
     Matrix& operator=(Matrix&& other) noexcept;
     ~Matrix();
 
-    // Takes the shape `rows` x `cols` without keeping the contents. Does nothing, and leaves
-    // `trans` alone, where the shape is right already; keeps the storage where the element count
-    // stays. A matrix that does not own its storage must keep its element count.
+    // Gives this matrix the shape `rows` x `cols`, in row-major order. The contents are lost unless
+    // it has that shape already, in which case nothing happens, also not to `trans`. Storage is
+    // allocated anew only where the element count changes, which it must not in a view.
     void resize(std::int32_t rows, std::int32_t cols);
     void resize(const Matrix& model) { resize(model.numRows, model.numCols); }
 

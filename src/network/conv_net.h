@@ -20,9 +20,8 @@ struct ConvNet {
     std::vector<Layer*> dataLayers;  // the data layers among them
 };
 
-// Runs a network over the list of input matrices, of which each data layer takes its own, and
-// returns the output of the last layer: null for a network of no layers. Touches nothing but the
-// network.
+// Runs the network: each data layer takes its matrix from `patches`. Returns the output of the last
+// layer, or null where there are no layers. Touches nothing but the network.
 Matrix* runNet(ConvNet& net, const MatrixList& patches);
 
 #endif

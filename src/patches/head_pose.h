@@ -1,7 +1,8 @@
-// The fit of the head model to one face under a scaled orthographic camera.
+// Fits the head model to the landmarks of one face: how the head is turned, and how large it is in
+// the picture. The camera is taken to be so far away that perspective does not matter.
 //
-// All arithmetic is 32-bit float in a fixed order, one rounding an operation; sums run in the order
-// of the record's entries. Square roots are taken in 64 bits and narrowed.
+// Floats are 32 bits, every operation rounds, and sums follow the order of the record, so that the
+// result is the same bits everywhere. Square roots are taken in 64 bits and narrowed.
 #ifndef ZOMU_PATCHES_HEAD_POSE_H
 #define ZOMU_PATCHES_HEAD_POSE_H
 

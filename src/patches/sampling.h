@@ -1,7 +1,7 @@
-// The pixel kernels of the patch stage. Images are three bytes a pixel in the order blue, green,
-// red, rows `stride` bytes apart (any sign); canvases are 160 x 160, rows packed.
+// The pixel kernels of the patch stage. A pixel of an image is one byte of blue, green and red each;
+// rows are `stride` bytes apart, upwards or downwards. Canvases are 160 x 160, without gaps.
 //
-// All float values are 32-bit and every written operation rounds once, in the order written.
+// The arithmetic is that of 32-bit floats, in the order of the code and with its roundings.
 #ifndef ZOMU_PATCHES_SAMPLING_H
 #define ZOMU_PATCHES_SAMPLING_H
 
