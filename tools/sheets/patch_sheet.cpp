@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "drawing/canvas.h"
+#include "matrix/float_rules.h"
 #include "patches/face_patches.h"
 #include "patches/patch_layout.h"
 #include "service/context.h"
