@@ -1,9 +1,13 @@
-// The description notation once more, read byte by byte into plain strings and lists: no pool, no
-// search, an insertion that walks from the front.
+// The description notation once more, a line at a time: its comment goes, then its blanks, then the
+// places of its brackets and of its first `=` say what it is. No cursor, no search, and an
+// insertion that walks from the front.
 #ifndef ZOMU_TESTS_REFERENCE_REFERENCE_DESCRIPTION_H
 #define ZOMU_TESTS_REFERENCE_REFERENCE_DESCRIPTION_H
 
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,148 +18,59 @@ struct ReferenceSection {
 
 struct ReferenceDescription {
     std::vector<ReferenceSection> sections;
-    std::string stored;  // names with their NUL and blobs, in the order of reading
 };
 
-// Where a byte stands in the order: 0x80 to 0xFF in front of 0x00 to 0x7F.
-inline int referenceRank(char byte) {
-    const int value = static_cast<unsigned char>(byte);
-    return value >= 0x80 ? value - 0x80 : value + 0x80;
-}
-
-// True if the NUL-terminated string in front of `a` stands before that in front of `b`.
+// True if the NUL-terminated string in front of `a` stands before that in front of `b`: signed
+// bytes, of which the NUL at the end is one.
 inline bool referenceLess(const std::string& a, const std::string& b) {
-    for (std::size_t i = 0;; ++i) {
-        const char x = i < a.size() ? a[i] : '\0';
-        const char y = i < b.size() ? b[i] : '\0';
-        if (x != y)
-            return referenceRank(x) < referenceRank(y);
-        if (x == '\0')
-            return false;
-    }
+    const auto bytesOf = [](const char* text) {
+        return std::vector<signed char>(text, text + std::strlen(text) + 1);
+    };
+    return bytesOf(a.c_str()) < bytesOf(b.c_str());
 }
 
-class ReferenceReader {
-  public:
-    explicit ReferenceReader(const std::string& source) : text(source) {}
+inline const std::string& referenceName(const std::string& blob) {
+    return blob;
+}
+inline const std::string& referenceName(const ReferenceSection& section) {
+    return section.name;
+}
 
-    ReferenceDescription read() {
-        readSection("[DEFAULT]");
-        while (at(position) != '\0') {
-            const std::string name = readHeader();
-            if (!name.empty())
-                readSection(name);
-        }
-        return result;
-    }
+template <typename Item>
+void insertReference(std::vector<Item>& items, const Item& item) {
+    std::size_t place = 0;
+    while (place < items.size() && referenceLess(referenceName(items[place]), referenceName(item)))
+        ++place;
+    items.insert(items.begin() + static_cast<std::ptrdiff_t>(place), item);
+}
 
-  private:
-    char at(std::size_t i) const { return i < text.size() ? text[i] : '\0'; }
-    static bool isBlank(char byte) { return byte == ' ' || byte == '\t'; }
-    static bool isLineEnd(char byte) { return byte == '\r' || byte == '\n'; }
-
-    void skipLine() {
-        while (at(position) != '\0' && !isLineEnd(at(position)))
-            ++position;
-        while (isLineEnd(at(position)))
-            ++position;
-    }
-
-    void readSection(const std::string& name) {
-        ReferenceSection section;
-        section.name = name;
-        result.stored += name;
-        result.stored += '\0';
-        std::string key;
-        while (at(position) != '\0') {
-            const char byte = at(position);
-            if (isBlank(byte)) {
-                ++position;
-            } else if (isLineEnd(byte) || byte == ';') {
-                key.clear();
-                skipLine();
-            } else if (byte == '[') {
-                key.clear();
-                if (closesOnThisLine())
-                    break;
-                skipLine();
-            } else if (byte == '=') {
-                ++position;
-                readEntry(section, key);
-                key.clear();
-            } else {
-                key += byte;
-                ++position;
-            }
-        }
-        std::size_t place = 0;
-        while (place < result.sections.size() && referenceLess(result.sections[place].name, name))
-            ++place;
-        result.sections.insert(result.sections.begin() + static_cast<std::ptrdiff_t>(place),
-                               section);
-    }
-
-    bool closesOnThisLine() const {
-        for (std::size_t i = position + 1;; ++i) {
-            const char byte = at(i);
-            if (byte == ']')
-                return true;
-            if (byte == '\0' || isLineEnd(byte) || byte == ';')
-                return false;
-        }
-    }
-
-    // Behind the `=`. A key of no bytes, or a value of none, makes no entry.
-    void readEntry(ReferenceSection& section, const std::string& key) {
-        std::string value;
-        while (at(position) != '\0' && !isLineEnd(at(position)) && at(position) != ';') {
-            const char byte = at(position++);
-            if (!isBlank(byte))
-                value += byte == ',' ? '\0' : byte;
-        }
-        skipLine();
-        if (key.empty() || value.empty())
-            return;
-        const std::string blob = key + '\0' + value + '\0' + '\0';
-        result.stored += blob;
-        std::size_t place = 0;
-        while (place < section.blobs.size() && referenceLess(section.blobs[place].c_str(), key))
-            ++place;
-        section.blobs.insert(section.blobs.begin() + static_cast<std::ptrdiff_t>(place), blob);
-    }
-
-    std::string readHeader() {
-        while (at(position) != '[') {
-            if (at(position) == '\0' || isLineEnd(at(position)) || at(position) == ';') {
-                skipLine();
-                return "";
-            }
-            ++position;
-        }
-        ++position;
-        std::string name;
-        for (;; ++position) {
-            const char byte = at(position);
-            if (byte == '\0' || isLineEnd(byte) || byte == ';') {
-                skipLine();
-                return "";
-            }
-            if (byte == ']') {
-                skipLine();
-                return name;
-            }
-            if (!isBlank(byte))
-                name += byte;
-        }
-    }
-
-    std::string text;
-    std::size_t position = 0;
+inline ReferenceDescription readReferenceDescription(std::string text) {
     ReferenceDescription result;
-};
-
-inline ReferenceDescription readReferenceDescription(const std::string& text) {
-    return ReferenceReader(text).read();
+    ReferenceSection section = {"[DEFAULT]", {}};
+    std::replace(text.begin(), text.end(), '\r', '\n');
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        line = line.substr(0, line.find(';'));
+        std::erase_if(line, [](char byte) { return byte == ' ' || byte == '\t'; });
+        const std::size_t bracket = line.find('[');
+        const std::size_t closing = line.find(']', bracket);
+        const std::size_t equals = line.find('=');
+        // Behind a header of no name only another header counts, and no `=` hides it.
+        const bool isLost = section.name.empty();
+        if (bracket != std::string::npos && closing != std::string::npos &&
+            (isLost || bracket < equals)) {
+            if (!isLost)
+                insertReference(result.sections, section);
+            section = {line.substr(bracket + 1, closing - bracket - 1), {}};
+        } else if (!isLost && equals < bracket && equals > 0 && equals + 1 < line.size()) {
+            std::string value = line.substr(equals + 1);
+            std::replace(value.begin(), value.end(), ',', '\0');
+            insertReference(section.blobs, line.substr(0, equals) + '\0' + value + '\0' + '\0');
+        }
+    }
+    if (!section.name.empty())
+        insertReference(result.sections, section);
+    return result;
 }
 
 #endif

@@ -1,0 +1,168 @@
+// Networks in shapes that no embedded text has: how layers wait, share matrices and fire.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "layers/two_input_net.h"
+#include "layers/unusable_layer.h"
+#include "network/conv_net.h"
+#include "support/bits.h"
+#include "support/nets.h"
+
+namespace {
+
+using Names = std::vector<std::string>;
+using Values = std::vector<float>;
+
+// A layer that multiplies what it reads by `factor`.
+std::string timesFactor(const std::string& name, const std::string& input,
+                        const std::string& factor) {
+    return "[" + name + "]\ntype=eltsum\ninputs=" + input + "\ncoeffs=" + factor + "\n";
+}
+
+Matrix rowOf(const Values& values) {
+    return matrixOf(1, static_cast<std::int32_t>(values.size()), values);
+}
+
+Values run(ConvNet& net, const Values& first, const Values& second = {0}) {
+    Matrix d = rowOf(first);
+    Matrix e = rowOf(second);
+    return valuesOf(*runNet(net, {&d, &e}));
+}
+
+}  // namespace
+
+TEST(AnyNetwork, dataLayersTakeTheEntriesOfTheirIndices) {
+    const auto net = buildNet(
+        "[Net]\nLayerCount=4\nLayerNames=a_b_c_j\n[a]\ntype=data\ndataIdx=3\n"
+        "[b]\ntype=data\ndataIdx=0\nactsTarget=0\n[c]\ntype=data\ndataIdx=1\nactsTarget=0\n"
+        "[j]\ntype=eltsum\ninputs=c_a_b\ncoeffs=1_10_100\n");
+    ASSERT_EQ(net->dataLayers.size(), 3U);
+    FiringOrder order(*net);
+    Matrix zero = rowOf({3});
+    Matrix one = rowOf({5});
+    Matrix three = rowOf({7});
+    const Matrix* out = runNet(*net, {&zero, &one, nullptr, &three});
+    EXPECT_TRUE(sameFloats({5 + 70 + 300}, valuesOf(*out)));
+    EXPECT_EQ(order.fired, (Names{"a", "b", "c", "j"}));
+}
+
+TEST(AnyNetwork, aDataIndexOutsideTheListIsUnusableAndNothingIsRead) {
+    for (const std::string index : {"-1", "2", "3", "2147483647", "-2147483648"}) {
+        const auto net = buildNet(
+            "[Net]\nLayerCount=2\nLayerNames=d_n\n[d]\ntype=data\nactsTarget=0\ndataIdx=" + index +
+            "\n[n]\ntype=neuron\nneuron=relu\ninputs=d\nactsTarget=0\n");
+        FiringOrder order(*net);
+        Matrix first = rowOf({-1});
+        Matrix second = rowOf({-2});
+        EXPECT_THROW(runNet(*net, {&first, &second}), UnusableLayer) << index;
+        EXPECT_EQ(net->layers[0]->getActs(), nullptr) << index;
+        EXPECT_EQ(order.fired, Names{}) << index;
+        EXPECT_THROW(runNet(*net, {}), UnusableLayer) << index;
+    }
+}
+
+TEST(AnyNetwork, aLayerSumsIntoTheInputWhoseMatrixItShares) {
+    const auto net =
+        netBehindTwoInputs("j", "[j]\ntype=eltsum\ninputs=d_e\ncoeffs=2_3\nactsTarget=1\n");
+    FiringOrder order(*net);
+    Matrix d = rowOf({1, 2});
+    Matrix e = rowOf({10, 20});
+    EXPECT_EQ(runNet(*net, {&d, &e}), &e);
+    EXPECT_TRUE(sameFloats({1, 2}, valuesOf(d)));
+    EXPECT_TRUE(sameFloats({32, 64}, valuesOf(e)));
+    EXPECT_EQ(order.fired, (Names{"d", "e", "j"}));
+    EXPECT_EQ(net->layers[2]->inputs, (MatrixList{&d, &e}));
+}
+
+TEST(AnyNetwork, aLayerStartsWithTheInputWhoseMatrixItShares) {
+    // 1 + 1 + 2^24 comes through, 2^24 + 1 + 1 stays where it is.
+    const std::string section = "[j]\ntype=eltsum\ninputs=d_d_e\ncoeffs=1_1_1\n";
+    EXPECT_TRUE(sameFloats({0x1p24F + 2}, run(*netBehindTwoInputs("j", section), {1}, {0x1p24F})));
+    EXPECT_TRUE(sameFloats(
+        {0x1p24F}, run(*netBehindTwoInputs("j", section + "actsTarget=2\n"), {1}, {0x1p24F})));
+}
+
+TEST(AnyNetwork, aBranchIsWalkedToItsEndBeforeTheNext) {
+    const auto net = netBehindTwoInputs(
+        "a_b_u_v_j", timesFactor("a", "d", "2") + timesFactor("b", "d", "3") +
+                         timesFactor("u", "a", "10") + timesFactor("v", "b", "100") +
+                         "[j]\ntype=eltsum\ninputs=v_u\ncoeffs=1_-1\n");
+    FiringOrder order(*net);
+    EXPECT_TRUE(sameFloats({280, -560}, run(*net, {1, -2})));
+    EXPECT_EQ(order.fired, (Names{"d", "a", "u", "b", "v", "j", "e"}));
+}
+
+TEST(AnyNetwork, theOrderOfTheDescriptionDecidesWhoSeesAnInPlaceResult) {
+    const std::string sections = timesFactor("c", "d", "1") +
+                                 "[n]\ntype=neuron\nneuron=relu\ninputs=c\nactsTarget=0\n" +
+                                 timesFactor("q", "c", "1");
+    const auto before = netBehindTwoInputs("c_q_n", sections);
+    run(*before, {-1, 2});
+    EXPECT_TRUE(sameFloats({-1, 2}, valuesOf(*layerNamed(*before, "q")->getActs())));
+    EXPECT_TRUE(sameFloats({0, 2}, valuesOf(*layerNamed(*before, "n")->getActs())));
+    const auto after = netBehindTwoInputs("c_n_q", sections);
+    EXPECT_TRUE(sameFloats({0, 2}, run(*after, {-1, 2})));
+}
+
+TEST(AnyNetwork, aLayerMayReadOneInputTwice) {
+    const auto net = netBehindTwoInputs("j_x",
+                                        "[j]\ntype=eltsum\ninputs=d_d\ncoeffs=1_2\n"
+                                        "[x]\ntype=eltmax\ninputs=j_j_d\n");
+    FiringOrder order(*net);
+    EXPECT_TRUE(sameFloats({3, -2}, run(*net, {1, -2})));
+    EXPECT_TRUE(sameFloats({3, -6}, valuesOf(*layerNamed(*net, "j")->getActs())));
+    EXPECT_EQ(order.fired, (Names{"d", "j", "x", "e"})) << "each once";
+    EXPECT_EQ(layerNamed(*net, "j")->received, 2);
+}
+
+// Runs the data layers once more, as a caller does who forgets to reset.
+static void runDataLayers(ConvNet& net, const Values& first, const Values& second) {
+    Matrix d = rowOf(first);
+    Matrix e = rowOf(second);
+    for (Layer* layer : net.dataLayers) {
+        layer->fprop({&d, &e});
+    }
+}
+
+TEST(AnyNetwork, keepsItsFormerOutputWhereResetIsForgotten) {
+    const auto net = netBehindTwoInputs("j", "[j]\ntype=eltsum\ninputs=d_e\ncoeffs=1_1\n");
+    EXPECT_TRUE(sameFloats({11}, run(*net, {1}, {10})));
+    runDataLayers(*net, {2}, {20});
+    EXPECT_TRUE(sameFloats({11}, valuesOf(*net->layers[2]->getActs())));
+    EXPECT_EQ(net->layers[2]->received, 4);
+    EXPECT_TRUE(sameFloats({22}, run(*net, {2}, {20})));
+}
+
+TEST(AnyNetwork, keepsTheOutputOfALayerThatWasGivenItsInputsDirectly) {
+    const auto net = netBehindTwoInputs("j", "[j]\ntype=eltsum\ninputs=d_e\ncoeffs=1_1\n");
+    Matrix d = rowOf({1});
+    Matrix e = rowOf({10});
+    net->layers[2]->fprop({&d, &e});
+    EXPECT_EQ(net->layers[2]->received, 2) << "all of its inputs count as finished";
+    runDataLayers(*net, {2}, {20});
+    EXPECT_TRUE(sameFloats({11}, valuesOf(*net->layers[2]->getActs())));
+    EXPECT_TRUE(sameFloats({22}, run(*net, {2}, {20})));
+}
+
+TEST(AnyNetwork, aLayerWithoutInputsNeverFires) {
+    const auto net =
+        netBehindTwoInputs("j_k", "[j]\ntype=eltsum\ncoeffs=1\n" + timesFactor("k", "j", "1"));
+    FiringOrder order(*net);
+    EXPECT_TRUE(run(*net, {1}).empty());
+    EXPECT_EQ(order.fired, (Names{"d", "e"}));
+}
+
+TEST(AnyNetwork, aDataLayerWithInputsThrowsOutOfTheRunAndEndsNothing) {
+    const auto net = netBehindTwoInputs(
+        "c_f", timesFactor("c", "d", "2") + "[f]\ntype=data\ndataIdx=0\ninputs=c\n");
+    try {
+        run(*net, {1});
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (const std::string& words) {
+        EXPECT_EQ(words, "No data given!");
+    }
+    EXPECT_TRUE(sameFloats({2}, valuesOf(*layerNamed(*net, "c")->getActs())));
+}

@@ -1,0 +1,267 @@
+#include "network/conv_net.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <new>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "network/net_texts.h"
+#include "support/bits.h"
+#include "support/build_failure.h"
+#include "support/forked.h"
+#include "support/model_folder.h"
+#include "support/nets.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+using Layers = std::vector<Layer*>;
+
+// Names joined by `_`, as in a description.
+std::string namesOf(const Layers& layers) {
+    std::string names;
+    for (const Layer* layer : layers) {
+        names += (names.empty() ? "" : "_") + layer->name;
+    }
+    return names;
+}
+
+const std::string kData = "[d]\ntype=data\ndataIdx=0\nactsTarget=0\n";
+
+// A description of layers of these names.
+std::string textOf(const std::string& names, const std::string& sections) {
+    return "[Net]\nLayerCount=" + std::to_string(splitList(names).size()) +
+           "\nLayerNames=" + names + "\n" + sections;
+}
+
+// Network 3 (index 2) with random weights, and a patch of its own size.
+class EmbeddedNet : public testing::Test {
+  protected:
+    EmbeddedNet() {
+        Random random(3);
+        writeNetWeights(folder.prefix(), 3, random);
+        // The network may keep no pointer to either of the two.
+        const auto text = std::make_unique<std::string>(netDescriptionTexts[2]);
+        const auto prefix = std::make_unique<std::string>(folder.prefix());
+        net = buildNet(*text, *prefix);
+        text->assign(text->size(), '!');
+        patch = matrixOf(2, 6627, random.floats(std::size_t{2} * 6627, -128, 128));
+        patches[2] = &patch;
+    }
+
+    TemporaryFolder folder;
+    std::unique_ptr<ConvNet> net;
+    Matrix patch;
+    MatrixList patches = MatrixList(25, nullptr);
+};
+
+}  // namespace
+
+TEST_F(EmbeddedNet, isWiredAndShapedAsItsDescriptionSays) {
+    const struct {
+        const char* name;
+        const char* prev;
+        const char* next;
+        std::int32_t cols;
+    } expected[] = {
+        {"data", "", "conv1", 6627},
+        {"conv1", "data", "neuron1", 30976},
+        {"neuron1", "conv1", "pool1", 30976},
+        {"pool1", "neuron1", "conv2", 7744},
+        {"conv2", "pool1", "neuron2", 12800},
+        {"neuron2", "conv2", "pool2", 12800},
+        {"pool2", "neuron2", "local3", 3200},
+        {"local3", "pool2", "neuron3", 3072},
+        {"neuron3", "local3", "pool3", 3072},
+        {"pool3", "neuron3", "local4_fc", 768},
+        {"local4", "pool3", "neuron4_fc", 576},
+        {"neuron4", "local4", "", 576},
+        {"fc", "local4_pool3", "", 160},
+    };
+    EXPECT_EQ(runNet(*net, patches), net->layers.back()->getActs());
+    ASSERT_EQ(net->layers.size(), std::size(expected));
+    for (std::size_t i = 0; i < std::size(expected); ++i) {
+        Layer& layer = *net->layers[i];
+        EXPECT_EQ(layer.name, expected[i].name);
+        EXPECT_EQ(namesOf(layer.prev), expected[i].prev) << layer.name;
+        EXPECT_EQ(namesOf(layer.next), expected[i].next) << layer.name;
+        EXPECT_EQ(layer.getActs()->numRows, 2) << layer.name;
+        EXPECT_EQ(layer.getActs()->numCols, expected[i].cols) << layer.name;
+        EXPECT_EQ(layer.getActs()->trans, kRowMajor) << layer.name;
+    }
+    EXPECT_EQ(namesOf(net->dataLayers), "data");
+}
+
+TEST_F(EmbeddedNet, lastLayerReadsTheFourthConvolutionAfterItWasRectifiedInPlace) {
+    FiringOrder order(*net);
+    runNet(*net, patches);
+    EXPECT_EQ(order.fired, splitList("data_conv1_neuron1_pool1_conv2_neuron2_pool2_local3_neuron3_"
+                                     "pool3_local4_neuron4_fc"));
+    const Matrix* local4 = layerNamed(*net, "local4")->getActs();
+    EXPECT_EQ(layerNamed(*net, "neuron4")->getActs(), local4);
+    EXPECT_EQ(layerNamed(*net, "fc")->inputs[0], local4);
+    EXPECT_EQ(layerNamed(*net, "fc")->inputs[1], layerNamed(*net, "pool3")->getActs());
+    for (const float value : valuesOf(*local4)) {
+        ASSERT_GE(value, 0.0F);
+    }
+}
+
+TEST_F(EmbeddedNet, givesTheSameBitsAgainAndKeepsItsStorage) {
+    const std::vector<float> once = valuesOf(*runNet(*net, patches));
+    std::map<std::string, const float*> storage;
+    for (const auto& layer : net->layers) {
+        storage[layer->name] = layer->getActs()->data;
+    }
+    EXPECT_TRUE(sameFloats(once, valuesOf(*runNet(*net, patches))));
+    for (const auto& layer : net->layers) {
+        EXPECT_EQ(layer->getActs()->data, storage[layer->name]) << layer->name;
+    }
+}
+
+TEST_F(EmbeddedNet, keepsItsFormerOutputWhereResetIsForgotten) {
+    const std::vector<float> once = valuesOf(*runNet(*net, patches));
+    Matrix other = matrixOf(2, 6627, std::vector<float>(std::size_t{2} * 6627, 50));
+    patches[2] = &other;
+    net->dataLayers[0]->fprop(patches);
+    EXPECT_TRUE(sameFloats(once, valuesOf(*net->layers.back()->getActs())));
+    EXPECT_FALSE(sameFloats(once, valuesOf(*runNet(*net, patches))));
+}
+
+TEST(ConvNet, ofNoLayersRunsToNothing) {
+    for (const char* text : {"", "[Net]\nLayerNames=a_b\n", "[Net]\nLayerCount=x\n",
+                             "[Net]\nLayerCount=-1\nLayerNames=a\n",
+                             "[Net]\nLayerCount=0\nLayerNames=d\n[d]\ntype=data\n"}) {
+        const auto net = buildNet(text);
+        EXPECT_TRUE(net->layers.empty() && net->dataLayers.empty()) << text;
+        EXPECT_EQ(runNet(*net, {nullptr}), nullptr) << text;
+    }
+}
+
+TEST(ConvNet, buildsOnlyTheFirstLayersWhereTheCountIsBelowTheNames) {
+    EXPECT_EQ(buildNet("[Net]\nLayerCount=1\nLayerNames=d_gone\n" + kData)->layers.size(), 1U);
+}
+
+TEST(ConvNet, listsSeveralDataLayersInOrderAndReturnsTheOutputOfTheLastLayer) {
+    const auto net = buildNet(textOf("b_n_a",
+                                     "[a]\ntype=data\n[b]\ntype=data\ndataIdx=1\n"
+                                     "[n]\ntype=neuron\nneuron=relu\ninputs=b\n"
+                                     "actsTarget=0\n"));
+    EXPECT_EQ(namesOf(net->dataLayers), "b_a");
+    Matrix first = matrixOf(1, 1, {-1});
+    Matrix second = matrixOf(1, 1, {-2});
+    EXPECT_EQ(runNet(*net, {&first, &second}), &first);
+    EXPECT_TRUE(sameFloat(0, second.data[0]));
+}
+
+TEST(ConvNet, findsAnInputUnderTheFirstEqualName) {
+    const auto net = buildNet(textOf("dd_d_d_n",
+                                     "[dd]\ntype=data\ndataIdx=0\n[d]\ntype=data\n"
+                                     "dataIdx=1\n[n]\ntype=eltmax\ninputs=d_dd_d\n"));
+    const LayerList& layers = net->layers;
+    EXPECT_EQ(layers[3]->prev, (Layers{layers[1].get(), layers[0].get(), layers[1].get()}));
+    EXPECT_EQ(layers[0]->next, Layers{layers[3].get()});
+    EXPECT_EQ(layers[1]->next, (Layers{layers[3].get(), layers[3].get()}));
+    EXPECT_EQ(layers[2]->next, Layers{});
+}
+
+// Each of the networks takes other weights and another factor to the same names.
+TEST(ConvNet, isBuiltOnSeveralThreadsAtOnce) {
+    const TemporaryFolder folder;
+    int right[4] = {};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        const auto factor = static_cast<float>(i + 2);
+        const std::string prefix = folder.prefix() + std::to_string(i);
+        writeWeightFile(prefix + "w", 1, 1, {factor});
+        writeWeightFile(prefix + "b", 1, 1, {100});
+        threads.emplace_back([=, &right] {
+            const std::string text = textOf(
+                "d_f_s", kData + "[f]\ntype=fc\ninputs=d\noutputs=1\nweights=w\nbiases=b\n" +
+                             "[s]\ntype=eltsum\ninputs=f\ncoeffs=" + std::to_string(i) + "\n");
+            Matrix one = matrixOf(1, 1, {1});
+            for (int round = 0; round < 200; ++round) {
+                const auto net = buildNet(text, prefix);
+                const float expected = (factor + 100) * static_cast<float>(i);
+                right[i] += runNet(*net, {&one})->data[0] == expected ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (const int rounds : right) {
+        EXPECT_EQ(rounds, 200);
+    }
+}
+
+TEST(ConvNet, endsTheProcessOverTheFirstThingThatIsWrong) {
+    const std::string neuron = "[n]\ntype=neuron\nneuron=relu\ninputs=";
+    const struct {
+        std::string text;
+        std::string reason;
+    } examples[] = {
+        {textOf("x", ""), "Unknown layer type "},
+        {textOf("x", "[x]\n"), "Unknown layer type "},
+        {textOf("x", "[x]\ntype=Conv\n"), "Unknown layer type Conv"},
+        {textOf("x", "[x]\ntype=con\n"), "Unknown layer type con"},
+        {textOf("x", "[x]\ntype=conv2\n"), "Unknown layer type conv2"},
+        {textOf("x", "[x]\ntype=relu\n"), "Unknown layer type relu"},
+        {textOf("x", "[x]\ntype=pool\n"), "Unknown pooling layer type "},
+        {textOf("x", "[x]\ntype=pool\npool=Max\n"), "Unknown pooling layer type Max"},
+        {textOf("x", "[x]\ntype=pool\npool=maxi\n"), "Unknown pooling layer type maxi"},
+        {textOf("x", "[x]\ntype=neuron\n"), "Unknown neuron type: "},
+        {textOf("x", "[x]\ntype=neuron\nneuron=ReLU\n"), "Unknown neuron type: ReLU"},
+        {textOf("x", "[x]\ntype=neuron\nneuron=relu6\n"), "Unknown neuron type: relu6"},
+        {textOf("d_x_y", kData + "[x]\ntype=first\ninputs=gone\n[y]\ntype=second\n"),
+         "Unknown layer type first"},
+        {textOf("d_n", kData + neuron + "d_gone\n"), "Unknown input gone of layer n"},
+        {textOf("d_n", kData + neuron + "d_n\n"), "Unknown input n of layer n"},
+        {textOf("d_n", kData + neuron + "D\n"), "Unknown input D of layer n"},
+        {textOf("d_n_m", kData + neuron + "m\n[m]\ntype=data\n"), "Unknown input m of layer n"},
+        {"[Net]\nLayerCount=2\nLayerNames=d\n" + kData,
+         "LayerCount is above the number of LayerNames"},
+        {"[Net]\nLayerCount=1\n", "LayerCount is above the number of LayerNames"},
+        {"[Net]\nLayerCount=3\nLayerNames=d_x\n[x]\ntype=wrong\n" + kData,
+         "Unknown layer type wrong"},
+    };
+    for (const auto& example : examples) {
+        expectBuildFailure(example.text, example.reason);
+    }
+}
+
+TEST(ConvNet, buildsTheLayersThatHaveNamesBeforeItMissesOne) {
+    const ForkedResult result = runForked([] {
+        buildNet("[Net]\nLayerCount=2\nLayerNames=f\n[f]\ntype=fc\nweights=w_v\nbiases=b\n",
+                 "nowhere/");
+    });
+    EXPECT_EQ(result.output,
+              "load nowhere/w failed\nload nowhere/v failed\nload nowhere/b failed\n"
+              "Error creating ConvNet: LayerCount is above the number of LayerNames\n");
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST(ConvNet, flushesItsLineBeforeTheProcessExits) {
+    // What the exit itself would flush is cut off.
+    const ForkedResult result = runForked([] {
+        std::atexit([] { _exit(3); });
+        std::fputs("before;", stdout);
+        buildNet(textOf("x", ""));
+    });
+    EXPECT_EQ(result.output, "before;Error creating ConvNet: Unknown layer type \n");
+    EXPECT_EQ(result.status, 3);
+}
+
+TEST(ConvNet, letsOtherFailuresThrough) {
+    TemporaryFolder folder;
+    const std::int32_t tooLarge[2] = {65536, 65536};
+    writeFile(folder.prefix() + "w", tooLarge, sizeof tooLarge);
+    EXPECT_THROW(buildNet(textOf("x", "[x]\ntype=fc\nweights=w\nbiases=w\n"), folder.prefix()),
+                 std::bad_alloc);
+}

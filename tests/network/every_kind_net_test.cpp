@@ -1,0 +1,150 @@
+// One network with a layer of each kind:
+//
+//   d  data     1 x 4 x 4
+//   c  conv     2 filters of 3 x 3, padded: 2 x 4 x 4
+//   n  neuron   relu, in place in c
+//   r  rnorm    hands on the matrix of c
+//   p  pool     the greatest of 2 x 2: 2 x 2 x 2
+//   m  cmrnorm  over both planes
+//   k  cnorm    hands on the matrix of m
+//   l  local    1 x 1 filters: 2 x 2 x 2
+//   s  eltsum   k - l / 2
+//   x  eltmax   of l and s
+//   f  fc       p to 3 values
+//   t  softmax  of these
+//
+// Everything up to p, and f, is whole numbers, so that the order of a sum does not matter there.
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <limits>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "reference/reference_every_kind.h"
+#include "support/bits.h"
+#include "support/model_folder.h"
+#include "support/nets.h"
+#include "support/random.h"
+#include "support/temporary_folder.h"
+
+namespace {
+
+using Values = std::vector<float>;
+
+const char* const kText =
+    "[Net]\nLayerCount=12\nLayerNames=d_c_n_r_p_m_k_l_s_x_f_t\n"
+    "[d]\ntype=data\ndataIdx=0\nactsTarget=0\n"
+    "[c]\ntype=conv\ninputs=d\nweights=c\nbiases=cb\nchannels=1\nfilters=2\npadding=1\n"
+    "stride=1\nfilterSize=3\nfilterPixels=9\nimgSize=4\nimgPixels=16\nmodulesX=4\n"
+    "[n]\ntype=neuron\nneuron=relu\ninputs=c\nactsTarget=0\n"
+    "[r]\ntype=rnorm\ninputs=n\nactsTarget=0\nchannels=2\nsizeX=3\nscale=9\npow=2\n"
+    "[p]\ntype=pool\npool=max\ninputs=r\nchannels=2\nsizeX=2\nstart=0\nstride=2\noutputsX=2\n"
+    "[m]\ntype=cmrnorm\ninputs=p\nchannels=2\nsizeX=3\nscale=0.3\npow=0.75\n"
+    "[k]\ntype=cnorm\ninputs=m\nactsTarget=0\nchannels=2\nsizeX=3\nscale=9\npow=2\nimgSize=2\n"
+    "[l]\ntype=local\ninputs=k\nweights=l\nbiases=lb\nchannels=2\nfilters=2\npadding=0\n"
+    "stride=1\nfilterSize=1\nfilterPixels=1\nimgSize=2\nimgPixels=4\nmodulesX=2\n"
+    "[s]\ntype=eltsum\ninputs=k_l\ncoeffs=1_-0.5\n"
+    "[x]\ntype=eltmax\ninputs=l_s\n"
+    "[f]\ntype=fc\ninputs=p\nweights=f\nbiases=fb\noutputs=3\n"
+    "[t]\ntype=softmax\ninputs=f\n";
+
+Values wholeNumbers(Random& random, std::size_t count, int limit) {
+    Values values(count);
+    for (float& value : values) {
+        value = static_cast<float>(random.between(-limit, limit));
+    }
+    return values;
+}
+
+class EveryKindNet : public testing::Test {
+  protected:
+    EveryKindNet() {
+        Random random(67);
+        weights = {wholeNumbers(random, 18, 2), wholeNumbers(random, 2, 1),
+                   random.floats(16, -1, 1),    random.floats(8, -1, 1),
+                   wholeNumbers(random, 24, 1), wholeNumbers(random, 3, 2)};
+        images = wholeNumbers(random, 48, 3);
+        write("c", 2, weights.filters);
+        write("cb", 1, weights.filterBiases);
+        write("l", 2, weights.bank);
+        write("lb", 1, weights.bankBiases);
+        write("f", 3, weights.full);
+        writeWeightFile(folder.prefix() + "fb", 1, 3, weights.fullBiases);
+        net = buildNet(kText, folder.prefix());
+    }
+
+    // Writes a file whose columns are the rows of `values`.
+    void write(const std::string& name, std::int32_t rowCount, const Values& values) const {
+        const auto cols = static_cast<std::int32_t>(values.size()) / rowCount;
+        const auto exchanged = matrixOf(rowCount, cols, values).transpose();
+        writeWeightFile(folder.prefix() + name, cols, rowCount, valuesOf(*exchanged));
+    }
+
+    const Matrix* run(int rows) {
+        patch = matrixOf(rows, 16, {images.begin(), images.begin() + std::ptrdiff_t{16} * rows});
+        return runNet(*net, {&patch});
+    }
+
+    std::map<std::string, Values> expected(int rows) const {
+        std::map<std::string, Values> all;
+        for (int row = 0; row < rows; ++row) {
+            const float* image = images.data() + std::ptrdiff_t{16} * row;
+            for (const auto& [name, values] : referenceEveryKind(weights, image)) {
+                all[name].insert(all[name].end(), values.begin(), values.end());
+            }
+        }
+        return all;
+    }
+
+    TemporaryFolder folder;
+    EveryKindWeights weights;
+    Values images;  // three
+    std::unique_ptr<ConvNet> net;
+    Matrix patch;
+};
+
+}  // namespace
+
+TEST_F(EveryKindNet, computesEveryLayerAsThePlainLoopsForAnyNumberOfImages) {
+    for (const int rows : {2, 3, 2}) {
+        EXPECT_EQ(run(rows), layerNamed(*net, "t")->getActs());
+        for (const auto& [name, values] : expected(rows)) {
+            const Matrix& acts = *layerNamed(*net, name)->getActs();
+            EXPECT_EQ(acts.numRows, rows) << name;
+            EXPECT_TRUE(sameFloats(values, valuesOf(acts))) << name;
+        }
+    }
+}
+
+TEST_F(EveryKindNet, handsOnTheMatricesThatItsLayersShare) {
+    run(2);
+    EXPECT_EQ(layerNamed(*net, "d")->getActs(), &patch);
+    EXPECT_EQ(layerNamed(*net, "n")->getActs(), layerNamed(*net, "c")->getActs());
+    EXPECT_EQ(layerNamed(*net, "r")->getActs(), layerNamed(*net, "c")->getActs());
+    EXPECT_EQ(layerNamed(*net, "k")->getActs(), layerNamed(*net, "m")->getActs());
+    EXPECT_TRUE(sameFloats({images.begin(), images.begin() + 32}, valuesOf(patch)));
+}
+
+TEST_F(EveryKindNet, firesInTheOrderOfItsDescription) {
+    FiringOrder order(*net);
+    run(2);
+    EXPECT_EQ(order.fired, splitList("d_c_n_r_p_m_k_l_s_x_f_t"));
+}
+
+TEST_F(EveryKindNet, givesTheSameBitsAgainInTheSameStorage) {
+    run(2);
+    const std::map<std::string, Values> once = expected(2);
+    std::map<std::string, Values> storage = once;
+    for (auto& [name, values] : storage) {
+        values.assign(values.size(), std::numeric_limits<float>::quiet_NaN());
+        Matrix& acts = *layerNamed(*net, name)->getActs();
+        acts = Matrix::view(values.data(), acts.numRows, acts.numCols);
+    }
+    run(2);
+    for (const auto& [name, values] : storage) {
+        EXPECT_TRUE(sameFloats(once.at(name), values)) << name;
+    }
+}

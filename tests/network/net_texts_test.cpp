@@ -1,0 +1,98 @@
+#include "network/net_texts.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "description/parameters.h"
+#include "model/sha256.h"
+#include "reference/reference_tables.h"
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+std::int32_t intAt(const NetDescription& description, const std::string& section,
+                   const std::string& key) {
+    std::int32_t value = -77;
+    getInt(getSection(description, section), key, value);
+    return value;
+}
+
+Names listAt(const NetDescription& description, const std::string& section,
+             const std::string& key) {
+    return getStringList(getSection(description, section), key);
+}
+
+}  // namespace
+
+// Of all texts with their NULs. A program that joined them from lists of lines, with sizes computed
+// instead of stored, gave the same bytes; what stands below says why they are right.
+TEST(NetTexts, haveTheirDigest) {
+    Sha256 digest;
+    for (const char* text : netDescriptionTexts) {
+        digest.update(text, std::strlen(text) + 1);
+    }
+    EXPECT_EQ(hexadecimal(digest.finish()),
+              "48aeda56b6814bb8b52a5890eb173a13a9b12742bb8f7261847ee7d59234bc2a");
+}
+
+TEST(NetTexts, joinTheirLinesByBlankLineFeedBlank) {
+    EXPECT_EQ(std::string(netDescriptionTexts[9], 237),
+              "[Net] \n LayerCount=13 \n LayerNames=data_conv1_neuron1_pool1_conv2_neuron2_pool2_"
+              "local3_neuron3_pool3_local4_neuron4_fc \n  \n [data] \n type=data \n dataIdx=9 \n "
+              "actsTarget=0 \n  \n [conv1] \n type=conv \n inputs=data \n channels=1 \n filters=16 "
+              "\n ");
+    const std::string last = netDescriptionTexts[24];
+    EXPECT_EQ(last.size(), 1688U);
+    EXPECT_TRUE(last.ends_with("weights=5-25-1_5-25-2 \n biases=5-25-3 \n "));
+}
+
+TEST(NetTexts, nameTheirPatchAndTheirModelFiles) {
+    for (int i = 0; i < kDescriptionCount; ++i) {
+        const NetDescription text = parseDescription(netDescriptionTexts[i]);
+        const std::string number = std::to_string(i + 1);
+        EXPECT_EQ(intAt(text, "data", "dataIdx"), i);
+        EXPECT_EQ(intAt(text, "conv1", "channels"), kReferencePatches[i].isColour ? 3 : 1);
+        EXPECT_EQ(intAt(text, "conv1", "imgSize"), kReferencePatches[i].size);
+        int stage = 0;
+        for (const char* section : {"conv1", "conv2", "local3", "local4"}) {
+            const std::string files = std::to_string(++stage) + "-" + number;
+            EXPECT_EQ(listAt(text, section, "weights"), Names{files + "-1"});
+            EXPECT_EQ(listAt(text, section, "biases"), Names{files + "-2"});
+        }
+        EXPECT_EQ(listAt(text, "fc", "weights"),
+                  (Names{"5-" + number + "-1", "5-" + number + "-2"}));
+        EXPECT_EQ(listAt(text, "fc", "biases"), Names{"5-" + number + "-3"});
+    }
+}
+
+TEST(NetTexts, agreeOnSizesFromLayerToLayer) {
+    for (const char* description : netDescriptionTexts) {
+        const NetDescription text = parseDescription(description);
+        int size = intAt(text, "conv1", "imgSize");
+        int channels = intAt(text, "conv1", "channels");
+        for (const char* stage : {"1", "2", "3", "4"}) {
+            const std::string conv = std::string(*stage < '3' ? "conv" : "local") + stage;
+            const int filterSize = intAt(text, conv, "filterSize");
+            const int modules = size - filterSize + 1;
+            EXPECT_EQ(intAt(text, conv, "channels"), channels) << conv;
+            EXPECT_EQ(intAt(text, conv, "imgSize"), size) << conv;
+            EXPECT_EQ(intAt(text, conv, "imgPixels"), size * size) << conv;
+            EXPECT_EQ(intAt(text, conv, "filterPixels"), filterSize * filterSize) << conv;
+            EXPECT_EQ(intAt(text, conv, "modulesX"), modules) << conv;
+            channels = intAt(text, conv, "filters");
+            size = modules / 2;
+            if (*stage < '4') {
+                const std::string pool = std::string("pool") + stage;
+                EXPECT_EQ(intAt(text, pool, "outputsX"), size) << pool;
+                EXPECT_EQ(intAt(text, pool, "channels"), channels) << pool;
+            }
+        }
+        EXPECT_EQ(intAt(text, "fc", "outputs"), 160);
+    }
+}

@@ -1,0 +1,84 @@
+// The network of every_kind_net_test.cpp once more, layer by layer from their definitions.
+#ifndef ZOMU_TESTS_REFERENCE_REFERENCE_EVERY_KIND_H
+#define ZOMU_TESTS_REFERENCE_REFERENCE_EVERY_KIND_H
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "reference/reference_local.h"
+
+// A row for each filter or output; the files of the network hold them with rows and columns
+// exchanged.
+struct EveryKindWeights {
+    std::vector<float> filters;  // 2 x 9
+    std::vector<float> filterBiases;
+    std::vector<float> bank;  // 2 filters x 4 places x 2 planes
+    std::vector<float> bankBiases;
+    std::vector<float> full;  // 3 x 8
+    std::vector<float> fullBiases;
+};
+
+template <typename Function>
+std::vector<float> combined(const std::vector<float>& first, const std::vector<float>& second,
+                            Function function) {
+    std::vector<float> out;
+    for (std::size_t i = 0; i < first.size(); ++i) {
+        // A second list that is shorter has an entry for each of as many equal parts of the first.
+        out.push_back(function(first[i], second[i * second.size() / first.size()]));
+    }
+    return out;
+}
+
+// What each layer that has a matrix of its own makes of one image of 4 x 4.
+inline std::map<std::string, std::vector<float>> referenceEveryKind(const EveryKindWeights& weights,
+                                                                    const float* image) {
+    const auto plus = [](float x, float y) { return x + y; };
+    std::map<std::string, std::vector<float>> acts;
+    // One filter for all of its 16 places, and the rectifier behind it.
+    std::vector<float> everywhere;
+    for (std::size_t i = 0; i < std::size_t{2} * 16 * 9; ++i) {
+        everywhere.push_back(weights.filters[i / 144 * 9 + i % 9]);
+    }
+    const ReferenceLocal conv = {1, 1, 4, 4, 2, 3, 1, 1};
+    const auto sums =
+        combined(referenceLocalSums(conv, image, everywhere.data()), weights.filterBiases, plus);
+    acts["c"] = combined(sums, {0}, [](float x, float y) { return std::max(x, y); });
+
+    std::vector<float>& p = acts["p"];
+    for (const int corner : {0, 2, 8, 10, 16, 18, 24, 26}) {
+        const float* upper = acts["c"].data() + corner;
+        p.push_back(std::max({upper[0], upper[1], upper[4], upper[5]}));
+    }
+    std::vector<float>& m = acts["m"];
+    for (std::size_t i = 0; i < 8; ++i) {
+        const float energy = p[i % 4 + 4] * p[i % 4 + 4] + p[i % 4] * p[i % 4];
+        const float base = 0.3F / 3.0F * energy + 1.0F;
+        m.push_back(static_cast<float>(std::pow(static_cast<double>(base), -0.75)) * p[i]);
+    }
+    const ReferenceLocal local = {1, 2, 2, 2, 2, 1, 0, 1};
+    acts["l"] = combined(referenceLocalSums(local, m.data(), weights.bank.data()),
+                         weights.bankBiases, plus);
+    acts["s"] = combined(m, acts["l"], [](float x, float y) { return x - 0.5F * y; });
+    acts["x"] = combined(acts["l"], acts["s"], [](float x, float y) { return y > x ? y : x; });
+    const ReferenceLocal full = {1, 8, 1, 1, 3, 1, 0, 1};
+    acts["f"] =
+        combined(referenceLocalSums(full, p.data(), weights.full.data()), weights.fullBiases, plus);
+
+    const float greatest = *std::max_element(acts["f"].begin(), acts["f"].end());
+    float sum = 0;
+    for (const float value : acts["f"]) {
+        acts["t"].push_back(static_cast<float>(std::exp(static_cast<double>(value - greatest))));
+        sum += acts["t"].back();
+    }
+    const float reciprocal = 1.0F / sum;
+    for (float& value : acts["t"]) {
+        value *= reciprocal;
+    }
+    return acts;
+}
+
+#endif
