@@ -146,20 +146,18 @@ TEST(DescriptionReader, repeatedNamesAreAllKeptTheNewestFirst) {
 }
 
 TEST(DescriptionReader, searchesOfRepeatedNamesFollowTheMidpoints) {
-    const struct {
-        const char* text;  // behind it the values of k as they are stored
-        const char* found;
-    } examples[] = {
-        {"k=1\nk=2", "2"},                      // 2 1: the midpoint of 0 and 1 is 0
-        {"k=1\nk=2\nz=9", "1"},                 // 2 1 z
-        {"a=0\nk=1\nk=2", "2"},                 // a 2 1
-        {"k=1\nk=2\nk=3\nk=4", "3"},            // 4 3 2 1
-        {"a=0\nb=0\nk=1\nk=2\nk=3", "3"},       // a b 3 2 1
-        {"a=0\nb=0\nc=0\nk=1\nk=2\nk=3", "2"},  // a b c 3 2 1: midpoints 2, 4
-        {"k=1\nk=2\nx=0\ny=0\nz=0", "2"},       // 2 1 x y z: midpoints 2, 0
+    // The values of k as they are stored, with the places where the search stops.
+    const std::vector<Example> examples = {
+        {"k=1\nk=2", "2"},                      // 2 1: 0
+        {"k=1\nk=2\nz=9", "1"},                 // 2 1 z: 1
+        {"a=0\nk=1\nk=2", "2"},                 // a 2 1: 1
+        {"k=1\nk=2\nk=3\nk=4", "3"},            // 4 3 2 1: 1
+        {"a=0\nb=0\nk=1\nk=2\nk=3", "3"},       // a b 3 2 1: 2
+        {"k=1\nk=2\nx=0\ny=0\nz=0", "2"},       // 2 1 x y z: 2, 0
+        {"a=0\nb=0\nc=0\nk=1\nk=2\nk=3", "2"},  // a b c 3 2 1: 2, 4
     };
-    for (const auto& example : examples) {
-        EXPECT_EQ(lookUp(example.text, "k"), example.found) << example.text;
+    for (const auto& [text, found] : examples) {
+        EXPECT_EQ(lookUp(text, "k"), found) << text;
     }
     EXPECT_EQ(findIn("[a]\nk=1\n[b]\n[a]\nk=2\n", "a"), 1);
     EXPECT_EQ(findIn("[a]\n[a]\n[b]\n[c]\n[d]\n", "a"), 2);  // of 0 to 5

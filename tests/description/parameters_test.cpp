@@ -6,6 +6,7 @@
 #include <limits>
 #include <locale>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/bits.h"
@@ -21,55 +22,43 @@ constexpr std::int32_t kIntMax = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t kIntMin = std::numeric_limits<std::int32_t>::min();
 constexpr float kFloatMax = std::numeric_limits<float>::max();
 
-// A section "s" with one key "coeffs", which every getter but getFloatList could read under any
-// other name.
-struct Section {
-    explicit Section(const std::string& value)
-        : description(parseDescription(("[s]\ncoeffs=" + value).c_str())) {}
+// A section of one key, "coeffs": the one that getFloatList reads.
+DescriptionSection sectionOf(const std::string& value) {
+    return *getSection(parseDescription(("[s]\ncoeffs=" + value).c_str()), "s");
+}
 
-    const DescriptionSection* get() const { return getSection(description, "s"); }
+// What the getters of scalars make of `value`, or leave where they find nothing.
+struct Scalars {
+    explicit Scalars(const std::string& value) : Scalars(sectionOf(value)) {}
+    explicit Scalars(const DescriptionSection& section) : Scalars(&section, "coeffs") {}
+    Scalars(const DescriptionSection* section, const std::string& key)
+        : hasText(getString(section, key, text)), hasNumber(getFloat(section, key, number)) {
+        getInt(section, key, integer);
+    }
 
-    NetDescription description;
+    std::string text = "before";
+    float number = -77;
+    std::int32_t integer = -77;
+    bool hasText;
+    bool hasNumber;
 };
 
-std::int32_t intOf(const std::string& value) {
-    std::int32_t out = -77;
-    getInt(Section(value).get(), "coeffs", out);
-    return out;
-}
-
-// -77 where getFloat finds no number.
-float floatOf(const std::string& value) {
-    float out = -77;
-    const bool found = getFloat(Section(value).get(), "coeffs", out);
-    EXPECT_EQ(found, out != -77) << value;
-    return out;
-}
-
-std::string stringOf(const std::string& value) {
-    std::string out = "before";
-    EXPECT_TRUE(getString(Section(value).get(), "coeffs", out)) << value;
-    return out;
-}
-
 Ints intsOf(const std::string& value) {
-    return getIntList(Section(value).get(), "coeffs");
+    const DescriptionSection section = sectionOf(value);
+    return getIntList(&section, "coeffs");
 }
 
 Floats floatsOf(const std::string& value) {
-    return getFloatList(Section(value).get());
+    const DescriptionSection section = sectionOf(value);
+    return getFloatList(&section);
 }
 
-void expectAllMissing(const DescriptionSection* section, const std::string& key) {
-    std::string text = "before";
-    std::int32_t integer = -77;
-    float number = -77;
-    EXPECT_FALSE(getString(section, key, text)) << key;
-    EXPECT_FALSE(getFloat(section, key, number)) << key;
-    getInt(section, key, integer);
-    EXPECT_EQ(text, "before") << key;
-    EXPECT_EQ(number, -77) << key;
-    EXPECT_EQ(integer, -77) << key;
+void expectMissing(const DescriptionSection* section, const std::string& key) {
+    const Scalars scalars(section, key);
+    EXPECT_FALSE(scalars.hasText || scalars.hasNumber) << key;
+    EXPECT_EQ(scalars.text, "before") << key;
+    EXPECT_EQ(scalars.number, -77) << key;
+    EXPECT_EQ(scalars.integer, -77) << key;
     EXPECT_EQ(getStringList(section, key), Strings{}) << key;
     EXPECT_EQ(getIntList(section, key), Ints{}) << key;
 }
@@ -78,8 +67,7 @@ void expectAllMissing(const DescriptionSection* section, const std::string& key)
 
 TEST(Parameters, sectionsAreFoundByTheirNameAndTheEmptyNameStandsForTheDefault) {
     NetDescription description = parseDescription("k=1\n[s]\nk=2\n");
-    ASSERT_NE(getSection(description, "s"), nullptr);
-    EXPECT_EQ(getSection(description, "s")->name, "s");
+    EXPECT_EQ(getSection(description, "s"), &description.sections[1]);
     EXPECT_EQ(getSection(description, "[DEFAULT]"), &description.sections[0]);
     EXPECT_EQ(getSection(description, "S"), nullptr);
     EXPECT_EQ(getSection(description, ""), nullptr) << "no section is the default";
@@ -88,67 +76,62 @@ TEST(Parameters, sectionsAreFoundByTheirNameAndTheEmptyNameStandsForTheDefault) 
 }
 
 TEST(Parameters, missingSectionsAndKeysLeaveTheCallersValues) {
-    const Section section("1");
-    for (const char* key : {"x", "coeff", "Coeffs", ""}) {
-        expectAllMissing(section.get(), key);
+    DescriptionSection section = sectionOf("5");
+    for (const char* key : {"x", "coeff", "Coeffs", "coeffss", ""}) {
+        expectMissing(&section, key);
+        expectMissing(nullptr, key);
     }
-    expectAllMissing(nullptr, "coeffs");
-    expectAllMissing(nullptr, "");
     EXPECT_EQ(getFloatList(nullptr), Floats{});
-    const NetDescription others = parseDescription("[s]\ncoeff=1\nCoeffs=2\ncoeffss=3");
-    EXPECT_EQ(getFloatList(getSection(others, "s")), Floats{});
-}
-
-TEST(Parameters, theEmptyKeyStandsForTheDefaultEntry) {
-    DescriptionSection section = *Section("5").get();
     section.defaultEntry = 0;
-    std::string text;
-    EXPECT_TRUE(getString(&section, "", text));
-    EXPECT_EQ(text, "5");
+    EXPECT_EQ(Scalars(&section, "").text, "5") << "the empty key stands for the default entry";
+    section.entries = {std::string("coeff\0001\0\0", 9)};
+    EXPECT_EQ(getFloatList(&section), Floats{});
 }
 
-TEST(Parameters, scalarsEndAtTheFirstCommaAndKeepTheDefaultWithoutANumber) {
-    EXPECT_EQ(stringOf("a,b"), "a");
-    EXPECT_EQ(stringOf(",b"), "");
-    EXPECT_EQ(stringOf("a_b"), "a_b");
-    EXPECT_EQ(intOf("1,2"), 1);
-    EXPECT_EQ(intOf(",2"), -77);
-    EXPECT_EQ(intOf("abc"), -77);
-    EXPECT_EQ(intOf("99999999999"), kIntMax) << "a clamped number is a number";
-    EXPECT_EQ(floatOf("1,5"), 1.0F);
-    EXPECT_EQ(floatOf("-1.5e3"), -1.5F);
-    EXPECT_EQ(floatOf(",5"), -77.0F);
-    EXPECT_EQ(floatOf("abc"), -77.0F);
-    EXPECT_EQ(floatOf(std::string(40, '9')), kFloatMax) << "a clamped number is a number";
-    EXPECT_EQ(floatOf("0x"), 0.0F) << "and so is a stopped one";
+TEST(Parameters, scalarsEndAtTheFirstCommaAndLeaveTheCallersValueWithoutANumber) {
+    const struct {
+        std::string value;
+        std::string text;
+        std::int32_t integer;
+        float number;
+        bool hasNumber;
+    } examples[] = {
+        {"12,3", "12", 12, 12, true},
+        {",3", "", -77, -77, false},
+        {"a_b", "a_b", -77, -77, false},
+        {"-1.5e3", "-1.5e3", -1, -1.5F, true},
+        {".5", ".5", -77, 0.5F, true},
+        {"0x", "0x", 0, 0, true},  // a number that stops is one
+        {"99999999999", "99999999999", kIntMax, 99999999999.0F, true},
+        {"350000000000000000000000000000000000000.", "350000000000000000000000000000000000000.",
+         kIntMax, kFloatMax, true},  // and so is one that is clamped
+    };
+    for (const auto& example : examples) {
+        const Scalars scalars(example.value);
+        EXPECT_TRUE(scalars.hasText);
+        EXPECT_EQ(scalars.text, example.text);
+        EXPECT_EQ(scalars.integer, example.integer) << example.value;
+        EXPECT_EQ(scalars.number, example.number) << example.value;
+        EXPECT_EQ(scalars.hasNumber, example.hasNumber) << example.value;
+    }
 }
 
 TEST(Parameters, listsSplitAtUnderscoresOfWhichAFinalOneOpensNoToken) {
-    const struct {
-        const char* text;
-        Strings tokens;
-    } examples[] = {
-        {"", {}},
-        {"a", {"a"}},
-        {"a_", {"a"}},
-        {"_a", {"", "a"}},
-        {"_", {""}},
-        {"__", {"", ""}},
-        {"a__b_", {"a", "", "b"}},
-        {"5-1-1_5-1-2", {"5-1-1", "5-1-2"}},
+    const std::vector<std::pair<std::string, Strings>> examples = {
+        {"", {}},          {"a", {"a"}},
+        {"a_", {"a"}},     {"_", {""}},
+        {"__", {"", ""}},  {"a__b_", {"a", "", "b"}},
+        {"_a", {"", "a"}}, {"5-1-1_5-1-2", {"5-1-1", "5-1-2"}},
     };
-    for (const auto& example : examples) {
-        EXPECT_EQ(splitList(example.text), example.tokens) << example.text;
+    for (const auto& [text, tokens] : examples) {
+        EXPECT_EQ(splitList(text), tokens) << text;
+        const DescriptionSection section = sectionOf(text + ",_x");
+        EXPECT_EQ(getStringList(&section, "coeffs"), tokens) << text;
     }
-    EXPECT_EQ(getStringList(Section("a__b_,c").get(), "coeffs"), (Strings{"a", "", "b"}));
-    EXPECT_EQ(getStringList(Section(",b").get(), "coeffs"), Strings{});
 }
 
 TEST(Parameters, intTokensWithoutANumberThatFitsRepeatTheOneBefore) {
-    const struct {
-        const char* text;
-        Ints numbers;
-    } examples[] = {
+    const std::vector<std::pair<std::string, Ints>> examples = {
         {"1_2,3_4", {1, 2}},
         {"-1_+2_010_0x10_3x_1.9_1e3", {-1, 2, 10, 0, 3, 1, 1}},
         {"\v5_\f6", {5, 6}},
@@ -159,16 +142,13 @@ TEST(Parameters, intTokensWithoutANumberThatFitsRepeatTheOneBefore) {
         {"4_-99999999999999999999999_2147483648_5", {4, 4, 4, 5}},
         {"99999999999", {0}},
     };
-    for (const auto& example : examples) {
-        EXPECT_EQ(intsOf(example.text), example.numbers) << example.text;
+    for (const auto& [text, numbers] : examples) {
+        EXPECT_EQ(intsOf(text), numbers) << text;
     }
 }
 
 TEST(Parameters, floatTokensKnowExponentsAndRepeatTheOneBefore) {
-    const struct {
-        const char* text;
-        Floats numbers;
-    } examples[] = {
+    const std::vector<std::pair<std::string, Floats>> examples = {
         {"1.5e3", {1500}},
         {"1_.5_-.25_125E-3", {1, 0.5F, -0.25F, 0.125F}},
         {"0.1_3x_0x10_010", {0.1F, 3, 0, 10}},
@@ -176,12 +156,17 @@ TEST(Parameters, floatTokensKnowExponentsAndRepeatTheOneBefore) {
         {"1.5_x__e5_._1e99_2", {1.5F, 1.5F, 1.5F, 1.5F, 1.5F, 1.5F, 2}},
         {"x_2", {0, 2}},
     };
-    for (const auto& example : examples) {
-        EXPECT_TRUE(sameFloats(example.numbers, floatsOf(example.text))) << example.text;
+    for (const auto& [text, numbers] : examples) {
+        EXPECT_TRUE(sameFloats(numbers, floatsOf(text))) << text;
     }
 }
 
-namespace {
+static void expectPlainNumbers() {
+    EXPECT_EQ(Scalars("1234567").integer, 1234567);
+    EXPECT_EQ(Scalars("1.5").number, 1.5F);
+    EXPECT_EQ(floatsOf("1.5_1234.25"), (Floats{1.5F, 1234.25F}));
+    EXPECT_EQ(intsOf("1234567_1.234"), (Ints{1234567, 1}));
+}
 
 // A decimal comma, and points between groups of three.
 class CommaPunctuation : public std::numpunct<char> {
@@ -190,15 +175,6 @@ class CommaPunctuation : public std::numpunct<char> {
     char do_thousands_sep() const override { return '.'; }
     std::string do_grouping() const override { return "\3"; }
 };
-
-void expectPlainNumbers() {
-    EXPECT_EQ(floatOf("1.5"), 1.5F);
-    EXPECT_EQ(intOf("1234567"), 1234567);
-    EXPECT_EQ(floatsOf("1.5_1234.25"), (Floats{1.5F, 1234.25F}));
-    EXPECT_EQ(intsOf("1234567_1.234"), (Ints{1234567, 1}));
-}
-
-}  // namespace
 
 TEST(Parameters, theGlobalLocaleChangesNothing) {
     // The locale owns its facet.

@@ -96,7 +96,7 @@ TEST_F(ModelTablesTest, keepWhatShortFilesHoldAndNothingOfLongOnes) {
     EXPECT_EQ(tables->projectionA[0][1999], 7);
     expectZeros(&tables->meanImages[0][0], &tables->featureMean[0]);
     EXPECT_EQ(tables->featureMean[7999], 8);
-    EXPECT_EQ(tables->projectionA[0][0], 7) << "6-1 comes after 6-0";
+    EXPECT_EQ(tables->projectionA[0][0], 7) << "an excess of 6-0 is not read";
     expectZeros(&tables->projectionA[0][2000], &tables->projectionB[499][7999] + 1);
 }
 

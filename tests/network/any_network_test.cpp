@@ -118,33 +118,26 @@ TEST(AnyNetwork, aLayerMayReadOneInputTwice) {
     EXPECT_EQ(layerNamed(*net, "j")->received, 2);
 }
 
-// Runs the data layers once more, as a caller does who forgets to reset.
-static void runDataLayers(ConvNet& net, const Values& first, const Values& second) {
-    Matrix d = rowOf(first);
-    Matrix e = rowOf(second);
-    for (Layer* layer : net.dataLayers) {
-        layer->fprop({&d, &e});
-    }
-}
-
 TEST(AnyNetwork, keepsItsFormerOutputWhereResetIsForgotten) {
     const auto net = netBehindTwoInputs("j", "[j]\ntype=eltsum\ninputs=d_e\ncoeffs=1_1\n");
-    EXPECT_TRUE(sameFloats({11}, run(*net, {1}, {10})));
-    runDataLayers(*net, {2}, {20});
-    EXPECT_TRUE(sameFloats({11}, valuesOf(*net->layers[2]->getActs())));
-    EXPECT_EQ(net->layers[2]->received, 4);
-    EXPECT_TRUE(sameFloats({22}, run(*net, {2}, {20})));
-}
-
-TEST(AnyNetwork, keepsTheOutputOfALayerThatWasGivenItsInputsDirectly) {
-    const auto net = netBehindTwoInputs("j", "[j]\ntype=eltsum\ninputs=d_e\ncoeffs=1_1\n");
+    Layer& last = *net->layers[2];
     Matrix d = rowOf({1});
     Matrix e = rowOf({10});
-    net->layers[2]->fprop({&d, &e});
-    EXPECT_EQ(net->layers[2]->received, 2) << "all of its inputs count as finished";
-    runDataLayers(*net, {2}, {20});
-    EXPECT_TRUE(sameFloats({11}, valuesOf(*net->layers[2]->getActs())));
-    EXPECT_TRUE(sameFloats({22}, run(*net, {2}, {20})));
+    Matrix other = rowOf({20});
+    for (const bool isGivenItsInputsDirectly : {true, false}) {
+        if (isGivenItsInputsDirectly) {
+            last.fprop({&d, &e});
+        } else {
+            runNet(*net, {&d, &e});
+        }
+        EXPECT_EQ(last.received, 2) << "all of its inputs count as finished";
+        for (Layer* layer : net->dataLayers) {
+            layer->fprop({&d, &other});
+        }
+        EXPECT_EQ(last.received, 4);
+        EXPECT_TRUE(sameFloats({11}, valuesOf(*last.getActs())));
+        EXPECT_TRUE(sameFloats({21}, valuesOf(*runNet(*net, {&d, &other}))));
+    }
 }
 
 TEST(AnyNetwork, aLayerWithoutInputsNeverFires) {

@@ -119,19 +119,15 @@ TEST_F(EveryKindNet, computesEveryLayerAsThePlainLoopsForAnyNumberOfImages) {
     }
 }
 
-TEST_F(EveryKindNet, handsOnTheMatricesThatItsLayersShare) {
+TEST_F(EveryKindNet, firesInTheOrderOfItsDescriptionAndHandsOnTheMatricesThatItsLayersShare) {
+    FiringOrder order(*net);
     run(2);
+    EXPECT_EQ(order.fired, splitList("d_c_n_r_p_m_k_l_s_x_f_t"));
     EXPECT_EQ(layerNamed(*net, "d")->getActs(), &patch);
     EXPECT_EQ(layerNamed(*net, "n")->getActs(), layerNamed(*net, "c")->getActs());
     EXPECT_EQ(layerNamed(*net, "r")->getActs(), layerNamed(*net, "c")->getActs());
     EXPECT_EQ(layerNamed(*net, "k")->getActs(), layerNamed(*net, "m")->getActs());
     EXPECT_TRUE(sameFloats({images.begin(), images.begin() + 32}, valuesOf(patch)));
-}
-
-TEST_F(EveryKindNet, firesInTheOrderOfItsDescription) {
-    FiringOrder order(*net);
-    run(2);
-    EXPECT_EQ(order.fired, splitList("d_c_n_r_p_m_k_l_s_x_f_t"));
 }
 
 TEST_F(EveryKindNet, givesTheSameBitsAgainInTheSameStorage) {
