@@ -34,19 +34,19 @@ Values run(ConvNet& net, const Values& first, const Values& second = {0}) {
 
 }  // namespace
 
-TEST(AnyNetwork, dataLayersTakeTheEntriesOfTheirIndices) {
+TEST(AnyNetwork, dataLayersTakeTheEntriesOfTheirIndicesAndTheLastLayerIsTheOutput) {
     const auto net = buildNet(
-        "[Net]\nLayerCount=4\nLayerNames=a_b_c_j\n[a]\ntype=data\ndataIdx=3\n"
+        "[Net]\nLayerCount=5\nLayerNames=a_b_c_j_e\n[a]\ntype=data\ndataIdx=3\n"
         "[b]\ntype=data\ndataIdx=0\nactsTarget=0\n[c]\ntype=data\ndataIdx=1\nactsTarget=0\n"
-        "[j]\ntype=eltsum\ninputs=c_a_b\ncoeffs=1_10_100\n");
-    ASSERT_EQ(net->dataLayers.size(), 3U);
+        "[j]\ntype=eltsum\ninputs=c_a_b\ncoeffs=1_10_100\n[e]\ntype=data\ndataIdx=1\n");
+    EXPECT_EQ(net->dataLayers.size(), 4U);
     FiringOrder order(*net);
     Matrix zero = rowOf({3});
     Matrix one = rowOf({5});
     Matrix three = rowOf({7});
-    const Matrix* out = runNet(*net, {&zero, &one, nullptr, &three});
-    EXPECT_TRUE(sameFloats({5 + 70 + 300}, valuesOf(*out)));
-    EXPECT_EQ(order.fired, (Names{"a", "b", "c", "j"}));
+    EXPECT_EQ(runNet(*net, {&zero, &one, nullptr, &three}), &one);
+    EXPECT_TRUE(sameFloats({5 + 70 + 300}, valuesOf(*layerNamed(*net, "j")->getActs())));
+    EXPECT_EQ(order.fired, (Names{"a", "b", "c", "j", "e"}));
 }
 
 TEST(AnyNetwork, aDataIndexOutsideTheListIsUnusableAndNothingIsRead) {

@@ -129,18 +129,6 @@ TEST(ConvNet, buildsOnlyTheFirstLayersWhereTheCountIsBelowTheNames) {
     EXPECT_EQ(buildNet("[Net]\nLayerCount=1\nLayerNames=d_gone\n" + kData)->layers.size(), 1U);
 }
 
-TEST(ConvNet, listsSeveralDataLayersInOrderAndReturnsTheOutputOfTheLastLayer) {
-    const auto net = buildNet(textOf("b_n_a",
-                                     "[a]\ntype=data\n[b]\ntype=data\ndataIdx=1\n"
-                                     "[n]\ntype=neuron\nneuron=relu\ninputs=b\n"
-                                     "actsTarget=0\n"));
-    EXPECT_EQ(namesOf(net->dataLayers), "b_a");
-    Matrix first = matrixOf(1, 1, {-1});
-    Matrix second = matrixOf(1, 1, {-2});
-    EXPECT_EQ(runNet(*net, {&first, &second}), &first);
-    EXPECT_TRUE(sameFloat(0, second.data[0]));
-}
-
 TEST(ConvNet, findsAnInputUnderTheFirstEqualName) {
     const auto net = buildNet(textOf("dd_d_d_n",
                                      "[dd]\ntype=data\ndataIdx=0\n[d]\ntype=data\n"

@@ -52,34 +52,20 @@ TEST(NetTexts, joinTheirLinesByBlankLineFeedBlank) {
     EXPECT_TRUE(last.ends_with("weights=5-25-1_5-25-2 \n biases=5-25-3 \n "));
 }
 
-TEST(NetTexts, nameTheirPatchAndTheirModelFiles) {
+TEST(NetTexts, nameTheirPatchAndTheirFilesAndAgreeOnSizesFromLayerToLayer) {
     for (int i = 0; i < kDescriptionCount; ++i) {
+        SCOPED_TRACE(i);
         const NetDescription text = parseDescription(netDescriptionTexts[i]);
-        const std::string number = std::to_string(i + 1);
+        const std::string number = "-" + std::to_string(i + 1) + "-";
+        int size = kReferencePatches[i].size;
+        int channels = kReferencePatches[i].isColour ? 3 : 1;
         EXPECT_EQ(intAt(text, "data", "dataIdx"), i);
-        EXPECT_EQ(intAt(text, "conv1", "channels"), kReferencePatches[i].isColour ? 3 : 1);
-        EXPECT_EQ(intAt(text, "conv1", "imgSize"), kReferencePatches[i].size);
-        int stage = 0;
-        for (const char* section : {"conv1", "conv2", "local3", "local4"}) {
-            const std::string files = std::to_string(++stage) + "-" + number;
-            EXPECT_EQ(listAt(text, section, "weights"), Names{files + "-1"});
-            EXPECT_EQ(listAt(text, section, "biases"), Names{files + "-2"});
-        }
-        EXPECT_EQ(listAt(text, "fc", "weights"),
-                  (Names{"5-" + number + "-1", "5-" + number + "-2"}));
-        EXPECT_EQ(listAt(text, "fc", "biases"), Names{"5-" + number + "-3"});
-    }
-}
-
-TEST(NetTexts, agreeOnSizesFromLayerToLayer) {
-    for (const char* description : netDescriptionTexts) {
-        const NetDescription text = parseDescription(description);
-        int size = intAt(text, "conv1", "imgSize");
-        int channels = intAt(text, "conv1", "channels");
-        for (const char* stage : {"1", "2", "3", "4"}) {
-            const std::string conv = std::string(*stage < '3' ? "conv" : "local") + stage;
+        for (const std::string stage : {"1", "2", "3", "4"}) {
+            const std::string conv = (stage < "3" ? "conv" : "local") + stage;
             const int filterSize = intAt(text, conv, "filterSize");
             const int modules = size - filterSize + 1;
+            EXPECT_EQ(listAt(text, conv, "weights"), Names{stage + number + "1"});
+            EXPECT_EQ(listAt(text, conv, "biases"), Names{stage + number + "2"});
             EXPECT_EQ(intAt(text, conv, "channels"), channels) << conv;
             EXPECT_EQ(intAt(text, conv, "imgSize"), size) << conv;
             EXPECT_EQ(intAt(text, conv, "imgPixels"), size * size) << conv;
@@ -87,12 +73,13 @@ TEST(NetTexts, agreeOnSizesFromLayerToLayer) {
             EXPECT_EQ(intAt(text, conv, "modulesX"), modules) << conv;
             channels = intAt(text, conv, "filters");
             size = modules / 2;
-            if (*stage < '4') {
-                const std::string pool = std::string("pool") + stage;
-                EXPECT_EQ(intAt(text, pool, "outputsX"), size) << pool;
-                EXPECT_EQ(intAt(text, pool, "channels"), channels) << pool;
+            if (stage < "4") {
+                EXPECT_EQ(intAt(text, "pool" + stage, "outputsX"), size) << stage;
+                EXPECT_EQ(intAt(text, "pool" + stage, "channels"), channels) << stage;
             }
         }
+        EXPECT_EQ(listAt(text, "fc", "weights"), (Names{"5" + number + "1", "5" + number + "2"}));
+        EXPECT_EQ(listAt(text, "fc", "biases"), Names{"5" + number + "3"});
         EXPECT_EQ(intAt(text, "fc", "outputs"), 160);
     }
 }

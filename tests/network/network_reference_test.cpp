@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "network/net_texts.h"
@@ -150,42 +149,5 @@ TEST(NetworkReference, networksOfSmallIntegersAreExact) {
             EXPECT_TRUE(sameFloats(narrowed(expected), networks.run(patch)));
             EXPECT_GT(largest(expected.values), 100) << "an output of zeros proves nothing";
         }
-    }
-}
-
-TEST(NetworkReference, patchOfZerosLeavesTheBiases) {
-    Random random(43);
-    BothNetworks networks(4, writeNetWeights, random);
-    const Values patch(networks.patch(random, false).size(), 0.0F);
-    const Values actual = networks.run(patch);
-    expectWithinBounds(runReferenceNetwork(networks.reference, patch.data()), actual);
-    EXPECT_TRUE(sameFloats(actual.data(), actual.data() + 160, 160)) << "equal rows, equal outputs";
-}
-
-// The exact comparison is telling: with any two neighbouring rows of any file exchanged (elements,
-// where there is only one row or column) the outputs are others.
-TEST(NetworkReference, exchangedWeightsWouldBeNoticed) {
-    Random random(44);
-    BothNetworks networks(10, writeIntegerWeights, random);
-    const Values patch = networks.patch(random, true);
-    ReferenceNetwork& wrong = networks.reference;
-    const Values expected = narrowed(runReferenceNetwork(wrong, patch.data()));
-    ASSERT_TRUE(sameFloats(expected, networks.run(patch)));
-    std::vector<ReferenceWeights*> files = {&wrong.fromLocal4, &wrong.fromPool3,
-                                            &wrong.outputBiases};
-    for (std::size_t i = 0; i < 4; ++i) {
-        files.push_back(&wrong.filters[i]);
-        files.push_back(&wrong.biases[i]);
-    }
-    for (std::size_t file = 0; file < files.size(); ++file) {
-        Values& values = files[file]->values;
-        const Values saved = values;
-        const bool vector = files[file]->rows == 1 || files[file]->cols == 1;
-        const std::ptrdiff_t count = vector ? 1 : files[file]->cols;
-        const auto row = values.begin() + 4 * count;
-        std::swap_ranges(row, row + count, row + count);
-        EXPECT_FALSE(sameFloats(expected, narrowed(runReferenceNetwork(wrong, patch.data()))))
-            << "file " << file;
-        values = saved;
     }
 }
