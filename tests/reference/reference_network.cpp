@@ -1,10 +1,13 @@
 #include "reference/reference_network.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <stdexcept>
+
+#include "reference/reference_tables.h"
 
 namespace {
 
@@ -47,6 +50,9 @@ struct Dot {
 
 }  // namespace
 
+static constexpr int kFilterSide[4] = {4, 3, 3, 2};
+static constexpr int kFilterCount[4] = {16, 32, 48, 64};
+
 static constexpr double kFloatRounding = 0x1p-24;
 static constexpr double kDoubleRounding = 0x1p-53;
 
@@ -83,38 +89,26 @@ static ReferenceWeights readWeights(const std::string& path, int rows, int cols)
 }
 
 ReferenceNetwork readReferenceNetwork(const std::string& folder, int number) {
-    // The networks that read three planes; all others read one.
-    static constexpr int kColour[] = {1, 2, 3, 5, 8, 11, 14, 17, 19, 21, 23, 25};
-    const auto path = [&](const std::string& stage, const std::string& matrix) {
-        return folder + stage + "-" + std::to_string(number) + "-" + matrix;
+    const auto read = [&](int stage, int matrix, int rows, int cols) {
+        return readWeights(folder + std::to_string(stage) + "-" + std::to_string(number) + "-" +
+                               std::to_string(matrix),
+                           rows, cols);
     };
-    const bool large = number <= 2;
     ReferenceNetwork network;
-    network.side = large ? 55 : 47;
-    network.channels = 1;
-    for (const int colour : kColour) {
-        if (colour == number) {
-            network.channels = 3;
-        }
+    network.side = kReferencePatches[number - 1].size;
+    network.channels = kReferencePatches[number - 1].isColour ? 3 : 1;
+    int planes = network.channels;
+    for (int stage = 0; stage < 4; ++stage) {
+        const int rows = planes * kFilterSide[stage] * kFilterSide[stage];
+        planes = kFilterCount[stage];
+        network.filters[stage] = read(stage + 1, 1, rows, planes);
+        network.biases[stage] = read(stage + 1, 2, planes, 1);
     }
-    network.filters[0] = readWeights(path("1", "1"), network.channels * 16, 16);
-    network.biases[0] = readWeights(path("1", "2"), 16, 1);
-    network.filters[1] = readWeights(path("2", "1"), 144, 32);
-    network.biases[1] = readWeights(path("2", "2"), 32, 1);
-    network.filters[2] = readWeights(path("3", "1"), 288, 48);
-    network.biases[2] = readWeights(path("3", "2"), 48, 1);
-    network.filters[3] = readWeights(path("4", "1"), 192, 64);
-    network.biases[3] = readWeights(path("4", "2"), 64, 1);
-    network.fromLocal4 = readWeights(path("5", "1"), large ? 1024 : 576, 160);
-    network.fromPool3 = readWeights(path("5", "2"), large ? 1200 : 768, 160);
-    network.outputBiases = readWeights(path("5", "3"), 1, 160);
+    const bool large = network.side == 55;
+    network.fromLocal4 = read(5, 1, large ? 1024 : 576, 160);
+    network.fromPool3 = read(5, 2, large ? 1200 : 768, 160);
+    network.outputBiases = read(5, 3, 1, 160);
     return network;
-}
-
-static void noteSum(ReferenceOutput& output, double size) {
-    if (size > output.largestSum) {
-        output.largestSum = size;
-    }
 }
 
 // out[f][y][x] = bias[f] + sum over plane, dy, dx of w[plane][dy][dx][f] in[plane][y + dy][x + dx]
@@ -144,7 +138,7 @@ static Activation convolve(const Activation& in, const ReferenceWeights& filters
                 const std::size_t o = out.at(f, y, x);
                 out.value[o] = dot.sum + bias;
                 out.bound[o] = boundAfterBias(out.value[o], dot.bound());
-                noteSum(output, dot.exactSize + std::abs(bias));
+                output.largestSum = std::max(output.largestSum, dot.exactSize + std::abs(bias));
             }
         }
     }
@@ -169,17 +163,13 @@ static Activation pool(const Activation& in) {
     for (int plane = 0; plane < out.planes; ++plane) {
         for (int y = 0; y < out.side; ++y) {
             for (int x = 0; x < out.side; ++x) {
-                double largest = -2.0e38;
-                double bound = 0;
-                for (int dy = 0; dy < 2; ++dy) {
-                    for (int dx = 0; dx < 2; ++dx) {
-                        const std::size_t i = in.at(plane, 2 * y + dy, 2 * x + dx);
-                        largest = std::fmax(largest, in.value[i]);
-                        bound = std::fmax(bound, in.bound[i]);
-                    }
+                const std::size_t o = out.at(plane, y, x);
+                out.value[o] = -2.0e38;
+                for (int corner = 0; corner < 4; ++corner) {
+                    const std::size_t i = in.at(plane, 2 * y + corner / 2, 2 * x + corner % 2);
+                    out.value[o] = std::fmax(out.value[o], in.value[i]);
+                    out.bound[o] = std::fmax(out.bound[o], in.bound[i]);
                 }
-                out.value[out.at(plane, y, x)] = largest;
-                out.bound[out.at(plane, y, x)] = bound;
             }
         }
     }
@@ -199,17 +189,14 @@ static void runRow(const ReferenceNetwork& network, const float* row, ReferenceO
         data.value[i] = static_cast<double>(row[i]);
     }
 
-    static constexpr int kFilterSide[4] = {4, 3, 3, 2};
     Activation pool3 = data;
-    for (int stage = 0; stage < 3; ++stage) {
-        Activation conv = convolve(pool3, network.filters[stage], network.biases[stage],
-                                   kFilterSide[stage], output);
-        rectify(conv, output);
-        pool3 = pool(conv);
+    Activation local4 = data;
+    for (int stage = 0; stage < 4; ++stage) {
+        pool3 = stage == 0 ? data : pool(local4);
+        local4 = convolve(pool3, network.filters[stage], network.biases[stage], kFilterSide[stage],
+                          output);
+        rectify(local4, output);
     }
-    Activation local4 =
-        convolve(pool3, network.filters[3], network.biases[3], kFilterSide[3], output);
-    rectify(local4, output);
 
     for (int unit = 0; unit < 160; ++unit) {
         Dot first;
@@ -223,7 +210,8 @@ static void runRow(const ReferenceNetwork& network, const float* row, ReferenceO
         addInputs(second, pool3, network.fromPool3, unit);
         output.values.push_back(second.sum);
         output.bounds.push_back(second.bound());
-        noteSum(output, first.exactSize + std::abs(bias) + second.exactSize);
+        output.largestSum =
+            std::max(output.largestSum, first.exactSize + std::abs(bias) + second.exactSize);
     }
 }
 
