@@ -144,7 +144,7 @@ TEST(DescriptionReader, repeatedNamesAreAllKeptTheNewestFirst) {
 }
 
 TEST(DescriptionReader, searchesOfRepeatedNamesFollowTheMidpoints) {
-    // The values of k as they are stored, with the places where the search stops.
+    // Behind each text the values of k in their stored order, and the places that are looked at.
     const std::vector<Example> examples = {
         {"k=1\nk=2", "2"},                      // 2 1: 0
         {"k=1\nk=2\nz=9", "1"},                 // 2 1 z: 1

@@ -64,25 +64,19 @@ TEST(AnyNetwork, aDataIndexOutsideTheListIsUnusableAndNothingIsRead) {
     }
 }
 
-TEST(AnyNetwork, aLayerSumsIntoTheInputWhoseMatrixItShares) {
-    const auto net =
-        netBehindTwoInputs("j", "[j]\ntype=eltsum\ninputs=d_e\ncoeffs=2_3\nactsTarget=1\n");
-    FiringOrder order(*net);
-    Matrix d = rowOf({1, 2});
-    Matrix e = rowOf({10, 20});
-    EXPECT_EQ(runNet(*net, {&d, &e}), &e);
-    EXPECT_TRUE(sameFloats({1, 2}, valuesOf(d)));
-    EXPECT_TRUE(sameFloats({32, 64}, valuesOf(e)));
-    EXPECT_EQ(order.fired, (Names{"d", "e", "j"}));
-    EXPECT_EQ(net->layers[2]->inputs, (MatrixList{&d, &e}));
-}
-
 TEST(AnyNetwork, aLayerStartsWithTheInputWhoseMatrixItShares) {
-    // 1 + 1 + 2^24 comes through, 2^24 + 1 + 1 stays where it is.
     const std::string section = "[j]\ntype=eltsum\ninputs=d_d_e\ncoeffs=1_1_1\n";
-    EXPECT_TRUE(sameFloats({0x1p24F + 2}, run(*netBehindTwoInputs("j", section), {1}, {0x1p24F})));
-    EXPECT_TRUE(sameFloats(
-        {0x1p24F}, run(*netBehindTwoInputs("j", section + "actsTarget=2\n"), {1}, {0x1p24F})));
+    const Values large = {0x1p24F, 20};
+    // 1 + 1 + 2^24 comes through, 2^24 + 1 + 1 stays where it is.
+    EXPECT_TRUE(
+        sameFloats({0x1p24F + 2, 24}, run(*netBehindTwoInputs("j", section), {1, 2}, large)));
+    const auto sharing = netBehindTwoInputs("j", section + "actsTarget=2\n");
+    Matrix d = rowOf({1, 2});
+    Matrix e = rowOf(large);
+    EXPECT_EQ(runNet(*sharing, {&d, &e}), &e);
+    EXPECT_TRUE(sameFloats({0x1p24F, 24}, valuesOf(e)));
+    EXPECT_TRUE(sameFloats({1, 2}, valuesOf(d)));
+    EXPECT_EQ(sharing->layers[2]->inputs, (MatrixList{&d, &d, &e}));
 }
 
 TEST(AnyNetwork, aBranchIsWalkedToItsEndBeforeTheNext) {

@@ -146,27 +146,24 @@ TEST(ConvNet, isBuiltOnSeveralThreadsAtOnce) {
     int right[4] = {};
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) {
-        const auto factor = static_cast<float>(i + 2);
         const std::string prefix = folder.prefix() + std::to_string(i);
-        writeWeightFile(prefix + "w", 1, 1, {factor});
+        writeWeightFile(prefix + "w", 1, 1, {static_cast<float>(i)});
         writeWeightFile(prefix + "b", 1, 1, {100});
+        const std::string text =
+            textOf("d_f_s", kData + "[f]\ntype=fc\ninputs=d\noutputs=1\nweights=w\nbiases=b\n" +
+                                "[s]\ntype=eltsum\ninputs=f\ncoeffs=" + std::to_string(i + 1));
         threads.emplace_back([=, &right] {
-            const std::string text = textOf(
-                "d_f_s", kData + "[f]\ntype=fc\ninputs=d\noutputs=1\nweights=w\nbiases=b\n" +
-                             "[s]\ntype=eltsum\ninputs=f\ncoeffs=" + std::to_string(i) + "\n");
             Matrix one = matrixOf(1, 1, {1});
             for (int round = 0; round < 200; ++round) {
                 const auto net = buildNet(text, prefix);
-                const float expected = (factor + 100) * static_cast<float>(i);
+                const auto expected = static_cast<float>((i + 100) * (i + 1));
                 right[i] += runNet(*net, {&one})->data[0] == expected ? 1 : 0;
             }
         });
     }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    for (const int rounds : right) {
-        EXPECT_EQ(rounds, 200);
+    for (int i = 0; i < 4; ++i) {
+        threads[static_cast<std::size_t>(i)].join();
+        EXPECT_EQ(right[i], 200) << "thread " << i;
     }
 }
 
