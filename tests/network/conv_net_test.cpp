@@ -48,30 +48,9 @@ struct Expected {
     std::int32_t cols;
 };
 
-// Network 3 (index 2) with random weights, and a patch of its own size.
-class EmbeddedNet : public testing::Test {
-  protected:
-    EmbeddedNet() {
-        Random random(3);
-        writeNetWeights(folder.prefix(), 3, random);
-        // The network may keep no pointer to either of the two.
-        const auto text = std::make_unique<std::string>(netDescriptionTexts[2]);
-        const auto prefix = std::make_unique<std::string>(folder.prefix());
-        net = buildNet(*text, *prefix);
-        text->assign(text->size(), '!');
-        patch = matrixOf(2, 6627, random.floats(std::size_t{2} * 6627, -128, 128));
-        patches[2] = &patch;
-    }
-
-    TemporaryFolder folder;
-    std::unique_ptr<ConvNet> net;
-    Matrix patch;
-    MatrixList patches = MatrixList(25, nullptr);
-};
-
 }  // namespace
 
-TEST_F(EmbeddedNet, isWiredAndShapedAsItsDescriptionSays) {
+TEST(ConvNet, isWiredAndShapedAndFiresAsItsDescriptionSays) {
     const std::vector<Expected> expected = {
         {"data", "", "conv1", 6627},
         {"conv1", "data", "neuron1", 30976},
@@ -87,11 +66,25 @@ TEST_F(EmbeddedNet, isWiredAndShapedAsItsDescriptionSays) {
         {"neuron4", "local4", "", 576},
         {"fc", "local4_pool3", "", 160},
     };
+    const TemporaryFolder folder;
+    Random random(3);
+    writeNetWeights(folder.prefix(), 3, random);
+    // The network may keep no pointer to its text or to the name of its folder.
+    std::string text = netDescriptionTexts[2];
+    const auto net = buildNet(text, folder.prefix());
+    text.assign(text.size(), '!');
+    Matrix patch = matrixOf(2, 6627, random.floats(std::size_t{2} * 6627, -128, 128));
+    MatrixList patches(25, nullptr);
+    patches[2] = &patch;
+    FiringOrder order(*net);
     EXPECT_EQ(runNet(*net, patches), net->layers.back()->getActs());
+    ASSERT_EQ(order.fired.size(), expected.size());
     ASSERT_EQ(net->layers.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
         Layer& layer = *net->layers[i];
+        layer.next.erase(layer.next.begin());  // what FiringOrder put there
         EXPECT_EQ(layer.name, expected[i].name);
+        EXPECT_EQ(order.fired[i], expected[i].name);
         EXPECT_EQ(namesOf(layer.prev), expected[i].prev) << layer.name;
         EXPECT_EQ(namesOf(layer.next), expected[i].next) << layer.name;
         EXPECT_EQ(layer.getActs()->numRows, 2) << layer.name;
@@ -99,17 +92,11 @@ TEST_F(EmbeddedNet, isWiredAndShapedAsItsDescriptionSays) {
         EXPECT_EQ(layer.getActs()->trans, kRowMajor) << layer.name;
     }
     EXPECT_EQ(namesOf(net->dataLayers), "data");
-}
-
-TEST_F(EmbeddedNet, lastLayerReadsTheFourthConvolutionAfterItWasRectifiedInPlace) {
-    FiringOrder order(*net);
-    runNet(*net, patches);
-    EXPECT_EQ(order.fired, splitList("data_conv1_neuron1_pool1_conv2_neuron2_pool2_local3_neuron3_"
-                                     "pool3_local4_neuron4_fc"));
-    const Matrix* local4 = layerNamed(*net, "local4")->getActs();
+    // The last layer reads the fourth convolution after it was rectified in place.
+    Matrix* local4 = layerNamed(*net, "local4")->getActs();
     EXPECT_EQ(layerNamed(*net, "neuron4")->getActs(), local4);
-    EXPECT_EQ(layerNamed(*net, "fc")->inputs[0], local4);
-    EXPECT_EQ(layerNamed(*net, "fc")->inputs[1], layerNamed(*net, "pool3")->getActs());
+    EXPECT_EQ(net->layers.back()->inputs,
+              (MatrixList{local4, layerNamed(*net, "pool3")->getActs()}));
     for (const float value : valuesOf(*local4)) {
         ASSERT_GE(value, 0.0F);
     }

@@ -24,58 +24,17 @@ using Values = std::vector<float>;
 // Three planes of 55 x 55, three of 47 x 47, one of 47 x 47.
 constexpr int kNumbersOfEachShape[] = {2, 11, 10};
 
-// Network `number` and its second writing, from the same files.
-class BothNetworks {
-  public:
-    using Writer = void (*)(const std::string& folder, int number, Random& random);
+using Writer = void (*)(const std::string& folder, int number, Random& random);
 
-    BothNetworks(int networkNumber, Writer writeWeights, Random& random) : number(networkNumber) {
-        writeWeights(folder.prefix(), number, random);
-        reference = readReferenceNetwork(folder.prefix(), number);
-        net = buildNet(netDescriptionTexts[number - 1], folder.prefix());
-    }
-
-    int patchSize() const { return reference.channels * reference.side * reference.side; }
-
-    // Two rows, of whole numbers from -20 to 20 or of any from -128 to 127.
-    Values patch(Random& random, bool isWhole) const {
-        Values patch = random.floats(std::size_t{2} * static_cast<std::size_t>(patchSize()),
-                                     isWhole ? -20.0F : -128.0F, isWhole ? 20.0F : 127.0F);
-        if (isWhole) {
-            std::transform(patch.begin(), patch.end(), patch.begin(),
-                           [](float x) { return std::round(x); });
-        }
-        return patch;
-    }
-
-    // The 320 outputs for two rows of one patch. All other entries of the patch list are null: a
-    // network may look at its own only.
-    Values run(Values patch) {
-        Matrix rows = Matrix::view(patch.data(), 2, patchSize());
-        MatrixList list(25, nullptr);
-        list[static_cast<std::size_t>(number - 1)] = &rows;
-        const Matrix& out = *runNet(*net, list);
-        EXPECT_TRUE(out.numRows == 2 && out.numCols == 160);
-        return valuesOf(out);
-    }
-
-    ReferenceNetwork reference;
-
-  private:
-    const int number;
-    TemporaryFolder folder;
-    std::unique_ptr<ConvNet> net;
-};
-
-void expectWithinBounds(const ReferenceOutput& expected, const Values& actual) {
-    ASSERT_EQ(actual.size(), expected.values.size());
-    for (std::size_t i = 0; i < actual.size(); ++i) {
-        const double difference = std::abs(static_cast<double>(actual[i]) - expected.values[i]);
-        // NaN fails as well.
-        ASSERT_LE(difference, expected.bounds[i])
-            << "index " << i << ": expected " << expected.values[i] << ", actual "
-            << hexFloat(actual[i]);
-    }
+// The 320 outputs for two rows of one patch. All other entries of the patch list are null: a
+// network may look at its own only.
+Values run(ConvNet& net, int number, Values patch) {
+    Matrix rows = Matrix::view(patch.data(), 2, static_cast<std::int32_t>(patch.size() / 2));
+    MatrixList list(25, nullptr);
+    list[static_cast<std::size_t>(number - 1)] = &rows;
+    const Matrix& out = *runNet(net, list);
+    EXPECT_TRUE(out.numRows == 2 && out.numCols == 160);
+    return valuesOf(out);
 }
 
 double largest(const std::vector<double>& values) {
@@ -86,12 +45,8 @@ double largest(const std::vector<double>& values) {
     return result;
 }
 
-Values narrowed(const ReferenceOutput& output) {
-    return {output.values.begin(), output.values.end()};
-}
-
-// Weights of -1, 0 and 1, few of them in each column, and patches of small integers: all sums stay
-// far below 2^24, every float operation is exact in any order, and not one bit may differ.
+// Weights of -1, 0 and 1, few of them in each column: with patches of small integers all sums stay
+// far below 2^24, and every float operation is exact in any order.
 void writeIntegerWeights(const std::string& folder, int number, Random& random) {
     for (const WeightFile& file : weightFilesOf(number)) {
         const auto cols = static_cast<std::size_t>(file.cols);
@@ -110,44 +65,58 @@ void writeIntegerWeights(const std::string& folder, int number, Random& random) 
     }
 }
 
+// Builds a network from random files and compares it with its second writing on two patches, of
+// values from -limit to limit. Whole weights and patches may not differ in any bit.
+void compare(int number, Writer writeWeights, int limit, bool isWhole, Random& random) {
+    SCOPED_TRACE(number);
+    const TemporaryFolder folder;
+    writeWeights(folder.prefix(), number, random);
+    const auto net = buildNet(netDescriptionTexts[number - 1], folder.prefix());
+    const ReferenceNetwork reference = readReferenceNetwork(folder.prefix(), number);
+    const int size = reference.channels * reference.side * reference.side;
+    for (int round = 0; round < 2; ++round) {
+        Values patch(std::size_t{2} * static_cast<std::size_t>(size));
+        for (float& value : patch) {
+            value = static_cast<float>(random.between(-limit, limit));
+            value += isWhole ? 0.0F : random.unit();
+        }
+        const ReferenceOutput expected = runReferenceNetwork(reference, patch.data());
+        const Values actual = run(*net, number, patch);
+        for (std::size_t i = 0; i < actual.size(); ++i) {
+            const double bound = isWhole ? 0.0 : expected.bounds[i];
+            const double difference = std::abs(static_cast<double>(actual[i]) - expected.values[i]);
+            // NaN fails as well.
+            ASSERT_LE(difference, bound) << "index " << i << ": expected " << expected.values[i]
+                                         << ", actual " << hexFloat(actual[i]);
+        }
+        // The comparison means something only while sums of whole numbers are exact, bounds are
+        // small beside the values, values are not zeros and the rectifiers have something to do.
+        EXPECT_TRUE(!isWhole || expected.largestSum < 0x1p24) << expected.largestSum;
+        EXPECT_LT(largest(expected.bounds), 1e-3 * largest(expected.values));
+        EXPECT_GT(largest(expected.values), isWhole ? 100 : 1);
+        EXPECT_GT(expected.rectified, 1000);
+
+        // A crop must not reach the other crop's row.
+        std::rotate(patch.begin(), patch.begin() + size, patch.end());
+        const Values exchanged = run(*net, number, patch);
+        EXPECT_TRUE(sameFloats(actual.data(), exchanged.data() + 160, 160));
+        EXPECT_TRUE(sameFloats(actual.data() + 160, exchanged.data(), 160));
+        EXPECT_FALSE(sameFloats(actual, exchanged));
+    }
+}
+
 }  // namespace
 
 TEST(NetworkReference, randomNetworksStayWithinTheirErrorBounds) {
     Random random(41);
     for (const int number : kNumbersOfEachShape) {
-        SCOPED_TRACE(number);
-        BothNetworks networks(number, writeNetWeights, random);
-        for (int round = 0; round < 2; ++round) {
-            Values patch = networks.patch(random, false);
-            const ReferenceOutput expected = runReferenceNetwork(networks.reference, patch.data());
-            const Values actual = networks.run(patch);
-            expectWithinBounds(expected, actual);
-            // The comparison means something only while the bounds are small beside the values and
-            // the rectifiers have something to do.
-            EXPECT_LT(largest(expected.bounds), 1e-3 * largest(expected.values));
-            EXPECT_GT(expected.rectified, 1000);
-            // A crop must not reach the other crop's row.
-            std::rotate(patch.begin(), patch.begin() + networks.patchSize(), patch.end());
-            const Values exchanged = networks.run(patch);
-            EXPECT_TRUE(sameFloats(actual.data(), exchanged.data() + 160, 160));
-            EXPECT_TRUE(sameFloats(actual.data() + 160, exchanged.data(), 160));
-            EXPECT_FALSE(sameFloats(actual, exchanged));
-        }
+        compare(number, writeNetWeights, 128, false, random);
     }
 }
 
 TEST(NetworkReference, networksOfSmallIntegersAreExact) {
     Random random(42);
     for (const int number : kNumbersOfEachShape) {
-        SCOPED_TRACE(number);
-        BothNetworks networks(number, writeIntegerWeights, random);
-        for (int round = 0; round < 2; ++round) {
-            const Values patch = networks.patch(random, true);
-            const ReferenceOutput expected = runReferenceNetwork(networks.reference, patch.data());
-            ASSERT_LT(expected.largestSum, 0x1p24) << "not exact any more";
-            EXPECT_GT(expected.rectified, 1000);
-            EXPECT_TRUE(sameFloats(narrowed(expected), networks.run(patch)));
-            EXPECT_GT(largest(expected.values), 100) << "an output of zeros proves nothing";
-        }
+        compare(number, writeIntegerWeights, 20, true, random);
     }
 }
