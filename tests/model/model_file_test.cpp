@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
 #include "support/forked.h"
 #include "support/model_folder.h"
 #include "support/temporary_folder.h"
