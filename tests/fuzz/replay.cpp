@@ -1,47 +1,45 @@
-// Feeds every file of the folders on the command line to one fuzz target: what was found once is
-// tested again with every compiler. A folder that is not there holds no files; no files at all are
-// a failure.
+// Feeds every stored input of one fuzz target to it: what was found once is tested again with every
+// compiler. A file without inputs is a failure.
 //
-//   replay_TARGET FOLDER...
-#include <algorithm>
+//   replay_TARGET CORPUS
+//
+// A line of CORPUS holds the bytes of one input in hexadecimal digits, then perhaps its name.
 #include <cstdio>
 #include <exception>
-#include <filesystem>
+#include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "fuzz/fuzz_target.h"
-#include "support/read_file.h"
 
-static std::vector<std::filesystem::path> filesBelow(const std::filesystem::path& folder) {
-    std::vector<std::filesystem::path> files;
-    if (std::filesystem::is_directory(folder)) {
-        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-            files.push_back(entry.path());
+// In storage of the exact size, so that a sanitizer sees the first byte too many.
+static std::vector<std::uint8_t> bytesOf(const std::string& line) {
+    const std::size_t digits = line.substr(0, line.find(' ')).size();
+    if (digits % 2 != 0) {
+        throw std::runtime_error("half a byte in: " + line);
+    }
+    std::vector<std::uint8_t> bytes(digits / 2);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        std::size_t read = 0;
+        bytes[i] = static_cast<std::uint8_t>(std::stoul(line.substr(2 * i, 2), &read, 16));
+        if (read != 2) {
+            throw std::runtime_error("no hexadecimal digits: " + line);
         }
     }
-    std::sort(files.begin(), files.end());
-    return files;
-}
-
-// A copy of the exact size, so that a sanitizer sees the first byte too many.
-static void feed(const std::filesystem::path& file) {
-    const std::string text = readFile(file);
-    const std::vector<std::uint8_t> bytes(text.begin(), text.end());
-    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    return bytes;
 }
 
 int main(int argc, char** argv) {
     try {
+        std::ifstream file(argc == 2 ? argv[1] : "");
         int count = 0;
-        for (int i = 1; i < argc; ++i) {
-            for (const std::filesystem::path& file : filesBelow(argv[i])) {
-                std::fprintf(stderr, "%s\n", file.c_str());
-                feed(file);
-                ++count;
-            }
+        for (std::string line; std::getline(file, line);) {
+            std::fprintf(stderr, "line %d\n", ++count);
+            const std::vector<std::uint8_t> bytes = bytesOf(line);
+            LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
         }
-        std::fprintf(stderr, "%d files replayed\n", count);
+        std::fprintf(stderr, "%d inputs replayed\n", count);
         return count > 0 ? 0 : 1;
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "replay: %s\n", failure.what());

@@ -1,11 +1,10 @@
 // Sweeps the patch stage over random records and pictures that no face could give, and compares
 // every result with the reference. Each face comes from a number of its own, its seed.
 //
-//   zomu_hostile_geometry [--records N] [--seed FIRST] [--canvases K]
+//   zomu_hostile_geometry [--records N] [--seed FIRST]
 //
-// Every K-th face is compared with the reference's whole canvases as well; 0: none. Prints its
-// progress and a last line with the counts. Exit status 1 where a face is wrong; the line that says
-// so holds the words that repeat it.
+// Prints its progress and a last line with the counts. Exit status 1 where a face is wrong; the
+// line that says so holds the words that repeat it.
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,29 +16,23 @@
 #include <exception>
 #include <string>
 
-#include "hardening/hostile_sweep.h"
+#include "support/face_generator.h"
+#include "support/patch_stage_check.h"
 
 // There where a sanitizer is part of the program.
 extern "C" __attribute__((weak)) void __sanitizer_set_death_callback(void (*callback)());
 
-static volatile std::uint64_t g_seed = 0;
+// Of the present face: what a crash has to print, made before it happens.
+static char g_lastWords[96];
 
-// Written by hand: it runs in a signal handler.
+static void chooseFace(std::uint64_t seed) {
+    std::snprintf(g_lastWords, sizeof g_lastWords,
+                  "\nFailed: a crash; repeat with --records 1 --seed %llu\n",
+                  static_cast<unsigned long long>(seed));
+}
+
 static void nameTheSeed() {
-    char text[96] = "\nFailed: a crash; repeat with --records 1 --seed ";
-    std::size_t length = std::strlen(text);
-    char digits[24];
-    std::size_t count = 0;
-    std::uint64_t number = g_seed;
-    do {
-        digits[count++] = static_cast<char>('0' + number % 10);
-        number /= 10;
-    } while (number != 0);
-    while (count > 0) {
-        text[length++] = digits[--count];
-    }
-    text[length++] = '\n';
-    if (write(STDERR_FILENO, text, length) < 0) {
+    if (write(STDERR_FILENO, g_lastWords, std::strlen(g_lastWords)) < 0) {
         _exit(3);
     }
 }
@@ -59,73 +52,49 @@ static void watchForCrashes() {
     }
 }
 
-static void printCounts(const HostileSweep::Counts& counts, double seconds, const char* end) {
-    std::printf(
-        "%llu records, %llu refused, %llu compared, %llu of them with whole canvases, "
-        "%.0f s%s\n",
-        static_cast<unsigned long long>(counts.records),
-        static_cast<unsigned long long>(counts.refused),
-        static_cast<unsigned long long>(counts.compared),
-        static_cast<unsigned long long>(counts.comparedWithCanvases), seconds, end);
-    std::fflush(stdout);
-}
-
-struct Options {
-    std::uint64_t records = 4000;
-    std::uint64_t seed = 1;
-    std::uint64_t canvases = 50;
-};
-
-static bool readOptions(int argc, char** argv, Options& options) {
-    for (int i = 1; i < argc; i += 2) {
-        const std::string name = argv[i];
-        std::uint64_t* value = name == "--records"    ? &options.records
-                               : name == "--seed"     ? &options.seed
-                               : name == "--canvases" ? &options.canvases
-                                                      : nullptr;
-        if (value == nullptr || i + 1 == argc) {
-            return false;
-        }
-        *value = std::stoull(argv[i + 1]);
-    }
-    return true;
-}
-
-static bool sweep(const Options& options) {
+static bool sweep(std::uint64_t records, std::uint64_t firstSeed) {
     using Clock = std::chrono::steady_clock;
     const auto start = Clock::now();
-    const auto seconds = [start] {
-        return std::chrono::duration<double>(Clock::now() - start).count();
+    FaceGenerator faces;
+    PatchStage stage;
+    const auto printCounts = [&](const char* end) {
+        std::printf("%d records, %d refused, %d compared, %.0f s%s\n",
+                    stage.refused + stage.compared, stage.refused, stage.compared,
+                    std::chrono::duration<double>(Clock::now() - start).count(), end);
+        std::fflush(stdout);
     };
-    HostileSweep faces;
-    const std::uint64_t step = std::max<std::uint64_t>(options.records / 20, 1);
-    for (std::uint64_t i = 0; i < options.records; ++i) {
-        g_seed = options.seed + i;
-        const bool withCanvases = options.canvases != 0 && i % options.canvases == 0;
-        const std::string difference = faces.run(g_seed, withCanvases);
+    const std::uint64_t step = std::max<std::uint64_t>(records / 20, 1);
+    for (std::uint64_t i = 0; i < records; ++i) {
+        chooseFace(firstSeed + i);
+        Random random(firstSeed + i);
+        const std::string difference = stage.check(faces.make(random));
         if (!difference.empty()) {
             std::printf("Failed: %s; repeat with --records 1 --seed %llu\n", difference.c_str(),
-                        static_cast<unsigned long long>(g_seed));
+                        static_cast<unsigned long long>(firstSeed + i));
             return false;
         }
-        if (i % step == step - 1 && i + 1 < options.records) {
-            printCounts(faces.counts(), seconds(), " ...");
+        if (i % step == step - 1 && i + 1 < records) {
+            printCounts(" ...");
         }
     }
-    printCounts(faces.counts(), seconds(), ": no read outside, same bits");
+    printCounts(": no read outside, same bits");
     return true;
 }
 
 int main(int argc, char** argv) {
     try {
-        Options options;
-        if (!readOptions(argc, argv, options)) {
-            std::fputs("usage: zomu_hostile_geometry [--records N] [--seed FIRST] [--canvases K]\n",
-                       stderr);
-            return 2;
+        std::uint64_t records = 4000;
+        std::uint64_t seed = 1;
+        for (int i = 1; i < argc; i += 2) {
+            const std::string name = argv[i];
+            if ((name != "--records" && name != "--seed") || i + 1 == argc) {
+                std::fputs("usage: zomu_hostile_geometry [--records N] [--seed FIRST]\n", stderr);
+                return 2;
+            }
+            (name == "--seed" ? seed : records) = std::stoull(argv[i + 1]);
         }
         watchForCrashes();
-        return sweep(options) ? 0 : 1;
+        return sweep(records, seed) ? 0 : 1;
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "zomu_hostile_geometry: %s\n", failure.what());
         return 2;

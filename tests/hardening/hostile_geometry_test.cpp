@@ -13,15 +13,12 @@
 #include <string>
 #include <utility>
 
-#include "hardening/hostile_picture.h"
-#include "hardening/hostile_record.h"
-#include "hardening/hostile_sweep.h"
-#include "hardening/patch_check.h"
-#include "patches/face_patches.h"
+#include "reference/reference_patches.h"
 #include "reference/reference_tables.h"
-#include "model/model_tables.h"
 #include "support/bits.h"
+#include "support/face_generator.h"
 #include "support/faces.h"
+#include "support/patch_stage_check.h"
 #include "support/pictures.h"
 #include "support/random.h"
 
@@ -90,74 +87,73 @@ TEST(HostilePictures, areReadableInTheirRowsAndStandBesideGuards) {
 
 TEST(HostileRecords, holdEverythingThatMayGoWrong) {
     std::map<std::string, int> seen;
+    FaceGenerator faces;
     for (std::uint64_t seed = 1; seed <= 3000; ++seed) {
         Random random(seed);
-        const HostileRecord record = hostileRecord(random, 60, 40);
-        const char* refusal = expectedRefusal(record);
+        const LandmarkRecord& record = faces.make(random).record;
+        const char* refusal = referenceRefusal(record);
         ++seen[refusal == nullptr ? "kept" : refusal];
         if (refusal != nullptr) {
             continue;
         }
         std::set<std::pair<float, float>> places;
         std::set<std::int32_t> ids;
-        bool isNan = false, isInfinite = false, isDenormal = false, isHuge = false,
-             isOutside = false;
-        for (const LandmarkEntry& entry : record.entries) {
-            for (const float value : {entry.x, entry.y}) {
-                isNan = isNan || std::isnan(value);
-                isInfinite = isInfinite || std::isinf(value);
-                isDenormal = isDenormal || std::fpclassify(value) == FP_SUBNORMAL;
-                isHuge = isHuge || std::fabs(value) > 1e30F;
-                isOutside = isOutside || value < -1e4F || value > 1e4F;
+        std::set<std::string> oddities;
+        const LandmarkEntry* entries = record.entries;
+        for (int i = 0; i < record.count; ++i) {
+            for (const float value : {entries[i].x, entries[i].y}) {
+                const int kind = std::fpclassify(value);
+                oddities.insert(kind == FP_NAN             ? "NaN"
+                                : kind == FP_INFINITE      ? "infinite"
+                                : kind == FP_SUBNORMAL     ? "subnormal"
+                                : std::fabs(value) > 1e30F ? "huge"
+                                : std::fabs(value) > 1e4F  ? "outside"
+                                                           : "ordinary");
             }
-            if (!std::isnan(entry.x) && !std::isnan(entry.y)) {
-                places.emplace(entry.x, entry.y);
+            if (!std::isnan(entries[i].x) && !std::isnan(entries[i].y)) {
+                places.emplace(entries[i].x, entries[i].y);
             }
-            ids.insert(entry.id);
+            ids.insert(entries[i].id);
         }
-        seen["NaN"] += isNan ? 1 : 0;
-        seen["infinite"] += isInfinite ? 1 : 0;
-        seen["denormal"] += isDenormal ? 1 : 0;
-        seen["huge"] += isHuge ? 1 : 0;
-        seen["outside"] += isOutside ? 1 : 0;
+        for (const std::string& oddity : oddities) {
+            ++seen[oddity];
+        }
         seen["one place"] += places.size() == 1 ? 1 : 0;
-        seen["repeated ids"] += ids.size() < record.entries.size() ? 1 : 0;
+        seen["repeated ids"] += ids.size() < static_cast<std::size_t>(record.count) ? 1 : 0;
+        seen["hundreds of entries"] += record.count > 300 ? 1 : 0;
     }
     for (const char* name :
          {"kept", "fewer than 25 landmarks", "a landmark id outside 0 to 317",
           "more than 25 landmarks besides the sides of the head",
-          "fewer than 25 landmarks besides the sides of the head", "NaN", "infinite", "denormal",
-          "huge", "outside", "one place", "repeated ids"}) {
+          "fewer than 25 landmarks besides the sides of the head", "NaN", "infinite", "subnormal",
+          "huge", "outside", "one place", "repeated ids", "hundreds of entries"}) {
         EXPECT_GE(seen[name], 20) << name;
     }
 }
 
 // A check that cannot fail would be none: one bit of one value, in every patch and both of its
 // crops.
-TEST(PatchCheck, noticesOneBit) {
+TEST(PatchStageCheck, noticesOneBit) {
     Random random(3);
     const Picture picture = randomPicture(random, 90, 110, -300);
     const SourceImage image = {picture.topRow(), picture.width, picture.height, picture.stride};
     const LandmarkRecord record = projectFace(HeadView());
-    ZomuContext context;
-    PatchCheck check;
-    const PatchList patches = cutFacePatches(context.canvases, g_modelTables.meanImages, image, record);
-    ASSERT_EQ(check.difference(image, record, patches), "");
-    ASSERT_EQ(PatchCheck::differenceFromWholeCanvases(image, record, patches), "");
+    PatchStage stage;
+    const PatchList patches = stage.cut(image, record);
+    ASSERT_EQ(stage.difference(image, record, patches), "");
     for (const auto& patch : patches) {
         for (const int row : {0, 1}) {
             float& value =
                 patch->data[row * patch->numCols + random.between(0, patch->numCols - 1)];
             const float before = value;
             value = std::nextafter(value, 1000.0F);
-            EXPECT_NE(check.difference(image, record, patches), "");
-            EXPECT_NE(PatchCheck::differenceFromWholeCanvases(image, record, patches), "");
+            EXPECT_NE(stage.difference(image, record, patches), "");
             value = before;
         }
     }
     LandmarkRecord moved = record;
     jitter(moved, random, 1.0F);
-    EXPECT_NE(check.difference(image, moved, patches), "");
+    EXPECT_NE(stage.difference(image, moved, patches), "");
 }
 
 // Sizes up to the largest that can be said. All bytes are zero: the pages cost nothing until they
@@ -181,7 +177,7 @@ TEST_P(ExtremePictures, areReadInTheirRowsOnly) {
     const SourceImage image = {reach < 0 ? lowest - reach : lowest, size.width, size.height,
                                size.stride};
 
-    ZomuContext context;
+    PatchStage stage;
     Random random(4);
     for (int round = 0; round < 40; ++round) {
         HeadView view = randomView(random, size.width, size.height);
@@ -190,14 +186,14 @@ TEST_P(ExtremePictures, areReadInTheirRowsOnly) {
             view.x = size.width;
             view.y = size.height;
         }
-        const PatchList patches = cutFacePatches(context.canvases, g_modelTables.meanImages, image, projectFace(view));
+        const PatchList patches = stage.cut(image, projectFace(view));
         for (int patch = 0; patch < 25; ++patch) {
             const Matrix& matrix = *patches[static_cast<std::size_t>(patch)];
             for (std::int32_t i = 0; i < matrix.numElements; ++i) {
                 const std::int32_t e = i % matrix.numCols;
                 const int side = kReferencePatches[patch].size;
                 const bool isCleared = referenceInMargin(patch, e / side % side, e % side);
-                const float expected = isCleared ? 0.0F : 0.0F - meanImages[patch][e];
+                const float expected = isCleared ? 0.0F : 0.0F - stage.meanImage(patch)[e];
                 ASSERT_TRUE(sameFloat(expected, matrix.data[i]))
                     << "round " << round << ", patch " << patch << ", element " << i;
             }

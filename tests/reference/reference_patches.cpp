@@ -39,6 +39,25 @@ std::vector<LandmarkEntry> referenceKeptLandmarks(const LandmarkRecord& record) 
     return kept;
 }
 
+const char* referenceRefusal(const LandmarkRecord& record) {
+    if (record.count < 25) {
+        return "fewer than 25 landmarks";
+    }
+    const LandmarkEntry* entries = record.entries;
+    int kept = 0;
+    for (int i = 0; i < record.count; ++i) {
+        const int id = entries[i].id;
+        if (id < 0 || id > 317) {
+            return "a landmark id outside 0 to 317";
+        }
+        kept += id == 240 || id == 241 || id == 315 || id == 316 ? 0 : 1;
+        if (kept == 26) {
+            return "more than 25 landmarks besides the sides of the head";
+        }
+    }
+    return kept == 25 ? nullptr : "fewer than 25 landmarks besides the sides of the head";
+}
+
 bool referenceSolve(ReferenceFloats& A, ReferenceFloats& g) {
     const auto at = [](std::size_t row, std::size_t column) { return 8 * row + column; };
     for (std::size_t i = 0; i < 8; ++i) {
@@ -318,26 +337,30 @@ static int clamp(int value, int highest) {
     return value > highest ? highest : value;
 }
 
-// Row y of an image whose rows may run in either direction.
-static const std::uint8_t* rowOf(const std::uint8_t* image, int stride, int y) {
-    return image + static_cast<std::ptrdiff_t>(stride) * y;
+// Pixel (x, y) of a picture whose rows may run in either direction.
+static const std::uint8_t* pixelOf(const ReferencePicture& picture, int x, int y) {
+    return picture.bytes + static_cast<std::ptrdiff_t>(picture.stride) * y +
+           static_cast<std::ptrdiff_t>(3) * x;
+}
+
+static int greyOf(const std::uint8_t* pixel) {
+    return (601 * pixel[1] + 117 * pixel[0] + 306 * pixel[2]) / 1024;
 }
 
 ReferenceBytes referenceGrey(const std::uint8_t* image, int width, int height, int stride) {
     ReferenceBytes grey;
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
-            const std::uint8_t* pixel =
-                rowOf(image, stride, y) + 3 * static_cast<std::ptrdiff_t>(x);
-            const int b = pixel[0], g = pixel[1], r = pixel[2];
-            grey.push_back(static_cast<std::uint8_t>((601 * g + 117 * b + 306 * r) / 1024));
+            grey.push_back(
+                static_cast<std::uint8_t>(greyOf(pixelOf({image, width, height, stride}, x, y))));
         }
     }
     return grey;
 }
 
-void referencePixel(const std::uint8_t* image, int channels, int width, int height, int stride,
-                    const ReferenceAlignment& alignment, int X, int Y, std::uint8_t* bytes) {
+// Column X, row Y of a canvas: one byte of grey, or blue, green and red.
+static void canvasPixel(const ReferencePicture& picture, bool isColour,
+                        const ReferenceAlignment& alignment, int X, int Y, std::uint8_t* bytes) {
     const float A = alignment.A, B = alignment.B, C = alignment.C, E = alignment.E;
     const float fX = static_cast<float>(X);
     const float fY = static_cast<float>(Y);
@@ -347,45 +370,48 @@ void referencePixel(const std::uint8_t* image, int channels, int width, int heig
     const std::int32_t iy = referenceTrunc(sy);
     const float fx = sx - static_cast<float>(ix);
     const float fy = sy - static_cast<float>(iy);
-    const int cx = clamp(ix, width - 2);
-    const int cy = clamp(iy, height - 2);
+    const int cx = clamp(ix, picture.width - 2);
+    const int cy = clamp(iy, picture.height - 2);
     const float wTR = (1.0F - fy) * fx;
     const float wTL = (1.0F - fx) * (1.0F - fy);
     const float wBL = (1.0F - fx) * fy;
     const float wBR = fy * fx;
-    for (int channel = 0; channel < channels; ++channel) {
-        const std::ptrdiff_t left = static_cast<std::ptrdiff_t>(channels) * cx + channel;
-        const std::ptrdiff_t right = left + channels;
-        const float pTL = static_cast<float>(rowOf(image, stride, cy)[left]);
-        const float pTR = static_cast<float>(rowOf(image, stride, cy)[right]);
-        const float pBL = static_cast<float>(rowOf(image, stride, cy + 1)[left]);
-        const float pBR = static_cast<float>(rowOf(image, stride, cy + 1)[right]);
+    for (int channel = 0; channel < (isColour ? 3 : 1); ++channel) {
+        const auto valueAt = [&](int x, int y) {
+            const std::uint8_t* pixel = pixelOf(picture, x, y);
+            return static_cast<float>(isColour ? pixel[channel] : greyOf(pixel));
+        };
+        const float pTL = valueAt(cx, cy);
+        const float pTR = valueAt(cx + 1, cy);
+        const float pBL = valueAt(cx, cy + 1);
+        const float pBR = valueAt(cx + 1, cy + 1);
         const float v = ((((wTR * pTR) + (wTL * pTL)) + (wBL * pBL)) + (wBR * pBR)) + 0.5F;
         const auto low = static_cast<std::uint32_t>(referenceTrunc(v)) & 255U;
         bytes[channel] = static_cast<std::uint8_t>(low);
     }
 }
 
-ReferenceBytes referenceWarp(const std::uint8_t* image, int channels, int width, int height,
-                             int stride, const ReferenceAlignment& alignment) {
+ReferenceBytes referenceWarp(const ReferencePicture& picture, bool isColour,
+                             const ReferenceAlignment& alignment) {
+    const int channels = isColour ? 3 : 1;
     ReferenceBytes canvas(static_cast<std::size_t>(160 * 160 * channels));
     for (int Y = 0; Y < 160; ++Y) {
         for (int X = 0; X < 160; ++X) {
             const auto at = static_cast<std::size_t>((160 * Y + X) * channels);
-            referencePixel(image, channels, width, height, stride, alignment, X, Y, &canvas[at]);
+            canvasPixel(picture, isColour, alignment, X, Y, &canvas[at]);
         }
     }
     return canvas;
 }
 
-int referenceCropRow(int patch, float py, int r) {
+static int cropRow(int patch, float py, int r) {
     const ReferencePatch& layout = kReferencePatches[patch];
     const float shift = static_cast<float>(layout.canonicalEyeSpan) * layout.shiftFactor;
     const float i = static_cast<float>(r - layout.size / 2);
     return clamp(referenceTrunc(((i + py) + shift) + 0.5F), 159);
 }
 
-int referenceCropColumn(int patch, float px, bool mirrored, int q) {
+static int cropColumn(int patch, float px, bool mirrored, int q) {
     const float j = static_cast<float>(q - kReferencePatches[patch].size / 2);
     const float across = mirrored ? px - j : j + px;
     return clamp(referenceTrunc(across + 0.5F), 159);
@@ -402,54 +428,68 @@ bool referenceInMargin(int patch, int r, int q) {
     return false;
 }
 
-ReferenceFloats referenceCrop(const ReferenceBytes& canvas, float px, float py, int patch,
-                              bool mirrored, const float* mean) {
-    const ReferencePatch& layout = kReferencePatches[patch];
-    const int size = layout.size;
-    const int planes = layout.isColour ? 3 : 1;
-    ReferenceFloats row;
-    for (int plane = 0; plane < planes; ++plane) {
-        // Planes run red, green, blue; bytes run blue, green, red.
-        const int byte = planes - 1 - plane;
-        for (int r = 0; r < size; ++r) {
-            for (int q = 0; q < size; ++q) {
-                const int canvasRow = referenceCropRow(patch, py, r);
-                const int canvasColumn = referenceCropColumn(patch, px, mirrored, q);
-                const int at = (160 * canvasRow + canvasColumn) * planes + byte;
-                const float value = static_cast<float>(canvas[static_cast<std::size_t>(at)]);
-                const bool inMargin = referenceInMargin(patch, r, q);
-                row.push_back(inMargin ? 0.0F : value - mean[row.size()]);
+// `pixelAt(column, row)` gives the bytes of a canvas pixel.
+template <typename PixelAt>
+static ReferenceFloats crop(const PixelAt& pixelAt, float px, float py, int patch, bool mirrored,
+                            const float* mean) {
+    const int size = kReferencePatches[patch].size;
+    const int planes = kReferencePatches[patch].isColour ? 3 : 1;
+    ReferenceFloats row(static_cast<std::size_t>(planes * size * size));
+    for (int r = 0; r < size; ++r) {
+        for (int q = 0; q < size; ++q) {
+            const std::uint8_t* bytes =
+                pixelAt(cropColumn(patch, px, mirrored, q), cropRow(patch, py, r));
+            for (int plane = 0; plane < planes; ++plane) {
+                // Planes run red, green, blue; bytes run blue, green, red.
+                const float value = static_cast<float>(bytes[planes - 1 - plane]);
+                const auto e = static_cast<std::size_t>((plane * size + r) * size + q);
+                row[e] = referenceInMargin(patch, r, q) ? 0.0F : value - mean[e];
             }
         }
     }
     return row;
 }
 
+ReferenceFloats referenceCrop(const ReferenceBytes& canvas, float px, float py, int patch,
+                              bool mirrored, const float* mean) {
+    const int channels = kReferencePatches[patch].isColour ? 3 : 1;
+    const auto pixelAt = [&](int X, int Y) {
+        return &canvas[static_cast<std::size_t>((160 * Y + X) * channels)];
+    };
+    return crop(pixelAt, px, py, patch, mirrored, mean);
+}
+
+// Works out a canvas pixel whenever a crop asks for it, and so no more than the crops read.
+ReferenceFloats referencePatch(const ReferencePicture& picture, const LandmarkRecord& record,
+                               int patch, const float* mean) {
+    const ReferencePatch& layout = kReferencePatches[patch];
+    const std::vector<LandmarkEntry> kept = referenceKeptLandmarks(record);
+    const ReferenceAlignment f = referenceAlignment(kept[6], kept[8], layout.canonicalEyeSpan,
+                                                    referencePose(record).imageEyeSpan);
+    std::uint8_t bytes[3];
+    const auto pixelAt = [&](int X, int Y) {
+        canvasPixel(picture, layout.isColour, f, X, Y, bytes);
+        return bytes;
+    };
+    ReferenceFloats rows;
+    for (const bool mirrored : {false, true}) {
+        const int position = mirrored ? layout.secondCentre : layout.firstCentre;
+        const LandmarkEntry& centre = kept[static_cast<std::size_t>(position)];
+        const ReferenceFloats row =
+            crop(pixelAt, ((f.a * centre.x) - (f.b * centre.y)) + f.c,
+                 ((f.b * centre.x) + (f.a * centre.y)) + f.d, patch, mirrored, mean);
+        rows.insert(rows.end(), row.begin(), row.end());
+    }
+    return rows;
+}
+
 std::vector<ReferenceFloats> referencePatches(const std::uint8_t* image, int width, int height,
                                               int stride, const LandmarkRecord& record,
                                               const float* meanImages) {
-    const float S = referencePose(record).imageEyeSpan;
-    const std::vector<LandmarkEntry> kept = referenceKeptLandmarks(record);
-    const ReferenceBytes grey = referenceGrey(image, width, height, stride);
     std::vector<ReferenceFloats> patches;
     for (int patch = 0; patch < 25; ++patch) {
-        const ReferencePatch& layout = kReferencePatches[patch];
-        const ReferenceAlignment f =
-            referenceAlignment(kept[6], kept[8], layout.canonicalEyeSpan, S);
-        const ReferenceBytes canvas = layout.isColour
-                                          ? referenceWarp(image, 3, width, height, stride, f)
-                                          : referenceWarp(grey.data(), 1, width, height, width, f);
-        const LandmarkEntry& first = kept[static_cast<std::size_t>(layout.firstCentre)];
-        const LandmarkEntry& second = kept[static_cast<std::size_t>(layout.secondCentre)];
-        const float* mean = meanImages + std::ptrdiff_t{9075} * patch;
-        const ReferenceFloats plain =
-            referenceCrop(canvas, ((f.a * first.x) - (f.b * first.y)) + f.c,
-                          ((f.b * first.x) + (f.a * first.y)) + f.d, patch, false, mean);
-        const ReferenceFloats mirrored =
-            referenceCrop(canvas, ((f.a * second.x) - (f.b * second.y)) + f.c,
-                          ((f.b * second.x) + (f.a * second.y)) + f.d, patch, true, mean);
-        patches.push_back(plain);
-        patches.back().insert(patches.back().end(), mirrored.begin(), mirrored.end());
+        patches.push_back(referencePatch({image, width, height, stride}, record, patch,
+                                         meanImages + std::ptrdiff_t{9075} * patch));
     }
     return patches;
 }

@@ -16,6 +16,9 @@ using ReferenceFloats = std::vector<float>;
 // The 25 landmarks that are not at the sides of the head, by ascending id.
 std::vector<LandmarkEntry> referenceKeptLandmarks(const LandmarkRecord& record);
 
+// Why the library must refuse the record, word for word; null where it keeps the contract.
+const char* referenceRefusal(const LandmarkRecord& record);
+
 struct ReferencePose {
     float R[9];
     float T[3];
@@ -49,24 +52,27 @@ std::int32_t referenceTrunc(float value);
 
 ReferenceBytes referenceGrey(const std::uint8_t* image, int width, int height, int stride);
 
-// Column X, row Y of a canvas: `channels` bytes, 1 or 3, from a picture of the same kind.
-void referencePixel(const std::uint8_t* image, int channels, int width, int height, int stride,
-                    const ReferenceAlignment& alignment, int X, int Y, std::uint8_t* bytes);
+// Three bytes a pixel: blue, green, red.
+struct ReferencePicture {
+    const std::uint8_t* bytes;
+    int width, height, stride;
+};
 
-// The whole canvas of 160 x 160 pixels.
-ReferenceBytes referenceWarp(const std::uint8_t* image, int channels, int width, int height,
-                             int stride, const ReferenceAlignment& alignment);
+// A whole canvas of 160 x 160 pixels, of one byte or three.
+ReferenceBytes referenceWarp(const ReferencePicture& picture, bool isColour,
+                             const ReferenceAlignment& alignment);
 
-// The canvas row that row r of a crop of patch `patch` reads, the column that its column q reads,
-// and whether the value there is cleared.
-int referenceCropRow(int patch, float py, int r);
-int referenceCropColumn(int patch, float px, bool mirrored, int q);
+// Whether the value in row r, column q of a crop is cleared.
 bool referenceInMargin(int patch, int r, int q);
 
 // One row of patch `patch` around (px, py), 1 or 3 planes by the patch's kind. `mean` is the
 // patch's own mean image.
 ReferenceFloats referenceCrop(const ReferenceBytes& canvas, float px, float py, int patch,
                               bool mirrored, const float* mean);
+
+// Both rows of a patch, one after the other.
+ReferenceFloats referencePatch(const ReferencePicture& picture, const LandmarkRecord& record,
+                               int patch, const float* mean);
 
 // All 25 patches, each with its two rows one after the other. `meanImages` holds 25 slots of 9075.
 std::vector<ReferenceFloats> referencePatches(const std::uint8_t* image, int width, int height,

@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <vector>
 
 #if defined(_WIN32)
 
@@ -36,6 +37,19 @@ inline void returnPages(void* first, std::size_t) {
     VirtualFree(first, 0, MEM_RELEASE);
 }
 
+// Address space without memory, of which nothing may be touched before it is opened.
+inline void* takeSpace(std::size_t bytes) {
+    return VirtualAlloc(nullptr, bytes, MEM_RESERVE, PAGE_NOACCESS);
+}
+
+inline bool openSpace(void* first, std::size_t bytes) {
+    return VirtualAlloc(first, bytes, MEM_COMMIT, PAGE_READWRITE) != nullptr;
+}
+
+inline void closeSpace(void* first, std::size_t bytes) {
+    VirtualFree(first, bytes, MEM_DECOMMIT);
+}
+
 #else
 
 inline std::size_t sizeOfPage() {
@@ -55,6 +69,22 @@ inline void forbidPages(void* first, std::size_t bytes) {
 
 inline void returnPages(void* first, std::size_t bytes) {
     munmap(first, bytes);
+}
+
+// Address space without memory, of which nothing may be touched before it is opened.
+inline void* takeSpace(std::size_t bytes) {
+    void* room =
+        mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    return room == MAP_FAILED ? nullptr : room;
+}
+
+inline bool openSpace(void* first, std::size_t bytes) {
+    return mprotect(first, bytes, PROT_READ | PROT_WRITE) == 0;
+}
+
+inline void closeSpace(void* first, std::size_t bytes) {
+    madvise(first, bytes, MADV_DONTNEED);
+    mprotect(first, bytes, PROT_NONE);
 }
 
 #endif
@@ -93,6 +123,54 @@ class GuardedPages {
 
     std::size_t pages;
     std::uint8_t* front;
+};
+
+// Address space of which nothing may be touched but the pages that are opened. It costs no memory.
+class ClosedSpace {
+  public:
+    explicit ClosedSpace(std::size_t bytes)
+        : size(wholePages(bytes)), room(static_cast<std::uint8_t*>(takeSpace(size))) {
+        if (room == nullptr) {
+            throw std::bad_alloc();
+        }
+    }
+
+    ~ClosedSpace() { returnPages(room, size); }
+    ClosedSpace(const ClosedSpace&) = delete;
+    ClosedSpace& operator=(const ClosedSpace&) = delete;
+
+    static std::size_t wholePages(std::size_t bytes) {
+        return (bytes + sizeOfPage() - 1) / sizeOfPage() * sizeOfPage();
+    }
+
+    std::uint8_t* begin() const { return room; }
+
+    // The pages that hold `bytes` from `byte` on.
+    void open(std::uint8_t* byte, std::size_t bytes) {
+        const auto offset = static_cast<std::size_t>(byte - room);
+        const std::size_t first = offset / sizeOfPage() * sizeOfPage();
+        opened.push_back({room + first, wholePages(offset + bytes) - first});
+        if (!openSpace(opened.back().first, opened.back().bytes)) {
+            throw std::bad_alloc();
+        }
+    }
+
+    void closeAll() {
+        for (const Pages& pages : opened) {
+            closeSpace(pages.first, pages.bytes);
+        }
+        opened.clear();
+    }
+
+  private:
+    struct Pages {
+        std::uint8_t* first;
+        std::size_t bytes;
+    };
+
+    std::size_t size;
+    std::uint8_t* room;
+    std::vector<Pages> opened;
 };
 
 #endif
