@@ -13,13 +13,13 @@
 #include <string>
 #include <vector>
 
-#include "network/conv_net.h"
-#include "fuzz/fuzz_face.h"
+#include "description/conv_net.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
 #include "reference/reference_tables.h"
 #include "service/extraction.h"
-#include "model/model_tables.h"
+#include "service/model_tables.h"
+#include "support/face_generator.h"
 #include "support/random.h"
 
 namespace {
@@ -84,7 +84,7 @@ Bytes madeFile(FileShape shape, Random& random) {
 }
 
 // Puts other bytes into a file, changes its sizes, cuts it or lengthens it.
-void changeFile(FuzzInput& input, Bytes& file) {
+void changeFile(Random& input, Bytes& file) {
     switch (input.between(0, 5)) {
         case 0:
             file.resize(static_cast<std::size_t>(
@@ -216,7 +216,8 @@ bool isNan(const FaceTemplate& result) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static Model model;
-    FuzzInput input(data, size);
+    static FaceGenerator faces;
+    Random input(data, size);
     const int index = input.between(0, kNetCount - 1);
     std::vector<Bytes> contents = model.goodFiles(index);
     for (int changes = input.between(0, 3); changes > 0; --changes) {
@@ -230,16 +231,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         isUnusable = false;
     }
 
-    const FuzzPicture picture(input);
-    const FuzzRecord face(input);
+    const Face face = faces.make(input);
     const int odd = input.between(0, 31);
-    const std::uint8_t* image = odd == 1 ? nullptr : picture.topRow();
-    const LandmarkRecord* record = odd == 2 ? nullptr : &face.record();
-    const std::int32_t width = odd == 3 ? input.between(0, 2) - 1 : picture.width;
-    const std::int32_t height = odd == 4 ? input.between(0, 2) - 1 : picture.height;
+    const std::uint8_t* image = odd == 1 ? nullptr : face.image.bytes;
+    const LandmarkRecord* record = odd == 2 ? nullptr : &face.record;
+    const std::int32_t width = odd == 3 ? input.between(0, 2) - 1 : face.image.width;
+    const std::int32_t height = odd == 4 ? input.between(0, 2) - 1 : face.image.height;
     const auto extract = [&](ZomuContext* context) {
         FaceTemplate result = filledWith(0x11);
-        ZomuExtractTemplate(context, image, width, height, picture.stride, record, &result);
+        ZomuExtractTemplate(context, image, width, height, face.image.stride, record, &result);
         return result;
     };
 

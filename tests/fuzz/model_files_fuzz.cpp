@@ -14,11 +14,11 @@
 #include <vector>
 
 #include "description/parameters.h"
-#include "model/weight_files.h"
-#include "fuzz/fuzz_input.h"
+#include "description/weight_files.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
-#include "model/model_tables.h"
+#include "service/model_tables.h"
+#include "support/random.h"
 #include "support/temporary_folder.h"
 
 namespace {
@@ -81,7 +81,7 @@ void checkMatrix(const LoadedMatrix& loaded, const ExpectedMatrix& expected, boo
     }
 }
 
-void checkWeights(FuzzInput& input) {
+void checkWeights(Random& input) {
     static const MemoryFile files[2];
     Bytes contents[2];
     bool canExist = true;
@@ -187,7 +187,7 @@ class TableFolder {
     MemoryFile files[kRoom];
 };
 
-std::vector<TableFile> tableFiles(FuzzInput& input) {
+std::vector<TableFile> tableFiles(Random& input) {
     std::vector<TableFile> given;
     const int count = input.between(1, TableFolder::kRoom);
     int slot = -1;
@@ -205,7 +205,7 @@ std::vector<TableFile> tableFiles(FuzzInput& input) {
     return given;
 }
 
-void checkTables(FuzzInput& input) {
+void checkTables(Random& input) {
     static const TableFolder folder;
     static const Bytes unread(kMeanBytes, 0x3F);
     const std::vector<TableFile> given = tableFiles(input);
@@ -213,7 +213,7 @@ void checkTables(FuzzInput& input) {
 
     std::memcpy(meanImages, unread.data(), kMeanBytes);
     Bytes expected = unread;
-    loadModelTables(g_modelTables);
+    loadModelTables();
     for (const TableFile& file : given) {
         if (file.slot < kNetCount) {
             readExpectedMean(file, expected);
@@ -235,7 +235,7 @@ void checkTables(FuzzInput& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    FuzzInput input(data, size);
+    Random input(data, size);
     // Tables take 20 times as long.
     if (input.byte() < 230) {
         checkWeights(input);

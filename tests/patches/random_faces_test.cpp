@@ -13,11 +13,8 @@
 #include "support/patch_stage_check.h"
 #include "support/pictures.h"
 #include "support/random.h"
-#include "support/zeroed_tables.h"
 
-class RandomFaces : public testing::TestWithParam<FaceKind> {
-    const ZeroedTables tables;
-};
+class RandomFaces : public testing::TestWithParam<FaceKind> {};
 
 TEST_P(RandomFaces, haveTheReferencesPoseAndPatches) {
     FaceGenerator faces;
@@ -36,7 +33,7 @@ INSTANTIATE_TEST_SUITE_P(Patches, RandomFaces,
 
 // The patches tell when imageEyeSpan is off by its last bit, in nearly every face: a fit that
 // rounds otherwise could not stay unnoticed.
-TEST(RandomFaces, changeWithTheLastBitOfTheirScale) {
+TEST(RandomScales, showTheirLastBitInThePatches) {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     Random random(71);
     int facesThatDiffer = 0;

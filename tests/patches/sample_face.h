@@ -3,6 +3,7 @@
 #ifndef ZOMU_TESTS_PATCHES_SAMPLE_FACE_H
 #define ZOMU_TESTS_PATCHES_SAMPLE_FACE_H
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -14,10 +15,6 @@
 #include "reference/reference_tables.h"
 #include "zomu.h"
 
-// The landmarks of the contract, in the order of the model's rows.
-using ContractRow = ReferenceLandmark;
-inline constexpr const ContractRow (&kContract)[29] = kReferenceLandmarks;
-
 // A record in a block of exactly 8 + 12 n bytes, so that a sanitizer sees every read beyond it.
 class RecordBlock {
   public:
@@ -25,8 +22,9 @@ class RecordBlock {
         : bytes(new std::uint8_t[8 + entries.size() * sizeof(LandmarkEntry)]) {
         setCount(static_cast<std::int32_t>(entries.size()));
         setReserved(0);
-        if (!entries.empty())
+        if (!entries.empty()) {
             std::memcpy(bytes.get() + 8, entries.data(), entries.size() * sizeof(LandmarkEntry));
+        }
     }
 
     void setCount(std::int32_t count) { std::memcpy(bytes.get(), &count, 4); }
@@ -57,12 +55,9 @@ struct Rotation {
 
 inline Rotation rotationOf(const CameraView& view) {
     const double degree = std::numbers::pi / 180.0;
-    const double cx = std::cos(view.pitch * degree);
-    const double sx = std::sin(view.pitch * degree);
-    const double cy = std::cos(view.yaw * degree);
-    const double sy = std::sin(view.yaw * degree);
-    const double cz = std::cos(view.roll * degree);
-    const double sz = std::sin(view.roll * degree);
+    const double cx = std::cos(view.pitch * degree), sx = std::sin(view.pitch * degree);
+    const double cy = std::cos(view.yaw * degree), sy = std::sin(view.yaw * degree);
+    const double cz = std::cos(view.roll * degree), sz = std::sin(view.roll * degree);
     return {{cz * cy, cz * sy * sx - sz * cx, cz * sy * cx + sz * sx,  //
              sz * cy, sz * sy * sx + cz * cx, sz * sy * cx - cz * sx,  //
              -sy, cy * sx, cy * cx}};
@@ -72,7 +67,7 @@ inline Rotation rotationOf(const CameraView& view) {
 inline std::vector<LandmarkEntry> seenFrom(const CameraView& view) {
     const Rotation R = rotationOf(view);
     std::vector<LandmarkEntry> entries;
-    for (const ContractRow& row : kContract) {
+    for (const ReferenceLandmark& row : kReferenceLandmarks) {
         const auto X = static_cast<double>(row.X);
         const auto Y = static_cast<double>(row.Y);
         const auto Z = static_cast<double>(row.Z);
@@ -84,18 +79,15 @@ inline std::vector<LandmarkEntry> seenFrom(const CameraView& view) {
 }
 
 inline const LandmarkEntry& entryOf(const std::vector<LandmarkEntry>& entries, std::int32_t id) {
-    std::size_t i = 0;
-    while (entries.at(i).id != id)
-        ++i;
-    return entries[i];
+    return *std::find_if(entries.begin(), entries.end(),
+                         [id](const LandmarkEntry& entry) { return entry.id == id; });
 }
 
-inline std::vector<LandmarkEntry> withoutSides(const std::vector<LandmarkEntry>& entries) {
-    std::vector<LandmarkEntry> kept;
-    for (const LandmarkEntry& entry : entries)
-        if (entry.id != 240 && entry.id != 241 && entry.id != 315 && entry.id != 316)
-            kept.push_back(entry);
-    return kept;
+inline std::vector<LandmarkEntry> withoutSides(std::vector<LandmarkEntry> entries) {
+    std::erase_if(entries, [](const LandmarkEntry& entry) {
+        return entry.id == 240 || entry.id == 241 || entry.id == 315 || entry.id == 316;
+    });
+    return entries;
 }
 
 #endif

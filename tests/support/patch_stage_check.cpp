@@ -1,16 +1,16 @@
 #include "support/patch_stage_check.h"
 
 #include <cstddef>
+#include <cstring>
 #include <vector>
 
 #include "patches/head_pose.h"
 #include "patches/landmarks.h"
 #include "patches/patch_layout.h"
 #include "reference/reference_patches.h"
-#include "reference/reference_tables.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
 #include "support/bits.h"
+#include "support/crops.h"
 
 static std::string differenceOf(const std::string& what, const ReferenceFloats& expected,
                                 const float* actual) {
@@ -18,21 +18,20 @@ static std::string differenceOf(const std::string& what, const ReferenceFloats& 
     return same ? "" : what + ": " + same.message();
 }
 
-PatchStage::PatchStage() {
+PatchStage::PatchStage() : tables(std::make_unique<Tables>()) {
     Random random(90);
-    for (auto& image : meanImages) {
+    for (auto& image : tables->meanImages) {
         for (float& value : image) {
             value = random.uniform(-20, 200);
         }
     }
 }
 
-const float* PatchStage::meanImage(int patch) const {
-    return meanImages[patch];
-}
-
 PatchList PatchStage::cut(const SourceImage& image, const LandmarkRecord& landmarks) {
-    return cutFacePatches(context, image, landmarks);
+    std::memcpy(meanImages, tables->meanImages, sizeof meanImages);
+    PatchList patches = cutFacePatches(canvases, image, landmarks);
+    std::memset(meanImages, 0, sizeof meanImages);
+    return patches;
 }
 
 ReferenceFloats PatchStage::expectedPatch(const SourceImage& image, const LandmarkRecord& landmarks,
@@ -104,7 +103,7 @@ std::string PatchStage::checkOnePatch(const Face& face, int patch) {
                                                 kPatchLayout.canonicalEyeSpan[patch], imageEyeSpan);
     const ReferenceFloats expected = expectedPatch(face.image, face.record, patch);
     const bool isColour = kPatchLayout.isColour[patch] == 1;
-    std::uint8_t* canvas = isColour ? context.colourCanvas : context.greyCanvas;
+    std::uint8_t* canvas = isColour ? canvases.colourCanvas : canvases.greyCanvas;
     for (const bool isMirrored : {false, true}) {
         const std::int32_t position =
             (isMirrored ? kPatchLayout.secondCentre : kPatchLayout.firstCentre)[patch];
@@ -113,9 +112,7 @@ std::string PatchStage::checkOnePatch(const Face& face, int patch) {
         (isColour ? warpColour : warpGrey)(face.image, alignment.inverse, area, canvas);
         std::vector<float> row(expected.size() /
                                2);  // of its own, so that a sanitizer sees its end
-        const auto crop = isColour ? (isMirrored ? cropColourMirrored : cropColour)
-                                   : (isMirrored ? cropGreyMirrored : cropGrey);
-        crop(canvas, centre, patch, row.data());
+        cropPatch(canvas, centre, patch, isMirrored, meanImage(patch), row.data());
         const auto columns = static_cast<std::ptrdiff_t>(row.size());
         const auto first = expected.begin() + (isMirrored ? columns : 0);
         found += differenceOf(isMirrored ? "mirrored crop" : "crop", {first, first + columns},

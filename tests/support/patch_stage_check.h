@@ -3,11 +3,16 @@
 #ifndef ZOMU_TESTS_SUPPORT_PATCH_STAGE_CHECK_H
 #define ZOMU_TESTS_SUPPORT_PATCH_STAGE_CHECK_H
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "patches/face_patches.h"
+#include "service/context.h"
+#include "service/model_tables.h"
 #include "support/face_generator.h"
 #include "zomu.h"
+
 
 // Has canvases and mean images of its own, the latter random. A difference is told in words, no
 // difference by an empty text.
@@ -15,7 +20,7 @@ class PatchStage {
   public:
     PatchStage();
 
-    const float* meanImage(int patch) const;
+    const float* meanImage(int patch) const { return tables->meanImages[patch]; }
 
     PatchList cut(const SourceImage& image, const LandmarkRecord& landmarks);
 
@@ -40,7 +45,12 @@ class PatchStage {
     std::vector<float> expectedPatch(const SourceImage& image, const LandmarkRecord& landmarks,
                                      int patch) const;
 
-    ZomuContext context;
+    struct Tables {
+        float meanImages[kNetCount][kMeanImageRoom];
+    };
+
+    std::unique_ptr<Tables> tables;
+    ZomuContext canvases;
 };
 
 #endif

@@ -10,6 +10,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <random>
 #include <utility>
 #include <vector>
@@ -41,6 +42,12 @@ class Random {
 
     // True once in `n` calls on average.
     bool oneIn(int n) { return between(1, n) == (isFed ? n : 1); }
+
+    // Any item of an array or a vector that is not empty.
+    template <typename Items>
+    auto& oneOf(Items& items) {
+        return items[static_cast<std::size_t>(between(0, static_cast<int>(std::size(items)) - 1))];
+    }
 
     // A multiple of 2^-24 from 0 to below 1.
     float unit() { return static_cast<float>(take(3)) * 0x1p-24F; }

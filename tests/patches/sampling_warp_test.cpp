@@ -1,0 +1,282 @@
+// The warps of patches/sampling.h, and the two rules for one number that they rest on.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "matrix/float_rules.h"
+#include "patches/sampling.h"
+#include "reference/reference_patches.h"
+#include "support/bits.h"
+#include "support/guarded_buffer.h"
+#include "support/picture_ground.h"
+#include "support/pictures.h"
+#include "support/random.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
+constexpr std::size_t kCanvasPixels = std::size_t{kCanvasSide} * kCanvasSide;
+
+Bytes warped(bool isColour, const SourceImage& image, const CanvasToImage& transform) {
+    GuardedBuffer<std::uint8_t> canvas(isColour ? 3 * kCanvasPixels : kCanvasPixels, 3);
+    (isColour ? warpColour : warpGrey)(image, transform, kWholeCanvas, canvas.data());
+    EXPECT_TRUE(canvas.guardsIntact());
+    return {canvas.data(), canvas.data() + canvas.count()};
+}
+
+// The grey canvas of a packed picture of one byte a pixel: a pixel of three equal bytes has their
+// grey. The colour canvas must show the same.
+Bytes warpedPlane(const Bytes& plane, int width, const CanvasToImage& transform) {
+    Bytes image;
+    for (const std::uint8_t byte : plane) {
+        image.insert(image.end(), 3, byte);
+    }
+    const int height = static_cast<int>(plane.size()) / width;
+    const SourceImage source = {image.data(), width, height, 3 * width};
+    const Bytes grey = warped(false, source, transform);
+    const Bytes colour = warped(true, source, transform);
+    for (std::size_t i = 0; i < colour.size(); ++i) {
+        EXPECT_EQ(grey[i / 3], colour[i]) << "byte " << i;
+    }
+    return grey;
+}
+
+std::uint8_t at(const Bytes& canvas, int row, int column) {
+    return canvas[static_cast<std::size_t>(row * kCanvasSide + column)];
+}
+
+}  // namespace
+
+// --- One number ---------------------------------------------------------------------------------
+
+TEST(Trunc32, cutsTowardsZeroAndGivesTheLowestIntegerOutsideTheRange) {
+    const struct {
+        float value;
+        std::int32_t expected;
+    } cases[] = {{0.0F, 0},
+                 {-0.0F, 0},
+                 {0.99999994F, 0},
+                 {-0.99999994F, 0},
+                 {1.0F, 1},
+                 {-1.0F, -1},
+                 {-3.2F, -3},
+                 {300.7F, 300},
+                 {0x1p-149F, 0},
+                 {2147483520.0F, 2147483520},  // the last float below 2^31
+                 {2147483648.0F, kLowest},
+                 {-2147483520.0F, -2147483520},
+                 {-2147483648.0F, kLowest},  // in range, and the same value
+                 {-2147483904.0F, kLowest},
+                 {1e20F, kLowest},
+                 {-1e20F, kLowest},
+                 {kInfinity, kLowest},
+                 {-kInfinity, kLowest},
+                 {kNaN, kLowest},
+                 {-kNaN, kLowest}};
+    for (const auto& [value, expected] : cases) {
+        EXPECT_EQ(expected, trunc32(value)) << hexFloat(value);
+    }
+}
+
+TEST(Trunc32, equalsTheReference) {
+    Random random(78);
+    for (int round = 0; round < 100000; ++round) {
+        const float value = round % 2 == 0 ? random.anyFloat() : random.uniform(-3e9F, 3e9F);
+        ASSERT_EQ(referenceTrunc(value), trunc32(value)) << hexFloat(value);
+    }
+}
+
+TEST(Grey, weighsBlueGreenRedAndCutsTheRest) {
+    // 117 x 255 / 1024 = 29.1, 601 x 255 / 1024 = 149.7, 306 x 255 / 1024 = 76.2; and 0.59
+    EXPECT_EQ(29, toGrey(255, 0, 0));
+    EXPECT_EQ(149, toGrey(0, 255, 0));
+    EXPECT_EQ(76, toGrey(0, 0, 255));
+    EXPECT_EQ(0, toGrey(0, 1, 0));
+    for (int value = 0; value < 256; ++value) {
+        EXPECT_EQ(value, toGrey(value, value, value));
+    }
+}
+
+// --- Warps --------------------------------------------------------------------------------------
+
+// With A = B = 0 every canvas pixel shows the image at one place.
+TEST(Warp, blendsRoundsAndWrapsAsWorkedOutByHand) {
+    const auto columns = [](int left, int right) {
+        const auto a = static_cast<std::uint8_t>(left);
+        const auto b = static_cast<std::uint8_t>(right);
+        return Bytes{a, b, a, b};
+    };
+    const Bytes square = {10, 20, 0, 50, 90, 0, 0, 0, 0};
+    const Bytes lastRowFirst = {81, 104, 0, 221, 44, 0, 0, 0, 0};
+    const struct {
+        const char* what;
+        Bytes picture;  // 2 x 2, read along either axis, or 3 x 3
+        float sx, sy;
+        int expected;
+    } cases[] = {
+        {"0.75 x 0.5 x (10 + 50) + 0.25 x 0.5 x (20 + 90) = 36.25", square, 0.25F, 0.5F, 36},
+        {"0.25 x (2.5 + 15) + 0.75 x (12.5 + 67.5) = 64.375", square, 0.75F, 0.75F, 64},
+        {"the first pixel itself", square, 0.0F, 0.0F, 10},
+        {"the last place that is copied", square, 1.0F, 1.0F, 90},
+        {"bottom pair added up first, or bottom before top: 93", lastRowFirst, 0.45F, 0.023F, 92},
+        {"half goes up", columns(10, 11), 0.5F, 0.0F, 11},
+        {"less than half goes down", columns(10, 11), 0.498F, 0.0F, 10},
+        {"the last column is reached by a fraction", columns(100, 200), 0.75F, 0.0F, 175},
+        {"the last column itself reads the last but one", columns(100, 200), 1.0F, 0.0F, 100},
+        {"beyond it blends repeat", columns(100, 200), 1.25F, 0.0F, 125},
+        {"and again", columns(100, 200), 6.25F, 0.0F, 125},
+        {"and far away", columns(100, 200), 100.25F, 0.0F, 125},
+        {"left of it: 1.25 x 100 - 0.25 x 80", columns(100, 80), -0.25F, 0.0F, 105},
+        {"left of -1 the fraction starts again", columns(100, 80), -2.5F, 0.0F, 110},
+        {"whole numbers give the first column", columns(100, 80), -7.0F, 0.0F, 100},
+        {"1.502 x 250 - 0.502 x 150 + 0.5 = 300.7: 44", columns(250, 150), -0.502F, 0.0F, 44},
+        {"-0.5286 x 7 + 0.5 = -3.2: 256 - 3", columns(0, 7), -0.5286F, 0.0F, 253},
+        {"-0.9 is cut to 0 and does not wrap", columns(0, 7), -0.2F, 0.0F, 0},
+        {"1.99 x 255 + 0.5 = 507.95: 251", columns(255, 0), -0.99F, 0.0F, 251},
+        {"2^31 counts as -2^31, 2^32 beside it", columns(0, 1), 2147483648.0F, 0.0F, 0},
+        {"-2^31 is in range, with fraction 0", columns(77, 1), -2147483648.0F, 0.0F, 77},
+        {"the last float in range", columns(77, 1), 2147483520.0F, 0.0F, 77},
+    };
+    for (const auto& [what, picture, sx, sy, expected] : cases) {
+        const int width = picture.size() == 4 ? 2 : 3;
+        EXPECT_EQ(Bytes(kCanvasPixels, static_cast<std::uint8_t>(expected)),
+                  warpedPlane(picture, width, {0.0F, 0.0F, sx, sy}))
+            << what;
+        if (width == 2) {
+            const Bytes turned = {picture[0], picture[0], picture[1], picture[1]};
+            EXPECT_EQ(expected, warpedPlane(turned, 2, {0.0F, 0.0F, sy, sx})[0])
+                << what << ", down";
+        }
+    }
+}
+
+TEST(Warp, turnsThePlaceItReadsByB) {
+    // A = 0, B = 1: canvas pixel (X, Y) reads the image at (160 - Y, X + 3).
+    const Bytes plane = Random(2).upTo(std::size_t{170} * 170);
+    const Bytes canvas = warpedPlane(plane, 170, {0.0F, 1.0F, 160.0F, 3.0F});
+    for (int Y = 0; Y < kCanvasSide; ++Y) {
+        for (int X = 0; X < kCanvasSide; ++X) {
+            const auto pixel = static_cast<std::size_t>(170 * (X + 3) + 160 - Y);
+            ASSERT_EQ(plane[pixel], at(canvas, Y, X)) << X << ", " << Y;
+        }
+    }
+}
+
+TEST(Warp, addsTheShiftLast) {
+    // At (1, 1) 2^24 + 1 rounds back to 2^24 and the shift leaves 0; the other row is exact and
+    // leaves 0, too. With the shift added to A first, the 1 would survive and pixel (1, 0) be read.
+    const Bytes canvas = warpedPlane({7, 200, 0, 0, 0, 0, 0, 0, 0}, 3,
+                                     {16777216.0F, -1.0F, -16777216.0F, -16777215.0F});
+    EXPECT_EQ(7, at(canvas, 1, 1));
+}
+
+TEST(Warp, takesCoordinatesFromXAndNotFromSteps) {
+    // 70 x 0.1 is 7 in float: the last column of 8, whose fraction 0 leads to the last but one.
+    // Seventy steps of 0.1 end just below 7 and would read the last column.
+    const Bytes plane = {0, 0, 0, 0, 0, 0, 40, 240, 0, 0, 0, 0, 0, 0, 40, 240};
+    EXPECT_EQ(40, at(warpedPlane(plane, 8, {0.1F, 0.0F, 0.0F, 0.0F}), 0, 70));
+}
+
+TEST(Warp, keepsAConstantImageConstantEverywhere) {
+    const CanvasToImage transforms[] = {
+        {1.0F, 0.0F, 0.0F, 0.0F},        {1.7F, 0.9F, -60.3F, -110.7F}, {-0.31F, 2.2F, 33.3F, 8.1F},
+        {0.01F, 0.02F, -0.77F, -0.123F}, {-3.3F, -1.1F, 40.9F, 90.2F},
+    };
+    for (int value = 0; value < 256; value += 5) {
+        const auto byte = static_cast<std::uint8_t>(value);
+        for (const CanvasToImage& transform : transforms) {
+            ASSERT_EQ(Bytes(kCanvasPixels, byte), warpedPlane(Bytes(23 * 17, byte), 23, transform));
+        }
+    }
+}
+
+TEST(Warp, givesTheByteZeroForANonFiniteTransform) {
+    const Bytes plane = Random(4).upTo(30);
+    for (const float bad : {kNaN, kInfinity, -kInfinity}) {
+        for (int place = 0; place < 4; ++place) {
+            float values[4] = {1.0F, 0.5F, 2.0F, 3.0F};
+            values[place] = bad;
+            EXPECT_EQ(Bytes(kCanvasPixels, 0),
+                      warpedPlane(plane, 6, {values[0], values[1], values[2], values[3]}));
+        }
+    }
+}
+
+// Pictures with rows at any distance beside guard pages, and transforms of any bits among others. A
+// piece of a canvas has the bytes of the whole, and the rest stays.
+TEST(Warp, equalsTheReference) {
+    PictureGround pictures;
+    for (std::uint64_t seed = 0; seed < 300; ++seed) {
+        Random random(seed);
+        const SourceImage image = pictures.place(random);
+        ReferenceAlignment t = {};
+        float* const parts[] = {&t.A, &t.B, &t.C, &t.E};
+        for (float* part : parts) {
+            *part = random.uniform(-2, 2);
+        }
+        t.C *= 50;
+        t.E *= 50;
+        if (random.oneIn(5)) {
+            *random.oneOf(parts) = random.anyFloat();
+        }
+        const CanvasToImage transform = {t.A, t.B, t.C, t.E};
+        const bool isColour = random.oneIn(2);
+        const Bytes expected =
+            referenceWarp({image.bytes, image.width, image.height, image.stride}, isColour, t);
+        ASSERT_EQ(expected, warped(isColour, image, transform)) << "seed " << seed;
+
+        Bytes pieces(expected.size(), 170);
+        Bytes expectedPieces = pieces;
+        for (int piece = 0; piece < 6; ++piece) {
+            CanvasArea area = {random.between(0, 160), 0, random.between(0, 160), 0};
+            area.x1 = random.between(area.x0, 160);
+            area.y1 = random.between(area.y0, 160);
+            (isColour ? warpColour : warpGrey)(image, transform, area, pieces.data());
+            for (int y = area.y0; y < area.y1; ++y) {
+                const int channels = isColour ? 3 : 1;
+                const int begin = (y * kCanvasSide + area.x0) * channels;
+                std::copy_n(expected.begin() + begin, (area.x1 - area.x0) * channels,
+                            expectedPieces.begin() + begin);
+            }
+        }
+        ASSERT_EQ(expectedPieces, pieces) << "seed " << seed;
+    }
+}
+
+// Two wrong kernels that look right give other coordinates and other bytes on data like the above.
+TEST(Warp, wouldDifferWithSteppedCoordinatesOrSaturation) {
+    Random random(76);
+    // Black on the left, white on the right: left of the picture the values fall below zero, and a
+    // kernel that saturates would give black there.
+    Picture edge(2, 2);
+    std::fill_n(edge.pixel(1, 0), 3, std::uint8_t{255});
+    std::fill_n(edge.pixel(1, 1), 3, std::uint8_t{255});
+    int stepsThatDiffer = 0, wrapped = 0;
+    for (int round = 0; round < 20; ++round) {
+        ReferenceAlignment t = {};
+        t.A = random.uniform(0.1F, 0.4F);
+        t.B = random.uniform(-0.1F, 0.1F);
+        t.C = random.uniform(-8, 0);
+        t.E = random.uniform(-8, 0);
+        const Bytes canvas = referenceWarp({edge.topRow(), 2, 2, 6}, false, t);
+        for (int Y = 0; Y < kCanvasSide; ++Y) {
+            const float fY = static_cast<float>(Y);
+            float stepped = (0.0F * t.A - fY * t.B) + t.C;
+            for (int X = 0; X < kCanvasSide; ++X) {
+                const float sx = (static_cast<float>(X) * t.A - fY * t.B) + t.C;
+                stepsThatDiffer += sameBits(sx, stepped) ? 0 : 1;
+                stepped += t.A;
+                wrapped += sx < 0.0F && at(canvas, Y, X) != 0 ? 1 : 0;
+            }
+        }
+    }
+    EXPECT_GT(stepsThatDiffer, 1000);
+    EXPECT_GT(wrapped, 1000);
+}
