@@ -13,12 +13,12 @@
 #include <string>
 #include <vector>
 
-#include "description/conv_net.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
+#include "model/model_tables.h"
+#include "network/conv_net.h"
 #include "reference/reference_tables.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
 #include "support/face_generator.h"
 #include "support/random.h"
 
@@ -144,15 +144,15 @@ class Model {
   public:
     Model() {
         Random random(93);
-        for (auto& image : meanImages) {
+        for (auto& image : g_modelTables.meanImages) {
             for (float& value : image) {
                 value = random.uniform(90, 150);
             }
         }
-        for (float& value : featureMean) {
+        for (float& value : g_modelTables.featureMean) {
             value = random.uniform(-0.1F, 0.1F);
         }
-        for (auto* table : {&projectionA, &projectionB}) {
+        for (auto* table : {&g_modelTables.projectionA, &g_modelTables.projectionB}) {
             for (auto& row : *table) {
                 for (float& value : row) {
                     value = random.uniform(-0.1F, 0.1F);
@@ -179,7 +179,7 @@ class Model {
             files[i].hold(contents[i].data(), contents[i].size());
         }
         context.nets[static_cast<std::size_t>(index)] =
-            std::make_unique<ConvNet>(index, netText(index, names).c_str(), kMemoryFileFolder);
+            std::make_unique<ConvNet>(netText(index, names).c_str(), kMemoryFileFolder);
     }
 
     ZomuContext context;

@@ -13,11 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "description/parameters.h"
-#include "description/weight_files.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
+#include "model/weight_files.h"
 #include "support/random.h"
 #include "support/temporary_folder.h"
 
@@ -98,24 +97,18 @@ void checkWeights(Random& input) {
         files[i].hold(contents[i].data(), contents[i].size());
         canExist = canExist && expectedMatrix(contents[i]).canExist;
     }
-    const std::string names[2] = {files[0].name(), files[1].name()};
-    const std::string text =
-        "[s]\nweights=" + names[0] + "_none_" + names[1] + "\nbiases=" + names[0] + "\n";
-    g_currentNet = 0;
-    g_weightFolder = kMemoryFileFolder;
-    parseDescription(g_descriptions[0], text.c_str(), static_cast<std::uint32_t>(text.size()));
-
     const bool transposed = input.between(0, 1) == 1;
     try {
-        const std::vector<LoadedMatrix> list = loadWeightList("s", transposed);
+        const std::vector<LoadedMatrix> list = loadWeightList(
+            kMemoryFileFolder, {files[0].name(), "none", files[1].name()}, transposed);
         REQUIRE(canExist && list.size() == 2);
         checkMatrix(list[0], expectedMatrix(contents[0]), transposed);
         checkMatrix(list[1], expectedMatrix(contents[1]), transposed);
-        checkMatrix(loadBias("s"), expectedMatrix(contents[0]), false);
+        checkMatrix(loadBias(kMemoryFileFolder, files[0].name()), expectedMatrix(contents[0]),
+                    false);
     } catch (const std::bad_alloc&) {
         REQUIRE(!canExist);
     }
-    g_weightFolder = "";
 }
 
 // ---- tables
@@ -138,10 +131,13 @@ struct TableFile {
 };
 
 constexpr int kTableFileCount = kNetCount + 3;
-constexpr std::size_t kMeanBytes = sizeof meanImages;
+constexpr std::size_t kMeanBytes = sizeof g_modelTables.meanImages;
 
-float* const kTables[3] = {featureMean, &projectionA[0][0], &projectionB[0][0]};
-constexpr std::size_t kTableSizes[3] = {sizeof featureMean, sizeof projectionA, sizeof projectionB};
+float* const kTables[3] = {g_modelTables.featureMean, &g_modelTables.projectionA[0][0],
+                           &g_modelTables.projectionB[0][0]};
+constexpr std::size_t kTableSizes[3] = {sizeof g_modelTables.featureMean,
+                                        sizeof g_modelTables.projectionA,
+                                        sizeof g_modelTables.projectionB};
 
 // What the file of a mean image leaves in the bytes of all of them.
 void readExpectedMean(const TableFile& file, Bytes& images) {
@@ -151,7 +147,8 @@ void readExpectedMean(const TableFile& file, Bytes& images) {
     }
     std::int32_t count = 0;
     std::memcpy(&count, contents.data(), 4);
-    const std::size_t begin = sizeof meanImages[0] * static_cast<std::size_t>(file.slot);
+    const std::size_t begin =
+        sizeof g_modelTables.meanImages[0] * static_cast<std::size_t>(file.slot);
     const std::size_t wanted = count < 0 ? 0 : static_cast<std::size_t>(count) * sizeof(float);
     const std::size_t size = std::min({wanted, contents.size() - 4, kMeanBytes - begin});
     std::copy_n(contents.begin() + 4, size, images.begin() + static_cast<std::ptrdiff_t>(begin));
@@ -211,9 +208,9 @@ void checkTables(Random& input) {
     const std::vector<TableFile> given = tableFiles(input);
     folder.give(given);
 
-    std::memcpy(meanImages, unread.data(), kMeanBytes);
+    std::memcpy(g_modelTables.meanImages, unread.data(), kMeanBytes);
     Bytes expected = unread;
-    loadModelTables();
+    loadModelTables(g_modelTables);
     for (const TableFile& file : given) {
         if (file.slot < kNetCount) {
             readExpectedMean(file, expected);
@@ -228,7 +225,7 @@ void checkTables(Random& input) {
                 std::bit_cast<std::uint32_t>(kTables[table][(size + 3) / 4]) == 0);
         std::memset(kTables[table], 0, size);
     }
-    REQUIRE(std::memcmp(meanImages, expected.data(), kMeanBytes) == 0);
+    REQUIRE(std::memcmp(g_modelTables.meanImages, expected.data(), kMeanBytes) == 0);
     TableFolder::takeBack(given);
 }
 

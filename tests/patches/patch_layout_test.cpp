@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
+#include "model/model_tables.h"
 #include "reference/reference_tables.h"
-#include "service/model_tables.h"
 #include "support/bits.h"
 #include "support/digest.h"
 

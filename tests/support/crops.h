@@ -2,11 +2,11 @@
 #ifndef ZOMU_TESTS_SUPPORT_CROPS_H
 #define ZOMU_TESTS_SUPPORT_CROPS_H
 
-#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 
 #include "patches/patch_layout.h"
 #include "patches/sampling.h"
-#include "service/model_tables.h"
 
 inline int planesOf(int patch) {
     return kPatchLayout.isColour[patch] == 1 ? 3 : 1;
@@ -21,11 +21,9 @@ inline std::size_t columnsOf(int patch) {
 // One row of a patch from a canvas of its kind.
 inline void cropPatch(const std::uint8_t* canvas, CanvasPoint centre, int patch, bool isMirrored,
                       const float* mean, float* row) {
-    std::copy_n(mean, columnsOf(patch), meanImages[patch]);
     const auto crop = planesOf(patch) == 3 ? (isMirrored ? cropColourMirrored : cropColour)
                                            : (isMirrored ? cropGreyMirrored : cropGrey);
-    crop(canvas, centre, patch, row);
-    std::fill_n(meanImages[patch], columnsOf(patch), 0.0F);
+    crop(canvas, centre, patch, mean, row);
 }
 
 #endif

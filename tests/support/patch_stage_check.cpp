@@ -1,7 +1,6 @@
 #include "support/patch_stage_check.h"
 
 #include <cstddef>
-#include <cstring>
 #include <vector>
 
 #include "patches/head_pose.h"
@@ -28,10 +27,7 @@ PatchStage::PatchStage() : tables(std::make_unique<Tables>()) {
 }
 
 PatchList PatchStage::cut(const SourceImage& image, const LandmarkRecord& landmarks) {
-    std::memcpy(meanImages, tables->meanImages, sizeof meanImages);
-    PatchList patches = cutFacePatches(canvases, image, landmarks);
-    std::memset(meanImages, 0, sizeof meanImages);
-    return patches;
+    return cutFacePatches(canvases, tables->meanImages, image, landmarks);
 }
 
 ReferenceFloats PatchStage::expectedPatch(const SourceImage& image, const LandmarkRecord& landmarks,

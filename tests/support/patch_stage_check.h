@@ -7,12 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "model/model_tables.h"
 #include "patches/face_patches.h"
-#include "service/context.h"
-#include "service/model_tables.h"
 #include "support/face_generator.h"
 #include "zomu.h"
-
 
 // Has canvases and mean images of its own, the latter random. A difference is told in words, no
 // difference by an empty text.
@@ -46,11 +44,11 @@ class PatchStage {
                                      int patch) const;
 
     struct Tables {
-        float meanImages[kNetCount][kMeanImageRoom];
+        MeanImages meanImages;
     };
 
     std::unique_ptr<Tables> tables;
-    ZomuContext canvases;
+    FaceCanvases canvases;
 };
 
 #endif
