@@ -6,6 +6,8 @@
 // is too short make it NaN, and a second call gives the same bits. Weights that cannot be allocated
 // end the build in std::bad_alloc.
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -56,21 +58,28 @@ struct NetShape {
 // `names`.
 std::string netText(int index, const std::vector<std::string>& names) {
     const NetShape net(index);
-    const auto text = [](int number) { return std::to_string(number); };
-    return "[Net]\nLayerCount=7\nLayerNames=d_c_n_p_l_m_f\n[d]\ntype=data\nactsTarget=0\ndataIdx=" +
-           text(index) +
-           "\n[c]\ntype=conv\ninputs=d\nfilters=2\npadding=0\nstride=4\nfilterSize=4" +
-           "\nfilterPixels=16\nchannels=" + text(net.channels) + "\nimgSize=" + text(net.side) +
-           "\nimgPixels=" + text(net.side * net.side) + "\nmodulesX=" + text(net.first) +
-           "\nweights=" + names[0] + "\nbiases=" + names[1] +
-           "\n[n]\ntype=neuron\nneuron=relu\ninputs=c\nactsTarget=0\n[p]\ntype=pool\npool=max" +
-           "\ninputs=n\nstart=0\nsizeX=2\nstride=2\nchannels=2\noutputsX=" + text(net.pooled) +
-           "\n[l]\ntype=conv\ninputs=p\nfilters=3\npadding=0\nstride=1\nfilterSize=3" +
-           "\nfilterPixels=9\nchannels=2\nimgSize=" + text(net.pooled) +
-           "\nimgPixels=" + text(net.pooled * net.pooled) + "\nmodulesX=" + text(net.second) +
-           "\nweights=" + names[2] + "\nbiases=" + names[3] +
-           "\n[m]\ntype=neuron\nneuron=relu\ninputs=l\nactsTarget=0\n[f]\ntype=fc\noutputs=160" +
-           "\ninputs=m_p\nweights=" + names[4] + "_" + names[5] + "\nbiases=" + names[6] + "\n";
+    const auto setting = [](const char* key, int number) {
+        return std::string("\n") + key + "=" + std::to_string(number);
+    };
+    const auto convolution = [&](int channels, int side, int modules, std::size_t file) {
+        return setting("channels", channels) + setting("imgSize", side) +
+               setting("imgPixels", side * side) + setting("modulesX", modules) +
+               "\nweights=" + names[file] + "\nbiases=" + names[file + 1];
+    };
+    return "[Net]\nLayerCount=7\nLayerNames=d_c_n_p_l_m_f\n[d]\ntype=data\nactsTarget=0" +
+           setting("dataIdx", index) +
+           "\n[c]\ntype=conv\ninputs=d\nfilters=2\npadding=0\nstride=4\nfilterSize=4"
+           "\nfilterPixels=16" +
+           convolution(net.channels, net.side, net.first, 0) +
+           "\n[n]\ntype=neuron\nneuron=relu\ninputs=c\nactsTarget=0\n[p]\ntype=pool\npool=max"
+           "\ninputs=n\nstart=0\nsizeX=2\nstride=2\nchannels=2" +
+           setting("outputsX", net.pooled) +
+           "\n[l]\ntype=conv\ninputs=p\nfilters=3\npadding=0\nstride=1\nfilterSize=3"
+           "\nfilterPixels=9" +
+           convolution(2, net.pooled, net.second, 2) +
+           "\n[m]\ntype=neuron\nneuron=relu\ninputs=l\nactsTarget=0\n[f]\ntype=fc\noutputs=160"
+           "\ninputs=m_p\nweights=" +
+           names[4] + "_" + names[5] + "\nbiases=" + names[6] + "\n";
 }
 
 // Mostly positive, so that the rectifiers leave something.
@@ -83,49 +92,42 @@ Bytes madeFile(FileShape shape, Random& random) {
     return bytes;
 }
 
-// Puts other bytes into a file, changes its sizes, cuts it or lengthens it.
+// Cuts a file, lengthens it, changes its sizes, or puts other bytes behind them.
 void changeFile(Random& input, Bytes& file) {
+    const auto any = [&](std::size_t most) {
+        return static_cast<std::size_t>(
+            input.between(0, static_cast<int>(std::min<std::size_t>(most, 65535))));
+    };
+    FileShape shape = {0, 0};
+    std::memcpy(&shape, file.data(), std::min(sizeof shape, file.size()));
     switch (input.between(0, 5)) {
         case 0:
-            file.resize(static_cast<std::size_t>(
-                input.between(0, static_cast<int>(std::min<std::size_t>(file.size(), 65535)))));
+            file.resize(any(file.size()));
             break;
         case 1:
-            file.resize(file.size() + static_cast<std::size_t>(input.between(0, 9000)));
+            file.resize(file.size() + any(9000));
             break;
-        case 2: {
-            const FileShape shape = {input.between(0, 400), input.between(0, 400)};
-            std::memcpy(file.data(), &shape, std::min(sizeof shape, file.size()));
+        case 2:
+            shape = {input.between(0, 400), input.between(0, 400)};
             break;
-        }
-        case 3: {
-            const FileShape shape = {input.integer(), input.integer()};
-            std::memcpy(file.data(), &shape, std::min(sizeof shape, file.size()));
+        case 3:
+            shape = {input.integer(), input.integer()};
             break;
-        }
-        case 4: {
-            // The same number of elements in another shape.
-            FileShape shape;
-            if (file.size() >= sizeof shape) {
-                std::memcpy(&shape, file.data(), sizeof shape);
-                shape = {shape.cols, shape.rows};
-                std::memcpy(file.data(), &shape, sizeof shape);
-            }
+        case 4:
+            shape = {shape.cols, shape.rows};  // the same number of elements
             break;
-        }
         default: {
-            const Bytes other = input.upTo(static_cast<std::size_t>(input.between(0, 40)));
-            const std::size_t room = file.size() > 8 ? file.size() - 8 : 0;
+            const Bytes other = input.upTo(any(40));
+            const std::size_t room = file.size() > sizeof shape ? file.size() - sizeof shape : 0;
             const std::size_t size = std::min(other.size(), room);
             const std::size_t place =
-                8 + (size == room
-                         ? 0
-                         : static_cast<std::size_t>(input.between(0, 65535)) % (room - size + 1));
+                sizeof shape + (size == room ? 0 : any(65535) % (room - size));
             if (size > 0) {
                 std::memcpy(file.data() + place, other.data(), size);
             }
         }
     }
+    std::memcpy(file.data(), &shape, std::min(sizeof shape, file.size()));
 }
 
 // True where a file is shorter than its own sizes say.
@@ -190,25 +192,17 @@ class Model {
     std::vector<Bytes> good[kNetCount];
 };
 
-constexpr std::size_t kValueCount = sizeof(FaceTemplate) / sizeof(float);
+using Template = std::array<float, sizeof(FaceTemplate) / sizeof(float)>;
 
-FaceTemplate filledWith(unsigned char byte) {
-    FaceTemplate result;
-    std::memset(&result, byte, sizeof result);
-    return result;
-}
-
-bool sameBytes(const FaceTemplate& a, const FaceTemplate& b) {
+bool sameBytes(const Template& a, const Template& b) {
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
 // One NaN spreads over the whole of a template: all values or none.
-bool isNan(const FaceTemplate& result) {
-    float values[kValueCount];
-    std::memcpy(values, &result, sizeof result);
+bool isNan(const Template& values) {
     const auto count =
-        std::count_if(values, values + kValueCount, [](float value) { return std::isnan(value); });
-    REQUIRE(count == 0 || count == static_cast<std::ptrdiff_t>(kValueCount));
+        std::count_if(values.begin(), values.end(), [](float value) { return std::isnan(value); });
+    REQUIRE(count == 0 || count == static_cast<std::ptrdiff_t>(values.size()));
     return count > 0;
 }
 
@@ -238,16 +232,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::int32_t width = odd == 3 ? input.between(0, 2) - 1 : face.image.width;
     const std::int32_t height = odd == 4 ? input.between(0, 2) - 1 : face.image.height;
     const auto extract = [&](ZomuContext* context) {
-        FaceTemplate result = filledWith(0x11);
+        FaceTemplate result;
+        std::memset(&result, 0x11, sizeof result);
         ZomuExtractTemplate(context, image, width, height, face.image.stride, record, &result);
-        return result;
+        return std::bit_cast<Template>(result);
     };
 
-    const FaceTemplate result = extract(&model.context);
+    const Template result = extract(&model.context);
     const bool isRefused = whyTemplateIsRefused(image, width, height, record) != nullptr;
     REQUIRE(isNan(result) || !(isRefused || isUnusable));
     if (odd == 5) {
-        REQUIRE(sameBytes(extract(nullptr), filledWith(0x11)));
+        Template untouched;
+        untouched.fill(std::bit_cast<float>(0x11111111U));
+        REQUIRE(sameBytes(extract(nullptr), untouched));
     }
     if (!isNan(result) && isChosen(data, size, 16)) {
         REQUIRE(sameBytes(extract(&model.context), result));

@@ -27,36 +27,29 @@ using Bytes = std::vector<std::uint8_t>;
 // ---- weights
 
 struct ExpectedMatrix {
-    bool canExist = true;  // false: the request of memory fails
+    explicit ExpectedMatrix(const Bytes& file) {
+        std::int32_t sizes[2] = {0, 0};
+        if (file.size() >= sizeof sizes[0]) {
+            std::memcpy(sizes, file.data(), file.size() < sizeof sizes ? 4 : 8);
+        }
+        rows = sizes[0];
+        cols = sizes[1];
+        const std::int64_t count = static_cast<std::int64_t>(rows) * cols;
+        canExist = 0 <= count && count <= (std::int64_t{64} << 20U) / 4;
+        if (canExist && file.size() >= sizeof sizes) {
+            const std::size_t wanted = static_cast<std::size_t>(count) * sizeof(float);
+            elements.assign(file.begin() + 8, file.end());
+            isComplete = elements.size() >= wanted;
+            elements.resize(std::min(elements.size(), wanted));
+        }
+    }
+
+    bool canExist;  // false: the request of memory fails
     bool isComplete = false;
-    std::int32_t rows = 0;
-    std::int32_t cols = 0;
+    std::int32_t rows;
+    std::int32_t cols;
     Bytes elements;  // as far as the file goes
 };
-
-ExpectedMatrix expectedMatrix(const Bytes& file) {
-    ExpectedMatrix expected;
-    if (file.size() >= 4) {
-        std::memcpy(&expected.rows, file.data(), 4);
-    }
-    if (file.size() >= 8) {
-        std::memcpy(&expected.cols, file.data() + 4, 4);
-    }
-    const std::int64_t count = static_cast<std::int64_t>(expected.rows) * expected.cols;
-    expected.canExist = 0 <= count && count <= (std::int64_t{64} << 20U) / 4;
-    if (expected.canExist && file.size() >= 8) {
-        const std::size_t size =
-            std::min(file.size() - 8, static_cast<std::size_t>(count) * sizeof(float));
-        expected.elements.assign(file.begin() + 8,
-                                 file.begin() + 8 + static_cast<std::ptrdiff_t>(size));
-        expected.isComplete = size == static_cast<std::size_t>(count) * sizeof(float);
-    }
-    return expected;
-}
-
-bool sameElement(const float* element, const std::uint8_t* bytes) {
-    return std::memcmp(element, bytes, sizeof(float)) == 0;
-}
 
 void checkMatrix(const LoadedMatrix& loaded, const ExpectedMatrix& expected, bool transposed) {
     const Matrix& matrix = *loaded.matrix;
@@ -65,18 +58,13 @@ void checkMatrix(const LoadedMatrix& loaded, const ExpectedMatrix& expected, boo
     REQUIRE(matrix.numRows == (isTurned ? expected.cols : expected.rows));
     REQUIRE(matrix.numCols == (isTurned ? expected.rows : expected.cols));
     REQUIRE(matrix.numElements == expected.rows * expected.cols);
-    const std::uint8_t* bytes = expected.elements.data();
-    if (!isTurned) {
-        if (!expected.elements.empty()) {
-            REQUIRE(std::memcmp(matrix.data, bytes, expected.elements.size()) == 0);
-        }
-        return;
-    }
-    for (std::int32_t i = 0; matrix.numElements > 0 && i < expected.rows; ++i) {
-        for (std::int32_t j = 0; j < expected.cols; ++j, bytes += sizeof(float)) {
-            REQUIRE(sameElement(matrix.data + static_cast<std::ptrdiff_t>(j) * expected.rows + i,
-                                bytes));
-        }
+    const auto* actual = reinterpret_cast<const std::uint8_t*>(matrix.data);
+    for (std::size_t i = 0; i < expected.elements.size(); ++i) {
+        const std::size_t element = i / sizeof(float);
+        const auto rows = static_cast<std::size_t>(expected.rows);
+        const auto cols = static_cast<std::size_t>(expected.cols);
+        const std::size_t place = isTurned ? element % cols * rows + element / cols : element;
+        REQUIRE(actual[place * sizeof(float) + i % sizeof(float)] == expected.elements[i]);
     }
 }
 
@@ -95,16 +83,16 @@ void checkWeights(Random& input) {
         const Bytes more = input.upTo(static_cast<std::size_t>(input.between(0, 400)));
         contents[i].insert(contents[i].end(), more.begin(), more.end());
         files[i].hold(contents[i].data(), contents[i].size());
-        canExist = canExist && expectedMatrix(contents[i]).canExist;
+        canExist = canExist && ExpectedMatrix(contents[i]).canExist;
     }
     const bool transposed = input.between(0, 1) == 1;
     try {
         const std::vector<LoadedMatrix> list = loadWeightList(
             kMemoryFileFolder, {files[0].name(), "none", files[1].name()}, transposed);
         REQUIRE(canExist && list.size() == 2);
-        checkMatrix(list[0], expectedMatrix(contents[0]), transposed);
-        checkMatrix(list[1], expectedMatrix(contents[1]), transposed);
-        checkMatrix(loadBias(kMemoryFileFolder, files[0].name()), expectedMatrix(contents[0]),
+        checkMatrix(list[0], ExpectedMatrix(contents[0]), transposed);
+        checkMatrix(list[1], ExpectedMatrix(contents[1]), transposed);
+        checkMatrix(loadBias(kMemoryFileFolder, files[0].name()), ExpectedMatrix(contents[0]),
                     false);
     } catch (const std::bad_alloc&) {
         REQUIRE(!canExist);

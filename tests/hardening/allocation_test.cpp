@@ -11,12 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "model/weight_files.h"
+#include "hardening/common.h"
 #include "hardening/failing_allocator.h"
-#include "hardening/same_templates.h"
-#include "hardening/sweep_form.h"
 #include "library/host/host.h"
 #include "matrix/matrix.h"
+#include "model/weight_files.h"
 #include "support/nets.h"
 
 namespace {
@@ -59,12 +58,10 @@ long requestsOf(const Call& call) {
     return stopFailing();
 }
 
-constexpr unsigned char kMark = 0xA5;  // in each byte of a template before it is written
-
 bool isUntouched(const FaceTemplate& result) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(&result);
     return std::all_of(bytes, bytes + sizeof result,
-                       [](unsigned char byte) { return byte == kMark; });
+                       [](unsigned char byte) { return byte == kUnwritten; });
 }
 
 // One library, opened before memory is ever short, and the template that it owes.
@@ -84,9 +81,7 @@ class AllocationFailure : public testing::Test {
     }
 
     static void extract(ZomuContext* context, FaceTemplate& result) {
-        const Picture& picture = face->picture;
-        library->extract(context, picture.topRow(), picture.width, picture.height, picture.stride,
-                         &face->record, &result);
+        extractScene(library->extract, context, *face, result);
     }
 
     static testing::AssertionResult isExpected(const FaceTemplate& result) {
@@ -98,7 +93,6 @@ class AllocationFailure : public testing::Test {
     // is whole.
     static testing::AssertionResult failsCleanly(ZomuContext* context, long n, Failing kind) {
         FaceTemplate result;
-        std::memset(&result, kMark, sizeof result);
         if (failsAt(n, kind, [&] { extract(context, result); })) {
             return isUntouched(result) ? testing::AssertionSuccess()
                                        : testing::AssertionFailure() << "a template in part";
@@ -113,6 +107,37 @@ class AllocationFailure : public testing::Test {
         return isExpected(context.extract(*face));
     }
 
+    // Lets some of a call's `total` requests fail, or each of them: in turn one way and the other,
+    // or, in a full sweep and where it is asked for, both ways. `check` makes the call and says
+    // whether it failed as it should. Nothing may be lost, and a new context must work.
+    template <typename Check>
+    static void sweep(const char* call, long total, long ends, long between, bool bothWays,
+                      const Check& check) {
+        ASSERT_TRUE(newContextWorks());
+        const std::vector<long> requests = requestsToFail(total, ends, between);
+        const long before = outstandingBlocks();
+        long failures = 0;
+        for (const long n : requests) {
+            for (const Failing kind : {Failing::once, Failing::fromThenOn}) {
+                if (kind == kindOf(n) || (bothWays && isFullSweep())) {
+                    ASSERT_TRUE(check(n, kind)) << "request " << n;
+                    ASSERT_EQ(outstandingBlocks(), before) << "request " << n;
+                    ++failures;
+                }
+            }
+        }
+        EXPECT_TRUE(newContextWorks());
+        EXPECT_EQ(outstandingBlocks(), before);
+        std::printf("%s: %ld failures at %ld requests, %ld blocks lost\n", call, failures, total,
+                    outstandingBlocks() - before);
+    }
+
+    // Fails at the request, and works when it is called again.
+    static testing::AssertionResult failsAndRecovers(const Context& context, long n, Failing kind) {
+        const testing::AssertionResult isClean = failsCleanly(context.get(), n, kind);
+        return isClean ? isExpected(context.extract(*face)) : isClean;
+    }
+
     static Library* library;
     static Scene* face;
     static FaceTemplate expected;
@@ -124,38 +149,14 @@ FaceTemplate AllocationFailure::expected;
 
 }  // namespace
 
-// A create that fails leaves the description that it was reading behind, of which there are fewer
-// blocks than of a whole one. What has been lost shows after a create that went well, so that there
-// is one after every 100 failures.
 TEST_F(AllocationFailure, leavesCreateAndLosesNothing) {
     ASSERT_TRUE(newContextWorks());
-    long before = outstandingBlocks();
     ZomuContext* context = nullptr;
     const long total = requestsOf([&] { context = library->create(); });
     library->destroy(context);
-    ASSERT_EQ(outstandingBlocks(), before);
     ASSERT_GT(total, 25 * 11 * 4);
-
-    long failures = 0;
-    const std::vector<long> requests = requestsToFail(total, 60, 120);
-    before = outstandingBlocks();
-    for (const long n : requests) {
-        for (const Failing kind : {Failing::once, Failing::fromThenOn}) {
-            if (!isFullSweep() && kind != kindOf(n)) {
-                continue;
-            }
-            ASSERT_TRUE(failsAt(n, kind, [&] { library->create(); })) << "request " << n;
-            ASSERT_LE(outstandingBlocks(), before) << "request " << n;
-            if (++failures % 100 == 0) {
-                ASSERT_TRUE(newContextWorks()) << "request " << n;
-                ASSERT_EQ(outstandingBlocks(), before) << "up to request " << n;
-            }
-        }
-    }
-    EXPECT_TRUE(newContextWorks());
-    EXPECT_EQ(outstandingBlocks(), before);
-    std::printf("create: %ld failures at %ld requests, %ld blocks lost\n", failures, total,
-                outstandingBlocks() - before);
+    sweep("create", total, 60, 120, true,
+          [&](long n, Failing kind) { return failsAt(n, kind, [&] { library->create(); }); });
 }
 
 // The first extraction of a context shapes the layers' outputs. Here each failure meets a new one.
@@ -168,48 +169,17 @@ TEST_F(AllocationFailure, leavesTheFirstExtractionAndTheContextWorksOn) {
         total = requestsOf([&] { extract(context.get(), result); });
     }
     ASSERT_GT(total, 25 * 13);
-
-    long failures = 0;
-    const std::vector<long> requests = requestsToFail(total, 12, 12);
-    const long before = outstandingBlocks();
-    for (const long n : requests) {
-        const Context context(*library);
-        ASSERT_TRUE(failsCleanly(context.get(), n, kindOf(n))) << "request " << n;
-        extract(context.get(), result);
-        ASSERT_TRUE(isExpected(result)) << "request " << n;
-        ++failures;
-    }
-    EXPECT_EQ(outstandingBlocks(), before);
-    EXPECT_TRUE(newContextWorks());
-    std::printf("first extraction: %ld failures at %ld requests, %ld blocks lost\n", failures,
-                total, outstandingBlocks() - before);
+    sweep("first extraction", total, 12, 12, false,
+          [&](long n, Failing kind) { return failsAndRecovers(Context(*library), n, kind); });
 }
 
 TEST_F(AllocationFailure, leavesALaterExtractionAndTheContextWorksOn) {
     const Context context(*library);
-    FaceTemplate result;
-    extract(context.get(), result);
+    FaceTemplate result = context.extract(*face);
     const long total = requestsOf([&] { extract(context.get(), result); });
     ASSERT_GT(total, 25);
-
-    long failures = 0;
-    const std::vector<long> requests = requestsToFail(total, 12, 25);
-    const long before = outstandingBlocks();
-    for (const long n : requests) {
-        for (const Failing kind : {Failing::once, Failing::fromThenOn}) {
-            if (!isFullSweep() && kind != kindOf(n)) {
-                continue;
-            }
-            ASSERT_TRUE(failsCleanly(context.get(), n, kind)) << "request " << n;
-            ASSERT_EQ(outstandingBlocks(), before) << "request " << n;
-            extract(context.get(), result);
-            ASSERT_TRUE(isExpected(result)) << "request " << n;
-            ++failures;
-        }
-    }
-    EXPECT_TRUE(newContextWorks());
-    std::printf("later extraction: %ld failures at %ld requests, %ld blocks lost\n", failures,
-                total, outstandingBlocks() - before);
+    sweep("later extraction", total, 12, 25, true,
+          [&](long n, Failing kind) { return failsAndRecovers(context, n, kind); });
 }
 
 // A refusal is told in a line and NaN, a score in a float: there is nothing to ask memory for.

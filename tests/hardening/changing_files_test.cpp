@@ -15,9 +15,7 @@
 #include <vector>
 
 #include "hardening/captured_output.h"
-#include "hardening/same_templates.h"
-#include "hardening/sweep_form.h"
-#include "hardening/tables_from.h"
+#include "hardening/common.h"
 #include "library/host/scene.h"
 #include "model/model_files.h"
 #include "model/model_tables.h"
@@ -46,13 +44,7 @@ class ChangingFiles : public testing::Test {
         loadTablesFrom(folder.prefix());
     }
 
-    FaceTemplate extract(ZomuContext* context) const {
-        const Picture& picture = face.picture;
-        FaceTemplate result;
-        ZomuExtractTemplate(context, picture.topRow(), picture.width, picture.height,
-                            picture.stride, &face.record, &result);
-        return result;
-    }
+    FaceTemplate extract(ZomuContext* context) const { return extractScene(context, face); }
 
     std::string pathOf(std::size_t file) const { return modelDir + names[file]; }
 

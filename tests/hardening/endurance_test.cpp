@@ -6,12 +6,10 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "hardening/common.h"
 #include "hardening/memory_use.h"
-#include "hardening/same_templates.h"
-#include "hardening/sweep_form.h"
 #include "library/host/scene.h"
 #include "model/model_tables.h"
-#include "service/attach.h"
 
 namespace {
 
@@ -51,19 +49,16 @@ void keepNothingInReserve() {
 TEST(Endurance, createAndDestroyLeaveTheResidentMemoryFlat) {
     keepNothingInReserve();
     const int rounds = isFullSweep() ? 300 : 30;
-    setenv("TMPDIR", ZOMU_EXACT_MODEL, 1);
-    attachLibrary();
+    loadTablesFrom(ZOMU_EXACT_MODEL);
     const Scene face = scene(0);
-    const Picture& picture = face.picture;
     FaceTemplate first;
-    FaceTemplate result;
     Range inUse;
     Range destroyed;
     for (int round = 1; round <= rounds; ++round) {
         ZomuContext* context = ZomuCreate();
-        ZomuExtractTemplate(context, picture.topRow(), picture.width, picture.height,
-                            picture.stride, &face.record, round == 1 ? &first : &result);
-        ASSERT_TRUE(round == 1 || sameTemplates(first, result)) << "round " << round;
+        const FaceTemplate result = extractScene(context, face);
+        first = round == 1 ? result : first;
+        ASSERT_TRUE(sameTemplates(first, result)) << "round " << round;
         const double withContext = residentMegabytes();
         ZomuDestroy(context);
         if (round >= 3) {

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "hardening/common.h"
 #include "hardening/linked_model.h"
-#include "hardening/sweep_form.h"
 #include "support/bits.h"
 #include "support/process.h"
 #include "support/read_file.h"

@@ -13,13 +13,6 @@
 
 namespace {
 
-constexpr Fault kFaults[] = {
-    Fault::absent,        Fault::empty,      Fault::oneByte,        Fault::half,
-    Fault::hugeHeader,    Fault::zeroHeader, Fault::negativeHeader, Fault::bothNegative,
-    Fault::trailingBytes, Fault::nan,        Fault::folder,         Fault::unreadable,
-    Fault::linkLoop,
-};
-
 // Files that one and the same fault meets in one and the same way.
 enum Group { meanImage, table, filters, outputWeights, filterBiases, outputBiases, groupCount };
 
@@ -39,6 +32,13 @@ Group groupOf(const ModelFile& file) {
     throw std::logic_error("no such kind of file");
 }
 
+struct FaultRow {
+    Fault fault;
+    const char* name;
+    bool isReported;
+    Effect effects[groupCount];
+};
+
 // What must follow, by group, from what is promised:
 //   - a table that cannot be opened, or a count that says so, leaves zeros; a short one keeps what
 //     is there; a count beyond the file's end reads to that end;
@@ -51,60 +51,31 @@ Group groupOf(const ModelFile& file) {
 //     than the two rows of the output;
 //   - what follows the floats is not read;
 //   - NaN is a number like any other.
-Effect effectOf(Fault fault, Group group) {
-    using enum Effect;
-    static constexpr Effect kUnopened[groupCount] = {zeros,    zeros, noOutput,
-                                                     noOutput, zeros, zeros};
-    static constexpr Effect kEmpty[groupCount] = {zeros,    zeros,    noOutput,
-                                                  noOutput, noOutput, noOutput};
-    static constexpr Effect kOneByte[groupCount] = {zeros,    firstByte, noOutput,
-                                                    noOutput, noOutput,  noOutput};
-    static constexpr Effect kHalf[groupCount] = {firstHalf, firstHalf, noOutput,
-                                                 noOutput,  noOutput,  noOutput};
-    static constexpr Effect kHuge[groupCount] = {none,     firstNan, noMemory,
-                                                 noMemory, noMemory, noMemory};
-    static constexpr Effect kZero[groupCount] = {zeros,    firstZero, noOutput,
-                                                 noOutput, zeros,     zeros};
-    static constexpr Effect kNegative[groupCount] = {zeros,    firstNan, noMemory,
-                                                     noMemory, noMemory, noMemory};
-    static constexpr Effect kBothNegative[groupCount] = {none,     none, noOutput,
-                                                         noOutput, none, noOutput};
-    switch (fault) {
-        case Fault::absent:
-        case Fault::folder:
-        case Fault::unreadable:
-        case Fault::linkLoop:
-            return kUnopened[group];
-        case Fault::empty:
-            return kEmpty[group];
-        case Fault::oneByte:
-            return kOneByte[group];
-        case Fault::half:
-            return kHalf[group];
-        case Fault::hugeHeader:
-            return kHuge[group];
-        case Fault::zeroHeader:
-            return kZero[group];
-        case Fault::negativeHeader:
-            return kNegative[group];
-        case Fault::bothNegative:
-            return kBothNegative[group];
-        case Fault::trailingBytes:
-            return none;
-        case Fault::nan:
-            return middleNan;
-    }
-    throw std::logic_error("no such fault");
-}
-
-bool isUnopened(Fault fault) {
-    return fault == Fault::absent || fault == Fault::folder || fault == Fault::unreadable ||
-           fault == Fault::linkLoop;
-}
-
-void putInt32(std::string& bytes, std::size_t at, std::int32_t value) {
-    std::memcpy(bytes.data() + at, &value, sizeof value);
-}
+using enum Effect;
+constexpr FaultRow kFaults[] = {
+    {Fault::absent, "absent", true, {zeros, zeros, noOutput, noOutput, zeros, zeros}},
+    {Fault::empty, "empty", false, {zeros, zeros, noOutput, noOutput, noOutput, noOutput}},
+    {Fault::oneByte, "one byte", false, {zeros, firstByte, noOutput, noOutput, noOutput, noOutput}},
+    {Fault::half, "half", false, {firstHalf, firstHalf, noOutput, noOutput, noOutput, noOutput}},
+    {Fault::hugeHeader,
+     "header huge",
+     false,
+     {none, firstNan, noMemory, noMemory, noMemory, noMemory}},
+    {Fault::zeroHeader, "header zero", false, {zeros, firstZero, noOutput, noOutput, zeros, zeros}},
+    {Fault::negativeHeader,
+     "header negative",
+     false,
+     {zeros, firstNan, noMemory, noMemory, noMemory, noMemory}},
+    {Fault::bothNegative, "both negative", false, {none, none, noOutput, noOutput, none, noOutput}},
+    {Fault::trailingBytes, "trailing bytes", false, {none, none, none, none, none, none}},
+    {Fault::nan,
+     "NaN inside",
+     false,
+     {middleNan, middleNan, middleNan, middleNan, middleNan, middleNan}},
+    {Fault::folder, "a folder", true, {zeros, zeros, noOutput, noOutput, zeros, zeros}},
+    {Fault::unreadable, "unreadable", true, {zeros, zeros, noOutput, noOutput, zeros, zeros}},
+    {Fault::linkLoop, "a link to itself", true, {zeros, zeros, noOutput, noOutput, zeros, zeros}},
+};
 
 // The good file's bytes with the fault in them.
 std::string damagedBytes(const FaultCase& faultCase, std::string bytes) {
@@ -144,21 +115,14 @@ std::string damagedBytes(const FaultCase& faultCase, std::string bytes) {
         default:
             throw std::logic_error("no fault in the bytes");
     }
-    for (std::size_t i = 0; i < header.size(); ++i) {
-        putInt32(bytes, i * sizeof(std::int32_t), header[i]);
-    }
+    std::memcpy(bytes.data(), header.data(), header.size() * sizeof(std::int32_t));
     return bytes;
 }
 
 }  // namespace
 
 const char* nameOf(Fault fault) {
-    static constexpr const char* kNames[] = {
-        "absent",      "empty",           "one byte",         "half",           "header huge",
-        "header zero", "header negative", "both negative",    "trailing bytes", "NaN inside",
-        "a folder",    "unreadable",      "a link to itself",
-    };
-    return kNames[static_cast<std::size_t>(fault)];
+    return kFaults[static_cast<std::size_t>(fault)].name;
 }
 
 bool FaultCase::isTable() const {
@@ -170,9 +134,9 @@ std::vector<FaultCase> listFaultCases() {
     std::vector<FaultCase> cases;
     for (const ModelFile& file : listModelFiles()) {
         const Group group = groupOf(file);
-        for (const Fault fault : kFaults) {
-            if (fault != Fault::bothNegative || headerOf(file).size() == 2) {
-                cases.push_back({file, fault, effectOf(fault, group), isUnopened(fault)});
+        for (const FaultRow& row : kFaults) {
+            if (row.fault != Fault::bothNegative || headerOf(file).size() == 2) {
+                cases.push_back({file, row.fault, row.effects[group], row.isReported});
             }
         }
     }

@@ -14,12 +14,10 @@
 
 #include "hardening/bound_by_permissions.h"
 #include "hardening/captured_output.h"
+#include "hardening/common.h"
 #include "hardening/expected_template.h"
 #include "hardening/linked_model.h"
 #include "hardening/model_fault.h"
-#include "hardening/same_templates.h"
-#include "hardening/sweep_form.h"
-#include "hardening/tables_from.h"
 #include "library/host/scene.h"
 #include "model/model_tables.h"
 #include "support/zeroed_tables.h"
@@ -45,7 +43,7 @@ class ModelFaults {
 
     // The whole path with nothing damaged, to start with.
     testing::AssertionResult isSound() {
-        return sameTemplates(expected.undamaged(), extract(standing));
+        return sameTemplates(expected.undamaged(), extractScene(standing, face));
     }
 
     testing::AssertionResult check(const FaultCase& faultCase) {
@@ -65,22 +63,13 @@ class ModelFaults {
         loadTablesFrom(model.temporaryDirectory());
     }
 
-    FaceTemplate extract(ZomuContext* context) const {
-        const Picture& picture = face.picture;
-        FaceTemplate result;
-        std::memset(&result, 0xA5, sizeof result);
-        ZomuExtractTemplate(context, picture.topRow(), picture.width, picture.height,
-                            picture.stride, &face.record, &result);
-        return result;
-    }
-
     // The networks of the context that stands are good, the tables are not.
     Outcome loadTable() {
         const BoundByPermissions bound;
         CapturedOutput output;
         Outcome outcome;
         load();
-        outcome.result = extract(standing);
+        outcome.result = extractScene(standing, face);
         outcome.output = output.text();
         return outcome;
     }
@@ -91,7 +80,7 @@ class ModelFaults {
         Outcome outcome;
         try {
             ZomuContext* context = ZomuCreate();
-            outcome.result = extract(context);
+            outcome.result = extractScene(context, face);
             ZomuDestroy(context);
         } catch (const std::bad_alloc&) {
             outcome.hasNoMemory = true;

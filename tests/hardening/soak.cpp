@@ -14,20 +14,17 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "hardening/memory_use.h"
-#include "library/host/library.h"
-#include "library/host/scene.h"
+#include "library/host/host.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Owned = std::unique_ptr<ZomuContext, decltype(&ZomuDestroy)>;
 using Seconds = std::chrono::duration<double>;
 
 constexpr std::size_t kSceneCount = 4;
@@ -53,24 +50,15 @@ struct Counts {
     std::atomic<long> differences = 0;
 };
 
-FaceTemplate extract(const Library& library, ZomuContext* context, const Scene& scene) {
-    FaceTemplate face;
-    std::memset(&face, 0xA5, sizeof face);
-    const Picture& picture = scene.picture;
-    library.extract(context, picture.topRow(), picture.width, picture.height, picture.stride,
-                    &scene.record, &face);
-    return face;
-}
-
 bool sameBytes(const void* expected, const void* actual, std::size_t size) {
     return std::memcmp(expected, actual, size) == 0;
 }
 
-First firstResults(const Library& library, ZomuContext* context) {
+First firstResults(const Library& library, const Context& context) {
     First first;
     for (std::size_t i = 0; i < kSceneCount; ++i) {
         first.scenes.push_back(scene(static_cast<int>(i)));
-        first.templates.push_back(extract(library, context, first.scenes[i]));
+        first.templates.push_back(context.extract(first.scenes[i]));
         if (!std::isfinite(first.templates[i].projectionNorm)) {
             throw std::runtime_error("the templates are NaN; is there a model?");
         }
@@ -83,10 +71,10 @@ First firstResults(const Library& library, ZomuContext* context) {
     return first;
 }
 
-void work(const Library& library, ZomuContext* context, const First& first,
+void work(const Library& library, const Context& context, const First& first,
           const std::atomic<bool>& isOver, Counts& counts, std::atomic<long>& done) {
     for (std::size_t i = 0; !isOver; i = (i + 1) % kSceneCount) {
-        const FaceTemplate face = extract(library, context, first.scenes[i]);
+        const FaceTemplate face = context.extract(first.scenes[i]);
         ++counts.extractions;
         ++done;
         counts.differences += sameBytes(&first.templates[i], &face, sizeof face) ? 0 : 1;
@@ -104,9 +92,9 @@ void work(const Library& library, ZomuContext* context, const First& first,
 // Both threads until they are told to stop.
 class Workers {
   public:
-    Workers(const Library& library, ZomuContext* a, ZomuContext* b, const First& first)
-        : one([=, this, &library, &first] { work(library, a, first, isOver, counts, ofOne); }),
-          two([=, this, &library, &first] { work(library, b, first, isOver, counts, ofTwo); }) {}
+    Workers(const Library& library, const Context& a, const Context& b, const First& first)
+        : one([&, this] { work(library, a, first, isOver, counts, ofOne); }),
+          two([&, this] { work(library, b, first, isOver, counts, ofTwo); }) {}
 
     ~Workers() {
         isOver = true;
@@ -139,9 +127,9 @@ class Workers {
 
 bool soak(const std::string& path, long seconds) {
     const Library library(path);
-    const Owned a(library.create(), library.destroy);
-    const Owned b(library.create(), library.destroy);
-    const First first = firstResults(library, a.get());
+    const Context a(library);
+    const Context b(library);
+    const First first = firstResults(library, a);
 
     const long interval = seconds < 60 ? 1 : 60;
     long baseline = 0;
@@ -151,7 +139,7 @@ bool soak(const std::string& path, long seconds) {
     long differences = 0;
     Clock::time_point start;
     {
-        Workers workers(library, a.get(), b.get(), first);
+        Workers workers(library, a, b, first);
         const Counts& counts = workers.counts;
         workers.warmUp();
         start = Clock::now();
