@@ -58,6 +58,9 @@ void checkMatrix(const LoadedMatrix& loaded, const ExpectedMatrix& expected, boo
     REQUIRE(matrix.numRows == (isTurned ? expected.cols : expected.rows));
     REQUIRE(matrix.numCols == (isTurned ? expected.rows : expected.cols));
     REQUIRE(matrix.numElements == expected.rows * expected.cols);
+    if (isTurned && expected.rows < 0) {
+        return;  // no row to be turned into a column
+    }
     const auto* actual = reinterpret_cast<const std::uint8_t*>(matrix.data);
     for (std::size_t i = 0; i < expected.elements.size(); ++i) {
         const std::size_t element = i / sizeof(float);

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -25,37 +26,32 @@ static bool is(const char* manner) {
     return chosen != nullptr && std::strcmp(chosen, manner) == 0;
 }
 
-static void handle(int) {}
+struct BadManner {
+    const char* name;
+    void (*show)();
+};
+
+static constexpr BadManner kBadManners[] = {
+    {"locale", [] { std::setlocale(LC_NUMERIC, "C.UTF-8"); }},
+    {"rounding", [] { std::fesetround(FE_DOWNWARD); }},
+    {"signal-handler", [] { std::signal(SIGUSR2, [](int) {}); }},
+    {"environment", [] { setenv("ZOMU_BAD_GUEST", "1", 1); }},
+    {"working-directory", [] { std::filesystem::current_path("/proc"); }},
+    {"umask", [] { umask(0); }},
+    {"open-file", [] { open("/dev/null", O_RDONLY); }},
+    {"buffering", [] { std::setvbuf(stdout, nullptr, _IONBF, 0); }},
+    {"standard-output", [] { std::puts("hello"); }},
+    {"standard-error", [] { std::fputs("hello\n", stderr); }},
+    {"thread", [] { std::thread([] { pause(); }).detach(); }},
+    {"random-numbers", [] { std::rand(); }},
+    {"team-size", [] { omp_set_num_threads(1); }},
+};
 
 static void misbehave() {
-    if (is("locale")) {
-        std::setlocale(LC_NUMERIC, "C.UTF-8");
-    } else if (is("rounding")) {
-        std::fesetround(FE_DOWNWARD);
-    } else if (is("signal-handler")) {
-        std::signal(SIGUSR2, handle);
-    } else if (is("environment")) {
-        setenv("ZOMU_BAD_GUEST", "1", 1);
-    } else if (is("working-directory")) {
-        if (chdir("/proc") != 0) {
-            std::abort();
+    for (const BadManner& manner : kBadManners) {
+        if (is(manner.name)) {
+            manner.show();
         }
-    } else if (is("umask")) {
-        umask(0);
-    } else if (is("open-file")) {
-        open("/dev/null", O_RDONLY);
-    } else if (is("buffering")) {
-        std::setvbuf(stdout, nullptr, _IONBF, 0);
-    } else if (is("standard-output")) {
-        std::puts("hello");
-    } else if (is("standard-error")) {
-        std::fputs("hello\n", stderr);
-    } else if (is("thread")) {
-        std::thread([] { pause(); }).detach();
-    } else if (is("random-numbers")) {
-        std::rand();
-    } else if (is("team-size")) {
-        omp_set_num_threads(1);
     }
 }
 

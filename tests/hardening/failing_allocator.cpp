@@ -72,72 +72,28 @@ static void release(void* block) {
     }
 }
 
-// Visible from the libraries that the program opens. All forms, because a sanitizer brings its own
-// of each and wants a block to go back the way it came.
-#define ZOMU_REPLACED __attribute__((visibility("default")))
 using Align = std::align_val_t;
 using Quiet = std::nothrow_t;
 static std::size_t bytes(Align alignment) {
     return static_cast<std::size_t>(alignment);
 }
 
-ZOMU_REPLACED void* operator new(std::size_t n) {
-    return allocate(n, 0);
-}
-ZOMU_REPLACED void* operator new[](std::size_t n) {
-    return allocate(n, 0);
-}
-ZOMU_REPLACED void* operator new(std::size_t n, const Quiet&) noexcept {
-    return allocateQuietly(n, 0);
-}
-ZOMU_REPLACED void* operator new[](std::size_t n, const Quiet&) noexcept {
-    return allocateQuietly(n, 0);
-}
-ZOMU_REPLACED void* operator new(std::size_t n, Align a) {
-    return allocate(n, bytes(a));
-}
-ZOMU_REPLACED void* operator new[](std::size_t n, Align a) {
-    return allocate(n, bytes(a));
-}
-ZOMU_REPLACED void* operator new(std::size_t n, Align a, const Quiet&) noexcept {
-    return allocateQuietly(n, bytes(a));
-}
-ZOMU_REPLACED void* operator new[](std::size_t n, Align a, const Quiet&) noexcept {
-    return allocateQuietly(n, bytes(a));
-}
-ZOMU_REPLACED void operator delete(void* block) noexcept {
-    release(block);
-}
-ZOMU_REPLACED void operator delete[](void* block) noexcept {
-    release(block);
-}
-ZOMU_REPLACED void operator delete(void* block, std::size_t) noexcept {
-    release(block);
-}
-ZOMU_REPLACED void operator delete[](void* block, std::size_t) noexcept {
-    release(block);
-}
-ZOMU_REPLACED void operator delete(void* block, const Quiet&) noexcept {
-    release(block);
-}
-ZOMU_REPLACED void operator delete[](void* block, const Quiet&) noexcept {
-    release(block);
-}
-ZOMU_REPLACED void operator delete(void* block, Align) noexcept {
-    release(block);
-}
-ZOMU_REPLACED void operator delete[](void* block, Align) noexcept {
-    release(block);
-}
-ZOMU_REPLACED void operator delete(void* block, std::size_t, Align) noexcept {
-    release(block);
-}
-ZOMU_REPLACED void operator delete[](void* block, std::size_t, Align) noexcept {
-    release(block);
-}
-ZOMU_REPLACED void operator delete(void* block, Align, const Quiet&) noexcept {
-    release(block);
-}
-ZOMU_REPLACED void operator delete[](void* block, Align, const Quiet&) noexcept {
-    release(block);
-}
+// An operator and its form for arrays, visible from the libraries that the program opens. All
+// forms, because a sanitizer brings its own of each and wants a block to go back the way it came.
+#define ZOMU_VISIBLE __attribute__((visibility("default")))
+#define ZOMU_REPLACE(result, name, signature, body)                      \
+    ZOMU_VISIBLE result operator name signature body ZOMU_VISIBLE result \
+    operator name[] signature body
+
+// clang-format off
+ZOMU_REPLACE(void*, new, (std::size_t n), { return allocate(n, 0); })
+ZOMU_REPLACE(void*, new, (std::size_t n, Align a), { return allocate(n, bytes(a)); })
+ZOMU_REPLACE(void*, new, (std::size_t n, const Quiet&) noexcept, { return allocateQuietly(n, 0); })
+ZOMU_REPLACE(void*, new, (std::size_t n, Align a, const Quiet&) noexcept, { return allocateQuietly(n, bytes(a)); })
+ZOMU_REPLACE(void, delete, (void* block) noexcept, { release(block); })
+ZOMU_REPLACE(void, delete, (void* block, std::size_t) noexcept, { release(block); })
+ZOMU_REPLACE(void, delete, (void* block, const Quiet&) noexcept, { release(block); })
+ZOMU_REPLACE(void, delete, (void* block, Align) noexcept, { release(block); })
+ZOMU_REPLACE(void, delete, (void* block, std::size_t, Align) noexcept, { release(block); })
+ZOMU_REPLACE(void, delete, (void* block, Align, const Quiet&) noexcept, { release(block); })
+// clang-format on

@@ -2,6 +2,7 @@
 // hosts are let loose on a guest without manners, to see that they notice.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "library/host_run.h"
@@ -17,6 +18,12 @@ static ProcessResult visit(const std::string& library, const std::string& settin
 static void expectQuiet(const ProcessResult& run) {
     EXPECT_EQ(run.exitStatus, 0) << "signal " << run.signal;
     EXPECT_EQ(run.err, "");
+}
+
+// A name in words with hyphens, as GoogleTest takes it.
+static std::string withUnderscores(std::string name) {
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
 }
 
 struct Settings {
@@ -48,12 +55,7 @@ INSTANTIATE_TEST_SUITE_P(Library, GuestManners,
                          testing::Values(Settings{"plain", ""},
                                          Settings{"own-settings", "template refused: no image\n"},
                                          Settings{"float-modes", "template refused: no image\n"}),
-                         [](const auto& test) {
-                             const std::string name = test.param.name;
-                             return name == "plain"          ? "plain"
-                                    : name == "own-settings" ? "ownSettings"
-                                                             : "floatModes";
-                         });
+                         [](const auto& test) { return withUnderscores(test.param.name); });
 
 struct BadManner {
     const char* manner;
@@ -82,13 +84,7 @@ INSTANTIATE_TEST_SUITE_P(
                     BadManner{"standard-output", "hello"}, BadManner{"standard-error", "hello"},
                     BadManner{"thread", "threads before the first extraction"},
                     BadManner{"random-numbers", "rand() gives another number"}),
-    [](const auto& test) {
-        std::string name = test.param.manner;
-        for (char& character : name) {
-            character = character == '-' ? '_' : character;
-        }
-        return name;
-    });
+    [](const auto& test) { return withUnderscores(test.param.manner); });
 
 // A good guest by the same measure, or the tests above would prove nothing.
 TEST(BadGuest, withoutABadMannerIsQuiet) {
@@ -97,8 +93,7 @@ TEST(BadGuest, withoutABadMannerIsQuiet) {
     EXPECT_EQ(run.out, "");
 }
 
-// --- Beside another BLAS and another team
-// ---------------------------------------------------------
+// --- Beside another BLAS and another team -------------------------------------------------------
 
 static ProcessResult visitBlasHost(const std::string& library, const std::string& build, int cycles,
                                    Variables variables) {
