@@ -36,7 +36,7 @@ ReferenceFloats PatchStage::expectedPatch(const SourceImage& image, const Landma
                           meanImage(patch));
 }
 
-std::string PatchStage::refusalDifference(const Face& face, bool& isRefused) {
+static std::string refusalDifference(const Face& face, bool& isRefused) {
     const auto wordsOf = [](const char* refusal) { return refusal == nullptr ? "none" : refusal; };
     const SourceImage& image = face.image;
     const std::string expected = wordsOf(referenceRefusal(face.record));
@@ -46,7 +46,7 @@ std::string PatchStage::refusalDifference(const Face& face, bool& isRefused) {
     return expected == actual ? "" : "refusal: expected " + expected + ", actual " + actual;
 }
 
-std::string PatchStage::poseDifference(const LandmarkRecord& landmarks) {
+static std::string poseDifference(const LandmarkRecord& landmarks) {
     const ReferencePose pose = referencePose(landmarks);
     float actual[4];
     actual[0] = estimateFacePose(landmarks, actual[1], actual[2], actual[3]);

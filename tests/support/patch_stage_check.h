@@ -34,11 +34,6 @@ class PatchStage {
     std::string difference(const SourceImage& image, const LandmarkRecord& landmarks,
                            const PatchList& patches) const;
 
-    static std::string poseDifference(const LandmarkRecord& landmarks);
-
-    // Where both the library and the reference refuse the record, `isRefused` becomes true.
-    static std::string refusalDifference(const Face& face, bool& isRefused);
-
   private:
     std::vector<float> expectedPatch(const SourceImage& image, const LandmarkRecord& landmarks,
                                      int patch) const;
