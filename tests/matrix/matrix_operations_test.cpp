@@ -1,6 +1,6 @@
-// The operations on the elements of two matrices, against plain loops, in every combination of
-// storage orders. Those on one matrix are tested in matrix_functions_test.cpp, those with a vector
-// in matrix_vectors_test.cpp.
+// Every element-wise operation of Matrix against a plain function of the elements that meet: on
+// fixed and random shapes, in every combination of storage orders, into a target of the right
+// shape, of another shape, and into either operand. Oddities are in matrix_arithmetic_test.cpp.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,9 +10,10 @@
 #include <vector>
 
 #include "matrix/matrix.h"
+#include "matrix/vector_functions.h"
 #include "reference/reference_matrix.h"
 #include "support/bits.h"
-#include "support/nets.h"
+#include "support/matrices.h"
 #include "support/random.h"
 
 namespace {
@@ -20,268 +21,280 @@ namespace {
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-float subtraction(float x, float y) {
-    return x - y;
+enum class Other { None, Matrix, Vector };
+
+// Where an element's result goes.
+enum class Place {
+    Logical,            // to its logical place
+    Flat,               // to its place in the storage, whatever order the target has
+    FlatWhereOneOrder,  // so if both operands have one storage order
+};
+
+struct Setting {
+    std::int32_t orderOfA;
+    std::int32_t orderOfB;
+    std::int32_t orderOfTarget;
+    bool vecIsRow;
+    float s;  // the scalar operand, where there is one
+
+    bool hasOneOrder() const { return orderOfA == orderOfB && orderOfA == orderOfTarget; }
+};
+
+struct Operation {
+    const char* name;
+    Other other;
+    Place place;
+    void (*call)(const Matrix& a, const Matrix& b, float s, Matrix& target);
+    float (*plain)(float x, float y, const Setting& at);
+    std::vector<float> scalars = {1};
+    bool shapesItsTarget = true;
+    // What the BLAS may give instead, which does the work where the orders allow it.
+    float (*alsoAllowed)(float x, float y, float s) = nullptr;
+};
+
+template <void (*function)(std::int32_t, const float*, float*)>
+float onOne(float x) {
+    float y = 0;
+    function(1, &x, &y);
+    return y;
 }
 
-// test(shape, order of this, order of b, order of the target) for all of them.
-template <typename Test>
-void forShapesAndThreeOrders(Test test) {
-    for (const RowsAndCols shape : kTestShapes) {
-        for (const std::int32_t a : kOrders) {
-            for (const std::int32_t b : kOrders) {
-                for (const std::int32_t target : kOrders) {
-                    SCOPED_TRACE(testing::Message()
-                                 << shape.rows << " x " << shape.cols << ", orders " << a << " "
-                                 << b << " " << target);
-                    test(shape, a, b, target);
-                }
-            }
-        }
-    }
+float logisticByTanh(float x) {
+    const float raised = 1.0F + onOne<vsTanh>(x * 0.5F);
+    return raised * 0.5F;
 }
 
-// What add may give where the BLAS does it: with one rounding or with two.
-testing::AssertionResult sumsFusedOrNot(const std::vector<float>& a, const std::vector<float>& b,
-                                        float scale, const std::vector<float>& actual) {
-    for (std::size_t n = 0; n < actual.size(); ++n) {
-        if (!sameBits(std::fma(b[n], scale, a[n]), actual[n])) {
-            const auto same = sameFloat(b[n] * scale + a[n], actual[n]);
-            if (!same) {
-                return testing::AssertionFailure() << "at " << n << ": " << same.message();
-            }
+float logisticByExp(float x) {
+    const float raised = 1.0F + onOne<vsExp>(-x);
+    return 1.0F / raised;
+}
+
+// In the order of their codes.
+float (*const kElementFunctions[])(float) = {
+    onOne<vsTanh>,
+    onOne<vsInv>,
+    onOne<vsSqr>,
+    [](float x) { return std::copysign(x, 1.0F); },
+    onOne<vsExp>,
+    onOne<vsLn>,
+    [](float) { return 0.0F; },
+    [](float) { return 1.0F; },
+    logisticByTanh,
+    logisticByExp,
+    [](float x) { return x > 0 ? 1.0F : -1.0F; },
+};
+
+void apply(const Matrix& a, const Matrix&, float code, Matrix& target) {
+    a.apply(static_cast<ElementFunction>(static_cast<std::int32_t>(code)), target);
+}
+
+float applied(float x, float, const Setting& at) {
+    return kElementFunctions[static_cast<int>(at.s)](x);
+}
+
+float roundedTwice(float x, float y, const Setting& at) {
+    const float product = y * at.s;
+    return product + x;
+}
+
+// A product that is not rounded before the sum; with a factor of zero, none.
+float fusedOrLeftOut(float x, float y, float s) {
+    return s == 0 ? x : std::fma(y, s, x);
+}
+
+float product(float x, float y, const Setting&) {
+    return x * y;
+}
+
+// A quotient where the vector lies along the lines of a storage that matrix and target share, else
+// a product with the rounded reciprocal.
+float divided(float x, float y, const Setting& at) {
+    const bool liesAlong = at.orderOfA == (at.vecIsRow ? kRowMajor : kTransposed);
+    const float reciprocal = 1.0F / y;
+    return liesAlong && at.orderOfA == at.orderOfTarget ? x / y : x * reciprocal;
+}
+
+using M = Matrix;
+
+const Operation kOperations[] = {
+    {"addScalar",
+     Other::None,
+     Place::Flat,
+     [](const M& a, const M&, float s, M& target) { a.addScalar(s, target); },
+     [](float x, float, const Setting& at) { return at.s + x; },
+     {0.3F, -kInfinity}},
+    {"maxWithScalar",
+     Other::None,
+     Place::Flat,
+     [](const M& a, const M&, float s, M& target) { a.maxWithScalar(s, target); },
+     [](float x, float, const Setting& at) { return x > at.s ? x : at.s; },
+     {-0.7F, 0.0F, -0.0F, kNaN}},
+    {"scale",
+     Other::None,
+     Place::Logical,
+     [](const M& a, const M&, float s, M& target) { a.scale(s, target); },
+     [](float x, float, const Setting& at) { return x * at.s; },
+     {-0.3F, 1.0F, 1e-40F, 0.0F, -0.0F, kInfinity, kNaN}},
+    {"apply", Other::None, Place::Flat, apply, applied, {0, 1, 2, 3, 4, 5, 6, 7, 10}},
+    {"apply a logistic function", Other::None, Place::Logical, apply, applied, {8, 9}},
+    {"add",
+     Other::Matrix,
+     Place::Logical,
+     [](const M& a, const M& b, float s, M& target) { a.add(b, s, target); },
+     roundedTwice,
+     {1.0F, -0.7F, 1.1F, 0.0F, kInfinity, kNaN},
+     true,
+     fusedOrLeftOut},
+    {"eltwiseMult", Other::Matrix, Place::FlatWhereOneOrder,
+     [](const M& a, const M& b, float, M& target) { a.eltwiseMult(b, target); }, product},
+    {"eltwiseMax", Other::Matrix, Place::Logical,
+     [](const M& a, const M& b, float, M& target) { a.eltwiseMax(b, target); },
+     [](float x, float y, const Setting&) { return x > y ? x : y; }},
+    {"applyBinary",
+     Other::Matrix,
+     Place::Logical,
+     [](const M& a, const M& b, float, M& target) {
+         a.applyBinary([](float x, float y) { return x - y; }, b, target);
+     },
+     [](float x, float y, const Setting&) { return x - y; },
+     {1},
+     false},
+    {"addVector",
+     Other::Vector,
+     Place::Logical,
+     [](const M& a, const M& b, float s, M& target) { a.addVector(b, s, target); },
+     roundedTwice,
+     {1.0F, -0.7F, 0.0F, kNaN},
+     true,
+     fusedOrLeftOut},
+    {"eltwiseMultByVector", Other::Vector, Place::Logical,
+     [](const M& a, const M& b, float, M& target) { a.eltwiseMultByVector(b, target); }, product},
+    {"eltwiseDivideByVector", Other::Vector, Place::Logical,
+     [](const M& a, const M& b, float, M& target) { a.eltwiseDivideByVector(b, target); }, divided},
+};
+
+// Mostly of moderate size, so that sums and products of them round; now and then a special one.
+float drawnElement(Random& random) {
+    constexpr float kSpecial[] = {0.0F, -0.0F,     1.0F,      kInfinity,        -kInfinity,
+                                  kNaN, 0x1p-149F, 0x1p-126F, -0x1.fffffep+127F};
+    if (random.oneIn(8)) {
+        return kSpecial[random.between(0, 8)];
+    }
+    return random.oneIn(16) ? random.anyFloat() : random.uniform(-3, 3);
+}
+
+// One operation on two operands in one setting.
+class Trial {
+  public:
+    Trial(const Operation& tried, Random& random, RowsAndCols shape, RowsAndCols otherShape,
+          const Setting& where)
+        : operation(tried),
+          at(where),
+          a(shape, [&] { return drawnElement(random); }),
+          b(otherShape, [&] { return drawnElement(random); }) {}
+
+    void intoEveryTarget() const {
+        const ReferenceMatrix unwritten({a.rows, a.cols}, [] { return kNaN; });
+        GuardedMatrix target(unwritten, at.orderOfTarget);
+        GuardedMatrix first(a, at.orderOfA);
+        GuardedMatrix second(b, at.orderOfB);
+        call(first, second, target.matrix);
+        expectPlain(target.matrix, at.orderOfTarget);
+        EXPECT_TRUE(target.guardsIntact());
+
+        // This target takes row-major order with its new shape. The sum of three transposed
+        // matrices is an oddity of its own.
+        const bool isPair = operation.other == Other::Matrix;
+        if (operation.shapesItsTarget &&
+            !(isPair && at.hasOneOrder() && at.orderOfA == kTransposed)) {
+            Matrix reshaped(a.rows + 1, a.cols + 1);
+            reshaped.trans = at.orderOfTarget;
+            call(first, second, reshaped);
+            expectPlain(reshaped, kRowMajor);
+        }
+
+        call(first, second, first.matrix);
+        expectPlain(first.matrix, at.orderOfA);
+        EXPECT_TRUE(first.guardsIntact());
+        EXPECT_TRUE(sameFloats(referenceStorage(b, at.orderOfB), valuesOf(second.matrix)));
+
+        // add may not write into b where all have one order: it copies this matrix first.
+        if (isPair && !(operation.alsoAllowed != nullptr && at.orderOfA == at.orderOfB)) {
+            call(GuardedMatrix(a, at.orderOfA), second, second.matrix);
+            expectPlain(second.matrix, at.orderOfB);
+            EXPECT_TRUE(second.guardsIntact());
         }
     }
-    return testing::AssertionSuccess();
+
+  private:
+    void call(const GuardedMatrix& first, const GuardedMatrix& second, Matrix& target) const {
+        operation.call(first.matrix, second.matrix, at.s, target);
+    }
+
+    void expectPlain(const Matrix& target, std::int32_t orderOfTarget) const {
+        EXPECT_EQ(target.trans, orderOfTarget);
+        EXPECT_EQ(target.numRows, a.rows);
+        EXPECT_EQ(target.numCols, a.cols);
+        Setting here = at;
+        here.orderOfTarget = orderOfTarget;
+        const bool isFlat =
+            operation.place == Place::Flat ||
+            (operation.place == Place::FlatWhereOneOrder && at.orderOfA == at.orderOfB);
+        const std::int32_t order = isFlat ? at.orderOfA : orderOfTarget;
+        const auto plain = [&](float x, float y) { return operation.plain(x, y, here); };
+        const auto allowed = [&](float x, float y) { return operation.alsoAllowed(x, y, at.s); };
+        std::vector<float> expected = referenceStorage(onPairs(a, b, plain), order);
+        const std::vector<float> actual = valuesOf(target);
+        if (operation.alsoAllowed != nullptr &&
+            (operation.other == Other::Vector || here.hasOneOrder())) {
+            const std::vector<float> others = referenceStorage(onPairs(a, b, allowed), order);
+            for (std::size_t n = 0; n < expected.size() && n < actual.size(); ++n) {
+                expected[n] = sameBits(others[n], actual[n]) ? others[n] : expected[n];
+            }
+        }
+        EXPECT_TRUE(sameFloats(expected, actual));
+    }
+
+    const Operation& operation;
+    Setting at;
+    ReferenceMatrix a;
+    ReferenceMatrix b;
+};
+
+void tryEverySetting(const Operation& operation, float s, RowsAndCols shape, Random& random) {
+    const bool hasVector = operation.other == Other::Vector;
+    for (unsigned bits = 0; bits < 16; ++bits) {
+        const Setting at = {kOrders[bits & 1], kOrders[bits >> 1 & 1], kOrders[bits >> 2 & 1],
+                            (bits & 8) == 0, s};
+        // A matrix of one row has no column vector: one element counts as a row vector.
+        if (!at.vecIsRow && (!hasVector || shape.rows == 1)) {
+            continue;
+        }
+        const RowsAndCols vec =
+            at.vecIsRow ? RowsAndCols{1, shape.cols} : RowsAndCols{shape.rows, 1};
+        SCOPED_TRACE(testing::Message()
+                     << operation.name << ", scalar " << s << ", " << shape.rows << " x "
+                     << shape.cols << ", orders " << at.orderOfA << " " << at.orderOfB << " "
+                     << at.orderOfTarget << ", row vector " << at.vecIsRow);
+        Trial(operation, random, shape, hasVector ? vec : shape, at).intoEveryTarget();
+    }
 }
 
 }  // namespace
 
-TEST(MatrixOperations, binaryFunctionsTakeTheirArgumentsInOrder) {
-    EXPECT_TRUE(sameFloat(5.0F, addition(2, 3)));
-    EXPECT_TRUE(sameFloat(6.0F, multiplication(2, 3)));
-    EXPECT_TRUE(sameFloat(3.0F, maximum(2, 3)));
-    EXPECT_TRUE(sameFloat(3.0F, maximum(3, 2)));
-    EXPECT_TRUE(sameFloat(-0.0F, maximum(0.0F, -0.0F)));  // not above it: the second
-    EXPECT_TRUE(sameFloat(0.0F, maximum(-0.0F, 0.0F)));
-    EXPECT_TRUE(sameFloat(1.0F, maximum(kNaN, 1)));
-    EXPECT_TRUE(sameFloat(kNaN, maximum(1, kNaN)));
-}
-
-TEST(MatrixOperations, addMeetsElementsByPlaceInEveryOrder) {
+TEST(MatrixOperations, giveWhatThePlainFunctionGivesForTheElementsThatMeet) {
     Random random(11);
-    forShapesAndThreeOrders([&](RowsAndCols shape, std::int32_t orderOfA, std::int32_t orderOfB,
-                                std::int32_t orderOfTarget) {
-        const ReferenceMatrix a = smallIntegers(shape, random);
-        const ReferenceMatrix b = smallIntegers(shape, random);
-        const Matrix second = storedAs(b, orderOfB);
-        for (const float scale : {1.0F, -2.0F, 0.5F, 0.0F}) {
-            const auto expected =
-                onPairs(a, b, [scale](float x, float y) { return y * scale + x; });
-            Matrix first = storedAs(a, orderOfA);
-            Matrix target = unwrittenMatrix(shape, orderOfTarget);
-            first.add(second, scale, target);
-            EXPECT_TRUE(sameElements(expected, target)) << scale;
-            EXPECT_EQ(target.trans, orderOfTarget);
-            Matrix fresh;
-            first.add(second, scale, fresh);
-            EXPECT_TRUE(sameElements(expected, fresh)) << scale;
-            EXPECT_EQ(fresh.trans, kRowMajor);
-            first.add(second, scale, first);
-            EXPECT_TRUE(sameElements(expected, first)) << scale;
-            EXPECT_EQ(first.trans, orderOfA);
-        }
-    });
-}
-
-TEST(MatrixOperations, addOfMixedOrdersRoundsTheProductAndThenTheSum) {
-    Random random(12);
-    forShapesAndThreeOrders([&](RowsAndCols shape, std::int32_t orderOfA, std::int32_t orderOfB,
-                                std::int32_t orderOfTarget) {
-        if (orderOfA == orderOfB && orderOfA == orderOfTarget) {
-            return;
-        }
-        const ReferenceMatrix a = uniformFloats(shape, random, -1, 1);
-        const ReferenceMatrix b = uniformFloats(shape, random, -1, 1);
-        for (const float scale : {1.0F, 1.1F, -0.7F}) {
-            Matrix target = unwrittenMatrix(shape, orderOfTarget);
-            storedAs(a, orderOfA).add(storedAs(b, orderOfB), scale, target);
-            const auto expected = onPairs(a, b, [scale](float x, float y) {
-                const float product = y * scale;
-                return product + x;
-            });
-            EXPECT_TRUE(sameElements(expected, target)) << scale;
-        }
-    });
-}
-
-// The product is 1 + 2^-11 + 2^-24: its last summand is lost to the rounding that a fused operation
-// leaves out.
-TEST(MatrixOperations, addOfMixedOrdersIsNotFused) {
-    Matrix a = matrixOf(1, 1, {-0x1.002p+0F});
-    const Matrix b = matrixOf(1, 1, {0x1.001p+0F});
-    a.trans = kTransposed;
-    Matrix target;
-    a.add(b, 0x1.001p+0F, target);
-    EXPECT_TRUE(sameFloat(0.0F, target.data[0]));
-    EXPECT_TRUE(sameFloat(0x1p-24F, std::fma(0x1.001p+0F, 0x1.001p+0F, -0x1.002p+0F)));
-}
-
-TEST(MatrixOperations, addOfLikeOrdersRoundsOnceOrTwice) {
-    Random random(13);
-    for (const std::int32_t order : kOrders) {
-        Matrix a = storedAs(uniformFloats({17, 33}, random, -1, 1), order);
-        const Matrix b = storedAs(uniformFloats({17, 33}, random, -1, 1), order);
-        Matrix target = unwrittenMatrix({17, 33}, order);
-        a.add(b, -0.7F, target);
-        EXPECT_TRUE(sumsFusedOrNot(valuesOf(a), valuesOf(b), -0.7F, valuesOf(target)));
-        const std::vector<float> former = valuesOf(a);
-        a.add(b, 1.0F, a);
-        EXPECT_TRUE(sumsFusedOrNot(former, valuesOf(b), 1.0F, valuesOf(a)));
-    }
-}
-
-TEST(MatrixOperations, addOfMixedOrdersMayWriteIntoTheSecondOperand) {
-    Random random(14);
-    for (const std::int32_t orderOfA : kOrders) {
-        const std::int32_t orderOfB = orderOfA == kRowMajor ? kTransposed : kRowMajor;
-        for (const float scale : {1.0F, 3.0F}) {
-            const ReferenceMatrix a = smallIntegers({3, 5}, random);
-            const ReferenceMatrix b = smallIntegers({3, 5}, random);
-            Matrix second = storedAs(b, orderOfB);
-            storedAs(a, orderOfA).add(second, scale, second);
-            EXPECT_TRUE(sameElements(
-                onPairs(a, b, [scale](float x, float y) { return y * scale + x; }), second));
+    for (const Operation& operation : kOperations) {
+        for (const float s : operation.scalars) {
+            for (const RowsAndCols shape :
+                 {RowsAndCols{0, 0}, {0, 5}, {5, 0}, {1, 1}, {1, 7}, {6, 1}, {4, 4}}) {
+                tryEverySetting(operation, s, shape, random);
+            }
+            for (int i = 0; i < 4; ++i) {
+                tryEverySetting(operation, s, {random.between(2, 20), random.between(2, 36)},
+                                random);
+            }
+            ASSERT_FALSE(HasFailure()) << operation.name << ", scalar " << s;
         }
     }
-}
-
-TEST(MatrixOperations, addWithScaleNaNGivesNaN) {
-    for (const std::int32_t order : kOrders) {
-        const Matrix a = matrixOf(2, 2, {1, 2, 3, 4});
-        Matrix b = matrixOf(2, 2, {0, 1, -1, kInfinity});
-        b.trans = order;
-        Matrix target(2, 2);
-        a.add(b, kNaN, target);
-        EXPECT_TRUE(sameFloats({kNaN, kNaN, kNaN, kNaN}, valuesOf(target))) << order;
-    }
-}
-
-// The path is chosen by the order that the target has before it takes its shape and with it
-// row-major order: b is then added along the storage. Nobody hands such a target in.
-TEST(MatrixOperations, addOfTransposedIntoATransposedTargetOfAnotherShapeAddsByStorage) {
-    Matrix a = matrixOf(2, 3, {1, 4, 2, 5, 3, 6});
-    Matrix b = matrixOf(2, 3, {10, 40, 20, 50, 30, 60});
-    Matrix target(1, 1);
-    for (Matrix* m : {&a, &b, &target}) {
-        m->trans = kTransposed;
-    }
-    a.add(b, 1.0F, target);
-    EXPECT_EQ(target.trans, kRowMajor);
-    EXPECT_TRUE(sameFloats({11, 42, 23, 54, 35, 66}, valuesOf(target)));
-}
-
-TEST(MatrixOperations, eltwiseMultMeetsElementsByPlace) {
-    Random random(17);
-    forShapesAndThreeOrders([&](RowsAndCols shape, std::int32_t orderOfA, std::int32_t orderOfB,
-                                std::int32_t orderOfTarget) {
-        const ReferenceMatrix a = uniformFloats(shape, random, -2, 2);
-        const ReferenceMatrix b = uniformFloats(shape, random, -2, 2);
-        const auto expected = onPairs(a, b, [](float x, float y) { return x * y; });
-        Matrix first = storedAs(a, orderOfA);
-        Matrix second = storedAs(b, orderOfB);
-        if (orderOfA != orderOfB || orderOfA == orderOfTarget) {
-            Matrix target = unwrittenMatrix(shape, orderOfTarget);
-            first.eltwiseMult(second, target);
-            EXPECT_TRUE(sameElements(expected, target));
-            EXPECT_EQ(target.trans, orderOfTarget);
-        }
-        first.eltwiseMult(second, second);
-        EXPECT_TRUE(sameElements(expected, second));
-        EXPECT_EQ(second.trans, orderOfB);
-        first.eltwiseMult(storedAs(b, orderOfB), first);
-        EXPECT_TRUE(sameElements(expected, first));
-        EXPECT_EQ(first.trans, orderOfA);
-    });
-}
-
-// Only the operands' orders are compared: a target in the other order gets their storage.
-TEST(MatrixOperations, eltwiseMultOfLikeOrdersWalksThroughTheStorage) {
-    for (const std::int32_t order : kOrders) {
-        Matrix a = matrixOf(2, 3, {1, 2, 3, 4, 5, 6});
-        Matrix b = matrixOf(2, 3, {3, 5, 7, 11, 13, 17});
-        a.trans = b.trans = order;
-        for (const std::int32_t orderOfTarget : kOrders) {
-            Matrix target(2, 3);
-            target.trans = orderOfTarget;
-            a.eltwiseMult(b, target);
-            EXPECT_TRUE(sameFloats({3, 10, 21, 44, 65, 102}, valuesOf(target)));
-            EXPECT_EQ(target.trans, orderOfTarget);
-        }
-        Matrix fresh;
-        a.eltwiseMult(b, fresh);
-        EXPECT_TRUE(sameFloats({3, 10, 21, 44, 65, 102}, valuesOf(fresh)));
-        EXPECT_EQ(fresh.trans, kRowMajor);
-    }
-}
-
-TEST(MatrixOperations, eltwiseMaxTakesTheGreaterElementInEveryOrder) {
-    Random random(18);
-    forShapesAndThreeOrders([&](RowsAndCols shape, std::int32_t orderOfA, std::int32_t orderOfB,
-                                std::int32_t orderOfTarget) {
-        const ReferenceMatrix a = uniformFloats(shape, random, -1, 1);
-        const ReferenceMatrix b = uniformFloats(shape, random, -1, 1);
-        const auto expected = onPairs(a, b, [](float x, float y) { return x > y ? x : y; });
-        Matrix first = storedAs(a, orderOfA);
-        Matrix second = storedAs(b, orderOfB);
-        Matrix target = unwrittenMatrix(shape, orderOfTarget);
-        first.eltwiseMax(second, target);
-        EXPECT_TRUE(sameElements(expected, target));
-        EXPECT_EQ(target.trans, orderOfTarget);
-        Matrix fresh(shape.rows + 1, 2);
-        first.eltwiseMax(second, fresh);
-        EXPECT_TRUE(sameElements(expected, fresh));
-        first.eltwiseMax(second, second);
-        EXPECT_TRUE(sameElements(expected, second));
-        first.eltwiseMax(storedAs(b, orderOfB), first);
-        EXPECT_TRUE(sameElements(expected, first));
-    });
-}
-
-TEST(MatrixOperations, eltwiseMaxNeverTakesANaNFromTheFirstAndKeepsOneInTheSecond) {
-    const Matrix a = matrixOf(1, 5, {kNaN, 1, kNaN, 0.0F, -0.0F});
-    const Matrix b = matrixOf(1, 5, {2, kNaN, kNaN, -0.0F, 0.0F});
-    Matrix target;
-    a.eltwiseMax(b, target);
-    EXPECT_TRUE(sameFloats({2, kNaN, kNaN, -0.0F, 0.0F}, valuesOf(target)));
-}
-
-TEST(MatrixOperations, applyBinaryTakesTheFirstArgumentFromThisInEveryOrder) {
-    Random random(19);
-    forShapesAndThreeOrders([&](RowsAndCols shape, std::int32_t orderOfA, std::int32_t orderOfB,
-                                std::int32_t orderOfTarget) {
-        const ReferenceMatrix a = uniformFloats(shape, random, -1, 1);
-        const ReferenceMatrix b = uniformFloats(shape, random, -1, 1);
-        const auto expected = onPairs(a, b, [](float x, float y) { return x - y; });
-        Matrix first = storedAs(a, orderOfA);
-        Matrix second = storedAs(b, orderOfB);
-        Matrix target = unwrittenMatrix(shape, orderOfTarget);
-        first.applyBinary(subtraction, second, target);
-        EXPECT_TRUE(sameElements(expected, target));
-        EXPECT_EQ(target.trans, orderOfTarget);
-        first.applyBinary(subtraction, second, second);
-        EXPECT_TRUE(sameElements(expected, second));
-        first.applyBinary(subtraction, storedAs(b, orderOfB), first);
-        EXPECT_TRUE(sameElements(expected, first));
-    });
-}
-
-TEST(MatrixOperations, applyBinaryLeavesTheShapeOfItsTargetAlone) {
-    const Matrix a = matrixOf(2, 2, {5, 6, 7, 8});
-    const Matrix b = matrixOf(2, 2, {1, 2, 3, 4});
-    Matrix target = matrixOf(3, 3, {0, 0, 9, 0, 0, 9, 9, 9, 9});
-    a.applyBinary(subtraction, b, target);
-    EXPECT_EQ(target.numRows, 3);
-    EXPECT_EQ(target.numCols, 3);
-    EXPECT_TRUE(sameFloats({4, 4, 9, 4, 4, 9, 9, 9, 9}, valuesOf(target)));
 }

@@ -10,23 +10,11 @@
 #include <vector>
 
 #include "description/parameters.h"
-#include "matrix/matrix.h"
 #include "network/conv_net.h"
+#include "support/matrices.h"
 
 inline std::unique_ptr<ConvNet> buildNet(const std::string& text, const std::string& folder = "") {
     return std::make_unique<ConvNet>(text.c_str(), folder);
-}
-
-inline Matrix matrixOf(std::int32_t rows, std::int32_t cols, const std::vector<float>& values) {
-    Matrix matrix(rows, cols);
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        matrix.data[i] = values[i];
-    }
-    return matrix;
-}
-
-inline std::vector<float> valuesOf(const Matrix& matrix) {
-    return {matrix.data, matrix.data + matrix.numElements};
 }
 
 inline Layer* layerNamed(ConvNet& net, const std::string& name) {

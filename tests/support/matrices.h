@@ -1,0 +1,25 @@
+// Small matrices from and to plain vectors, in the order of the storage.
+#ifndef ZOMU_TESTS_SUPPORT_MATRICES_H
+#define ZOMU_TESTS_SUPPORT_MATRICES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "matrix/matrix.h"
+
+inline Matrix matrixOf(std::int32_t rows, std::int32_t cols, const std::vector<float>& values,
+                       std::int32_t trans = kRowMajor) {
+    Matrix matrix(rows, cols);
+    matrix.trans = trans;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        matrix.data[i] = values[i];
+    }
+    return matrix;
+}
+
+inline std::vector<float> valuesOf(const Matrix& matrix) {
+    return {matrix.data, matrix.data + matrix.numElements};
+}
+
+#endif
