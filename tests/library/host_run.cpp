@@ -1,5 +1,6 @@
 #include "library/host_run.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -29,6 +30,10 @@ HostRun runHost(const std::string& temporaryDirectory, const std::vector<std::st
     return runHost(Variables{{kTemporaryVariable, temporaryDirectory}}, scenario);
 }
 
+HostRun plainRun() {
+    return runHost(sharedTemporaryDirectory(), {"extract", "1"});
+}
+
 std::string sharedTemporaryDirectory() {
     return ZOMU_TEST_MODEL;
 }
@@ -37,28 +42,18 @@ std::string sharedModelDir() {
     return sharedTemporaryDirectory() + "/~zvplugintmp~/";
 }
 
-// The first line in which two texts differ, for a message that can be read.
+// Of two texts that differ, the line in which they do so first.
 static testing::AssertionResult sameLines(const std::string& expected, const std::string& actual) {
     if (expected == actual) {
         return testing::AssertionSuccess();
     }
-    std::size_t lineStart = 0;
-    int line = 1;
-    for (std::size_t i = 0; i < expected.size() && i < actual.size(); ++i) {
-        if (expected[i] != actual[i]) {
-            break;
-        }
-        if (expected[i] == '\n') {
-            lineStart = i + 1;
-            ++line;
-        }
-    }
-    const auto lineAt = [lineStart](const std::string& text) {
-        return text.substr(lineStart, text.find('\n', lineStart) - lineStart);
-    };
+    const auto place =
+        static_cast<std::size_t>(std::ranges::mismatch(expected, actual).in1 - expected.begin());
+    const std::size_t start = expected.substr(0, place).rfind('\n') + 1;
     return testing::AssertionFailure()
-           << "standard output differs first in line " << line
-           << "\n  expected: " << lineAt(expected) << "\n  actual:   " << lineAt(actual);
+           << "standard output differs first in byte " << place
+           << "\n  expected: " << expected.substr(start, expected.find('\n', place) - start)
+           << "\n  actual:   " << actual.substr(start, actual.find('\n', place) - start);
 }
 
 testing::AssertionResult ended(const HostRun& run, const std::string& lines,

@@ -20,6 +20,9 @@ HostRun runHost(const Variables& variables, const std::vector<std::string>& scen
 // The same with `temporaryDirectory` as the temporary directory.
 HostRun runHost(const std::string& temporaryDirectory, const std::vector<std::string>& scenario);
 
+// One template of the shared model; what every other template of the same face is compared with.
+HostRun plainRun();
+
 // A temporary directory that holds the complete model that all tests share; nobody writes there.
 std::string sharedTemporaryDirectory();
 std::string sharedModelDir();  // ends in a separator

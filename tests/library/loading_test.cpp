@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "library/host_run.h"
@@ -66,13 +67,12 @@ TEST(Loading, pathOf260BytesEndsTheProcessAfterTheLinesBeforeIt) {
 }
 
 TEST(Loading, temporaryDirectoryOf255BytesWithItsSeparatorIsTheLongestThatIsLookedAt) {
-    const std::string inPath = "259 bytes";
-    EXPECT_TRUE(aborted(runHost(directoryOfLength(254), {"load"}), "", inPath));
-    EXPECT_TRUE(aborted(runHost(directoryOfLength(254) + kFolderSeparator, {"load"}), "", inPath));
-    const std::string inQuery = "255 bytes";
-    EXPECT_TRUE(aborted(runHost(directoryOfLength(255), {"load"}), "", inQuery));
-    EXPECT_TRUE(aborted(runHost(directoryOfLength(255) + kFolderSeparator, {"load"}), "", inQuery));
-    EXPECT_TRUE(aborted(runHost(directoryOfLength(5000), {"load"}), "", inQuery));
+    for (const auto& [length, word] : {std::pair(254U, "259 bytes"), std::pair(255U, "255 bytes"),
+                                       std::pair(5000U, "255 bytes")}) {
+        const std::string directory = directoryOfLength(length);
+        EXPECT_TRUE(aborted(runHost(directory, {"load"}), "", word)) << length;
+        EXPECT_TRUE(aborted(runHost(directory + kFolderSeparator, {"load"}), "", word)) << length;
+    }
 }
 
 TEST(Loading, foldersInPlaceOfFilesCountAsUnopenable) {
@@ -86,16 +86,7 @@ TEST(Loading, foldersInPlaceOfFilesCountAsUnopenable) {
     model.replaceByFolder("5-25-3");
     const std::string weights =
         failureLine(model.pathOf("1-1-1")) + failureLine(model.pathOf("5-25-3"));
-    EXPECT_TRUE(
-        ended(runHost(model.temporaryDirectory(), {"extract", "1"}), tables + weights, 502));
-}
-
-static HostRun runWith(const ModelVariant& model) {
-    return runHost(model.temporaryDirectory(), {"extract", "1"});
-}
-
-static HostRun runWithAll() {
-    return runHost(sharedTemporaryDirectory(), {"extract", "1"});
+    EXPECT_TRUE(ended(model.extract(), tables + weights, 502));
 }
 
 static void expectSameTemplates(const HostRun& expected, const HostRun& run) {
@@ -110,37 +101,39 @@ static void expectOtherTemplates(const HostRun& first, const HostRun& second) {
     EXPECT_FALSE(sameTemplate(first, 0, second, 0)) << "the file has no effect";
 }
 
-// 2000 floats remain. They act, and the rest of the table is zero.
-TEST(Loading, shortProjectionKeepsWhatWasThere) {
+// What remains of a short file acts, and the rest of its table is zero. One is cut in the middle of
+// a float.
+TEST(Loading, shortTableKeepsWhatWasThere) {
+    for (const auto& [name, size] :
+         {std::pair("6-1", 8000U), std::pair("6-0", 10002U), std::pair("0-12-0", 4004U)}) {
+        SCOPED_TRACE(name);
+        ModelVariant cut;
+        cut.resize(name, size);
+        ModelVariant zeros;
+        zeros.zeroFrom(name, size);
+        const HostRun run = cut.extract();
+        expectSameTemplates(zeros.extract(), run);
+        expectOtherTemplates(plainRun(), run);
+    }
+}
+
+// The first projection matrix gives one of the 502 values alone.
+TEST(Loading, shortFirstProjectionChangesTheQuadraticTermAlone) {
     ModelVariant cut;
     cut.resize("6-1", 8000);
-    ModelVariant zeros;
-    zeros.zeroFrom("6-1", 8000);
-    const HostRun run = runWith(cut);
-    expectSameTemplates(runWith(zeros), run);
-
-    const HostRun whole = runWithAll();
-    ASSERT_TRUE(ended(whole, "", kTemplateSize));
+    const HostRun run = cut.extract();
+    const HostRun whole = plainRun();
+    ASSERT_TRUE(ended(run, "", kTemplateSize));
     EXPECT_TRUE(sameFloats(whole.results.data(), run.results.data(), 500));
     EXPECT_GT(run.results[500], 0.0F);
     EXPECT_NE(run.results[500], whole.results[500]);
     EXPECT_TRUE(sameFloat(whole.results[501], run.results[501]));
 }
 
-TEST(Loading, shortFeatureMeanKeepsWhatWasThere) {
-    ModelVariant cut;
-    cut.resize("6-0", 10002);  // in the middle of float 2500
-    ModelVariant zeros;
-    zeros.zeroFrom("6-0", 10002);
-    const HostRun run = runWith(cut);
-    expectSameTemplates(runWith(zeros), run);
-    expectOtherTemplates(runWithAll(), run);
-}
-
 TEST(Loading, missingProjectionsGiveATemplateOfZeros) {
     ModelVariant model;
     model.removeAll({"6-1", "6-2"});
-    const HostRun run = runWith(model);
+    const HostRun run = model.extract();
     const std::string lines = failureLine(model.modelDir() + kFolderSeparator + "6-1") +
                               failureLine(model.modelDir() + kFolderSeparator + "6-2");
     ASSERT_TRUE(ended(run, lines, kTemplateSize));
@@ -155,7 +148,7 @@ TEST(Loading, excessBehindATableIsNotRead) {
     for (const char* name : {"0-25-0", "6-0", "6-1", "6-2"}) {
         model.replaceByBytes(name, readFile(sharedModelDir() + name) + excess);
     }
-    expectSameTemplates(runWithAll(), runWith(model));
+    expectSameTemplates(plainRun(), model.extract());
 }
 
 // A mean image file: what it says and what it has.
@@ -169,8 +162,8 @@ static std::string meanImageBytes(std::int32_t count, const std::vector<float>& 
 TEST(Loading, meanImageWithoutFloatsLeavesZeros) {
     ModelVariant zeros;
     zeros.replaceByBytes("0-12-0", meanImageBytes(2209, std::vector<float>(2209, 0.0F)));
-    const HostRun expected = runWith(zeros);
-    expectOtherTemplates(runWithAll(), expected);
+    const HostRun expected = zeros.extract();
+    expectOtherTemplates(plainRun(), expected);
     const std::vector<float> values(2209, 100.0F);
     for (const std::string& bytes :
          {std::string(), std::string("\x10\x20\x01"), meanImageBytes(2209, {}),
@@ -179,68 +172,54 @@ TEST(Loading, meanImageWithoutFloatsLeavesZeros) {
         SCOPED_TRACE(bytes.size());
         ModelVariant model;
         model.replaceByBytes("0-12-0", bytes);
-        expectSameTemplates(expected, runWith(model));
+        expectSameTemplates(expected, model.extract());
     }
 }
 
-TEST(Loading, shortMeanImageKeepsWhatWasThere) {
-    ModelVariant cut;
-    cut.resize("0-12-0", 4 + 4 * 1000);
-    ModelVariant zeros;
-    zeros.zeroFrom("0-12-0", 4 + 4 * 1000);
-    const HostRun run = runWith(cut);
-    expectSameTemplates(runWith(zeros), run);
-    expectOtherTemplates(runWithAll(), run);
-}
-
-static std::string concatenated(std::vector<float> first, const std::vector<float>& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return meanImageBytes(static_cast<std::int32_t>(first.size()), first);
+// The floats of that file and 7 up to `count`, with `behind` after them.
+static std::vector<float> longMeanImage(const char* name, std::size_t count,
+                                        const std::vector<float>& behind = {}) {
+    const std::string original = readFile(sharedModelDir() + name);
+    std::vector<float> values(count, 7.0F);
+    std::memcpy(values.data(), original.data() + 4, original.size() - 4);
+    values.insert(values.end(), behind.begin(), behind.end());
+    return values;
 }
 
 // Slot 11 has room for 9075 floats, of which patch 11 uses 2209. Slot 12 has a file of its own.
-TEST(Loading, meanImageBeyondItsSlotIsOverwrittenByTheNextFile) {
-    const std::string original = readFile(sharedModelDir() + "0-12-0");
-    std::vector<float> values(9075, 7.0F);
-    std::memcpy(values.data(), original.data() + 4, original.size() - 4);
-    ModelVariant model;
-    model.replaceByBytes("0-12-0", concatenated(values, std::vector<float>(2209, 33.0F)));
-    expectSameTemplates(runWithAll(), runWith(model));
-}
-
-TEST(Loading, meanImageBeyondItsSlotServesTheNextWhereThatFileHasNone) {
+TEST(Loading, meanImageBeyondItsSlotIsOverwrittenByTheNextFileOrServesInItsPlace) {
     Random random(3);
     const std::vector<float> next = random.floats(2209, 90, 150);
-    const std::string original = readFile(sharedModelDir() + "0-12-0");
-    std::vector<float> values(9075, 7.0F);
-    std::memcpy(values.data(), original.data() + 4, original.size() - 4);
+    const std::string bytes = meanImageBytes(9075 + 2209, longMeanImage("0-12-0", 9075, next));
+    ModelVariant overwritten;
+    overwritten.replaceByBytes("0-12-0", bytes);
+    expectSameTemplates(plainRun(), overwritten.extract());
+
     ModelVariant running;
-    running.replaceByBytes("0-12-0", concatenated(values, next));
+    running.replaceByBytes("0-12-0", bytes);
     running.replaceByBytes("0-13-0", "");
     ModelVariant separate;
     separate.replaceByBytes("0-13-0", meanImageBytes(2209, next));
-    const HostRun run = runWith(running);
-    expectSameTemplates(runWith(separate), run);
-    expectOtherTemplates(runWithAll(), run);
+    const HostRun run = running.extract();
+    expectSameTemplates(separate.extract(), run);
+    expectOtherTemplates(plainRun(), run);
 }
 
 // Behind the last slot other tables begin, which no mean image may reach. Their own files would
 // hide what has been overwritten, so that these are missing.
 TEST(Loading, meanImageBeyondTheLastSlotEndsThere) {
-    const std::string original = readFile(sharedModelDir() + "0-25-0");
-    std::vector<float> values(50000, 7.0F);
-    std::memcpy(values.data(), original.data() + 4, original.size() - 4);
+    const std::vector<float> values = longMeanImage("0-25-0", 50000);
     using Names = std::vector<std::string>;
     for (const Names& missing : {Names{"6-0"}, Names{"6-1", "6-2"}}) {
         ModelVariant unhurt;
         unhurt.removeAll(missing);
-        const HostRun expected = runWith(unhurt);
+        const HostRun expected = unhurt.extract();
         for (const std::int32_t count : {9076, 50000, INT32_MAX}) {
             SCOPED_TRACE(missing[0] + " missing, count " + std::to_string(count));
             ModelVariant model;
             model.replaceByBytes("0-25-0", meanImageBytes(count, values));
             model.removeAll(missing);
-            const HostRun run = runWith(model);
+            const HostRun run = model.extract();
             EXPECT_EQ(run.exitStatus, 0) << "signal " << run.signal;
             EXPECT_TRUE(sameTemplate(expected, 0, run, 0));
         }
@@ -253,7 +232,7 @@ TEST(Loading, tablesAreNotReadAgain) {
     for (const std::string& name : tableNames()) {
         scenario.push_back(model.pathOf(name));
     }
-    expectSameTemplates(runWithAll(), runHost(model.temporaryDirectory(), scenario));
+    expectSameTemplates(plainRun(), runHost(model.temporaryDirectory(), scenario));
     EXPECT_FALSE(std::filesystem::exists(model.pathOf("6-2")));
 }
 
@@ -273,7 +252,7 @@ TEST(Loading, libraryCanBeClosedAndOpenedAgain) {
                                           {"OMP_WAIT_POLICY", "active"}},
                                 {"reload"});
     ASSERT_TRUE(ended(run, "", 3 * kTemplateSize));
-    const HostRun whole = runWithAll();
+    const HostRun whole = plainRun();
     for (std::size_t i = 0; i < 3; ++i) {
         EXPECT_TRUE(sameTemplate(whole, 0, run, i));
     }

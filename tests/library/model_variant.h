@@ -16,11 +16,10 @@
 #include "support/temporary_folder.h"
 
 inline std::vector<std::string> tableNames() {
-    std::vector<std::string> names;
+    std::vector<std::string> names = {"6-0", "6-1", "6-2"};
     for (int number = 1; number <= 25; ++number) {
         names.push_back("0-" + std::to_string(number) + "-0");
     }
-    names.insert(names.end(), {"6-0", "6-1", "6-2"});
     return names;
 }
 
@@ -85,11 +84,9 @@ class ModelVariant {
 
     // Another header in front of the same floats, as many of them as the header wants, then zeros.
     void reshape(const std::string& name, std::int32_t rows, std::int32_t cols) {
-        std::string bytes = readFile(sharedModelDir() + name);
-        bytes.resize(8 + 4 * static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols));
-        std::memcpy(bytes.data(), &rows, sizeof rows);
-        std::memcpy(bytes.data() + sizeof rows, &cols, sizeof cols);
-        replaceByBytes(name, bytes);
+        const std::size_t count = static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
+        relabel(name, rows, cols);
+        std::filesystem::resize_file(pathOf(name), 8 + 4 * count);
     }
 
     // Another header in front of the same bytes.
@@ -98,6 +95,11 @@ class ModelVariant {
         std::memcpy(bytes.data(), &rows, sizeof rows);
         std::memcpy(bytes.data() + sizeof rows, &cols, sizeof cols);
         replaceByBytes(name, bytes);
+    }
+
+    // A host's run with this model.
+    HostRun extract(int count = 1) const {
+        return runHost(temporaryDirectory(), {"extract", std::to_string(count)});
     }
 
   private:

@@ -8,26 +8,20 @@
 #include "support/environment.h"
 #include "support/temporary_folder.h"
 
-static HostRun plainRun() {
-    return runHost(sharedTemporaryDirectory(), {"extract", "1"});
-}
-
-TEST(Repetition, laterCallsGiveTheSameTemplate) {
-    const HostRun run = runHost(sharedTemporaryDirectory(), {"extract", "20"});
-    ASSERT_TRUE(ended(run, "", 20 * kTemplateSize));
-    EXPECT_TRUE(isFiniteTemplate(run, 0));
-    for (std::size_t i = 1; i < 20; ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_TRUE(sameTemplate(run, 0, run, i));
+// All templates of the run have the bits of that one.
+static void expectAll(const HostRun& expected, const HostRun& run, std::size_t count) {
+    ASSERT_TRUE(ended(run, "", count * kTemplateSize));
+    for (std::size_t i = 0; i < count; ++i) {
+        EXPECT_TRUE(sameTemplate(expected, 0, run, i)) << i;
     }
 }
 
-TEST(Repetition, secondContextGivesTheSameTemplate) {
-    const HostRun run = runHost(sharedTemporaryDirectory(), {"extract-with-two-contexts"});
-    ASSERT_TRUE(ended(run, "", 3 * kTemplateSize));
-    EXPECT_TRUE(sameTemplate(plainRun(), 0, run, 0));
-    EXPECT_TRUE(sameTemplate(run, 0, run, 1));
-    EXPECT_TRUE(sameTemplate(run, 0, run, 2));
+TEST(Repetition, laterCallsAndASecondContextGiveTheSameTemplate) {
+    const HostRun plain = plainRun();
+    ASSERT_TRUE(ended(plain, "", kTemplateSize));
+    EXPECT_TRUE(isFiniteTemplate(plain, 0));
+    expectAll(plain, runHost(sharedTemporaryDirectory(), {"extract", "20"}), 20);
+    expectAll(plain, runHost(sharedTemporaryDirectory(), {"extract-with-two-contexts"}), 3);
 }
 
 TEST(Repetition, contextsWorkBesideEachOther) {
@@ -44,24 +38,15 @@ TEST(Repetition, contextsWorkBesideEachOther) {
 }
 
 TEST(Repetition, createAndExtractionMayOverlap) {
-    const HostRun run = runHost(sharedTemporaryDirectory(), {"create-beside-extraction"});
-    ASSERT_TRUE(ended(run, "", 3 * kTemplateSize + 1));
-    EXPECT_EQ(run.results[kTemplateSize], 0.0F) << "templates differed during the create";
-    HostRun created = run;
-    created.results.erase(created.results.begin() + kTemplateSize);
-    EXPECT_TRUE(sameTemplate(plainRun(), 0, created, 0));
-    EXPECT_TRUE(sameTemplate(created, 0, created, 1));
-    EXPECT_TRUE(sameTemplate(created, 0, created, 2));
+    HostRun run = runHost(sharedTemporaryDirectory(), {"create-beside-extraction"});
+    ASSERT_EQ(run.results.size(), 3 * kTemplateSize + 1);
+    EXPECT_EQ(run.results.back(), 0.0F) << "templates differed during the create";
+    run.results.pop_back();
+    expectAll(plainRun(), run, 3);
 }
 
 TEST(Repetition, overlappingCreatesGiveGoodContexts) {
-    const HostRun run = runHost(sharedTemporaryDirectory(), {"create-on-threads", "4"});
-    ASSERT_TRUE(ended(run, "", 4 * kTemplateSize));
-    const HostRun plain = plainRun();
-    for (std::size_t i = 0; i < 4; ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_TRUE(sameTemplate(plain, 0, run, i));
-    }
+    expectAll(plainRun(), runHost(sharedTemporaryDirectory(), {"create-on-threads", "4"}), 4);
 }
 
 // One create after the other: their lines do not mix.
@@ -84,11 +69,7 @@ TEST_P(Teams, ofAnySizeGiveTheSameTemplate) {
     Variables variables = GetParam().variables;
     variables.emplace_back(kTemporaryVariable, sharedTemporaryDirectory());
     variables.emplace_back("KMP_WARNINGS", "0");  // the runtime of clang reports a team cut short
-    const HostRun run = runHost(variables, {"extract", "2"});
-    ASSERT_TRUE(ended(run, "", 2 * kTemplateSize));
-    const HostRun plain = plainRun();
-    EXPECT_TRUE(sameTemplate(plain, 0, run, 0));
-    EXPECT_TRUE(sameTemplate(plain, 0, run, 1));
+    expectAll(plainRun(), runHost(variables, {"extract", "2"}), 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(

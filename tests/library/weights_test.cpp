@@ -13,7 +13,7 @@
 TEST(WeightFiles, allMissingGive275LinesInTheOrderOfConstruction) {
     ModelVariant model;
     model.removeAll(weightNames());
-    const HostRun run = runHost(model.temporaryDirectory(), {"extract", "1"});
+    const HostRun run = model.extract();
     ASSERT_TRUE(ended(run, weightLines(model.temporaryDirectory()), kTemplateSize));
     EXPECT_TRUE(isNanTemplate(run, 0));
 
@@ -34,12 +34,6 @@ TEST(WeightFiles, absentFolderGivesTheLinesOfTheTablesThenThoseOfTheWeights) {
     EXPECT_TRUE(isNanTemplate(run, 0));
 }
 
-TEST(WeightFiles, completeFolderGivesAFiniteTemplate) {
-    const HostRun run = runHost(sharedTemporaryDirectory(), {"extract", "1"});
-    ASSERT_TRUE(ended(run, "", kTemplateSize));
-    EXPECT_TRUE(isFiniteTemplate(run, 0));
-}
-
 // Something done to one of the 11 files of a network that makes the network unusable.
 struct Damage {
     const char* name;
@@ -58,87 +52,73 @@ static WeightFile fileOf(int number, int stage, int matrix) {
     throw std::logic_error("no such weight file");
 }
 
-static void removeFile(ModelVariant& model, const std::string& file, const WeightFile&) {
+using Model = ModelVariant;
+using Name = std::string;
+using Shape = WeightFile;
+
+static void remove(Model& model, const Name& file, const Shape&) {
     model.remove(file);
 }
 
-static void putFolder(ModelVariant& model, const std::string& file, const WeightFile&) {
-    model.replaceByFolder(file);
+template <int change>
+static void addRows(Model& model, const Name& file, const Shape& shape) {
+    model.reshape(file, shape.rows + change, shape.cols);
 }
 
-static void empty(ModelVariant& model, const std::string& file, const WeightFile&) {
-    model.resize(file, 0);
+template <int change>
+static void addColumns(Model& model, const Name& file, const Shape& shape) {
+    model.reshape(file, shape.rows, shape.cols + change);
 }
 
-static void cutHeader(ModelVariant& model, const std::string& file, const WeightFile&) {
-    model.resize(file, 6);
-}
-
-static void cutLastByte(ModelVariant& model, const std::string& file, const WeightFile& shape) {
-    model.resize(file, 8 + 4 * static_cast<std::size_t>(shape.rows * shape.cols) - 1);
-}
-
-static void addRow(ModelVariant& model, const std::string& file, const WeightFile& shape) {
-    model.reshape(file, shape.rows + 1, shape.cols);
-}
-
-static void dropRow(ModelVariant& model, const std::string& file, const WeightFile& shape) {
-    model.reshape(file, shape.rows - 1, shape.cols);
-}
-
-static void addColumn(ModelVariant& model, const std::string& file, const WeightFile& shape) {
-    model.reshape(file, shape.rows, shape.cols + 1);
-}
-
-static void dropColumn(ModelVariant& model, const std::string& file, const WeightFile& shape) {
-    model.reshape(file, shape.rows, shape.cols - 1);
-}
-
-static void keep100Columns(ModelVariant& model, const std::string& file, const WeightFile& shape) {
+static void keep100Columns(Model& model, const Name& file, const Shape& shape) {
     model.reshape(file, shape.rows, 100);
 }
 
-static void swapSizes(ModelVariant& model, const std::string& file, const WeightFile& shape) {
+static void swapSizes(Model& model, const Name& file, const Shape& shape) {
     model.relabel(file, shape.cols, shape.rows);
 }
 
-static void negateSizes(ModelVariant& model, const std::string& file, const WeightFile& shape) {
-    model.relabel(file, -shape.rows, -shape.cols);
-}
-
-static void noRows(ModelVariant& model, const std::string& file, const WeightFile& shape) {
-    model.reshape(file, 0, shape.cols);
-}
-
-// The filters grow from 4 x 4 to 55 x 55 and more: larger than the picture.
-static void hugeFilters(ModelVariant& model, const std::string& file, const WeightFile& shape) {
-    model.reshape(file, shape.rows / 16 * 60 * 60, shape.cols);
+static void cutLastByte(Model& model, const Name& file, const Shape& shape) {
+    model.resize(file, 8 + 4 * static_cast<std::size_t>(shape.rows * shape.cols) - 1);
 }
 
 static const Damage kDamages[] = {
-    {"conv1Missing", 1, 1, removeFile, true},
-    {"conv1IsAFolder", 1, 1, putFolder, true},
-    {"conv1Empty", 1, 1, empty},
-    {"conv1HeaderShort", 1, 1, cutHeader},
+    {"conv1Missing", 1, 1, remove, true},
+    {"conv1IsAFolder", 1, 1,
+     [](Model& model, const Name& file, const Shape&) { model.replaceByFolder(file); }, true},
+    {"conv1Empty", 1, 1,
+     [](Model& model, const Name& file, const Shape&) { model.resize(file, 0); }},
+    {"conv1HeaderShort", 1, 1,
+     [](Model& model, const Name& file, const Shape&) { model.resize(file, 6); }},
     {"conv2OneByteShort", 2, 1, cutLastByte},
-    {"conv1RowTooMany", 1, 1, addRow},
-    {"conv2RowTooFew", 2, 1, dropRow},
-    {"conv1FiltersLargerThanThePicture", 1, 1, hugeFilters},
-    {"local3FilterTooFew", 3, 1, dropColumn},
+    {"conv1RowTooMany", 1, 1, addRows<1>},
+    {"conv2RowTooFew", 2, 1, addRows<-1>},
+    // The filters grow from 4 x 4 to 55 x 55 and more: larger than the picture.
+    {"conv1FiltersLargerThanThePicture", 1, 1,
+     [](Model& model, const Name& file, const Shape& shape) {
+         model.reshape(file, shape.rows / 16 * 60 * 60, shape.cols);
+     }},
+    {"local3FilterTooFew", 3, 1, addColumns<-1>},
     {"local3Transposed", 3, 1, swapSizes},
-    {"local4NegativeSizes", 4, 1, negateSizes},
-    {"local4WithoutRows", 4, 1, noRows},
+    {"local4NegativeSizes", 4, 1,
+     [](Model& model, const Name& file, const Shape& shape) {
+         model.relabel(file, -shape.rows, -shape.cols);
+     }},
+    {"local4WithoutRows", 4, 1,
+     [](Model& model, const Name& file, const Shape& shape) {
+         model.reshape(file, 0, shape.cols);
+     }},
     {"conv2BiasesOneByteShort", 2, 2, cutLastByte},
-    {"conv2BiasRowTooMany", 2, 2, addRow},
-    {"fcFirstMissing", 5, 1, removeFile, true},
-    {"fcSecondMissing", 5, 2, removeFile, true},
+    {"conv2BiasRowTooMany", 2, 2, addRows<1>},
+    {"fcFirstMissing", 5, 1, remove, true},
+    {"fcSecondMissing", 5, 2, remove, true},
     {"fcFirstOf100Columns", 5, 1, keep100Columns},
     {"fcSecondOf100Columns", 5, 2, keep100Columns},
-    {"fcFirstRowTooMany", 5, 1, addRow},
-    {"fcSecondRowTooFew", 5, 2, dropRow},
+    {"fcFirstRowTooMany", 5, 1, addRows<1>},
+    {"fcSecondRowTooFew", 5, 2, addRows<-1>},
     {"fcSecondOneByteShort", 5, 2, cutLastByte},
     {"fcBiasesAsAColumn", 5, 3, swapSizes},
-    {"fcBiasColumnTooMany", 5, 3, addColumn},
+    {"fcBiasColumnTooMany", 5, 3, addColumns<1>},
 };
 
 class DamagedNetwork : public testing::TestWithParam<std::tuple<Damage, int>> {};
@@ -149,7 +129,7 @@ TEST_P(DamagedNetwork, makesTheTemplateNan) {
     const std::string file = shape.name(number);
     ModelVariant model;
     damage.inflict(model, file, shape);
-    const HostRun run = runHost(model.temporaryDirectory(), {"extract", "2"});
+    const HostRun run = model.extract(2);
     ASSERT_TRUE(
         ended(run, damage.isReported ? failureLine(model.pathOf(file)) : "", 2 * kTemplateSize));
     EXPECT_TRUE(isNanTemplate(run, 0));
@@ -174,8 +154,7 @@ TEST(WeightFiles, anotherNumberOfFiltersDoesNoHarm) {
             ModelVariant model;
             model.reshape(start + "1", shape.rows, shape.cols + change);
             model.reshape(start + "2", shape.cols + change, 1);
-            EXPECT_TRUE(
-                ended(runHost(model.temporaryDirectory(), {"extract", "1"}), "", kTemplateSize));
+            EXPECT_TRUE(ended(model.extract(), "", kTemplateSize));
         }
     }
 }
@@ -186,7 +165,7 @@ TEST(WeightFiles, outputOf100ColumnsMakesTheTemplateNan) {
     model.reshape("5-13-1", 576, 100);
     model.reshape("5-13-2", 768, 100);
     model.reshape("5-13-3", 1, 100);
-    const HostRun run = runHost(model.temporaryDirectory(), {"extract", "1"});
+    const HostRun run = model.extract();
     ASSERT_TRUE(ended(run, "", kTemplateSize));
     EXPECT_TRUE(isNanTemplate(run, 0));
 }
@@ -200,9 +179,9 @@ TEST_P(MissingBias, addsNothing) {
     missing.remove(file);
     ModelVariant zeros;
     zeros.zeroFrom(file, 8);
-    const HostRun expected = runHost(zeros.temporaryDirectory(), {"extract", "1"});
-    const HostRun whole = runHost(sharedTemporaryDirectory(), {"extract", "1"});
-    const HostRun run = runHost(missing.temporaryDirectory(), {"extract", "1"});
+    const HostRun expected = zeros.extract();
+    const HostRun whole = plainRun();
+    const HostRun run = missing.extract();
     ASSERT_TRUE(ended(expected, "", kTemplateSize));
     ASSERT_TRUE(ended(run, failureLine(missing.pathOf(file)), kTemplateSize));
     EXPECT_TRUE(isFiniteTemplate(run, 0));
@@ -222,8 +201,8 @@ TEST(WeightFiles, excessBehindAMatrixIsNotRead) {
     for (const char* name : {"1-1-1", "2-7-2", "5-25-1"}) {
         model.replaceByBytes(name, readFile(sharedModelDir() + name) + std::string(64, '\x7F'));
     }
-    const HostRun whole = runHost(sharedTemporaryDirectory(), {"extract", "1"});
-    const HostRun run = runHost(model.temporaryDirectory(), {"extract", "1"});
+    const HostRun whole = plainRun();
+    const HostRun run = model.extract();
     ASSERT_TRUE(ended(run, "", kTemplateSize));
     EXPECT_TRUE(sameTemplate(whole, 0, run, 0));
 }
@@ -235,7 +214,7 @@ TEST(WeightFiles, sizesThatCannotBeAllocatedRaiseBadAllocAndDoNoHarm) {
         std::int32_t rows;
         std::int32_t cols;
     };
-    const HostRun whole = runHost(sharedTemporaryDirectory(), {"extract", "1"});
+    const HostRun whole = plainRun();
     for (const auto& [name, rows, cols] : {Sizes{"2-13-1", 65536, 65536}, Sizes{"2-13-1", -16, 48},
                                            Sizes{"2-13-2", INT32_MIN, INT32_MIN}}) {
         SCOPED_TRACE(std::string(name) + " of " + std::to_string(rows) + " rows");

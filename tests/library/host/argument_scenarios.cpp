@@ -6,82 +6,81 @@
 
 #include "library/host/host.h"
 
-static PlacedPicture placed(const Picture& picture) {
-    return PlacedPicture(picture, layoutOfName("ends-at-guard"));
-}
-
-static void extractFromLayout(Host& host) {
-    const Library library(host.path);
-    const Context context(library);
-    const auto [picture, record] = scene(0);
-    const PlacedPicture image(picture, layoutOfName(host.arguments.at(0)));
-    host.keep(context.extract(image, picture.width, picture.height, PlacedRecord(record)));
-}
-
-static void extractFromSmallestPicture(Host& host) {
-    const Library library(host.path);
-    const Context context(library);
-    Random random(5);
-    const Picture picture = randomPicture(random, 2, 2, 6);
-    host.keep(context.extract(placed(picture), 2, 2, PlacedRecord(scene(0).record)));
-}
-
-static LandmarkRecord withAllCoordinates(LandmarkRecord record, float value) {
+static PlacedRecord withAllCoordinates(LandmarkRecord record, float value) {
     for (LandmarkEntry& entry : record.entries) {
-        entry.x = value;
-        entry.y = value;
+        entry.x = entry.y = value;
     }
-    return record;
+    return PlacedRecord(record);
 }
 
-static LandmarkRecord moved(LandmarkRecord record, float distance) {
+static PlacedRecord moved(LandmarkRecord record, float distance) {
     for (LandmarkEntry& entry : record.entries) {
         entry.x += distance;
         entry.y -= distance;
     }
-    return record;
+    return PlacedRecord(record);
 }
 
+// The entries with the sides of the head last, the first `count` of them, and one of them another.
+static PlacedRecord changed(const LandmarkRecord& record, std::int32_t count, std::size_t place,
+                            std::int32_t id, std::size_t size = 29) {
+    const LandmarkRecord kept = withoutSidesOfHead(record);
+    std::vector<LandmarkEntry> entries(kept.entries, kept.entries + kept.count);
+    for (const std::int32_t side : {240, 241, 315, 316}) {
+        entries.push_back({side, 30, 40});
+    }
+    entries.resize(size);
+    entries.at(place) = {id, 50, 60};
+    return PlacedRecord(count, entries);
+}
+
+static const struct {
+    const char* name;
+    PlacedRecord (*make)(const LandmarkRecord& record);
+} kRecords[] = {
+    {"good", [](const LandmarkRecord& record) { return PlacedRecord(record); }},
+    {"none", [](const LandmarkRecord&) { return PlacedRecord(0, {}); }},  // a null pointer
+    {"reserved", [](const LandmarkRecord& record) { return PlacedRecord(record, 0xFF); }},
+    {"shuffled",
+     [](const LandmarkRecord& record) {
+         LandmarkRecord result = record;
+         Random random(6);
+         shuffleEntries(result, random);
+         return PlacedRecord(result);
+     }},
+    {"without-sides",
+     [](const LandmarkRecord& record) { return PlacedRecord(withoutSidesOfHead(record)); }},
+    {"outside", [](const LandmarkRecord& record) { return moved(record, 2000); }},
+    {"far-outside", [](const LandmarkRecord& record) { return moved(record, 1e30F); }},
+    {"one-point", [](const LandmarkRecord& record) { return withAllCoordinates(record, 40); }},
+    {"infinite",
+     [](const LandmarkRecord& record) {
+         return withAllCoordinates(record, std::numeric_limits<float>::infinity());
+     }},
+    {"nan", [](const LandmarkRecord& record) { return withAllCoordinates(record, std::nanf("")); }},
+    {"negative-count", [](const LandmarkRecord&) { return PlacedRecord(-1, {}); }},
+    {"24-entries", [](const LandmarkRecord& record) { return changed(record, 24, 0, 0, 24); }},
+    // A side of the head takes the place of an entry that counts, and the other way round.
+    {"24-kept-entries", [](const LandmarkRecord& record) { return changed(record, 29, 0, 240); }},
+    {"26-kept-entries", [](const LandmarkRecord& record) { return changed(record, 29, 25, 314); }},
+    {"huge-count",
+     [](const LandmarkRecord& record) {
+         return changed(record, std::numeric_limits<std::int32_t>::max(), 25, 314, 26);
+     }},
+    {"id-below-0", [](const LandmarkRecord& record) { return changed(record, 29, 7, -1); }},
+    {"id-318", [](const LandmarkRecord& record) { return changed(record, 29, 28, 318); }},
+};
+
 static PlacedRecord recordOfKind(const std::string& kind) {
-    LandmarkRecord record = scene(0).record;
-    if (kind == "reserved") {
-        return PlacedRecord(record, 0xFF);
-    }
-    if (kind == "shuffled") {
-        Random random(6);
-        shuffleEntries(record, random);
-        return PlacedRecord(record);
-    }
-    if (kind == "without-sides") {
-        return PlacedRecord(withoutSidesOfHead(record));
-    }
-    if (kind == "outside") {
-        return PlacedRecord(moved(record, 2000));
-    }
-    if (kind == "far-outside") {
-        return PlacedRecord(moved(record, 1e30F));
-    }
-    if (kind == "one-point") {
-        return PlacedRecord(withAllCoordinates(record, 40));
-    }
-    if (kind == "infinite") {
-        return PlacedRecord(withAllCoordinates(record, std::numeric_limits<float>::infinity()));
-    }
-    if (kind == "nan") {
-        return PlacedRecord(withAllCoordinates(record, std::nanf("")));
+    for (const auto& [name, make] : kRecords) {
+        if (name == kind) {
+            return make(scene(0).record);
+        }
     }
     throw std::invalid_argument("no record " + kind);
 }
 
-static void extractFromRecord(Host& host) {
-    const Library library(host.path);
-    const Context context(library);
-    const Picture picture = scene(0).picture;
-    const PlacedRecord record = recordOfKind(host.arguments.at(0));
-    host.keep(context.extract(placed(picture), picture.width, picture.height, record));
-}
-
-// Templates that must stay as they are: each value is its own index.
+// Templates that must stay as they are, or be overwritten: each value is its own index.
 static FaceTemplate numberedTemplate() {
     FaceTemplate face;
     for (int i = 0; i < ZOMU_PROJECTION_SIZE; ++i) {
@@ -90,6 +89,32 @@ static FaceTemplate numberedTemplate() {
     face.quadraticTerm = 500;
     face.projectionNorm = 501;
     return face;
+}
+
+// A picture and a record by the names of their kinds. A picture that is "null", or "forbidden" to
+// read, has its width and height behind. Keeps the template, then a good one from the same context.
+static void extractFrom(Host& host) {
+    const Library library(host.path);
+    const Context context(library);
+    const std::string& kind = host.arguments.at(0);
+    const PlacedRecord record = recordOfKind(host.arguments.at(1));
+    const LandmarkRecord* landmarks = host.arguments.at(1) == "none" ? nullptr : record.get();
+    FaceTemplate face = numberedTemplate();
+    if (kind == "null" || kind == "forbidden") {
+        GuardedPages forbidden(1);
+        forbidden.forbid(forbidden.begin());
+        library.extract(context.get(), kind == "null" ? nullptr : forbidden.begin(), host.number(2),
+                        host.number(3), 3 * host.number(2), landmarks, &face);
+    } else {
+        Random random(5);
+        const bool isSmallest = kind == "smallest";
+        const Picture picture = isSmallest ? randomPicture(random, 2, 2, 6) : scene(0).picture;
+        const PlacedPicture placed(picture, PictureLayout(isSmallest ? "ends-at-guard" : kind));
+        library.extract(context.get(), placed.topRow, picture.width, picture.height, placed.stride,
+                        landmarks, &face);
+    }
+    host.keep(face);
+    host.keep(context.extract(scene(0)));
 }
 
 // Nothing is read through any pointer without a context, or without room for a template.
@@ -112,94 +137,8 @@ static void passNulls(Host& host) {
     library.extract(context.get(), nullptr, 0, 0, 0, nullptr, nullptr);
 }
 
-// Entries of a full record, the sides of the head last.
-static std::vector<LandmarkEntry> sidesLast(const LandmarkRecord& record) {
-    const LandmarkRecord kept = withoutSidesOfHead(record);
-    std::vector<LandmarkEntry> entries(kept.entries, kept.entries + kept.count);
-    for (const std::int32_t id : {240, 241, 315, 316}) {
-        entries.push_back({id, 30, 40});
-    }
-    return entries;
-}
-
-static PlacedRecord badRecordOfKind(const std::string& kind) {
-    std::vector<LandmarkEntry> entries = sidesLast(scene(0).record);
-    constexpr auto kHuge = std::numeric_limits<std::int32_t>::max();
-    if (kind == "negative-count") {
-        return PlacedRecord(-1, {});
-    }
-    if (kind == "24-entries") {
-        entries.resize(24);
-        return PlacedRecord(24, entries);
-    }
-    if (kind == "24-kept-entries") {
-        entries.erase(entries.begin());
-        return PlacedRecord(28, entries);
-    }
-    if (kind == "26-kept-entries") {
-        entries[25] = {314, 50, 60};
-        return PlacedRecord(29, entries);
-    }
-    if (kind == "26-kept-entries-and-a-huge-count") {
-        entries.resize(25);
-        entries.push_back({314, 50, 60});
-        return PlacedRecord(kHuge, entries);
-    }
-    if (kind == "id-below-0") {
-        entries[7].id = -1;
-        return PlacedRecord(29, entries);
-    }
-    if (kind == "id-318") {
-        entries[28].id = 318;
-        return PlacedRecord(29, entries);
-    }
-    throw std::invalid_argument("no bad record " + kind);
-}
-
-// Two templates: the refused one, then a good one from the same context.
-static void extractFromBadRecord(Host& host) {
-    const Library library(host.path);
-    const Context context(library);
-    const Scene good = scene(0);
-    const PlacedRecord record = badRecordOfKind(host.arguments.at(0));
-    host.keep(
-        context.extract(placed(good.picture), good.picture.width, good.picture.height, record));
-    host.keep(context.extract(good));
-}
-
-// The same for pictures: null, or of the given width and height with no byte that may be read.
-static void extractFromBadPicture(Host& host) {
-    const Library library(host.path);
-    const Context context(library);
-    const Scene good = scene(0);
-    GuardedPages forbidden(1);
-    forbidden.forbid(forbidden.begin());
-    const bool isNull = host.arguments.at(0) == "null";
-    FaceTemplate face = numberedTemplate();
-    library.extract(context.get(), isNull ? nullptr : forbidden.begin(), host.number(1),
-                    host.number(2), 3 * host.number(1), &good.record, &face);
-    host.keep(face);
-    host.keep(context.extract(good));
-}
-
-static void extractWithoutRecord(Host& host) {
-    const Library library(host.path);
-    const Context context(library);
-    const Scene good = scene(0);
-    FaceTemplate face = numberedTemplate();
-    library.extract(context.get(), good.picture.topRow(), good.picture.width, good.picture.height,
-                    good.picture.stride, nullptr, &face);
-    host.keep(face);
-    host.keep(context.extract(good));
-}
-
 const Scenario kArgumentScenarios[] = {
-    {"extract-from-layout", extractFromLayout},
-    {"extract-from-smallest-picture", extractFromSmallestPicture},
-    {"extract-from-record", extractFromRecord},
+    {"extract-from", extractFrom},
     {"pass-nulls", passNulls},
-    {"extract-from-bad-record", extractFromBadRecord},
-    {"extract-from-bad-picture", extractFromBadPicture},
-    {"extract-without-record", extractWithoutRecord},
     {nullptr, nullptr},
 };

@@ -16,11 +16,6 @@ static void enterHostMode() {
 static unsigned currentMode() {
     return _mm_getcsr();
 }
-
-static void leaveHostMode() {
-    std::fesetround(FE_TONEAREST);
-    _mm_setcsr(0x1F80);
-}
 #else
 static void enterHostMode() {
     std::fesetround(FE_UPWARD);
@@ -28,10 +23,6 @@ static void enterHostMode() {
 
 static unsigned currentMode() {
     return static_cast<unsigned>(std::fegetround());
-}
-
-static void leaveHostMode() {
-    std::fesetround(FE_TONEAREST);
 }
 #endif
 
@@ -66,7 +57,7 @@ static void extractInHostMode(Host& host) {
     };
     enterHostMode();
     work();
-    leaveHostMode();
+    std::fesetenv(FE_DFL_ENV);
     work();
     host.keep(static_cast<float>(changes));
 }

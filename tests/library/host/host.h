@@ -36,13 +36,6 @@ class Context {
     Context(const Context&) = delete;
     Context& operator=(const Context&) = delete;
 
-    FaceTemplate extract(const PlacedPicture& placed, int width, int height,
-                         const PlacedRecord& record) const {
-        FaceTemplate face;
-        library.extract(context, placed.topRow, width, height, placed.stride, record.get(), &face);
-        return face;
-    }
-
     FaceTemplate extract(const Scene& scene) const {
         const Picture& picture = scene.picture;
         FaceTemplate face;

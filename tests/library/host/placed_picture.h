@@ -11,34 +11,24 @@
 #include "support/guarded_pages.h"
 #include "support/pictures.h"
 
+// By a name that says all of it: "bottom-up-padded", "rows-between-guards".
 struct PictureLayout {
-    enum class Rows { packed, padded, betweenGuards };
+    explicit PictureLayout(const std::string& name)
+        : isPadded(name.ends_with("padded")),
+          hasGuards(name.ends_with("between-guards")),
+          isBottomUp(name.starts_with("bottom-up")),
+          startsBehindGuard(name.ends_with("behind-guard")) {
+        if (!isPadded && !hasGuards && !isBottomUp && !startsBehindGuard &&
+            name != "ends-at-guard") {
+            throw std::invalid_argument("no layout " + name);
+        }
+    }
 
-    const char* name;
-    Rows rows;
+    bool isPadded;
+    bool hasGuards;  // between the rows
     bool isBottomUp;
     bool startsBehindGuard;  // otherwise the last byte of the picture stands before a guard
 };
-
-inline const PictureLayout& layoutOfName(const std::string& name) {
-    using enum PictureLayout::Rows;
-    static constexpr PictureLayout kLayouts[] = {
-        {"ends-at-guard", packed, false, false},
-        {"starts-behind-guard", packed, false, true},
-        {"padded", padded, false, false},
-        {"bottom-up", packed, true, false},
-        {"bottom-up-behind-guard", packed, true, true},
-        {"bottom-up-padded", padded, true, false},
-        {"rows-between-guards", betweenGuards, false, false},
-        {"bottom-up-rows-between-guards", betweenGuards, true, false},
-    };
-    for (const PictureLayout& layout : kLayouts) {
-        if (layout.name == name) {
-            return layout;
-        }
-    }
-    throw std::invalid_argument("no layout " + name);
-}
 
 // Padding holds a pattern that no reader could take for black. Where guards stand between the rows,
 // a row is at most a page long and ends with its page; the page behind it is a guard.
@@ -59,7 +49,7 @@ class PlacedPicture {
             if (y == 0) {
                 topRow = row;
             }
-            if (layout.rows == PictureLayout::Rows::betweenGuards && position != 0) {
+            if (layout.hasGuards && position != 0) {
                 memory.forbid(row - GuardedPages::pageSize());
             }
         }
@@ -72,15 +62,8 @@ class PlacedPicture {
   private:
     static std::size_t distanceOf(const Picture& picture, const PictureLayout& layout) {
         const auto rowBytes = 3 * static_cast<std::size_t>(picture.width);
-        switch (layout.rows) {
-            case PictureLayout::Rows::packed:
-                return rowBytes;
-            case PictureLayout::Rows::padded:
-                return rowBytes + 41;
-            case PictureLayout::Rows::betweenGuards:
-                break;
-        }
-        return 2 * GuardedPages::pageSize();
+        return layout.hasGuards ? 2 * GuardedPages::pageSize()
+                                : rowBytes + (layout.isPadded ? 41 : 0);
     }
 
     static std::size_t bytesOf(const Picture& picture, const PictureLayout& layout) {

@@ -1,6 +1,7 @@
 // Several threads of the host in the library at once.
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -25,18 +26,15 @@ static void extractOnTwoThreads(Host& host) {
     StartLine start(2);
     Templates fromA(kSceneCount);
     Templates fromB(kSceneCount);
-    std::thread threadA([&] {
+    const auto work = [&start](const Context& context, Templates& templates, bool backwards) {
         start.arriveAndWait();
-        for (int number = 0; number < kSceneCount; ++number) {
-            fromA[static_cast<std::size_t>(number)] = a.extract(scene(number));
+        for (int i = 0; i < kSceneCount; ++i) {
+            const int number = backwards ? kSceneCount - 1 - i : i;
+            templates[static_cast<std::size_t>(number)] = context.extract(scene(number));
         }
-    });
-    std::thread threadB([&] {
-        start.arriveAndWait();
-        for (int number = kSceneCount - 1; number >= 0; --number) {
-            fromB[static_cast<std::size_t>(number)] = b.extract(scene(number));
-        }
-    });
+    };
+    std::thread threadA(work, std::cref(a), std::ref(fromA), false);
+    std::thread threadB(work, std::cref(b), std::ref(fromB), true);
     threadA.join();
     threadB.join();
     for (const Templates& templates : {fromA, fromB}) {
@@ -46,8 +44,8 @@ static void extractOnTwoThreads(Host& host) {
     }
 }
 
-// One thread extracts until another has built two contexts. Keeps the template from before, the
-// number of templates that differed from it meanwhile, and the template of each new context.
+// One thread extracts until another has built two contexts. Keeps the template from before,
+// that of each new context, and the number of templates that differed meanwhile.
 static void createBesideExtraction(Host& host) {
     const Library library(host.path);
     const Context old(library);
@@ -72,9 +70,9 @@ static void createBesideExtraction(Host& host) {
     isBuilt = true;
     extracting.join();
     host.keep(before);
-    host.keep(static_cast<float>(differences));
     host.keep(first.extract(face));
     host.keep(second.extract(face));
+    host.keep(static_cast<float>(differences));
 }
 
 // N threads create at the same moment; then each context gives its template, one after the other.
