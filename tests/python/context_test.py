@@ -168,7 +168,3 @@ class ContextTest(unittest.TestCase):
             context.extract(self.image, LANDMARKS)
         with self.assertRaisesRegex(ValueError, "at least 1"):
             zomu.Context(MODEL, handles=0)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -119,7 +119,3 @@ class LandmarkCheckTest(unittest.TestCase):
 
     def test_points_at_one_place_are_seen(self) -> None:
         self.assert_doubted(dict.fromkeys(self.portrait, (5.0, 5.0)), "at one place")
-
-
-if __name__ == "__main__":
-    unittest.main()

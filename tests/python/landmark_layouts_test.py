@@ -97,7 +97,3 @@ class LayoutTest(unittest.TestCase):
         ):
             with self.assertRaisesRegex(zomu.LandmarkError, "expected"):
                 convert(points)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -100,7 +100,3 @@ class LandmarkFormTest(unittest.TestCase):
         for landmarks, words in cases:
             with self.subTest(words), self.assertRaisesRegex(zomu.LandmarkError, words):
                 zomu.as_landmarks(landmarks)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -156,7 +156,3 @@ class LoadingTest(unittest.TestCase):
             "os.waitpid(child, 0)",
             "True\n",
         )
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -109,7 +109,3 @@ class TemplateTest(unittest.TestCase):
         for text in ("", "ab", "x" * 64):
             with self.assertRaisesRegex(zomu.TemplateError, "64 hexadecimal digits"):
                 zomu.save_template(self.path, self.template, fingerprint=text)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -11,7 +11,3 @@ class TypesTest(unittest.TestCase):
         with tempfile.TemporaryDirectory() as cache:
             done = run("/usr/bin/mypy", "--strict", "--cache-dir", cache, PROJECT / "python/zomu")
         self.assertEqual(done.returncode, 0, done.stdout)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -49,7 +49,3 @@ class WheelTest(unittest.TestCase):
         self.assertEqual(done.returncode, 0, done.stderr)
         done = run(sys.executable, "-I", "-c", USE, target)
         self.assertEqual((done.stdout, done.stderr), (f"{version} (502,)\n", ""))
-
-
-if __name__ == "__main__":
-    unittest.main()

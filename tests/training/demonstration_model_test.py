@@ -43,7 +43,3 @@ class DemonstrationModel(unittest.TestCase):
         for kind in ("same", "different"):
             name = f"mean score of {kind} pairs"
             self.assertAlmostEqual(rates[name], told[name], delta=0.2)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -60,7 +60,3 @@ class Descriptions(unittest.TestCase):
                                ("inputs=pool1", "inputs=data", "chain")):
             with self.assertRaisesRegex(TrainingProblem, word):
                 read_description(text.replace(old, new))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -74,7 +74,3 @@ class Plots(unittest.TestCase):
                 path = Path(folder) / "plot.png"
                 plot({"none": curve}, path)
                 self.assertEqual(path.read_bytes()[:4], b"\x89PNG")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -59,7 +59,3 @@ class Mirrored(unittest.TestCase):
             unlike = np.linalg.norm(features[row + 1] - features[2 - row])
             self.assertLess(distance, 0.5 * unlike)
         self.assertGreater(np.linalg.norm(features[0] - mean), 0)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -34,7 +34,3 @@ class Manifests(unittest.TestCase):
                 read_manifest(self.path)
         with self.assertRaisesRegex(TrainingProblem, "absent: No such file"):
             read_manifest(self.home / "absent")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -59,7 +59,3 @@ class MeanImages(unittest.TestCase):
         patches = np.zeros((3, 2, 1, 2, 2), np.uint8)
         patches[0, 0], patches[0, 1], patches[1], patches[2] = 10, 20, 250, 30
         self.assertTrue((mean_image(patches, np.array([0, 2])) == 22.5).all())
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -117,7 +117,3 @@ class Command(unittest.TestCase):
     def test_nonsense_is_refused(self):
         for option in (("--people", 0), ("--photos", 101), ("--seed", -1), ("--jitter", 3, 1)):
             self.assertEqual(run_command("render_people", "/nowhere", *option).returncode, 2)
-
-
-if __name__ == "__main__":
-    unittest.main()

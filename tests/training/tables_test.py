@@ -112,7 +112,3 @@ class Tables(unittest.TestCase):
     def test_single_photographs_are_not_enough(self):
         with self.assertRaisesRegex(TrainingProblem, "several photographs"):
             fit_tables(np.zeros((4, 10), np.float32), np.arange(4), 3)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -179,7 +179,3 @@ class WholeTraining(unittest.TestCase):
             scores.append(np.load(out / "scores.npy"))
         self.assertLess(np.abs(scores[0] - scores[1]).mean(), 0.1)
         self.assertGreater(np.abs(scores[0] - scores[1]).max(), 0)
-
-
-if __name__ == "__main__":
-    unittest.main()
