@@ -231,10 +231,13 @@ TEST(MatrixArithmetic, aggregateFoldsColumnsForAxisZeroAndRowsForAnyOther) {
                 EXPECT_EQ(target.numCols, expected.cols);
                 EXPECT_EQ(target.trans, kRowMajor);
                 EXPECT_TRUE(holds(referenceStorage(expected, kRowMajor), target));
-                target.trans = kTransposed;  // of the right shape, it keeps its order
-                stored.matrix.aggregate(axis, target, mixture, 0.75F);
-                EXPECT_EQ(target.trans, kTransposed);
-                EXPECT_TRUE(holds(referenceStorage(expected, kTransposed), target));
+                // A target of the right shape keeps its order, and nothing beside it is written.
+                GuardedMatrix fitting(
+                    onPairs(expected, expected, [](float, float) { return kNaN; }), kTransposed);
+                stored.matrix.aggregate(axis, fitting.matrix, mixture, 0.75F);
+                EXPECT_EQ(fitting.matrix.trans, kTransposed);
+                EXPECT_TRUE(holds(referenceStorage(expected, kTransposed), fitting.matrix));
+                EXPECT_TRUE(fitting.guardsIntact());
             }
         }
     }

@@ -68,3 +68,49 @@ float referenceCompareTemplates(const FaceTemplate& a, const FaceTemplate& b) {
     t = t / d;
     return t + 1.0F;
 }
+
+static float sumReversed(const float* w, const float* x, std::size_t n) {
+    float sum = 0;
+    for (std::size_t i = n; i-- > 0;) {
+        sum = sum + w[i] * x[i];
+    }
+    return sum;
+}
+
+static float sumPairwise(const float* w, const float* x, std::size_t n) {
+    if (n == 1) {
+        return w[0] * x[0];
+    }
+    const std::size_t half = n / 2;
+    return sumPairwise(w, x, half) + sumPairwise(w + half, x + half, n - half);
+}
+
+static float sumInFourLanes(const float* w, const float* x, std::size_t n) {
+    float lane[4] = {0, 0, 0, 0};
+    for (std::size_t i = 0; i < n; ++i) {
+        lane[i % 4] = lane[i % 4] + w[i] * x[i];
+    }
+    return (lane[0] + lane[1]) + (lane[2] + lane[3]);
+}
+
+static float sumFused(const float* w, const float* x, std::size_t n) {
+    float sum = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        sum = std::fma(w[i], x[i], sum);
+    }
+    return sum;
+}
+
+static float sumIn64Bits(const float* w, const float* x, std::size_t n) {
+    double sum = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        sum = sum + static_cast<double>(w[i]) * static_cast<double>(x[i]);
+    }
+    return static_cast<float>(sum);
+}
+
+const OtherSum kOtherSums[5] = {{"reversed", sumReversed},
+                                {"pairwise", sumPairwise},
+                                {"four lanes", sumInFourLanes},
+                                {"fused", sumFused},
+                                {"64 bits", sumIn64Bits}};

@@ -118,10 +118,10 @@ ReferenceMatrix foldedRows(const ReferenceMatrix& a, Function fn, float initial)
     return result;
 }
 
-// alpha * a * b + beta * c, row by row.
+// alpha * a * b + beta * c, row by row; the rows of c stand `step` floats apart.
 inline std::vector<float> referenceProduct(float alpha, const ReferenceMatrix& a,
                                            const ReferenceMatrix& b, float beta,
-                                           std::vector<float> c) {
+                                           std::vector<float> c, std::int32_t step) {
     const auto cols = static_cast<std::size_t>(b.cols);
     for (std::size_t i = 0; i < a.elements.size(); ++i) {
         std::vector<float> sums(cols);
@@ -131,7 +131,7 @@ inline std::vector<float> referenceProduct(float alpha, const ReferenceMatrix& a
             }
         }
         for (std::size_t j = 0; j < cols; ++j) {
-            float& element = c[i * cols + j];
+            float& element = c[i * static_cast<std::size_t>(step) + j];
             element = alpha * sums[j] + (beta == 0 ? 0 : beta * element);
         }
     }

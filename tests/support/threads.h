@@ -63,4 +63,17 @@ class Alarm {
 
 #endif
 
+// A setting of the process for as long as an object of this class lives.
+template <int (*get)(), void (*set)(int)>
+class Setting {
+  public:
+    explicit Setting(int value) : former(get()) { set(value); }
+    ~Setting() { set(former); }
+    Setting(const Setting&) = delete;
+    Setting& operator=(const Setting&) = delete;
+
+  private:
+    int former;
+};
+
 #endif

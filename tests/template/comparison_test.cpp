@@ -1,0 +1,162 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <iterator>
+#include <limits>
+
+#include "reference/reference_arithmetic.h"
+#include "support/bits.h"
+#include "support/random.h"
+#include "zomu.h"
+
+namespace {
+
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+FaceTemplate made(float first, float quadraticTerm, float projectionNorm, float second = 0) {
+    FaceTemplate t = {};
+    t.projection[0] = first;
+    t.projection[1] = second;
+    t.quadraticTerm = quadraticTerm;
+    t.projectionNorm = projectionNorm;
+    return t;
+}
+
+// A template as an extraction might give it: length and values belong together.
+FaceTemplate randomTemplate(Random& random) {
+    FaceTemplate t;
+    double squares = 0;
+    for (float& value : t.projection) {
+        value = random.uniform(-1.0F, 1.0F);
+        squares += static_cast<double>(value) * static_cast<double>(value);
+    }
+    t.quadraticTerm = random.uniform(50.0F, 150.0F);
+    t.projectionNorm = static_cast<float>(std::sqrt(squares));
+    return t;
+}
+
+float& valueAt(FaceTemplate& t, std::size_t index) {
+    return index < 500 ? t.projection[index] : index == 500 ? t.quadraticTerm : t.projectionNorm;
+}
+
+// Whichever comes first, and without a change to either.
+float scoreOf(const FaceTemplate& a, const FaceTemplate& b) {
+    const FaceTemplate before[] = {a, b};
+    const float score = ZomuCompareTemplates(&a, &b);
+    EXPECT_TRUE(sameFloat(score, ZomuCompareTemplates(&b, &a)));
+    EXPECT_EQ(0, std::memcmp(&before[0], &a, sizeof a));
+    EXPECT_EQ(0, std::memcmp(&before[1], &b, sizeof b));
+    return score;
+}
+
+// The rest of the score for a dot product that was summed in some way.
+float scoreOfDot(float dot, const FaceTemplate& a, const FaceTemplate& b) {
+    return (dot * 2.0F - (a.quadraticTerm + b.quadraticTerm)) /
+               (a.projectionNorm * b.projectionNorm) +
+           1.0F;
+}
+
+}  // namespace
+
+TEST(Comparison, smallTemplatesGiveTheScoresWorkedOutByHand) {
+    const struct {
+        FaceTemplate a, b;
+        float score;
+    } cases[] = {
+        {made(3, 10, 5, 4), made(3, 10, 5, 4), 2.2F},  // (2 x 25 - 20) / 25 + 1
+        // A length of zero: infinity of the numerator's sign, or NaN where that is zero as well.
+        {made(1, 0, 0), made(1, 0, 3), kInfinity},
+        {made(1, 0, 0), made(1, 7, 3), -kInfinity},
+        {made(0, 0, 0), made(0, 0, 0), kNan},
+        {made(1, 2, 0), made(1, 0, 0), kNan},
+        // Nothing is clamped.
+        {made(100, 0, 1), made(100, 0, 1), 20001},
+        {made(100, 0, 1), made(-100, 0, 1), -19999},
+        // The product overflows in 32 bits although the score would be moderate.
+        {made(2e19F, 0, 2e19F), made(2e19F, 0, 2e19F), kNan},
+        {made(2e19F, 0, 2e19F), made(2e19F, 0, 1), kInfinity},
+    };
+    for (const auto& [a, b, score] : cases) {
+        EXPECT_TRUE(sameFloat(score, scoreOf(a, b))) << "case " << &a - &cases[0].a;
+    }
+}
+
+TEST(Comparison, nanAnywhereInEitherTemplateGivesNan) {
+    Random random(31);
+    const FaceTemplate clean = randomTemplate(random);
+    for (std::size_t index = 0; index < 502; ++index) {
+        FaceTemplate spoilt = clean;
+        valueAt(spoilt, index) = kNan;
+        EXPECT_TRUE(std::isnan(scoreOf(spoilt, clean))) << "index " << index;
+    }
+}
+
+// 3 - 2 quadraticTerm / projectionNorm^2, not a fixed value and not a maximum.
+TEST(Comparison, templateAgainstItselfTakesNoShortCut) {
+    Random random(32);
+    for (int round = 0; round < 50; ++round) {
+        const FaceTemplate t = randomTemplate(random);
+        const auto norm = static_cast<double>(t.projectionNorm);
+        const double expected = 3.0 - 2.0 * static_cast<double>(t.quadraticTerm) / (norm * norm);
+        EXPECT_NEAR(expected, static_cast<double>(scoreOf(t, t)), 1e-5);
+    }
+    // Half as long and with the old length: less alike to itself than to the whole.
+    const FaceTemplate whole = randomTemplate(random);
+    FaceTemplate half = whole;
+    for (float& value : half.projection) {
+        value *= 0.5F;
+    }
+    EXPECT_LT(scoreOf(half, half), scoreOf(half, whole));
+}
+
+TEST(Comparison, equalsTheReferenceBitForBit) {
+    Random random(33);
+    for (int round = 0; round < 4000; ++round) {
+        FaceTemplate a = randomTemplate(random);
+        FaceTemplate b = randomTemplate(random);
+        // Odd values in half of the rounds: few in most of these, all of them odd in some.
+        const int oddValues = round < 2000 ? 0 : round % 10 == 0 ? 502 : random.between(1, 3);
+        for (int i = 0; i < oddValues; ++i) {
+            valueAt(a, static_cast<std::size_t>(random.between(0, 501))) = random.anyFloat();
+            valueAt(b, static_cast<std::size_t>(random.between(0, 501))) = random.anyFloat();
+        }
+        ASSERT_TRUE(sameFloat(referenceCompareTemplates(a, b), scoreOf(a, b))) << round;
+    }
+}
+
+// The random templates tell the right score from each of these wrong ones in many rounds. The
+// scores themselves are a few units, so that not every change of the dot product reaches their last
+// bit.
+TEST(Comparison, otherRoundingsWouldBeNoticed) {
+    Random random(33);
+    int wrongSums[std::size(kOtherSums)] = {};
+    int separateTerms = 0;
+    int twoDivisions = 0;
+    for (int round = 0; round < 1000; ++round) {
+        const FaceTemplate a = randomTemplate(random);
+        const FaceTemplate b = randomTemplate(random);
+        const float right = scoreOf(a, b);
+        const auto differs = [right](float score) { return sameBits(right, score) ? 0 : 1; };
+        for (std::size_t i = 0; i < std::size(kOtherSums); ++i) {
+            const float dot = kOtherSums[i].sum(a.projection, b.projection, 500);
+            wrongSums[i] += differs(scoreOfDot(dot, a, b));
+        }
+        float dot = 0;
+        for (int i = 0; i < 500; ++i) {
+            dot = dot + a.projection[i] * b.projection[i];
+        }
+        ASSERT_EQ(0, differs(scoreOfDot(dot, a, b))) << "this is the way it has to be";
+        const float d = a.projectionNorm * b.projectionNorm;
+        separateTerms += differs(((dot * 2.0F - a.quadraticTerm) - b.quadraticTerm) / d + 1.0F);
+        const float numerator = dot * 2.0F - (a.quadraticTerm + b.quadraticTerm);
+        twoDivisions += differs(numerator / a.projectionNorm / b.projectionNorm + 1.0F);
+    }
+    for (std::size_t i = 0; i < std::size(kOtherSums); ++i) {
+        EXPECT_GT(wrongSums[i], 20) << kOtherSums[i].name;
+    }
+    EXPECT_GT(separateTerms, 20);
+    EXPECT_GT(twoDivisions, 20);
+}
