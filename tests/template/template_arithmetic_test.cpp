@@ -264,8 +264,8 @@ TEST_F(Projection, equalsTheReferenceAndOtherOrdersOfSummationWouldBeNoticed) {
     int rowsThatDiffer[std::size(kOtherSums)] = {};
     int quadraticsThatDiffer[std::size(kOtherSums)] = {};
     int normsThatDiffer[std::size(kOtherSums)] = {};
-    for (int round = 0; round < 8; ++round) {
-        const float size = std::ldexp(1.0F, round < 4 ? 0 : 12 * round - 66);
+    for (int round = 0; round < 12; ++round) {
+        const float size = std::ldexp(1.0F, round < 8 ? 0 : 12 * round - 114);
         const std::vector<float> features = random.floats(kColumns, -size, size);
         const FaceTemplate right = projected(features);
         // The first table's rows, by way of the second table's place in a template.
