@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -39,16 +40,14 @@ inline testing::AssertionResult sameFloat(float expected, float actual) {
            << "expected " << hexFloat(expected) << ", actual " << hexFloat(actual);
 }
 
-// Names the first difference and counts all.
-inline testing::AssertionResult sameFloats(const float* expected, const float* actual,
-                                           std::size_t count) {
+// Names the first difference and counts all; same(x, y) and text(x) are asked of elements.
+template <typename T, typename Same, typename Text>
+testing::AssertionResult sameArrays(const T* expected, const T* actual, std::size_t count,
+                                    const char* what, Same same, Text text) {
     std::size_t first = count;
     std::size_t differences = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        if (sameBits(expected[i], actual[i])) {
-            continue;
-        }
-        if (differences++ == 0) {
+        if (!same(expected[i], actual[i]) && differences++ == 0) {
             first = i;
         }
     }
@@ -56,8 +55,13 @@ inline testing::AssertionResult sameFloats(const float* expected, const float* a
         return testing::AssertionSuccess();
     }
     return testing::AssertionFailure()
-           << differences << " of " << count << " floats differ, first at index " << first
-           << ": expected " << hexFloat(expected[first]) << ", actual " << hexFloat(actual[first]);
+           << differences << " of " << count << " " << what << " differ, first at index " << first
+           << ": expected " << text(expected[first]) << ", actual " << text(actual[first]);
+}
+
+inline testing::AssertionResult sameFloats(const float* expected, const float* actual,
+                                           std::size_t count) {
+    return sameArrays(expected, actual, count, "floats", sameBits, hexFloat);
 }
 
 inline testing::AssertionResult sameFloats(const std::vector<float>& expected,
@@ -71,20 +75,8 @@ inline testing::AssertionResult sameFloats(const std::vector<float>& expected,
 
 inline testing::AssertionResult sameBytes(const std::uint8_t* expected, const std::uint8_t* actual,
                                           std::size_t count) {
-    std::size_t first = count;
-    std::size_t differences = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (expected[i] != actual[i] && differences++ == 0) {
-            first = i;
-        }
-    }
-    if (differences == 0) {
-        return testing::AssertionSuccess();
-    }
-    return testing::AssertionFailure()
-           << differences << " of " << count << " bytes differ, first at index " << first
-           << ": expected " << static_cast<int>(expected[first]) << ", actual "
-           << static_cast<int>(actual[first]);
+    return sameArrays(expected, actual, count, "bytes", std::equal_to<>(),
+                      [](std::uint8_t byte) { return std::to_string(byte); });
 }
 
 #endif

@@ -5,6 +5,7 @@
 #ifndef ZOMU_TESTS_SUPPORT_MODEL_FOLDER_H
 #define ZOMU_TESTS_SUPPORT_MODEL_FOLDER_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -23,8 +24,14 @@ inline void writeFile(const std::string& path, const void* bytes, std::size_t si
     }
 }
 
-inline void writeFloats(const std::string& path, const std::vector<float>& values) {
-    writeFile(path, values.data(), values.size() * sizeof(float));
+// The integers of `header`, then the values.
+inline void writeFloats(const std::string& path, const std::vector<float>& values,
+                        const std::vector<std::int32_t>& header = {}) {
+    std::string bytes(4 * (header.size() + values.size()), '\0');
+    std::copy_n(reinterpret_cast<const char*>(header.data()), 4 * header.size(), bytes.data());
+    std::copy_n(reinterpret_cast<const char*>(values.data()), 4 * values.size(),
+                bytes.data() + 4 * header.size());
+    writeFile(path, bytes.data(), bytes.size());
 }
 
 // Row count, column count, then the elements row by row.
@@ -33,27 +40,14 @@ inline void writeWeightFile(const std::string& path, std::int32_t rows, std::int
     if (values.size() != static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols)) {
         throw std::logic_error("wrong number of elements for " + path);
     }
-    const std::int32_t shape[2] = {rows, cols};
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(shape), sizeof shape);
-    file.write(reinterpret_cast<const char*>(values.data()),
-               static_cast<std::streamsize>(values.size() * sizeof(float)));
-    if (!file.flush()) {
-        throw std::runtime_error("cannot write " + path);
-    }
+    writeFloats(path, values, {rows, cols});
 }
 
 // Number of values, then the values. `number` is the network's, counted from 1.
 inline void writeMeanImage(const std::string& folder, int number,
                            const std::vector<float>& values) {
-    const auto count = static_cast<std::int32_t>(values.size());
-    std::ofstream file(folder + "0-" + std::to_string(number) + "-0", std::ios::binary);
-    file.write(reinterpret_cast<const char*>(&count), sizeof count);
-    file.write(reinterpret_cast<const char*>(values.data()),
-               static_cast<std::streamsize>(values.size() * sizeof(float)));
-    if (!file.flush()) {
-        throw std::runtime_error("cannot write mean image " + std::to_string(number));
-    }
+    writeFloats(folder + "0-" + std::to_string(number) + "-0", values,
+                {static_cast<std::int32_t>(values.size())});
 }
 
 // Name (without the network's number) and shape of one weight file.
