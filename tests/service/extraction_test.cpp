@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cfenv>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -30,32 +33,16 @@ class Extraction : public testing::Test {
         }
     }
 
+    void extract() {
+        extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height,
+                        picture.stride, face, result);
+    }
+
     ZomuContext context;
+    FaceTemplate result;
     Random random;
     Picture picture;
     LandmarkRecord face = projectFace({});
-};
-
-// Stands behind a data layer and looks at a template while the networks run.
-class TemplateWatcher : public Layer {
-  public:
-    TemplateWatcher(Layer& watched, const FaceTemplate& watchedTemplate)
-        : Layer(bareLayer(watched.name)), faceTemplate(watchedTemplate), before(watchedTemplate) {
-        watched.next.push_back(this);
-    }
-
-    void computeActs(std::int32_t, float) override {}
-    void inputReady() override {
-        wasAsked = true;
-        isUntouched = std::memcmp(&faceTemplate, &before, sizeof before) == 0;
-    }
-
-    bool wasAsked = false;
-    bool isUntouched = false;
-
-  private:
-    const FaceTemplate& faceTemplate;
-    const FaceTemplate before;
 };
 
 // Not inlined, so that the sum stays between the changes of mode around the call.
@@ -65,34 +52,36 @@ class TemplateWatcher : public Layer {
     return one + little > one;
 }
 
-// Stands behind a data layer and looks at how its thread rounds.
-class RoundingWatcher : public Layer {
+// Stands behind a data layer and does this when the network runs.
+class Watcher : public Layer {
   public:
-    explicit RoundingWatcher(Layer& watched) : Layer(bareLayer(watched.name)) {
+    Watcher(Layer& watched, std::function<void()> whatToDo)
+        : Layer(bareLayer(watched.name)), action(std::move(whatToDo)) {
         watched.next.push_back(this);
     }
 
     void computeActs(std::int32_t, float) override {}
-    void inputReady() override { sawNearest = !roundsUpward(); }
+    void inputReady() override { action(); }
 
-    bool sawNearest = false;
+  private:
+    std::function<void()> action;
 };
 
 }  // namespace
 
 TEST_F(Extraction, roundsToNearestOnEveryThreadOfTheTeam) {
-    std::vector<std::unique_ptr<RoundingWatcher>> watchers;
-    for (const auto& net : context.nets) {
-        watchers.push_back(std::make_unique<RoundingWatcher>(*net->layers[0]));
+    std::vector<std::unique_ptr<Watcher>> watchers;
+    std::array<bool, 25> sawNearest = {};
+    for (std::size_t k = 0; k < 25; ++k) {
+        watchers.push_back(std::make_unique<Watcher>(
+            *context.nets[k]->layers[0], [&sawNearest, k] { sawNearest[k] = !roundsUpward(); }));
     }
     // The threads exist before the extraction, and have the host's mode. There are run times that
     // hand the mode of the thread outside on to the team and put it back behind it.
     std::fesetround(FE_UPWARD);
 #pragma omp parallel
     std::fesetround(FE_UPWARD);
-    FaceTemplate result;
-    extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height,
-                    picture.stride, face, result);
+    extract();
     int keptUpward = 0;
     int threads = 0;
 #pragma omp parallel reduction(+ : keptUpward, threads)
@@ -102,23 +91,23 @@ TEST_F(Extraction, roundsToNearestOnEveryThreadOfTheTeam) {
         std::fesetround(FE_TONEAREST);
     }
     std::fesetround(FE_TONEAREST);
-    for (const auto& watcher : watchers) {
-        EXPECT_TRUE(watcher->sawNearest);
-    }
+    EXPECT_EQ(std::ranges::count(sawNearest, true), 25);
     EXPECT_EQ(keptUpward, threads);
 }
 
 TEST_F(Extraction, doesNotTouchTheTemplateWhileTheNetworksRun) {
-    FaceTemplate result;
     std::fill(std::begin(result.projection), std::end(result.projection), 7.0F);
     result.quadraticTerm = 8.0F;
     result.projectionNorm = 9.0F;
-    TemplateWatcher first(*context.nets[0]->layers[0], result);
-    TemplateWatcher last(*context.nets[24]->layers[0], result);
-    extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height,
-                    picture.stride, face, result);
-    EXPECT_TRUE(first.wasAsked && first.isUntouched);
-    EXPECT_TRUE(last.wasAsked && last.isUntouched);
+    const FaceTemplate before = result;
+    std::atomic<int> untouched = 0;
+    const auto look = [&] {
+        untouched += std::memcmp(&result, &before, sizeof before) == 0 ? 1 : 0;
+    };
+    const Watcher first(*context.nets[0]->layers[0], look);
+    const Watcher last(*context.nets[24]->layers[0], look);
+    extract();
+    EXPECT_EQ(untouched, 2);
     EXPECT_TRUE(std::isnan(result.projection[0])) << "written in the end";
 }
 
@@ -148,26 +137,11 @@ TEST_F(Extraction, givesEachNetworkASliceOfItsOwn) {
 
 // One network of the first thread's block and one of the last: whichever thread runs them.
 TEST_F(Extraction, handsOnAnExceptionOfANetworkAndWorksOn) {
-    class Throwing : public Layer {
-      public:
-        Throwing(Layer& input, std::string text) : Layer(bareLayer("d")), reason(std::move(text)) {
-            input.next.push_back(this);
-        }
-        void computeActs(std::int32_t, float) override {}
-        void inputReady() override { throw std::runtime_error(reason); }
-
-      private:
-        std::string reason;
-    };
-    FaceTemplate result;
     std::memset(&result, 0xA5, sizeof result);
     const FaceTemplate before = result;
-    const auto extract = [&] {
-        extractTemplate(context, g_modelTables, picture.topRow(), picture.width, picture.height,
-                        picture.stride, face, result);
-    };
-    Throwing last(*context.nets[24]->layers[0], "network 24");
-    Throwing first(*context.nets[3]->layers[0], "network 3");
+    const Watcher last(*context.nets[24]->layers[0],
+                       [] { throw std::runtime_error("network 24"); });
+    const Watcher first(*context.nets[3]->layers[0], [] { throw std::runtime_error("network 3"); });
     try {
         extract();
         ADD_FAILURE() << "the exception went lost";
