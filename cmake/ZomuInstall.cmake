@@ -27,13 +27,14 @@ if(NOT WIN32)
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endif()
 
-# The tools with the demonstration model, and the example in source.
+# The tools with the demonstration model, and the example in source, in one folder with the file readers
+# that it is compiled with.
 if(ZOMU_BUILD_TOOLS)
     install(TARGETS zomu-model zomu-template zomu-inspect zomu-variants
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
     install(DIRECTORY models/ DESTINATION ${CMAKE_INSTALL_DATADIR}/zomu COMPONENT tools)
 endif()
-install(DIRECTORY examples/
+install(DIRECTORY examples/ pictures/
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzomu-dev/examples COMPONENT development
     PATTERN CMakeLists.txt EXCLUDE)
 

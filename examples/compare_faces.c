@@ -29,7 +29,8 @@ static const char kHelp[] =
     "  -h, --help          print this text\n"
     "\n"
     "The score is one number on standard output, in the last line: the larger, the more alike.\n"
-    "It has no fixed range and is no probability; where \"the same person\" begins is for you to\n"
+    "It has no fixed range and is not a probability; where \"the same person\" begins is for you "
+    "to\n"
     "decide. Under a model that zomu-model made, which is untrained, scores tell pictures apart,\n"
     "not people.\n"
     "\n"
@@ -110,13 +111,14 @@ static bool loadTemplate(const char* path, FaceTemplate* template) {
     if (fits) {
         memcpy(template, file.data, sizeof *template);
     } else {
-        fail(&problem, "no template: %zu bytes instead of %zu", file.size, sizeof *template);
+        fail(&problem, "is not a template: %zu bytes instead of %zu", file.size, sizeof *template);
     }
     freeFileBytes(&file);
     if (!fits) {
         return report(path, problem.text);
     }
-    return isFinite(template) || report(path, "no template: it holds values that are not finite");
+    return isFinite(template) ||
+           report(path, "is not a template: it holds values that are not finite");
 }
 
 static bool loadFace(Face* face) {
@@ -141,8 +143,8 @@ static bool extractFace(ZomuContext* context, Face* face) {
         return true;
     }
     return report(face->picturePath, picture->width < 2 || picture->height < 2
-                                         ? "no template: the picture is smaller than 2 x 2 pixels"
-                                         : "no template: model files are missing or damaged");
+                                         ? "gives no template: it is smaller than 2 x 2 pixels"
+                                         : "gives no template: model files are missing or damaged");
 }
 
 /* A context takes a while and is made only for faces that come as pictures; one serves both. */

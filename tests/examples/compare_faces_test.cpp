@@ -182,8 +182,8 @@ TEST(CompareFaces, templatesOfAnotherSizeAreRefused) {
     const std::string path = folder.prefix() + "a.zt";
     for (const std::size_t size : {0U, 1U, 2007U, 2009U, 4016U}) {
         writeBytes(path, std::string(size, '\0').data(), size);
-        expectFailure({path, path},
-                      path + ": no template: " + std::to_string(size) + " bytes instead of 2008");
+        expectFailure({path, path}, path + ": is not a template: " + std::to_string(size) +
+                                        " bytes instead of 2008");
     }
     expectFailure({"-o", folder.prefix() + "b.zt", kPicture + "/x.zt"},
                   kPicture + "/x.zt: cannot be opened: " + kNotAFolder);
@@ -199,7 +199,7 @@ TEST(CompareFaces, templatesThatAreNotFiniteAreRefused) {
             std::memcpy(reinterpret_cast<char*>(&face) + 4 * place, &value, 4);
             writeBytes(path, &face, sizeof face);
             expectFailure({path, path},
-                          path + ": no template: it holds values that are not finite");
+                          path + ": is not a template: it holds values that are not finite");
         }
     }
 }
@@ -218,8 +218,8 @@ TEST(CompareFaces, withoutAModelThereIsNoTemplate) {
     const ProcessResult result = runProcess({COMPARE_FACES_PATH, "-o", kept, kPicture, kLandmarks},
                                             {{kTemporaryVariable, empty.path().string()}});
     EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(result.err,
-              "compare_faces: " + kPicture + ": no template: model files are missing or damaged\n");
+    EXPECT_EQ(result.err, "compare_faces: " + kPicture +
+                              ": gives no template: model files are missing or damaged\n");
     EXPECT_TRUE(result.out.starts_with("load ")) << result.out.substr(0, 200);
     EXPECT_EQ(readFile(kept), "") << "nothing is kept";
 }
@@ -236,8 +236,8 @@ TEST(CompareFaces, picturesOfOnePixelGiveNoTemplate) {
     writeBytes(path, dot, sizeof dot);
     const ProcessResult result = compareFaces({path, kLandmarks, kPicture, kLandmarks});
     EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(result.err, "compare_faces: " + path +
-                              ": no template: the picture is smaller than 2 x 2 pixels\n");
+    EXPECT_EQ(result.err,
+              "compare_faces: " + path + ": gives no template: it is smaller than 2 x 2 pixels\n");
 }
 
 TEST(CompareFaces, outputThatCannotBeWrittenIsAFailure) {

@@ -1,4 +1,4 @@
-// What a reader of the examples has to say of a file that it refuses.
+// What a reader of files has to say of a file that it refuses.
 #ifndef ZOMU_TESTS_FUZZ_FUZZ_PROBLEM_H
 #define ZOMU_TESTS_FUZZ_FUZZ_PROBLEM_H
 

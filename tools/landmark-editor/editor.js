@@ -206,7 +206,7 @@
       // As stored: a camera's rotation mark is not applied, since the library knows none.
       photo = await createImageBitmap(file, {imageOrientation: 'none'});
     } catch {
-      say(`${file.name} is no picture that this browser can read.`, true);
+      say(`${file.name} is not a picture that this browser can read.`, true);
       return;
     }
     view.photoName = file.name;

@@ -1,4 +1,4 @@
-// Landmarks as text: one id,x,y a line, by the rules of examples/landmark_file.h.
+// Landmarks as text: one id,x,y a line, by the rules of pictures/landmark_file.h.
 'use strict';
 
 (() => {
@@ -12,12 +12,12 @@
   function parseEntry(text, line, points, lineOfId) {
     const fields = text.split(',').map((field) => field.trim());
     if (fields.length !== 3) fail(line, 'expected id,x,y');
-    if (!/^\d{1,6}$/.test(fields[0])) fail(line, 'id is no whole number');
+    if (!/^\d{1,6}$/.test(fields[0])) fail(line, 'id is not a whole number');
     const id = Number(fields[0]);
     if (!zomu.landmarkById.has(id)) fail(line, `there is no landmark ${id}`);
-    if (lineOfId.has(id)) fail(line, `landmark ${id} stands in line ${lineOfId.get(id)} already`);
+    if (lineOfId.has(id)) fail(line, `landmark ${id} already stands in line ${lineOfId.get(id)}`);
     for (const [i, name] of [[1, 'x'], [2, 'y']]) {
-      if (!kNumber.test(fields[i])) fail(line, `${name} is no number`);
+      if (!kNumber.test(fields[i])) fail(line, `${name} is not a number`);
       if (!Number.isFinite(Math.fround(Number(fields[i])))) fail(line, `${name} is too large`);
     }
     lineOfId.set(id, line);

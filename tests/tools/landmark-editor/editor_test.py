@@ -315,9 +315,9 @@ class EditorTest(unittest.TestCase):
         self.open_photo()
         text = CSV.read_text()
         cases = {
-            text.replace("12,123.2", "12,left"): "line 12: x is no number",
+            text.replace("12,123.2", "12,left"): "line 12: x is not a number",
             text.replace("\n314,", "\n313,"): "there is no landmark 313",
-            text + "0,1,2\n": "landmark 0 stands in line 2 already",
+            text + "0,1,2\n": "landmark 0 already stands in line 2",
             text.split("\n3,")[0] + "\n": "22 landmarks are missing, the first is 3",
             "id,x,y\n": "holds no landmarks",
         }

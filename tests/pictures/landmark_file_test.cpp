@@ -169,25 +169,25 @@ TEST(LandmarkFile, namesTheLineOfEveryFault) {
                   {"6;1;2\n", "line 7: expected id,x,y"},
                   {"6,1,2,3\n", "line 7: expected id,x,y"},
                   {"6,1,2,\n", "line 7: expected id,x,y"},
-                  {"id,x,y\n", "line 7: id is no whole number"},
-                  {"six,1,2\n", "line 7: id is no whole number"},
-                  {",1,2\n", "line 7: id is no whole number"},
-                  {"6.0,1,2\n", "line 7: id is no whole number"},
-                  {"-6,1,2\n", "line 7: id is no whole number"},
-                  {"1000000,1,2\n", "line 7: id is no whole number"},
-                  {"99999999999999999999,1,2\n", "line 7: id is no whole number"},
+                  {"id,x,y\n", "line 7: id is not a whole number"},
+                  {"six,1,2\n", "line 7: id is not a whole number"},
+                  {",1,2\n", "line 7: id is not a whole number"},
+                  {"6.0,1,2\n", "line 7: id is not a whole number"},
+                  {"-6,1,2\n", "line 7: id is not a whole number"},
+                  {"1000000,1,2\n", "line 7: id is not a whole number"},
+                  {"99999999999999999999,1,2\n", "line 7: id is not a whole number"},
                   {"7,1,2\n", "line 7: there is no landmark 7"},
                   {"317,1,2\n", "line 7: there is no landmark 317"},
-                  {"5,1,2\n", "line 7: landmark 5 stands in line 6 already"},
-                  {"6,,2\n", "line 7: x is no number"},
-                  {"6,1,\n", "line 7: y is no number"},
-                  {"6,one,2\n", "line 7: x is no number"},
-                  {"6,1 5,2\n", "line 7: x is no number"},
-                  {"6,1,0x10\n", "line 7: y is no number"},
-                  {"6,1,nan\n", "line 7: y is no number"},
-                  {"6,inf,1\n", "line 7: x is no number"},
-                  {"6,1,1e\n", "line 7: y is no number"},
-                  {"6,1,--1\n", "line 7: y is no number"},
+                  {"5,1,2\n", "line 7: landmark 5 already stands in line 6"},
+                  {"6,,2\n", "line 7: x is not a number"},
+                  {"6,1,\n", "line 7: y is not a number"},
+                  {"6,one,2\n", "line 7: x is not a number"},
+                  {"6,1 5,2\n", "line 7: x is not a number"},
+                  {"6,1,0x10\n", "line 7: y is not a number"},
+                  {"6,1,nan\n", "line 7: y is not a number"},
+                  {"6,inf,1\n", "line 7: x is not a number"},
+                  {"6,1,1e\n", "line 7: y is not a number"},
+                  {"6,1,--1\n", "line 7: y is not a number"},
                   {"6,1,1e39\n", "line 7: y is too large"},
                   {"6,-1e999,1\n", "line 7: x is too large"}};
     for (const auto& fault : faults) {
@@ -195,15 +195,16 @@ TEST(LandmarkFile, namesTheLineOfEveryFault) {
         EXPECT_FALSE(parsed.good) << fault.line;
         EXPECT_EQ(parsed.problem, fault.problem) << fault.line;
     }
-    EXPECT_EQ(parse(linesWith(6, std::string("6,1\0,2\n", 7))).problem, "line 7: x is no number");
+    EXPECT_EQ(parse(linesWith(6, std::string("6,1\0,2\n", 7))).problem,
+              "line 7: x is not a number");
     EXPECT_EQ(parse(linesWith(6, "6," + std::string(100, '1') + ",2\n")).problem,
-              "line 7: x is no number");
+              "line 7: x is not a number");
     // Blank lines and the header count.
     EXPECT_EQ(parse("\nid,x,y\n\n0,1\n").problem, "line 4: expected id,x,y");
-    EXPECT_EQ(parse("id,x,y\nid,x,y\n").problem, "line 2: id is no whole number");
+    EXPECT_EQ(parse("id,x,y\nid,x,y\n").problem, "line 2: id is not a whole number");
     // There is no thirtieth landmark, so that one line too many repeats another.
     EXPECT_EQ(parse(linesWith(-1, "") + "316,1,2\n").problem,
-              "line 30: landmark 316 stands in line 29 already");
+              "line 30: landmark 316 already stands in line 29");
 }
 
 TEST(LandmarkFile, missingFilesAreReported) {

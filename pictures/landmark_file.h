@@ -1,6 +1,6 @@
 /* Landmarks as text: one `id,x,y` a line, in pixels of the picture they belong to. */
-#ifndef ZOMU_EXAMPLES_LANDMARK_FILE_H
-#define ZOMU_EXAMPLES_LANDMARK_FILE_H
+#ifndef ZOMU_PICTURES_LANDMARK_FILE_H
+#define ZOMU_PICTURES_LANDMARK_FILE_H
 
 #include <stdbool.h>
 

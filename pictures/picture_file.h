@@ -1,6 +1,6 @@
 /* PNG and JPEG files to and from the pixels that the library takes: blue, green, red. */
-#ifndef ZOMU_EXAMPLES_PICTURE_FILE_H
-#define ZOMU_EXAMPLES_PICTURE_FILE_H
+#ifndef ZOMU_PICTURES_PICTURE_FILE_H
+#define ZOMU_PICTURES_PICTURE_FILE_H
 
 #include <stdbool.h>
 #include <stdint.h>

@@ -2,15 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "landmark_file.h"
 #include "picture_file.h"
-#include "support/environment.h"
-#include "support/process.h"
-#include "support/temporary_folder.h"
 #include "zomu.h"
 
 TEST(LandmarkFile, endlessFilesAreReported) {
@@ -41,19 +37,4 @@ TEST(PictureFile, fullDiskIsReported) {
         EXPECT_FALSE(writeJpeg("/dev/full", &picture, 90, &problem));
         EXPECT_EQ(std::string(problem.text).substr(0, start.size()), start);
     }
-}
-
-TEST(CompareFaces, scoreThatCannotBeWrittenIsAFailure) {
-    const TemporaryFolder folder;
-    const std::string path = folder.prefix() + "a.zt";
-    FaceTemplate face = {};
-    face.projection[0] = 3.0F;
-    face.quadraticTerm = 4.0F;
-    face.projectionNorm = 3.0F;
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(&face), sizeof face);
-    const ProcessResult full =
-        runProcess({"sh", "-c", "\"$0\" \"$1\" \"$1\" > /dev/full", COMPARE_FACES_PATH, path},
-                   {{kTemporaryVariable, ZOMU_TEST_MODEL}});
-    EXPECT_EQ(full.exitStatus, 1);
-    EXPECT_EQ(full.err, "compare_faces: standard output: the score could not be written\n");
 }

@@ -1,6 +1,6 @@
 /* Whole files in and out of memory, and the one sentence that says why it did not work. */
-#ifndef ZOMU_EXAMPLES_FILE_BYTES_H
-#define ZOMU_EXAMPLES_FILE_BYTES_H
+#ifndef ZOMU_PICTURES_FILE_BYTES_H
+#define ZOMU_PICTURES_FILE_BYTES_H
 
 #include <stdbool.h>
 #include <stddef.h>

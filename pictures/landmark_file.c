@@ -79,7 +79,7 @@ static size_t countOf(Field field, char c) {
 }
 
 /* The characters are checked first, which keeps out what strtod takes besides decimals: hexadecimal
- * digits, "inf" and "nan". False where the field is no number. */
+ * digits, "inf" and "nan". False where the field is not a number. */
 static bool parseNumber(Field field, const char* characters, double* value) {
     char text[kFieldRoom];
     if (field.size == 0 || field.size >= sizeof text) {
@@ -107,7 +107,7 @@ static bool parseId(Field field, long* id) {
 static bool parseCoordinate(Field field, char name, int line, float* value, Problem* problem) {
     double wide = 0;
     if (!parseNumber(field, "+-.0123456789eE", &wide)) {
-        return fail(problem, "line %d: %c is no number", line, name);
+        return fail(problem, "line %d: %c is not a number", line, name);
     }
     *value = (float)wide;
     return isfinite(*value) || fail(problem, "line %d: %c is too large", line, name);
@@ -132,14 +132,14 @@ static bool parseEntry(Field text, int line, int* lineOfId, LandmarkRecord* land
     LandmarkEntry entry;
     long id = 0;
     if (!parseId(trimmed(takeField(&text, ',')), &id)) {
-        return fail(problem, "line %d: id is no whole number", line);
+        return fail(problem, "line %d: id is not a whole number", line);
     }
     const int place = placeOfId(id);
     if (place < 0) {
         return fail(problem, "line %d: there is no landmark %ld", line, id);
     }
     if (lineOfId[place] != 0) {
-        return fail(problem, "line %d: landmark %ld stands in line %d already", line, id,
+        return fail(problem, "line %d: landmark %ld already stands in line %d", line, id,
                     lineOfId[place]);
     }
     entry.id = (int32_t)id;
