@@ -64,8 +64,8 @@ struct ZomuTemplate {
     }
     friend bool operator!=(const ZomuTemplate& a, const ZomuTemplate& b) { return !(a == b); }
 
-    // Throws std::runtime_error, with path and reason: no such file, no template file, values that
-    // are not finite.
+    // Throws std::runtime_error, with path and reason: no such file, not a template file, values
+    // that are not finite.
     static ZomuTemplate load(const std::filesystem::path& path) {
         std::ifstream file(path, std::ios::binary);
         if (!file) {
@@ -76,7 +76,7 @@ struct ZomuTemplate {
         file.read(bytes.data(), bytes.size());
         if (file.gcount() != static_cast<std::streamsize>(kFileSize) ||
             std::memcmp(bytes.data(), kMark, kMarkSize) != 0) {
-            throw std::runtime_error(path.string() + ": is no template file");
+            throw std::runtime_error(path.string() + ": is not a template file");
         }
         ZomuTemplate loaded;
         std::memcpy(loaded.model.data(), &bytes[kMarkSize], loaded.model.size());
@@ -100,7 +100,7 @@ struct ZomuTemplate {
     // file cannot be written.
     void save(const std::filesystem::path& path) const {
         if (!isUsable()) {
-            throw std::invalid_argument("a template that is not finite is no template to keep");
+            throw std::invalid_argument("a template that is not finite cannot be kept");
         }
         std::array<char, kFileSize> bytes = {};
         std::memcpy(bytes.data(), kMark, kMarkSize);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Shows the library at work: builds it, unpacks the demonstration model, scores the sample face against
-# changed copies of itself and against other faces, and draws people who do not exist to score them
-# against each other. All it leaves lies in build/; a second run is quick.
+# changed copies of itself and against people who do not exist, and these against each other. All it
+# leaves lies in build/demo/; a second run is quick.
 #
 #   scripts/demo.sh [--model DIR]    with another model folder than the demonstration model
 set -euo pipefail
@@ -20,7 +20,7 @@ elif [ $# -gt 0 ]; then
     exit 2
 fi
 
-scripts/install-dependencies.sh
+scripts/install-dependencies.sh demo
 
 demo=$PWD/build/demo
 temporary=$demo/tmp
@@ -30,16 +30,30 @@ if [ ${#temporary} -gt 200 ]; then
 fi
 mkdir -p "$temporary"
 
-echo "Building ..."
-cmake --preset release --log-level=WARNING >"$demo/configure.log"
-quiet=(--quiet)
+# A build folder of its own, with every option that matters: no other build can get in its way, and it
+# gets in no other's.
+echo "Building the library and the tools in build/demo/build ..."
+build=build/demo/build
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DZOMU_BUILD_TOOLS=ON -DZOMU_BUILD_TESTS=OFF \
+    -DZOMU_BUILD_BENCH=OFF --log-level=WARNING >"$demo/configure.log"
+targets=(compare_faces zomu-inspect zomu-model zomu-scores zomu-variants)
 if [ -t 1 ]; then
-    quiet=()
+    cmake --build "$build" --target "${targets[@]}"
+else
+    # One line for every tenth of the steps, and whatever the compiler has to say.
+    cmake --build "$build" --target "${targets[@]}" | awk -F '[][/]' '
+        /^\[[0-9]+\/[0-9]+\]/ {
+            if (10 * $2 / $3 >= next_tenth + 1) {
+                next_tenth = int(10 * $2 / $3)
+                printf "  step %d of %d\n", $2, $3
+                fflush()
+            }
+            next
+        }
+        !/no work to do/ { print; fflush() }'
 fi
-cmake --build --preset release \
-    --target compare_faces zomu-inspect zomu-model zomu-scores zomu-variants -- "${quiet[@]}"
-tools=build/release/tools
-compare=build/release/examples/compare_faces
+tools=$build/tools
+compare=$build/examples/compare_faces
 
 # From here on every program has its temporary files in build/, the library its model among them.
 export TMPDIR=$temporary
@@ -59,66 +73,95 @@ elif ! cmp -s "$pack" "$demo/unpacked.pack" || ! "$tools/zomu-model" check "$mod
     cp "$pack" "$demo/unpacked.pack"
 fi
 
-echo "Changing and drawing pictures ..."
 portrait=(examples/data/portrait.png examples/data/portrait.csv)
-pictures=$demo/pictures
-"$tools/zomu-variants" "${portrait[@]}" "$pictures"
+changed=$demo/pictures
+echo "Changing the sample portrait, and drawing what the library sees of it ..."
+"$tools/zomu-variants" "${portrait[@]}" "$changed"
 "$tools/zomu-inspect" "${portrait[@]}" "$demo/sheets"
+echo "Scoring it ..."
 "$compare" --output "$demo/portrait.zt" "${portrait[@]}"
-# People with numbers that no training of ours has seen.
-training/render_people "$demo/people" --people 40 --photos 6 --first 90000 --jobs "$(nproc)"
 
-# score PICTURE LANDMARKS REMARK: prints one row of the table.
-score() {
+# row NAME PICTURE LANDMARKS REMARK: prints one row of the table.
+row() {
     local value
-    value=$("$compare" "$demo/portrait.zt" "$1" "$2")
-    printf '  %-15s %8.4f   %s\n' "$(basename "$1")" "$value" "$3"
+    value=$("$compare" "$demo/portrait.zt" "$2" "$3")
+    printf '  %-15s %8.4f   %s\n' "$1" "$value" "$4"
 }
 
 printf '\nScores against examples/data/portrait.png\n\n'
 printf '  %-15s %8s   %s\n' picture score remark
 printf '  %-15s %8s   %s\n' --------------- -------- ---------------------------------
-score "${portrait[@]}" "the same file"
-score "$pictures/turned.png" "$pictures/turned.csv" "turned by 15 degrees"
-score "$pictures/larger.png" "$pictures/larger.csv" "1.6 times as large"
-score "$pictures/smaller.png" "$pictures/smaller.csv" "0.7 times as large"
-score "$pictures/compressed.jpg" "$pictures/compressed.csv" "JPEG of quality 40"
-score "$pictures/noisy.png" "$pictures/noisy.csv" "with noise"
-score "$pictures/darker.png" "$pictures/darker.csv" "40 % darker"
-score "$pictures/mirrored.png" "$pictures/mirrored.csv" "left and right swapped"
-score "$pictures/drawn.png" "$pictures/drawn.csv" "another face, drawn by a program"
+row portrait.png "${portrait[@]}" "the same file"
+row turned.png "$changed/turned.png" "$changed/turned.csv" "turned by 15 degrees"
+row larger.png "$changed/larger.png" "$changed/larger.csv" "1.6 times as large"
+row smaller.png "$changed/smaller.png" "$changed/smaller.csv" "0.7 times as large"
+row compressed.jpg "$changed/compressed.jpg" "$changed/compressed.csv" "JPEG of quality 40"
+row noisy.png "$changed/noisy.png" "$changed/noisy.csv" "with noise"
+row darker.png "$changed/darker.png" "$changed/darker.csv" "40 % darker"
+row mirrored.png "$changed/mirrored.png" "$changed/mirrored.csv" "left and right swapped"
+other=examples/data/people/photos/90006/00
+row 90006/00.jpg "$other.jpg" "$other.csv" "another face, drawn by a program"
 
-# Which score one of 1,000 pairs of different rendered people reaches, as it was measured on the model.
-limit=()
-if [ -z "$own_model" ]; then
-    threshold=$(/usr/bin/python3 -c 'import json, sys
-print(format(json.load(sys.stdin)["threshold at 0.1 % false matches"], ".4f"))' <models/rendered-people.json)
-    limit=(--threshold "$threshold")
-    printf '\nOf 1,000 pairs of different rendered people one scores %s or more.\n' "$threshold"
-fi
+# People whom no training of ours has seen, and the portrait before them.
+printf '\nScoring all pairs of the portrait and 48 pictures of 12 rendered people ...\n'
+{
+    echo person,photo,landmarks
+    echo portrait,../../examples/data/portrait.png,../../examples/data/portrait.csv
+    sed '1d; s|photos/|../../examples/data/people/photos/|g' examples/data/people/manifest.csv
+} >"$demo/faces.csv"
+"$tools/zomu-scores" --csv "$demo/faces.csv" "$demo/scores" >"$demo/scores.log"
 
-printf '\nThe portrait against 240 pictures of 40 rendered people: the three highest scores\n\n'
-training/search "${portrait[@]}" "$demo/people/manifest.csv" --model "$model" --jobs "$(nproc)" \
-    --top 3 "${limit[@]}" | sed 's/^/  /'
+printf '\nThe portrait against these people: the three highest scores\n\n'
+awk -F , '$1 == "portrait" {
+    count = split($4, parts, "/")
+    printf "  %8.4f   %s/%s\n", $5, parts[count - 1], parts[count]
+}' "$demo/scores/scores.csv" | sort --reverse --numeric-sort | sed 3q
 
-printf '\nAll pairs of these pictures\n\n'
-training/evaluate "$demo/people/manifest.csv" "$demo/scores" --model "$model" --jobs "$(nproc)" |
-    sed 's/^/  /'
+printf '\nAll pairs of these people: how many score what\n\n'
+awk -F , '
+    NR > 1 && $1 != "portrait" {
+        kind = $1 == $3
+        tenth = int(10 * $5 + 100) - 100 # rounded down, also below 0
+        ++pairs[kind, tenth]
+        ++all[kind]
+        low = tenth < low ? tenth : low
+        high = tenth > high ? tenth : high
+    }
+    function bar(kind, tenth,    marks, text) {
+        text = sprintf("%5d ", pairs[kind, tenth])
+        marks = int(25 * pairs[kind, tenth] / all[kind] + 0.5) # one for 4 %
+        while (marks-- > 0) {
+            text = text "#"
+        }
+        return text
+    }
+    END {
+        printf "  %-12s   %-25s   %s\n", "score", "same person", "different people"
+        printf "  %s   %s   %s\n", "------------", "-------------------------", "-------------------------"
+        for (tenth = low; tenth <= high; ++tenth) {
+            printf "  %4.1f to %4.1f   %-25s   %s\n", tenth / 10, (tenth + 1) / 10,
+                bar(1, tenth), bar(0, tenth)
+        }
+    }' "$demo/scores/scores.csv"
 
 if [ -n "$own_model" ]; then
     printf '\nThe scores are those of your model: %s\n' "$own_model"
 else
+    # Which score one of 1,000 pairs of different rendered people reaches, as it was measured on the model.
+    limit=$(awk -F '[:,]' '/"threshold at 0.1 % false matches"/ { printf "%.4f", $2 }' \
+        models/rendered-people.json)
     cat <<TEXT
 
-The model was trained on drawn heads and has never seen a photograph. It tells rendered people apart; it
-identifies no real person, and says nothing about how well another model would do.
+Of 1,000 pairs of different rendered people one scores $limit or more, as it was measured on 1,000
+others. The model was trained on drawn heads and has never seen a photograph. It tells rendered people
+apart; it identifies no real person, and says nothing about how well another model would do.
 TEXT
 fi
 cat <<TEXT
 
-What the library saw:   $demo/sheets/landmarks.png
-                        $demo/sheets/patches.png
-The pictures it scored: $pictures
-                        $demo/people/contact.png
-How scores lie:         $demo/scores/histogram.png
+What the library saw:   build/demo/sheets/landmarks.png
+                        build/demo/sheets/patches.png
+The pictures it scored: build/demo/pictures
+                        examples/data/people
+All scores:             build/demo/scores/scores.csv
 TEXT

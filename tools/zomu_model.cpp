@@ -141,16 +141,14 @@ Commands addCommands(Command& tool, Arguments& arguments) {
     const char* theFolder = "The folder";
     const char* theNewFolder = "The folder; absent or empty";
     const char* thePack = "The packed model";
-    const char* replaceModel = "Replace a model that is there";
+    const char* replaceModel = "Replace an existing model";
     ModelRequest& request = arguments.request;
 
     Command make = tool.addCommand("make", "Write a complete model folder");
     make.addArgument("DIR", arguments.folder, theNewFolder);
     make.addOption("--seed", request.seed, "What all numbers follow from");
     make.addOption("--weights", arguments.weights, {"random", "integer"},
-                   "random: normal-like, means over drawn faces; "
-                   "integer: exact sums, the same bytes on every machine");
-    make.addOption("--faces", request.faces, 2, 2000, "Drawn faces behind the means of random");
+                   "random: normal-like; integer: exact sums, the same bytes on every machine");
     make.addFlag("--force", request.replace, replaceModel);
 
     Command check = tool.addCommand("check", "Say what is wrong with a model folder");
@@ -174,21 +172,12 @@ Commands addCommands(Command& tool, Arguments& arguments) {
     return {make, check, fingerprint, pack, unpack, list};
 }
 
-// What the options mean together.
-void completeRequest(Arguments& arguments, const Command& makeCommand) {
-    ModelRequest& request = arguments.request;
-    if (arguments.weights == "integer") {
-        request.weights = WeightKind::integer;
-        if (makeCommand.isGiven("--faces")) {
-            throw WrongUsage("--faces: integer models are made without faces");
-        }
-    }
-}
-
 void work(const Commands& commands, Arguments& arguments) {
     arguments.request.folder = arguments.folder;
     if (commands.make.isGiven()) {
-        completeRequest(arguments, commands.make);
+        if (arguments.weights == "integer") {
+            arguments.request.weights = WeightKind::integer;
+        }
         make(arguments.request);
     } else if (commands.check.isGiven()) {
         check(arguments.folder);

@@ -3,8 +3,10 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -28,15 +30,20 @@ struct ContextRelease {
 
 using Context = std::unique_ptr<ZomuContext, ContextRelease>;
 
-std::vector<FaceTemplate> extractAll(const std::vector<ManifestRow>& rows, const fs::path& folder) {
+// What was made of the photographs that could be used.
+struct Templates {
+    std::vector<FaceTemplate> faces;
+    std::vector<ManifestRow> rows;  // with absolute paths
+};
+
+Templates extractAll(const std::vector<ManifestRow>& rows) {
     std::vector<Context> contexts;
     contexts.reserve(static_cast<std::size_t>(omp_get_max_threads()));
     for (int thread = 0; thread < omp_get_max_threads(); ++thread) {
         contexts.emplace_back(ZomuCreate());
     }
     std::vector<FaceTemplate> block(kWalkBlock);
-    std::vector<FaceTemplate> templates;
-    std::vector<ManifestRow> used;
+    Templates templates;
     PhotoWork work;
     work.compute = [&](const FacePicture& face, int thread, std::size_t slot) {
         ZomuExtractTemplate(contexts[static_cast<std::size_t>(thread)].get(),
@@ -44,17 +51,17 @@ std::vector<FaceTemplate> extractAll(const std::vector<ManifestRow>& rows, const
                             3 * face.picture.width, &face.landmarks, &block[slot]);
     };
     work.store = [&](const ManifestRow& row, std::size_t slot) {
-        templates.push_back(block[slot]);
-        used.push_back({row.person, fs::absolute(row.photo), fs::absolute(row.landmarks)});
+        templates.faces.push_back(block[slot]);
+        templates.rows.push_back(
+            {row.person, fs::absolute(row.photo), fs::absolute(row.landmarks)});
     };
     work.report = [](const std::string& line) {
         std::fprintf(stderr, "zomu-scores: %s\n", line.c_str());
     };
     walkPhotos(rows, work);
-    if (templates.size() < 2) {
+    if (templates.faces.size() < 2) {
         throw std::runtime_error("fewer than two photographs could be used");
     }
-    writeManifest(folder / "faces.csv", used);
     return templates;
 }
 
@@ -81,16 +88,42 @@ void writeScores(const std::vector<FaceTemplate>& templates, const fs::path& pat
     file.close();
 }
 
-void score(const std::string& manifest, const fs::path& folder) {
+// The same scores as text, for programs that read no arrays: a line for each pair.
+void writeScoreLines(const Templates& templates, const fs::path& path) {
+    std::ofstream stream(path, std::ios::binary);
+    stream << "person,photo,other person,other photo,score\n";
+    for (std::size_t i = 0; i < templates.faces.size(); ++i) {
+        for (std::size_t j = i + 1; j < templates.faces.size(); ++j) {
+            const ManifestRow& first = templates.rows[i];
+            const ManifestRow& second = templates.rows[j];
+            std::array<char, 32> score{};
+            std::snprintf(score.data(), score.size(), "%.9g",
+                          static_cast<double>(
+                              ZomuCompareTemplates(&templates.faces[i], &templates.faces[j])));
+            stream << first.person << ',' << first.photo.string() << ',' << second.person << ','
+                   << second.photo.string() << ',' << score.data() << '\n';
+        }
+    }
+    if (!stream.flush()) {
+        throw std::runtime_error(path.string() + ": cannot be written");
+    }
+}
+
+void score(const std::string& manifest, const fs::path& folder, bool asText) {
     const std::vector<ManifestRow> rows = readManifest(manifest);
     createFolder(folder.string());
-    const std::vector<FaceTemplate> templates = extractAll(rows, folder);
+    const Templates templates = extractAll(rows);
+    const std::size_t count = templates.faces.size();
+    writeManifest(folder / "faces.csv", templates.rows);
     NpyFile file(folder / "templates.npy", NpyType::float32, {kTemplateFloats});
-    file.append(templates.data(), templates.size());
+    file.append(templates.faces.data(), count);
     file.close();
-    writeScores(templates, folder / "scores.npy");
-    std::printf("%zu photographs, %zu left out, %zu pairs\n", templates.size(),
-                rows.size() - templates.size(), templates.size() * (templates.size() - 1) / 2);
+    writeScores(templates.faces, folder / "scores.npy");
+    if (asText) {
+        writeScoreLines(templates, folder / "scores.csv");
+    }
+    std::printf("%zu photographs, %zu left out, %zu pairs\n", count, rows.size() - count,
+                count * (count - 1) / 2);
 }
 
 }  // namespace
@@ -98,12 +131,14 @@ void score(const std::string& manifest, const fs::path& folder) {
 int main(int argc, char** argv) {
     std::string manifest;
     std::string folder;
+    bool asText = false;
     return runTool(
         "zomu-scores", "Scores every photograph of a manifest against every other one.", argc, argv,
         [&](Command& tool) {
             tool.addArgument("MANIFEST", manifest, "CSV file with person,photo,landmarks");
             tool.addArgument("OUTDIR", folder,
                              "folder for templates.npy, scores.npy and faces.csv, made if missing");
+            tool.addFlag("--csv", asText, "Write scores.csv as well, a line for each pair");
         },
-        [&] { score(manifest, folder); });
+        [&] { score(manifest, folder, asText); });
 }

@@ -1,7 +1,6 @@
 // zomu-template: templates in files that know their model, and scores of two of them.
 #include <cmath>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -12,7 +11,7 @@
 #include "service/attach.h"
 #include "sheets/face_picture.h"
 #include "sheets/landmark_check.h"
-#include "template/template_file.h"
+#include "zomu.hpp"
 
 namespace {
 
@@ -23,8 +22,6 @@ struct Arguments {
     std::string first;
     std::string second;
 };
-
-using Context = std::unique_ptr<ZomuContext, decltype(&ZomuDestroy)>;
 
 // The model is looked for where the library looks for it, and has to be complete.
 void extract(const Arguments& arguments) {
@@ -37,27 +34,29 @@ void extract(const Arguments& arguments) {
         std::fprintf(stderr, "zomu-template: warning: %s\n", doubt.c_str());
     }
     findModelDirectory();
-    StoredTemplate stored{modelFingerprint(modelDir), {}};
+    const Sha256Digest model = modelFingerprint(modelDir);
     attachLibrary();
-    const Context context(ZomuCreate(), ZomuDestroy);
-    ZomuExtractTemplate(context.get(), face.picture.pixels.data(), face.picture.width,
-                        face.picture.height, 3 * face.picture.width, &face.landmarks, &stored.face);
-    if (!isFinite(stored.face)) {
+    ZomuExtractor extractor;
+    ZomuTemplate extracted = extractor.extract({face.picture.pixels.data(), face.picture.width,
+                                                face.picture.height, 3 * face.picture.width},
+                                               face.landmarks);
+    if (!extracted.isUsable()) {
         throw std::runtime_error(std::string(modelDir) +
                                  ": gives no template; zomu-model check says what is wrong");
     }
-    saveTemplate(arguments.output, stored);
+    extracted.model = model;
+    extracted.save(arguments.output);
 }
 
 void compare(const Arguments& arguments) {
-    const StoredTemplate first = loadTemplate(arguments.first);
-    const StoredTemplate second = loadTemplate(arguments.second);
+    const ZomuTemplate first = ZomuTemplate::load(arguments.first);
+    const ZomuTemplate second = ZomuTemplate::load(arguments.second);
     if (first.model != second.model) {
         throw std::runtime_error("made with two models, " + hexadecimal(first.model).substr(0, 16) +
                                  "... and " + hexadecimal(second.model).substr(0, 16) +
                                  "...: their templates cannot be compared");
     }
-    const float score = ZomuCompareTemplates(&first.face, &second.face);
+    const float score = first.scoreAgainst(second);
     if (!std::isfinite(score)) {
         throw std::runtime_error("no score: one of the templates has no length");
     }

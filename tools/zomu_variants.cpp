@@ -4,7 +4,6 @@
 #include <string>
 
 #include "command_line/command_line.h"
-#include "drawing/drawn_face.h"
 #include "sheets/face_changes.h"
 #include "sheets/face_picture.h"
 
@@ -29,8 +28,6 @@ void writeVariants(const FacePicture& face, const std::filesystem::path& folder,
     savePair(folder, "mirrored", mirrored(face));
     saveJpeg((folder / "compressed.jpg").string(), face.picture, kJpegQuality);
     saveLandmarks((folder / "compressed.csv").string(), face.landmarks);
-    const DrawnFace drawn = drawFace(seed, 300);
-    savePair(folder, "drawn", {{drawn.width, drawn.height, drawn.pixels}, drawn.landmarks});
 }
 
 }  // namespace
@@ -43,13 +40,13 @@ int main(int argc, char** argv) {
     return runTool(
         "zomu-variants",
         "Writes changed copies of a face, each as a picture and its landmarks: turned, larger,\n"
-        "smaller, darker, noisy, mirrored and compressed; and \"drawn\", somebody else.",
+        "smaller, darker, noisy, mirrored and compressed.",
         argc, argv,
         [&](Command& tool) {
             tool.addArgument("PICTURE", picture, "PNG or JPEG file");
             tool.addArgument("LANDMARKS", landmarks, "CSV file with id,x,y");
             tool.addArgument("OUTDIR", folder, "folder for the pictures, made if missing");
-            tool.addOption("--seed", seed, "of the noise and of the drawn face");
+            tool.addOption("--seed", seed, "of the noise");
         },
         [&] { writeVariants(loadFacePicture(picture, landmarks), folder, seed); });
 }

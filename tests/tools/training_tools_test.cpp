@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -120,7 +121,7 @@ TEST_F(TrainingTools, featuresAreUnitVectorsOfEachCrop) {
 }
 
 TEST_F(TrainingTools, scoresAreThoseOfTheHost) {
-    const ProcessResult result = run({ZOMU_SCORES_PATH, manifest.string()});
+    const ProcessResult result = run({ZOMU_SCORES_PATH, "--csv", manifest.string()});
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.out, "2 photographs, 1 left out, 1 pairs\n");
     EXPECT_EQ(result.err, lineOfTheMissing("zomu-scores"));
@@ -132,6 +133,12 @@ TEST_F(TrainingTools, scoresAreThoseOfTheHost) {
                    {{kTemporaryVariable, ZOMU_TEST_MODEL}});
     EXPECT_NEAR(scores[0], std::stof(host.out), 1e-4F) << host.out;
     EXPECT_EQ(floatsOf(out / "templates.npy").size(), 2U * 502);
+
+    char score[32];
+    std::snprintf(score, sizeof score, "%.9g", static_cast<double>(scores[0]));
+    EXPECT_EQ(readFile((out / "scores.csv").string()),
+              "person,photo,other person,other photo,score\neve," + kPicture + ",eve," +
+                  (folder.path() / "dark.png").string() + "," + score + "\n");
 }
 
 TEST_F(TrainingTools, nothingUsableIsAFailure) {

@@ -67,18 +67,6 @@ TEST(ZomuModel, makesAndChecksAModelInPlainLines) {
     EXPECT_EQ(zomuModel({"check", folder}).exitStatus, 0);
 }
 
-TEST(ZomuModel, makesRandomModelsOfFewFaces) {
-    const TemporaryFolder parent;
-    const std::string folder = parent.prefix() + "model";
-    const ProcessResult made = zomuModel({"make", folder, "--faces", "2"});
-    EXPECT_EQ(made.exitStatus, 0) << made.err;
-    EXPECT_EQ(made.out,
-              "networks\npictures of 2 drawn faces\nmean images of 2 drawn faces\n"
-              "mean features of 2 drawn faces\nprojections\n" +
-                  folder + ": 303 files, 58271424 bytes\n");
-    EXPECT_EQ(zomuModel({"check", folder}).exitStatus, 0);
-}
-
 TEST(ZomuModel, fingerprintIsOneLineAndNamesTheFileThatHasNone) {
     const TemporaryFolder parent;
     const std::string folder = parent.prefix() + "model";
@@ -141,8 +129,6 @@ TEST(ZomuModel, wrongUsageIsOneLineAndStatusTwo) {
         {"make", folder, "--weights", "heavy"},
         {"make", folder, "--seed", "x"},
         {"make", folder, "--seed", "-1"},
-        {"make", folder, "--faces", "1"},
-        {"make", folder, "--weights", "integer", "--faces", "5"},
         {"make", folder, "other"},
         {"list", "--unknown"},
         {"pack", folder},

@@ -8,7 +8,7 @@
 #include "support/environment.h"
 #include "support/process.h"
 #include "support/temporary_folder.h"
-#include "template/template_file.h"
+#include "zomu.hpp"
 
 namespace {
 
@@ -40,18 +40,18 @@ TEST(ZomuTemplate, extractsAndCompares) {
     EXPECT_EQ(extracted.out + extracted.err, "");
     const ProcessResult compared = zomuTemplate({"compare", path, path}, folder.prefix());
     EXPECT_EQ(compared.exitStatus, 0) << compared.err;
-    const StoredTemplate stored = loadTemplate(path);
-    EXPECT_EQ(std::stof(compared.out), ZomuCompareTemplates(&stored.face, &stored.face));
+    const ZomuTemplate stored = ZomuTemplate::load(path);
+    EXPECT_EQ(std::stof(compared.out), stored.scoreAgainst(stored));
 }
 
 TEST(ZomuTemplate, refusesToCompareAcrossModels) {
     const TemporaryFolder folder;
-    StoredTemplate stored{};
+    ZomuTemplate stored;
     stored.face.projection[0] = 1.0F;
     stored.face.projectionNorm = 1.0F;
-    saveTemplate(folder.prefix() + "a.zomu", stored);
+    stored.save(folder.prefix() + "a.zomu");
     stored.model.fill(0xab);
-    saveTemplate(folder.prefix() + "b.zomu", stored);
+    stored.save(folder.prefix() + "b.zomu");
     expectFailure(
         zomuTemplate({"compare", folder.prefix() + "a.zomu", folder.prefix() + "b.zomu"}), 1,
         "made with two models, 0000000000000000... and abababababababab...: their templates "
@@ -64,8 +64,9 @@ TEST(ZomuTemplate, saysWhyThereIsNoTemplateOrScore) {
     expectFailure(zomuTemplate({"extract", kPicture, kLandmarks, path}, folder.prefix()), 1,
                   "no such folder");
     expectFailure(zomuTemplate({"extract", kPicture, kPicture, path}), 1, "expected id,x,y");
-    expectFailure(zomuTemplate({"compare", kPicture, kPicture}), 1, kPicture);
-    saveTemplate(path, StoredTemplate{});
+    expectFailure(zomuTemplate({"compare", kPicture, kPicture}), 1,
+                  kPicture + ": is not a template file");
+    ZomuTemplate().save(path);
     expectFailure(zomuTemplate({"compare", path, path}), 1, "no score");
     expectFailure(zomuTemplate({}), 2, "subcommand");
     expectFailure(zomuTemplate({"compare", path}), 2, "SECOND is required");

@@ -49,7 +49,7 @@ class Mirrored(unittest.TestCase):
                 lines += [f"{person},{stem}.jpg,{stem}.csv", f"{person},{flipped},{person}.csv"]
             manifest = home / "both.csv"
             manifest.write_text("\n".join(lines) + "\n", encoding="utf-8")
-            run_tool(TOOLS, "zomu-model", "make", home / "~zvplugintmp~", "--faces", 2)
+            run_tool(TOOLS, "zomu-model", "make", home / "~zvplugintmp~")
             run_tool(TOOLS, "zomu-patches", "features", manifest, home / "out", temporary=home)
             features = np.load(home / "out" / "features.npy")
         mean = features.mean(axis=0)

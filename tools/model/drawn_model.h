@@ -26,10 +26,11 @@ using NetNumbers = std::vector<LayerNumbers>;
 // One entry for each layer of the plan.
 NetNumbers drawNetwork(WeightKind kind, std::uint64_t seed, const NetPlan& plan);
 
-// A mean image of `count` integers around mid-grey.
+// A mean image of `count` integers around mid-grey, for both kinds.
 std::vector<float> drawMeanImage(std::uint64_t seed, const std::string& name, std::int32_t count);
 
-// 8000 multiples of 1/1024, about as large as the components of a unit vector of 160.
+// For both kinds: 8000 multiples of 1/1024, about as large as the components of a unit vector of
+// 160.
 std::vector<float> drawFeatureMean(std::uint64_t seed);
 
 // The projections are made so that a template scores exactly 1 with itself. "6-1" is "6-2" with the

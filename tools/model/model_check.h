@@ -9,7 +9,8 @@
 #include "model/model_files.h"
 
 // Everything that is wrong with one file, as a text without a line end, or the empty text: missing,
-// too short or too long, text instead of data, a header with other sizes, values that are not finite.
+// too short or too long, text instead of data, a header with other sizes, values that are not
+// finite.
 std::string faultsOf(const std::filesystem::path& path, const ModelFile& file);
 
 // A line "<name>: <faults>" for each file of the folder that has any, in the order of

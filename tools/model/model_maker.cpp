@@ -2,21 +2,17 @@
 
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <stdexcept>
-#include <utility>
 #include <vector>
 
+#include "description/net_texts.h"
 #include "model/exact_sums.h"
-#include "model/face_averages.h"
 #include "model/model_file_writer.h"
 #include "model/model_files.h"
-#include "model/model_tables.h"
 #include "model/net_plan.h"
 #include "model/occupied_folder.h"
 #include "model/staged_folder.h"
-#include "network/net_texts.h"
-#include "service/context.h"
+#include "service/model_tables.h"
 
 namespace fs = std::filesystem;
 
@@ -36,22 +32,19 @@ FilesByName filesByName() {
 class ModelWriter {
   public:
     ModelWriter(const ModelRequest& wanted, const FilesByName& listed, const ModelProgress& report)
-        : request(wanted), files(listed), progress(report), folder(wanted.folder) {
-        const bool isRandom = request.weights == WeightKind::random;
-        total = static_cast<int>(files.size()) + (isRandom ? 3 * request.faces : 0);
-    }
+        : request(wanted),
+          files(listed),
+          progress(report),
+          folder(wanted.folder),
+          total(static_cast<int>(listed.size())) {}
 
     ModelSummary writeAll() {
         begin("networks");
         for (int net = 0; net < kNetCount; ++net) {
             writeNetwork(net);
         }
-        if (request.weights == WeightKind::random) {
-            writeAverages();
-        } else {
-            write("6-0", drawFeatureMean(request.seed));
-        }
         begin("projections");
+        write("6-0", drawFeatureMean(request.seed));
         const Projections tables = drawProjections(request.weights, request.seed);
         write("6-1", tables.a);
         write("6-2", tables.b);
@@ -68,26 +61,24 @@ class ModelWriter {
         progress(done, total, stage);
     }
 
-    void stepDone() { progress(++done, total, stage); }
-
     void write(const std::string& name, const std::vector<float>& values) {
         const ModelFile& file = files.at(name);
         writeModelFile(folder.path() / name, file, values);
         ++summary.files;
         summary.bytes += byteCount(file);
-        stepDone();
+        progress(++done, total, stage);
     }
 
     void writeNetwork(int net) {
-        const NetPlan plan = planNetwork(netDescriptionTexts[net]);
+        const NetPlan plan = planNetwork(net, netDescriptionTexts[net]);
         const NetNumbers numbers = drawNetwork(request.weights, request.seed, plan);
+        const std::string meanName = "0-" + std::to_string(net + 1) + "-0";
+        const std::vector<float> mean =
+            drawMeanImage(request.seed, meanName, plan.front().elements());
         if (request.weights == WeightKind::integer) {
-            const std::string name = meanImageName(net);
-            const std::vector<float> mean =
-                drawMeanImage(request.seed, name, plan.front().elements());
             requireExactSums(plan, numbers, mean);
-            write(name, mean);
         }
+        write(meanName, mean);
         for (std::size_t i = 0; i < plan.size(); ++i) {
             for (std::size_t k = 0; k < plan[i].weights.size(); ++k) {
                 write(plan[i].weights[k].name, numbers[i].weights[k]);
@@ -108,23 +99,6 @@ class ModelWriter {
         summary.largestSum = std::max(summary.largestSum, largest.value);
     }
 
-    void writeAverages() {
-        const FaceDone faceDone = [this] { stepDone(); };
-        const std::string ofFaces = " of " + std::to_string(request.faces) + " drawn faces";
-        begin("pictures" + ofFaces);
-        const std::vector<DrawnFace> faces = drawFaces(request.seed, request.faces, faceDone);
-        const auto context = std::make_unique<ZomuContext>((folder.path() / "").string());
-        begin("mean images" + ofFaces);
-        const AveragedImages images = averagePatches(*context, faces, faceDone);
-        for (int net = 0; net < kNetCount; ++net) {
-            write(meanImageName(net), images[static_cast<std::size_t>(net)]);
-        }
-        begin("mean features" + ofFaces);
-        write("6-0", averageFeatures(*context, faces, images, faceDone));
-    }
-
-    static std::string meanImageName(int net) { return "0-" + std::to_string(net + 1) + "-0"; }
-
     const ModelRequest& request;
     const FilesByName& files;
     const ModelProgress& progress;
@@ -132,15 +106,12 @@ class ModelWriter {
     ModelSummary summary;
     std::string stage;
     int done = 0;
-    int total = 0;
+    int total;
 };
 
 }  // namespace
 
 ModelSummary makeModel(const ModelRequest& request, const ModelProgress& progress) {
-    if (request.weights == WeightKind::random && request.faces < 2) {
-        throw std::runtime_error("means need 2 faces at least");
-    }
     const FilesByName files = filesByName();
     refuseOccupied(request.folder, request.replace);
     return ModelWriter(request, files, progress).writeAll();

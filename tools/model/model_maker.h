@@ -13,8 +13,7 @@ struct ModelRequest {
     std::filesystem::path folder;
     std::uint64_t seed = 1;
     WeightKind weights = WeightKind::random;
-    int faces = 200;  // behind the means of a random model, at least 2; integer models have none
-    bool replace = false;  // a model folder that is there already
+    bool replace = false;  // a model folder that already exists
 };
 
 struct ModelSummary {
@@ -28,15 +27,15 @@ using ModelProgress = std::function<void(int done, int total, const std::string&
 
 // The folder appears with all of its files, or not at all. What is thrown, for whatever reason, has
 // left nothing behind. Throws std::runtime_error where
-//   - there is something at that place already: anything but an empty folder or, with `replace`, a
+//   - something already exists at that place: anything but an empty folder or, with `replace`, a
 //     folder that holds files of a model and nothing else;
 //   - the system refuses to create, write or rename;
 //   - the sums of an integer model could grow beyond what floats hold exactly.
 //
-// A random model's weights, projections and mean images are the same wherever Cairo draws the same
-// faces; its feature mean hangs on the BLAS, too. An integer model is the same bytes everywhere.
+// The same seed gives the same bytes: of an integer model everywhere, of a random one wherever the
+// mathematical library rounds alike.
 //
-// Uses the library's tables and description slots: not beside anything else that does.
+// Uses the library's description slots: not beside anything else that does.
 ModelSummary makeModel(const ModelRequest& request, const ModelProgress& progress);
 
 #endif

@@ -18,7 +18,7 @@ void refuseOccupied(const fs::path& folder, bool replace) {
         return;
     }
     if (!fs::is_directory(folder)) {
-        throw std::runtime_error(folder.string() + " is there already and is no folder");
+        throw std::runtime_error(folder.string() + " already exists and is not a folder");
     }
     if (!replace && !fs::is_empty(folder)) {
         throw std::runtime_error(folder.string() + " is not empty");
@@ -31,7 +31,7 @@ void refuseOccupied(const fs::path& folder, bool replace) {
         const std::string name = entry.path().filename().string();
         if (names.count(name) == 0 || !entry.is_regular_file()) {
             throw std::runtime_error(folder.string() + " holds " + name +
-                                     ", which is no model file: it is not replaced");
+                                     ", which is not a model file: it is not replaced");
         }
     }
 }

@@ -3,102 +3,23 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <random>
 #include <stdexcept>
 
-#include "drawing/dice.h"
+#include "sheets/canvas.h"
+#include "sheets/landmark_names.h"
 
 namespace {
-
-constexpr std::int32_t kTwins[][2] = {{0, 1},     {2, 5},     {3, 4},     {12, 13},
-                                      {43, 44},   {221, 227}, {222, 226}, {223, 225},
-                                      {240, 241}, {300, 302}, {315, 316}};
 
 std::uint8_t toByte(double value) {
     return static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0, 255.0)));
 }
 
-// The pixel at `index` of a row of `size` that is continued by its mirror images on both sides.
-int reflected(int index, int size) {
-    const int period = 2 * size;
-    const int place = ((index % period) + period) % period;
-    return place < size ? place : period - 1 - place;
-}
-
-// Bilinear, with whole numbers on pixel centres.
-void samplePixel(const BgrPicture& picture, double x, double y, std::uint8_t* pixel) {
-    const double left = std::floor(x);
-    const double top = std::floor(y);
-    const double fx = x - left;
-    const double fy = y - top;
-    const int x0 = reflected(static_cast<int>(left), picture.width);
-    const int x1 = reflected(static_cast<int>(left) + 1, picture.width);
-    const int y0 = reflected(static_cast<int>(top), picture.height);
-    const int y1 = reflected(static_cast<int>(top) + 1, picture.height);
-    for (int channel = 0; channel < 3; ++channel) {
-        const double upper =
-            (1.0 - fx) * picture.at(x0, y0)[channel] + fx * picture.at(x1, y0)[channel];
-        const double lower =
-            (1.0 - fx) * picture.at(x0, y1)[channel] + fx * picture.at(x1, y1)[channel];
-        pixel[channel] = toByte((1.0 - fy) * upper + fy * lower);
-    }
-}
-
-// Which pixels of a row make up one pixel of a row of another size, and how much of each.
-struct Blend {
-    int first;
-    std::vector<double> shares;  // sum 1
-};
-
-// A tent as wide as the larger of the two pixels around the place where the new pixel's centre
-// lies.
-std::vector<Blend> blendsForSize(int from, int to) {
-    const double step = static_cast<double>(from) / to;
-    const double reach = std::max(1.0, step);
-    std::vector<Blend> blends;
-    for (int i = 0; i < to; ++i) {
-        const double centre = (i + 0.5) * step - 0.5;
-        const int first = static_cast<int>(std::floor(centre - reach)) + 1;
-        const int last = static_cast<int>(std::ceil(centre + reach)) - 1;
-        Blend blend = {first, {}};
-        double sum = 0.0;
-        for (int j = first; j <= last; ++j) {
-            blend.shares.push_back(1.0 - std::abs(j - centre) / reach);
-            sum += blend.shares.back();
-        }
-        for (double& share : blend.shares) {
-            share /= sum;
-        }
-        blends.push_back(blend);
-    }
-    return blends;
-}
-
-BgrPicture withSize(const BgrPicture& picture, int width, int height) {
-    const std::vector<Blend> columns = blendsForSize(picture.width, width);
-    const std::vector<Blend> rows = blendsForSize(picture.height, height);
-    BgrPicture result = blackPicture(width, height);
-    for (int y = 0; y < height; ++y) {
-        const Blend& down = rows[static_cast<std::size_t>(y)];
-        for (int x = 0; x < width; ++x) {
-            const Blend& across = columns[static_cast<std::size_t>(x)];
-            double sum[3] = {0.0, 0.0, 0.0};
-            for (std::size_t j = 0; j < down.shares.size(); ++j) {
-                const int sourceY = reflected(down.first + static_cast<int>(j), picture.height);
-                for (std::size_t i = 0; i < across.shares.size(); ++i) {
-                    const int sourceX =
-                        reflected(across.first + static_cast<int>(i), picture.width);
-                    const std::uint8_t* source = picture.at(sourceX, sourceY);
-                    for (int channel = 0; channel < 3; ++channel) {
-                        sum[channel] += down.shares[j] * across.shares[i] * source[channel];
-                    }
-                }
-            }
-            for (int channel = 0; channel < 3; ++channel) {
-                result.at(x, y)[channel] = toByte(sum[channel]);
-            }
-        }
-    }
-    return result;
+BgrPicture resampled(const BgrPicture& source, int width, int height,
+                     const cairo_matrix_t& toSource) {
+    const Canvas canvas(width, height);
+    canvas.coverWith(source.pixels.data(), source.width, source.height, toSource);
+    return {width, height, canvas.pixels()};
 }
 
 template <typename Change>
@@ -131,15 +52,12 @@ FacePicture turned(const FacePicture& face, double degrees) {
     const double sine = std::sin(angle);
     const double centreX = 0.5 * (source.width - 1);
     const double centreY = 0.5 * (source.height - 1);
-    FacePicture result = {blackPicture(source.width, source.height), face.landmarks};
-    for (int y = 0; y < source.height; ++y) {
-        for (int x = 0; x < source.width; ++x) {
-            const double dx = x - centreX;
-            const double dy = y - centreY;
-            samplePixel(source, centreX + cosine * dx + sine * dy,
-                        centreY - sine * dx + cosine * dy, result.picture.at(x, y));
-        }
-    }
+    // Cairo's whole numbers are pixel corners.
+    cairo_matrix_t toSource;
+    cairo_matrix_init_translate(&toSource, 0.5 * source.width, 0.5 * source.height);
+    cairo_matrix_rotate(&toSource, -angle);
+    cairo_matrix_translate(&toSource, -0.5 * source.width, -0.5 * source.height);
+    FacePicture result = {resampled(source, source.width, source.height, toSource), face.landmarks};
     moveLandmarks(result.landmarks, [&](double& x, double& y) {
         const double dx = x - centreX;
         const double dy = y - centreY;
@@ -159,9 +77,11 @@ FacePicture scaled(const FacePicture& face, double factor) {
     }
     const int width = static_cast<int>(std::lround(wide));
     const int height = static_cast<int>(std::lround(high));
-    FacePicture result = {withSize(face.picture, width, height), face.landmarks};
     const double across = static_cast<double>(width) / face.picture.width;
     const double down = static_cast<double>(height) / face.picture.height;
+    cairo_matrix_t toSource;
+    cairo_matrix_init_scale(&toSource, 1.0 / across, 1.0 / down);
+    FacePicture result = {resampled(face.picture, width, height, toSource), face.landmarks};
     moveLandmarks(result.landmarks, [&](double& x, double& y) {
         x = (x + 0.5) * across - 0.5;
         y = (y + 0.5) * down - 0.5;
@@ -188,22 +108,23 @@ FacePicture darkened(const FacePicture& face, double factor) {
     return withChannels(face, [&](double value) { return value * factor; });
 }
 
-// Twelve uniform numbers together have variance 1 and come close to the bell curve.
+// Twelve uniform numbers from 0 to 1 together have variance 1 and come close to the bell curve.
+// They are made by hand: the standard library's distributions differ from maker to maker.
 FacePicture withNoise(const FacePicture& face, double sigma, std::uint64_t seed) {
-    Dice dice(seed);
+    std::mt19937_64 engine(seed);
     return withChannels(face, [&](double value) {
         double sum = -6.0;
         for (int i = 0; i < 12; ++i) {
-            sum += dice.unit();
+            sum += static_cast<double>(engine() >> 11) * 0x1p-53;
         }
         return value + sigma * sum;
     });
 }
 
 std::int32_t mirroredId(std::int32_t id) {
-    for (const auto& twins : kTwins) {
-        if (id == twins[0] || id == twins[1]) {
-            return id == twins[0] ? twins[1] : twins[0];
+    for (const LandmarkName& name : kLandmarkNames) {
+        if (name.isPair() && (id == name.left || id == name.right)) {
+            return id == name.left ? name.right : name.left;
         }
     }
     return id;

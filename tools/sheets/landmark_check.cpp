@@ -8,6 +8,7 @@
 
 #include "patches/head_pose.h"
 #include "patches/landmarks.h"
+#include "sheets/landmark_names.h"
 #include "sheets/sheet_style.h"
 
 namespace {
@@ -17,10 +18,6 @@ constexpr double kResidualLimit = 0.15;
 constexpr double kPairLimit = -0.05;
 
 using Pair = std::pair<std::int32_t, std::int32_t>;
-
-// Left and right in the picture; a mirrored picture exchanges them.
-constexpr Pair kPartners[] = {{0, 1},     {2, 5},     {3, 4},     {12, 13},   {44, 43},  {221, 227},
-                              {222, 226}, {223, 225}, {240, 241}, {300, 302}, {315, 316}};
 
 struct Place {
     double x, y;
@@ -84,9 +81,10 @@ Fit fitAndMeasure(const LandmarkRecord& record) {
 // Pairs whose way from left to right runs against that of the fitted model.
 std::vector<Pair> exchangedPairs(const LandmarkRecord& record, const Fit& fit) {
     std::vector<Pair> pairs;
-    for (const auto& [left, right] : kPartners) {
+    for (const LandmarkName& name : kLandmarkNames) {
+        const auto [left, right] = Pair{name.left, name.right};
         const LandmarkEntry* a = entryOf(record, left);
-        const LandmarkEntry* b = entryOf(record, right);
+        const LandmarkEntry* b = entryOf(record, right);  // null for one on the midline
         if (a == nullptr || b == nullptr) {
             continue;
         }

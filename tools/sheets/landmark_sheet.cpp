@@ -5,9 +5,10 @@
 #include <numbers>
 #include <vector>
 
-#include "drawing/canvas.h"
 #include "patches/head_pose.h"
 #include "patches/landmarks.h"
+#include "sheets/canvas.h"
+#include "sheets/landmark_names.h"
 #include "sheets/sheet_style.h"
 
 namespace {
@@ -18,46 +19,18 @@ constexpr Colour kGroupColours[] = {{0.10, 0.45, 0.85},
                                     {0.85, 0.42, 0.05},
                                     {0.80, 0.13, 0.27},
                                     {0.08, 0.52, 0.36}};
-constexpr const char* kGroupNames[] = {"Eyes", "Brows", "Nose", "Mouth", "Head"};
-
-// A row of the legend: a pair (left of the picture, right of it) or, with -1, one on the midline.
-struct LegendRow {
-    int group;
-    std::int32_t left, right;
-    const char* place;
-};
-
-constexpr LegendRow kLegend[] = {{0, 0, 1, "centre of the eye"},
-                                 {0, 223, 225, "outer corner"},
-                                 {0, 221, 227, "inner corner"},
-                                 {0, 222, 226, "lower lid"},
-                                 {1, 2, 5, "outer end"},
-                                 {1, 300, 302, "middle"},
-                                 {1, 3, 4, "inner end"},
-                                 {2, 6, -1, "between the eyes"},
-                                 {2, 9, -1, "tip"},
-                                 {2, 200, -1, "base"},
-                                 {2, 44, 43, "wing"},
-                                 {3, 12, 13, "corner"},
-                                 {3, 10, -1, "upper lip"},
-                                 {3, 45, -1, "centre"},
-                                 {3, 11, -1, "lower lip"},
-                                 {4, 314, -1, "chin"},
-                                 {4, 240, 241, "side of the head"},
-                                 {4, 315, 316, "angle of the jaw"}};
-
 constexpr double kPhotoSide = 960.0;
 constexpr double kLegendWidth = 300.0;
 constexpr double kHeadHeight = 92.0;
 constexpr double kGap = 32.0;
 
 int groupOf(std::int32_t id) {
-    for (const LegendRow& row : kLegend) {
+    for (const LandmarkName& row : kLandmarkNames) {
         if (row.left == id || row.right == id) {
             return row.group;
         }
     }
-    return 4;
+    return kHeadGroup;
 }
 
 // The square of the picture that is shown: the face with some room around it.
@@ -170,24 +143,25 @@ std::vector<Label> placeLabels(const Canvas& canvas, const LandmarkRecord& landm
 
 void drawLabels(const Canvas& canvas, const std::vector<Label>& labels) {
     for (const Label& label : labels) {
-        canvas.curve({{label.dot, label.centre}, false});
+        canvas.line(label.dot, label.centre);
         canvas.stroke(kWhite, 3.0, 0.7);
-        canvas.curve({{label.dot, label.centre}, false});
+        canvas.line(label.dot, label.centre);
         canvas.stroke(label.colour, 1.5);
     }
     for (const Label& label : labels) {
-        canvas.ellipse(label.dot, 6.0, 6.0);
+        canvas.disc(label.dot, 6.0);
         canvas.fill(kWhite);
-        canvas.ellipse(label.dot, 4.5, 4.5);
+        canvas.disc(label.dot, 4.5);
         canvas.fill(label.colour);
     }
     for (const Label& label : labels) {
         // A round-ended bar is a line with round caps.
         const double half = (label.box.right - label.box.left - 20.0) / 2;
-        const Curve bar{{label.centre - Point{half, 0.0}, label.centre + Point{half, 0.0}}, false};
-        canvas.curve(bar);
+        const Point left = label.centre - Point{half, 0.0};
+        const Point right = label.centre + Point{half, 0.0};
+        canvas.line(left, right);
         canvas.stroke(kWhite, 22.0);
-        canvas.curve(bar);
+        canvas.line(left, right);
         canvas.stroke(label.colour, 19.0);
         const double width = textWidth(canvas, label.text, kLabelText);
         drawText(canvas, label.centre + Point{-width / 2, 5.5}, label.text, kLabelText);
@@ -196,18 +170,18 @@ void drawLabels(const Canvas& canvas, const std::vector<Label>& labels) {
 
 void drawLegend(const Canvas& canvas, Point place) {
     int group = -1;
-    for (const LegendRow& row : kLegend) {
+    for (const LandmarkName& row : kLandmarkNames) {
         const auto index = static_cast<std::size_t>(row.group);
         if (row.group != group) {
             group = row.group;
             place.y += 14.0;
-            canvas.ellipse(place + Point{6.0, 12.0}, 6.0, 6.0);
+            canvas.disc(place + Point{6.0, 12.0}, 6.0);
             canvas.fill(kGroupColours[index]);
-            drawText(canvas, place + Point{22.0, 18.0}, kGroupNames[index], {18.0, true});
+            drawText(canvas, place + Point{22.0, 18.0}, kLandmarkGroups[index], {18.0, true});
             place.y += 30.0;
         }
         const std::string ids =
-            std::to_string(row.left) + (row.right < 0 ? "" : "  |  " + std::to_string(row.right));
+            std::to_string(row.left) + (row.isPair() ? "  |  " + std::to_string(row.right) : "");
         drawText(canvas, place + Point{22.0, 14.0}, ids, {15.0, true, kGroupColours[index]});
         drawText(canvas, place + Point{126.0, 14.0}, row.place, {15.0});
         place.y += 26.0;

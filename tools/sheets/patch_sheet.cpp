@@ -4,11 +4,10 @@
 #include <cmath>
 #include <memory>
 
-#include "drawing/canvas.h"
-#include "matrix/float_rules.h"
 #include "patches/face_patches.h"
 #include "patches/patch_layout.h"
 #include "service/context.h"
+#include "sheets/canvas.h"
 #include "sheets/sheet_style.h"
 
 namespace {
@@ -22,10 +21,10 @@ constexpr double kHeadHeight = 76.0;
 constexpr double kFootHeight = 76.0;
 
 PatchList cutPatches(const FacePicture& face) {
-    static constexpr MeanImages kNoMeanImages = {};
+    std::fill_n(&meanImages[0][0], kNetCount * kMeanImageRoom, 0.0f);
     const BgrPicture& picture = face.picture;
-    const auto canvases = std::make_unique<FaceCanvases>();
-    return cutFacePatches(*canvases, kNoMeanImages,
+    const auto context = std::make_unique<ZomuContext>();
+    return cutFacePatches(*context,
                           {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
                           face.landmarks);
 }
@@ -55,7 +54,7 @@ void hatch(const Canvas& canvas, double left, double top, double width, double h
     const int lines = static_cast<int>((width + height) / kStep) + 1;
     for (int line = 0; line < lines; ++line) {
         const double x = left - height + line * kStep;
-        canvas.curve({{{x, top + height}, {x + height, top}}, false});
+        canvas.line({x, top + height}, {x + height, top});
     }
     canvas.stroke({0.58, 0.60, 0.64}, 1.2);
     cairo_restore(canvas.cairo());

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "drawing/canvas.h"
+#include "sheets/canvas.h"
 
 constexpr Colour kPaper = {0.98, 0.98, 0.97};
 constexpr Colour kInk = {0.13, 0.14, 0.17};

@@ -39,7 +39,7 @@ TEST(OccupiedFolder, anythingElseStays) {
     const TemporaryFolder parent;
     std::ofstream(parent.path() / "letter") << "x";
     EXPECT_EQ(problemWith(parent.path(), true),
-              parent.path().string() + " holds letter, which is no model file: it is not replaced");
+              parent.path().string() + " holds letter, which is not a model file: it is not replaced");
     EXPECT_EQ(problemWith(parent.path() / "letter", true),
-              (parent.path() / "letter").string() + " is there already and is no folder");
+              (parent.path() / "letter").string() + " already exists and is not a folder");
 }

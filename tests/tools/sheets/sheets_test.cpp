@@ -8,23 +8,18 @@
 #include <memory>
 #include <vector>
 
-#include "drawing/drawn_face.h"
 #include "patches/face_patches.h"
 #include "patches/landmarks.h"
 #include "patches/patch_layout.h"
 #include "service/context.h"
-#include "model/model_tables.h"
+#include "service/model_tables.h"
 #include "sheets/landmark_sheet.h"
 #include "sheets/patch_sheet.h"
 #include "sheets/sheet_style.h"
+#include "support/people.h"
 #include "support/zeroed_tables.h"
 
 namespace {
-
-FacePicture drawnFace(std::uint64_t seed) {
-    const DrawnFace face = drawFace(seed);
-    return {{face.width, face.height, face.pixels}, face.landmarks};
-}
 
 long countPixels(const BgrPicture& sheet, std::uint8_t blue, std::uint8_t green, std::uint8_t red) {
     const std::uint8_t wanted[3] = {blue, green, red};
@@ -56,8 +51,8 @@ long livePixels(bool colour) {
 // images of before have no part in it.
 TEST(PatchSheet, showsEveryValueOfEveryPatch) {
     const ZeroedTables tables;
-    std::fill_n(&g_modelTables.meanImages[0][0], kNetCount * kMeanImageRoom, 50.0F);
-    FacePicture face = drawnFace(1);
+    std::fill_n(&meanImages[0][0], kNetCount * kMeanImageRoom, 50.0F);
+    FacePicture face = person(1);
     for (std::size_t i = 0; i < face.picture.pixels.size(); i += 3) {
         face.picture.pixels[i] = 20;
         face.picture.pixels[i + 1] = 200;
@@ -71,7 +66,7 @@ TEST(PatchSheet, showsEveryValueOfEveryPatch) {
 
 // Blue marks the right half of the picture, which the two crops of a pair show differently.
 TEST(PatchSheet, showsBothCropsOfAPair) {
-    FacePicture face = drawnFace(6);
+    FacePicture face = person(6);
     BgrPicture& picture = face.picture;
     for (int y = 0; y < picture.height; ++y) {
         for (int x = picture.width / 2; x < picture.width; ++x) {
@@ -82,7 +77,7 @@ TEST(PatchSheet, showsBothCropsOfAPair) {
     const BgrPicture sheet = drawPatchSheet(face, "Half blue");
     const auto context = std::make_unique<ZomuContext>();
     const PatchList patches = cutFacePatches(
-        context->canvases, g_modelTables.meanImages, {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
+        *context, {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
         face.landmarks);
     long rows[2] = {0, 0};
     for (int k = 0; k < kPatchCount; ++k) {
@@ -100,14 +95,14 @@ TEST(PatchSheet, showsBothCropsOfAPair) {
 }
 
 TEST(PatchSheet, depictsTheFace) {
-    const FacePicture face = drawnFace(2);
+    const FacePicture face = person(2);
     const BgrPicture sheet = drawPatchSheet(face, "A face");
     EXPECT_EQ(sheet.pixels, drawPatchSheet(face, "A face").pixels);
-    EXPECT_NE(sheet.pixels, drawPatchSheet(drawnFace(3), "A face").pixels);
+    EXPECT_NE(sheet.pixels, drawPatchSheet(person(3), "A face").pixels);
 }
 
 TEST(LandmarkSheet, marksEveryLandmark) {
-    const FacePicture face = drawnFace(4);
+    const FacePicture face = person(4);
     const BgrPicture sheet = drawLandmarkSheet(face, "A face");
     for (int i = 0; i < face.landmarks.count; ++i) {
         FacePicture moved = face;
@@ -117,7 +112,7 @@ TEST(LandmarkSheet, marksEveryLandmark) {
 }
 
 TEST(Sheets, everyLegalFaceCanBeDrawn) {
-    const FacePicture face = drawnFace(5);
+    const FacePicture face = person(5);
     const BgrPicture landmarkSheet = drawLandmarkSheet(face, "A face");
     const BgrPicture patchSheet = drawPatchSheet(face, "A face");
     const auto expectSheets = [&](const FacePicture& variant, const char* what) {

@@ -1,6 +1,6 @@
-// A drawing surface over Cairo: owned, and read back as the pixels the library takes.
-#ifndef ZOMU_TOOLS_DRAWING_CANVAS_H
-#define ZOMU_TOOLS_DRAWING_CANVAS_H
+// A drawing surface over Cairo: owned, and read back as the pixels that the library takes.
+#ifndef ZOMU_TOOLS_SHEETS_CANVAS_H
+#define ZOMU_TOOLS_SHEETS_CANVAS_H
 
 #include <cairo.h>
 
@@ -31,13 +31,12 @@ struct Colour {
     double r, g, b;
 };
 
-Colour mix(Colour a, Colour b, double t);
-
-// Curves go through every point; neighbours set the tangents (Catmull and Rom).
-struct Curve {
-    std::vector<Point> points;
-    bool closed = false;
+struct CairoRelease {
+    void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
+    void operator()(cairo_t* cairo) const { cairo_destroy(cairo); }
 };
+
+using Surface = std::unique_ptr<cairo_surface_t, CairoRelease>;
 
 // Points are in pixels with Cairo's convention: whole numbers are pixel corners, so that the centre
 // of the first pixel is (0.5, 0.5).
@@ -53,17 +52,11 @@ class Canvas {
     void paint(Colour colour) const;
 
     // Add to the current path.
-    void curve(const Curve& curve, bool continues = false) const;
-    void arcThrough(Point from, Point middle, Point to, double roundness) const;
-    void ellipse(Point centre, double xRadius, double yRadius, double angle = 0.0) const;
+    void line(Point from, Point to) const;
+    void disc(Point centre, double radius) const;
 
     void fill(Colour colour, double alpha = 1.0) const;
     void stroke(Colour colour, double width, double alpha = 1.0) const;
-    void fillCurve(const Curve& outline, Colour colour, double alpha = 1.0) const;
-
-    // A stroke and a spot without edges.
-    void softStroke(const Curve& line, Colour colour, double width, double alpha) const;
-    void softSpot(Point centre, double xRadius, double yRadius, Colour colour, double alpha) const;
 
     // Blue, green, red; packed rows.
     std::vector<std::uint8_t> pixels() const;
@@ -73,15 +66,16 @@ class Canvas {
     void drawPixels(const std::uint8_t* pixels, int width, int height, Point place, double zoom,
                     bool smooth) const;
 
-  private:
-    struct Release {
-        void operator()(cairo_surface_t* surface) const { cairo_surface_destroy(surface); }
-        void operator()(cairo_t* cairo) const { cairo_destroy(cairo); }
-    };
+    // Covers the canvas with such a picture, which goes on beyond its edges as its own reflection.
+    // `toPicture` maps the canvas to the picture. Smaller pictures are averaged, larger ones
+    // interpolated.
+    void coverWith(const std::uint8_t* pixels, int width, int height,
+                   const cairo_matrix_t& toPicture) const;
 
+  private:
     int m_width, m_height;
-    std::unique_ptr<cairo_surface_t, Release> m_surface;
-    std::unique_ptr<cairo_t, Release> m_cairo;
+    Surface m_surface;
+    std::unique_ptr<cairo_t, CairoRelease> m_cairo;
 };
 
 #endif

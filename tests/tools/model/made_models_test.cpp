@@ -1,0 +1,114 @@
+// What made models are good for: finite templates of any picture, and scores that tell pictures
+// apart.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "model/model_maker.h"
+#include "service/context.h"
+#include "service/extraction.h"
+#include "service/model_tables.h"
+#include "support/bits.h"
+#include "support/people.h"
+#include "support/random.h"
+#include "support/temporary_folder.h"
+#include "support/zeroed_tables.h"
+#include "zomu.h"
+
+// The library's tables and a context with the weights of one made model.
+class MadeModel : public testing::TestWithParam<WeightKind> {
+    const ZeroedTables tables;
+
+  protected:
+    void SetUp() override {
+        ModelRequest request;
+        request.folder = parent.path() / "model";
+        request.weights = GetParam();
+        makeModel(request, [](int, int, const std::string&) {});
+        const std::string prefix = (request.folder / "").string();
+        ASSERT_LT(prefix.size(), sizeof modelDir);
+        std::strcpy(modelDir, prefix.c_str());
+        loadModelTables();
+        context = std::make_unique<ZomuContext>(modelDir);
+    }
+
+    void TearDown() override { modelDir[0] = '\0'; }
+
+    std::vector<float> features(const FacePicture& face) {
+        std::vector<float> values(kFeatureCount);
+        computeFeatures(*context, face.picture.pixels.data(), face.picture.width,
+                        face.picture.height, 3 * face.picture.width, face.landmarks, values.data());
+        return values;
+    }
+
+    FaceTemplate extract(const FacePicture& face) {
+        FaceTemplate result;
+        ZomuExtractTemplate(context.get(), face.picture.pixels.data(), face.picture.width,
+                            face.picture.height, 3 * face.picture.width, &face.landmarks, &result);
+        return result;
+    }
+
+  private:
+    const TemporaryFolder parent;
+    std::unique_ptr<ZomuContext> context;
+};
+
+static FacePicture paintedOver(FacePicture face, std::uint8_t level) {
+    face.picture.pixels.assign(face.picture.pixels.size(), level);
+    return face;
+}
+
+// NaN would come from a half of zeros. The fewest outputs of a half that are not 0 tell how far
+// away that is.
+TEST_P(MadeModel, noNetworkFallsSilentOnOrdinaryPictures) {
+    const FacePicture face = portrait();
+    for (const FacePicture& picture :
+         {face, person(1), paintedOver(face, 0), paintedOver(face, 128), paintedOver(face, 255)}) {
+        const std::vector<float> values = features(picture);
+        for (std::size_t half = 0; half < 50; ++half) {
+            int active = 0;
+            for (std::size_t n = 160 * half; n < 160 * (half + 1); ++n) {
+                ASSERT_TRUE(std::isfinite(values[n])) << "feature " << n;
+                active += values[n] != 0.0F ? 1 : 0;
+            }
+            EXPECT_GE(active, 100) << "half " << half;
+        }
+    }
+}
+
+// Rare noise on the pixels changes a picture less than another face does.
+TEST_P(MadeModel, onlyEqualTemplatesScoreOne) {
+    Random random(9);
+    std::vector<FaceTemplate> templates;
+    float lowestOfNoisy = 1.0F;
+    for (int number = 0; number < 5; ++number) {
+        FacePicture face = person(number);
+        templates.push_back(extract(face));
+        const FaceTemplate again = extract(face);
+        EXPECT_TRUE(sameFloat(1.0F, ZomuCompareTemplates(&templates.back(), &again)));
+        for (std::uint8_t& byte : face.picture.pixels) {
+            byte = static_cast<std::uint8_t>(byte ^ random.between(0, 3));
+        }
+        const FaceTemplate noisy = extract(face);
+        lowestOfNoisy = std::min(lowestOfNoisy, ZomuCompareTemplates(&templates.back(), &noisy));
+    }
+    EXPECT_LT(lowestOfNoisy, 1.0F);
+    for (std::size_t i = 0; i < templates.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j) {
+            EXPECT_LT(ZomuCompareTemplates(&templates[i], &templates[j]), lowestOfNoisy)
+                << i << " " << j;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, MadeModel, testing::Values(WeightKind::random, WeightKind::integer),
+                         [](const auto& kind) {
+                             return kind.param == WeightKind::random ? "random" : "integer";
+                         });
