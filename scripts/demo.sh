@@ -128,8 +128,9 @@ awk -F , '
         high = tenth > high ? tenth : high
     }
     function bar(kind, tenth,    marks, text) {
-        text = sprintf("%5d ", pairs[kind, tenth])
+        text = sprintf("%5d", pairs[kind, tenth])
         marks = int(25 * pairs[kind, tenth] / all[kind] + 0.5) # one for 4 %
+        text = marks > 0 ? text " " : text
         while (marks-- > 0) {
             text = text "#"
         }

@@ -51,26 +51,11 @@ class SamplesTest(unittest.TestCase):
         # Building a wheel writes beside the sources; the training kit looks for tools from where it lies.
         for folder in ("python", "training"):
             shutil.copytree(PROJECT / folder, self.root / folder)
-        release = self.root / "build/release"
-        (release / "tools").mkdir(parents=True)
-        for entry in BUILD.iterdir():
-            if entry.name != "tools":
-                (release / entry.name).symlink_to(entry)
-        for entry in (BUILD / "tools").iterdir():
-            if entry.name != "zomu-model":
-                (release / "tools" / entry.name).symlink_to(entry)
-        self.write_quick_model_kit(release / "tools/zomu-model")
-        (self.root / "build/demo").mkdir()
-        (self.root / "build/demo/tmp").symlink_to(MODEL)
-
-    def write_quick_model_kit(self, path: Path) -> None:
-        """A model of 2 faces instead of 200, which takes a second."""
-        path.write_text(
-            "#!/bin/sh\n"
-            f'if [ "$1" = make ]; then exec {BUILD}/tools/zomu-model "$@" --faces 2; fi\n'
-            f'exec {BUILD}/tools/zomu-model "$@"\n'
-        )
-        path.chmod(0o755)
+        demo = self.root / "build/demo"
+        demo.mkdir(parents=True)
+        (demo / "tmp").symlink_to(MODEL)
+        for folder in (demo / "build", self.root / "build/release"):
+            folder.symlink_to(BUILD)
 
     def run_shell(self, code: str) -> str:
         kept = {key: value for key, value in os.environ.items() if not key.startswith("ZOMU_")}
@@ -107,7 +92,7 @@ class SamplesTest(unittest.TestCase):
     def run_python_block(self, document: str) -> str:
         (code,) = blocks(Path(document), "python")
         (self.root / "sample.py").write_text(code)
-        library = "build/release/src/libZOMU.so"
+        library = "build/demo/build/src/libZOMU.so"
         return self.run_shell(
             f"PYTHONPATH=python ZOMU_LIBRARY={library} /usr/bin/python3 -B sample.py"
         )

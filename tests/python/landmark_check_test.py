@@ -75,7 +75,7 @@ class LandmarkCheckTest(unittest.TestCase):
         self.assertEqual(self.warning_of_tool(self.portrait), "")
 
     def test_good_landmarks_stay_well_below_the_limit(self) -> None:
-        self.assertLess(max(fit_head(face).residual for face in self.faces), 0.6 * RESIDUAL_LIMIT)
+        self.assertLess(max(fit_head(face).residual for face in self.faces), 0.7 * RESIDUAL_LIMIT)
 
     def test_each_exchanged_pair_is_named(self) -> None:
         for face, pair in itertools.product(self.faces, PARTNERS):

@@ -78,7 +78,8 @@ Fit fitAndMeasure(const LandmarkRecord& record) {
     return fit;
 }
 
-// Pairs whose way from left to right runs against that of the fitted model.
+// Pairs whose way from left to right runs against that of the fitted model, in the order of their
+// ids.
 std::vector<Pair> exchangedPairs(const LandmarkRecord& record, const Fit& fit) {
     std::vector<Pair> pairs;
     for (const LandmarkName& name : kLandmarkNames) {
@@ -95,6 +96,7 @@ std::vector<Pair> exchangedPairs(const LandmarkRecord& record, const Fit& fit) {
             pairs.emplace_back(left, right);
         }
     }
+    std::sort(pairs.begin(), pairs.end());
     return pairs;
 }
 

@@ -18,7 +18,7 @@
 #include "model/model_check.h"
 #include "model/model_files.h"
 #include "reference/reference_network.h"
-#include "reference/reference_patches.h"
+#include "reference/reference_tables.h"
 #include "support/random.h"
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
