@@ -10,7 +10,7 @@
 
 namespace fs = std::filesystem;
 
-TEST(ZomuModel, outputThatCannotBeWrittenIsAFailure) {
+TEST(ZomuModelEnds, outputThatCannotBeWrittenIsAFailure) {
     ASSERT_TRUE(fs::exists("/dev/full"));
     const ProcessResult result =
         runProcess({"sh", "-c", "\"$0\" list > /dev/full", ZOMU_MODEL_PROGRAM}, {});
@@ -20,7 +20,7 @@ TEST(ZomuModel, outputThatCannotBeWrittenIsAFailure) {
 
 // The signal comes as soon as the first line says that the work has begun. `env` makes sure that
 // the signal is not ignored from the start, as it is in the background jobs of some shells.
-TEST(ZomuModel, interruptedWorkLeavesNothing) {
+TEST(ZomuModelEnds, interruptedWorkLeavesNothing) {
     const std::string script =
         "mkfifo \"$1.pipe\"; env --default-signal=$2 \"$0\" make \"$1\" >\"$1.pipe\" & "
         "exec 3<\"$1.pipe\"; rm \"$1.pipe\"; read -r line <&3; kill -$2 $!; wait $!";
