@@ -9,7 +9,7 @@
 #include "support/temporary_folder.h"
 #include "zomu.h"
 
-TEST(CompareFaces, scoreThatCannotBeWrittenIsAFailure) {
+TEST(CompareFacesOutput, scoreThatCannotBeWrittenIsAFailure) {
     const TemporaryFolder folder;
     const std::string path = folder.prefix() + "a.zt";
     FaceTemplate face = {};

@@ -119,19 +119,17 @@ TEST(LandmarkFile, keepsTheOrderOfTheLines) {
 
 TEST(LandmarkFile, acceptsHeaderBlanksAndLineEndsOfAnyKind) {
     const std::string lines = linesWith(-1, "");
-    expectRecord(parse(lines), 29);
-    expectRecord(parse(lines.substr(0, lines.size() - 1)), 29);
-    expectRecord(parse("id,x,y\n" + lines), 29);
-    expectRecord(parse("\n\r\n id , x , y \r\n\n" + lines), 29);
-    expectRecord(parse("\xEF\xBB\xBF"
-                       "id,x,y\n" +
-                       lines),
-                 29);
     std::string windows;
     for (const char c : lines) {
         windows += c == '\n' ? "\r\n" : std::string(1, c);
     }
-    expectRecord(parse(windows), 29);
+    for (const std::string& text : {lines, lines.substr(0, lines.size() - 1), windows,
+                                    "id,x,y\n" + lines, "\n\r\n id , x , y \r\n\n" + lines,
+                                    "\xEF\xBB\xBF"
+                                    "id,x,y\n" +
+                                        lines}) {
+        expectRecord(parse(text), 29);
+    }
     const Parsed spaced = parse(linesWith(6, "  6 ,\t+1.5e1 , -.5 \n\n"));
     expectRecord(spaced, 29);
     EXPECT_EQ(spaced.record.entries[6].x, 15.0F);
@@ -195,10 +193,10 @@ TEST(LandmarkFile, namesTheLineOfEveryFault) {
         EXPECT_FALSE(parsed.good) << fault.line;
         EXPECT_EQ(parsed.problem, fault.problem) << fault.line;
     }
-    EXPECT_EQ(parse(linesWith(6, std::string("6,1\0,2\n", 7))).problem,
-              "line 7: x is not a number");
-    EXPECT_EQ(parse(linesWith(6, "6," + std::string(100, '1') + ",2\n")).problem,
-              "line 7: x is not a number");
+    for (const std::string& line :
+         {std::string("6,1\0,2\n", 7), "6," + std::string(100, '1') + ",2\n"}) {
+        EXPECT_EQ(parse(linesWith(6, line)).problem, "line 7: x is not a number");
+    }
     // Blank lines and the header count.
     EXPECT_EQ(parse("\nid,x,y\n\n0,1\n").problem, "line 4: expected id,x,y");
     EXPECT_EQ(parse("id,x,y\nid,x,y\n").problem, "line 2: id is not a whole number");
@@ -231,10 +229,7 @@ TEST(LandmarkFile, writtenFloatsComeBackToTheBit) {
     extremes[3] = std::numeric_limits<float>::denorm_min();
     extremes[4] = 16777217.0F;
     expectRoundTrip(recordOf(extremes));
-}
-
-TEST(LandmarkFile, longestLinesFit) {
-    expectRoundTrip(recordOf(std::vector<float>(58, -1.23456789e-38F)));
+    expectRoundTrip(recordOf(std::vector<float>(58, -1.23456789e-38F)));  // the longest lines
 }
 
 TEST(LandmarkFile, writesAHeaderAndPlainNumbers) {

@@ -2,127 +2,23 @@
 #include "picture_file.h"
 
 #include <gtest/gtest.h>
-#include <png.h>
-#include <turbojpeg.h>
-#include <zlib.h>
 
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "pictures/test_pictures.h"
 #include "support/environment.h"
-#include "support/random.h"
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
-
-namespace {
-
-constexpr std::uint8_t kGuard = 0xA5;
-
-// A picture whose rows lie `stride` bytes apart; the bytes between them are guards.
-struct TestPicture {
-    TestPicture(int width, int height, int stride, std::uint64_t seed)
-        : bytes(static_cast<std::size_t>(stride) * static_cast<std::size_t>(height), kGuard),
-          picture{width, height, stride, nullptr} {
-        Random random(seed);
-        for (int y = 0; y < height; ++y) {
-            for (int i = 0; i < 3 * width; ++i) {
-                bytes[static_cast<std::size_t>(y * stride + i)] = random.byte();
-            }
-        }
-        picture.pixels = bytes.data();
-    }
-
-    std::vector<std::uint8_t> bytes;
-    Picture picture;
-};
-
-std::vector<std::uint8_t> packedPixels(const Picture& picture) {
-    std::vector<std::uint8_t> pixels;
-    for (int y = 0; y < picture.height; ++y) {
-        const std::uint8_t* row = picture.pixels + static_cast<std::ptrdiff_t>(y) * picture.stride;
-        pixels.insert(pixels.end(), row, row + 3 * picture.width);
-    }
-    return pixels;
-}
-
-// What readPicture made of a file, released at the end.
-struct Loaded {
-    explicit Loaded(const std::string& path) {
-        good = readPicture(path.c_str(), &picture, &problem);
-    }
-    ~Loaded() { freePicture(&picture); }
-    Loaded(const Loaded&) = delete;
-    Loaded& operator=(const Loaded&) = delete;
-
-    Picture picture;
-    Problem problem = {};
-    bool good;
-};
-
-void writeText(const std::string& path, const std::string& text) {
-    std::ofstream file(path, std::ios::binary);
-    file << text;
-    ASSERT_TRUE(file.flush());
-}
-
-void writeRawPng(const std::string& path, int width, int height, png_uint_32 format,
-                 const void* pixels) {
-    png_image image = {};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = static_cast<png_uint_32>(width);
-    image.height = static_cast<png_uint_32>(height);
-    image.format = format;
-    ASSERT_TRUE(png_image_write_to_file(&image, path.c_str(), 0, pixels, 0, nullptr));
-}
-
-std::string encodeJpeg(int width, int height, const std::vector<std::uint8_t>& pixels, int format,
-                       int subsampling) {
-    tjhandle encoder = tjInitCompress();
-    unsigned char* data = nullptr;
-    unsigned long size = 0;
-    EXPECT_EQ(tjCompress2(encoder, pixels.data(), width, 0, height, format, &data, &size,
-                          subsampling, 95, 0),
-              0);
-    const std::string file(reinterpret_cast<const char*>(data), size);
-    tjFree(data);
-    tjDestroy(encoder);
-    return file;
-}
-
-void expectRefusal(const std::string& path, const std::string& reason) {
-    const Loaded loaded(path);
-    EXPECT_FALSE(loaded.good) << path;
-    EXPECT_EQ(std::string(loaded.problem.text).substr(0, reason.size()), reason);
-    EXPECT_EQ(std::string(loaded.problem.text).find('\n'), std::string::npos);
-    EXPECT_EQ(loaded.picture.pixels, nullptr);
-    EXPECT_EQ(loaded.picture.width, 0);
-}
-
-std::string bigEndian(std::uint32_t value) {
-    return {static_cast<char>(value >> 24), static_cast<char>(value >> 16),
-            static_cast<char>(value >> 8), static_cast<char>(value)};
-}
-
-std::string pngChunk(const std::string& type, const std::string& data) {
-    const std::string checked = type + data;
-    const auto* bytes = reinterpret_cast<const Bytef*>(checked.data());
-    return bigEndian(static_cast<std::uint32_t>(data.size())) + checked +
-           bigEndian(
-               static_cast<std::uint32_t>(crc32(0, bytes, static_cast<uInt>(checked.size()))));
-}
-
-}  // namespace
 
 TEST(PictureFile, pngBringsBackEveryByte) {
     const TemporaryFolder folder;
     const std::string path = folder.prefix() + "a.png";
     for (const auto& [width, height] : {std::pair{1, 1}, {2, 3}, {7, 5}, {64, 33}}) {
         const TestPicture source(width, height, 3 * width, 1);
-        Problem problem;
-        ASSERT_TRUE(writePng(path.c_str(), &source.picture, &problem)) << problem.text;
+        ASSERT_TRUE(isSaved(path, source.picture));
         const Loaded loaded(path);
         ASSERT_TRUE(loaded.good) << loaded.problem.text;
         EXPECT_EQ(loaded.picture.width, width);
@@ -135,9 +31,8 @@ TEST(PictureFile, pngBringsBackEveryByte) {
 TEST(PictureFile, bytesBetweenRowsAreNotWritten) {
     const TemporaryFolder folder;
     const TestPicture source(5, 4, 29, 2);
-    Problem problem;
     const std::string png = folder.prefix() + "a.png";
-    ASSERT_TRUE(writePng(png.c_str(), &source.picture, &problem)) << problem.text;
+    ASSERT_TRUE(isSaved(png, source.picture));
     const Loaded loaded(png);
     ASSERT_TRUE(loaded.good) << loaded.problem.text;
     EXPECT_EQ(packedPixels(loaded.picture), packedPixels(source.picture));
@@ -148,8 +43,8 @@ TEST(PictureFile, bytesBetweenRowsAreNotWritten) {
     std::memcpy(packed.bytes.data(), pixels.data(), pixels.size());
     const std::string first = folder.prefix() + "a.jpg";
     const std::string second = folder.prefix() + "b.jpg";
-    ASSERT_TRUE(writeJpeg(first.c_str(), &source.picture, 90, &problem)) << problem.text;
-    ASSERT_TRUE(writeJpeg(second.c_str(), &packed.picture, 90, &problem)) << problem.text;
+    ASSERT_TRUE(isSaved(first, source.picture, 90));
+    ASSERT_TRUE(isSaved(second, packed.picture, 90));
     EXPECT_EQ(readFile(first), readFile(second));
 }
 
@@ -175,13 +70,10 @@ TEST(PictureFile, firstByteOfAPixelIsBlue) {
 TEST(PictureFile, firstBytesDecideAndNotTheName) {
     const TemporaryFolder folder;
     const TestPicture source(16, 16, 48, 3);
-    Problem problem;
     const std::string png = folder.prefix() + "really-png.jpg";
     const std::string jpeg = folder.prefix() + "really-jpeg.png";
-    ASSERT_TRUE(writePng(png.c_str(), &source.picture, &problem));
-    ASSERT_TRUE(writeJpeg(jpeg.c_str(), &source.picture, 90, &problem));
-    EXPECT_TRUE(Loaded(png).good);
-    EXPECT_TRUE(Loaded(jpeg).good);
+    ASSERT_TRUE(isSaved(png, source.picture) && isSaved(jpeg, source.picture, 90));
+    EXPECT_TRUE(Loaded(png).good && Loaded(jpeg).good);
 }
 
 TEST(PictureFile, jpegStaysCloseAndQualityCounts) {
@@ -195,11 +87,10 @@ TEST(PictureFile, jpegStaysCloseAndQualityCounts) {
             pixel[2] = static_cast<std::uint8_t>(6 * y);
         }
     }
-    Problem problem;
     const std::string fine = folder.prefix() + "fine.jpg";
     const std::string coarse = folder.prefix() + "coarse.jpg";
-    ASSERT_TRUE(writeJpeg(fine.c_str(), &source.picture, 95, &problem));
-    ASSERT_TRUE(writeJpeg(coarse.c_str(), &source.picture, 10, &problem));
+    ASSERT_TRUE(isSaved(fine, source.picture, 95));
+    ASSERT_TRUE(isSaved(coarse, source.picture, 10));
     EXPECT_LT(readFile(coarse).size(), readFile(fine).size());
     const Loaded loaded(fine);
     ASSERT_TRUE(loaded.good);
@@ -257,16 +148,17 @@ TEST(PictureFile, filesThatAreNotPicturesAreRefused) {
     expectRefusal(path, "is a damaged PNG: ");
     writeText(path, "\xFF\xD8\xFF");
     expectRefusal(path, "is a damaged JPEG: ");
+    writeText(path, encodeJpeg(8, 8, std::vector<std::uint8_t>(256, 90), TJPF_CMYK, TJSAMP_444));
+    expectRefusal(path, "is a JPEG in printing colours");
 }
 
 TEST(PictureFile, picturesThatAreCutOffAreRefused) {
     const TemporaryFolder folder;
     const TestPicture source(40, 40, 120, 5);
-    Problem problem;
     const std::string path = folder.prefix() + "a";
-    ASSERT_TRUE(writePng(path.c_str(), &source.picture, &problem));
+    ASSERT_TRUE(isSaved(path, source.picture));
     const std::string png = readFile(path);
-    ASSERT_TRUE(writeJpeg(path.c_str(), &source.picture, 90, &problem));
+    ASSERT_TRUE(isSaved(path, source.picture, 90));
     const std::string jpeg = readFile(path);
     for (std::size_t eighth = 1; eighth < 8; ++eighth) {
         writeText(path, png.substr(0, png.size() * eighth / 8));
@@ -297,23 +189,15 @@ TEST(PictureFile, hugePicturesAreRefusedByTheirHeader) {
     expectRefusal(path, "is too large: 60000 x 60000 pixels");
 }
 
-TEST(PictureFile, printingColoursAreRefused) {
-    const TemporaryFolder folder;
-    const std::string path = folder.prefix() + "a.jpg";
-    writeText(path, encodeJpeg(8, 8, std::vector<std::uint8_t>(256, 90), TJPF_CMYK, TJSAMP_444));
-    expectRefusal(path, "is a JPEG in printing colours");
-}
-
 TEST(PictureFile, filesThatCannotBeCreatedAreReported) {
     const TestPicture source(2, 2, 6, 6);
-    const std::string start = "cannot be created: ";
     const char* path = "/nowhere/at/all.png";
     Problem problem = {};
     EXPECT_FALSE(writePng(path, &source.picture, &problem));
-    EXPECT_EQ(std::string(problem.text).substr(0, start.size()), start);
+    EXPECT_TRUE(std::string(problem.text).starts_with("cannot be created: ")) << problem.text;
     problem = {};
     EXPECT_FALSE(writeJpeg(path, &source.picture, 90, &problem));
-    EXPECT_EQ(std::string(problem.text).substr(0, start.size()), start);
+    EXPECT_TRUE(std::string(problem.text).starts_with("cannot be created: ")) << problem.text;
 }
 
 TEST(PictureFile, freeingTwiceHasNoEffect) {

@@ -6,12 +6,12 @@
 
 namespace {
 
-// |value|; throws where it is no integer below the limit, which keeps all sums here far from
+// |value|; throws where it is not an integer below the limit, which keeps all sums here far from
 // overflow.
 std::int64_t magnitude(float value, const std::string& where) {
     const float size = std::abs(value);
     if (!(size < static_cast<float>(kExactLimit)) || std::trunc(size) != size) {
-        throw std::runtime_error(where + ": a number that is no small integer");
+        throw std::runtime_error(where + ": a number that is not a small integer");
     }
     return static_cast<std::int64_t>(size);
 }

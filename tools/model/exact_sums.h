@@ -21,7 +21,7 @@ struct LargestSum {
 // any picture: pixels from 0 to 255 less the mean image, through the given weights. Below
 // kExactLimit no partial sum of any order of additions, fused or not, is ever rounded.
 //
-// Throws std::runtime_error where a number is no integer. May return as soon as the limit is
+// Throws std::runtime_error where a number is not an integer. May return as soon as the limit is
 // reached.
 LargestSum largestSum(const NetPlan& plan, const NetNumbers& numbers,
                       const std::vector<float>& meanImage);

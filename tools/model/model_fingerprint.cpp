@@ -21,7 +21,7 @@ std::vector<char> contentsOf(const fs::path& path, const ModelFile& file) {
     stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     bytes.resize(static_cast<std::size_t>(stream.gcount()));
     if (bytes.size() != size) {
-        throw std::runtime_error(path.string() + ": has not the " + std::to_string(size) +
+        throw std::runtime_error(path.string() + ": does not have the " + std::to_string(size) +
                                  " bytes of its kind");
     }
     return bytes;

@@ -89,7 +89,7 @@ std::span<const std::uint8_t> verifiedContent(const Bytes& bytes, Fail fail) {
     if (magicBytes == 0 ||
         !std::equal(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(magicBytes),
                     kMagic.begin())) {
-        fail("is no packed model");
+        fail("is not a packed model");
     }
     if (bytes.size() < kHeadBytes) {
         fail("is truncated");

@@ -99,7 +99,7 @@ LayerPlan planLayer(const std::string& name, const DescriptionSection* described
     for (const std::string& input : section.list("inputs")) {
         const auto found = std::find_if(
             plan.begin(), plan.end(), [&](const LayerPlan& other) { return other.name == input; });
-        section.require(found != plan.end(), "input " + input + " is no earlier layer");
+        section.require(found != plan.end(), "input " + input + " is not an earlier layer");
         layer.inputs.push_back(static_cast<std::size_t>(found - plan.begin()));
     }
 

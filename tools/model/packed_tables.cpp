@@ -55,7 +55,7 @@ RowFactors factorRows(std::span<const float> a, std::span<const float> b, std::s
     };
     if (!isMultiple(a, lengthA, factors.a) || !isMultiple(b, lengthB, factors.b)) {
         throw std::runtime_error("row " + std::to_string(row) +
-                                 " of 6-1 is no multiple of the row of 6-2");
+                                 " of 6-1 is not a multiple of the row of 6-2");
     }
     return factors;
 }

@@ -79,7 +79,7 @@ TEST(DrawnModel, integerNetworksHoldSmallIntegersInEveryRow) {
     }
 }
 
-TEST(DrawnModel, integerMeanImagesAreAroundMidGrey) {
+TEST(DrawnModel, meanImagesAreAroundMidGrey) {
     const std::vector<float> image = drawMeanImage(5, "0-1-0", 9075);
     ASSERT_EQ(image.size(), 9075U);
     EXPECT_EQ(*std::min_element(image.begin(), image.end()), 96.0F);

@@ -16,17 +16,17 @@ class ExactSums : public testing::Test {
         for (const LayerPlan& layer : plan) {
             LayerNumbers layerNumbers;
             for (const MatrixShape& shape : layer.weights) {
-                layerNumbers.weights.emplace_back(
-                    static_cast<std::size_t>(shape.rows) * static_cast<std::size_t>(shape.cols),
-                    0.0F);
+                layerNumbers.weights.push_back(zeros(shape));
             }
             for (const MatrixShape& shape : layer.biases) {
-                layerNumbers.biases.assign(
-                    static_cast<std::size_t>(shape.rows) * static_cast<std::size_t>(shape.cols),
-                    0.0F);
+                layerNumbers.biases = zeros(shape);
             }
             numbers.push_back(layerNumbers);
         }
+    }
+
+    static std::vector<float> zeros(const MatrixShape& shape) {
+        return std::vector<float>(static_cast<std::size_t>(shape.rows * shape.cols), 0.0F);
     }
 
     // Positions of the layers with weights.
@@ -99,7 +99,7 @@ TEST_F(ExactSums, hugeNumbersDoNotOverflow) {
     EXPECT_GE(largestSum(plan, numbers, mean).value, kExactLimit);
 }
 
-TEST_F(ExactSums, whatIsNoSmallIntegerIsRefused) {
+TEST_F(ExactSums, whatIsNotASmallIntegerIsRefused) {
     for (const float value : {0.5F, -1.25F, 16777216.0F, std::numeric_limits<float>::infinity(),
                               std::numeric_limits<float>::quiet_NaN()}) {
         NetNumbers wrong = numbers;

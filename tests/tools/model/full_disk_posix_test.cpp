@@ -5,13 +5,13 @@
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "model/model_file_writer.h"
 #include "model/model_maker.h"
 #include "support/temporary_folder.h"
+#include "support/thrown.h"
 
 // No file may grow beyond 100 kB for a while, which stops the work like a full disk.
 TEST(ModelMaker, failedWriteLeavesNothing) {
@@ -21,15 +21,11 @@ TEST(ModelMaker, failedWriteLeavesNothing) {
     const auto formerHandler = std::signal(SIGXFSZ, SIG_IGN);
     const rlimit small = {100000, before.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    std::string words;
-    try {
-        ModelRequest request;
-        request.folder = parent.path() / "model";
-        request.weights = WeightKind::integer;
-        makeModel(request, [](int, int, const std::string&) {});
-    } catch (const std::runtime_error& problem) {
-        words = problem.what();
-    }
+    ModelRequest request;
+    request.folder = parent.path() / "model";
+    request.weights = WeightKind::integer;
+    const std::string words =
+        reasonOf([&] { makeModel(request, [](int, int, const std::string&) {}); });
     setrlimit(RLIMIT_FSIZE, &before);
     std::signal(SIGXFSZ, formerHandler);
     EXPECT_NE(words.find("cannot write"), std::string::npos) << words;
@@ -44,12 +40,7 @@ TEST(ModelFileWriter, fullDiskIsNoticedForSmallAndLargeFiles) {
     for (const std::int32_t count : {1, 100000}) {
         const ModelFile file = {"b", ModelFileKind::biases, 1, "fc", 1, count};
         const std::vector<float> values(static_cast<std::size_t>(count), 1.0F);
-        std::string words;
-        try {
-            writeModelFile("/dev/full", file, values);
-        } catch (const std::runtime_error& problem) {
-            words = problem.what();
-        }
-        EXPECT_EQ(words, "cannot write /dev/full: No space left on device");
+        EXPECT_EQ(reasonOf([&] { writeModelFile("/dev/full", file, values); }),
+                  "cannot write /dev/full: No space left on device");
     }
 }

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -18,136 +18,115 @@
 
 namespace fs = std::filesystem;
 
-static const ModelFile kWeights = {"w", ModelFileKind::weights, 1, "fc", 2, 3};
-static const ModelFile kImage = {"m", ModelFileKind::meanImage, 1, "", 1, 5};
-static const ModelFile kTable = {"t", ModelFileKind::projection, 0, "", 2, 2};
+namespace {
 
-class ModelCheck : public testing::Test {
-  protected:
-    void write(const ModelFile& file) {
-        writeModelFile(path, file,
-                       std::vector<float>(static_cast<std::size_t>(floatCount(file)), 1.5F));
-    }
+const ModelFile kWeights = {"w", ModelFileKind::weights, 1, "fc", 2, 3};
+const ModelFile kImage = {"m", ModelFileKind::meanImage, 1, "", 1, 5};
+const ModelFile kTable = {"t", ModelFileKind::projection, 0, "", 2, 2};
 
-    // Puts a value over the 4 bytes at `offset`.
-    template <typename T>
-    void overwrite(std::streamoff offset, T value) {
-        static_assert(sizeof(T) == 4);
-        std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
-        stream.seekp(offset);
-        stream.write(reinterpret_cast<const char*>(&value), sizeof value);
-    }
-
-    TemporaryFolder folder;
-    fs::path path = folder.path() / "file";
-};
-
-TEST_F(ModelCheck, goodFilesHaveNoFaults) {
-    for (const ModelFile& file : {kWeights, kImage, kTable}) {
-        write(file);
-        EXPECT_EQ(faultsOf(path, file), "");
-    }
+// Puts a value over the 4 bytes at `offset`.
+template <typename T>
+void overwrite(const fs::path& path, std::streamoff offset, T value) {
+    static_assert(sizeof(T) == 4);
+    std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
+    stream.seekp(offset);
+    stream.write(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
-TEST_F(ModelCheck, missingFile) {
-    EXPECT_EQ(faultsOf(path, kWeights), "missing");
+using Damage = std::function<void(const fs::path&)>;
+
+Damage sized(std::uintmax_t size) {
+    return [size](const fs::path& path) { fs::resize_file(path, size); };
 }
 
-TEST_F(ModelCheck, folderInPlaceOfAFile) {
-    fs::create_directory(path);
-    EXPECT_EQ(faultsOf(path, kWeights), "not a file");
+Damage text(const std::string& content) {
+    return [content](const fs::path& path) { std::ofstream(path, std::ios::binary) << content; };
 }
 
-TEST_F(ModelCheck, shortFiles) {
-    write(kWeights);
-    fs::resize_file(path, 31);
-    EXPECT_EQ(faultsOf(path, kWeights), "31 bytes, 1 too few");
-    fs::resize_file(path, 7);
-    EXPECT_EQ(faultsOf(path, kWeights), "7 bytes, 25 too few");
-    fs::resize_file(path, 0);
-    EXPECT_EQ(faultsOf(path, kWeights), "0 bytes, 32 too few");
+template <typename T>
+Damage value(std::streamoff offset, T number) {
+    return [=](const fs::path& path) { overwrite(path, offset, number); };
 }
 
-TEST_F(ModelCheck, longFiles) {
-    for (const ModelFile& file : {kWeights, kImage, kTable}) {
-        write(file);
-        const std::uintmax_t size = fs::file_size(path);
-        fs::resize_file(path, size + 3);
-        EXPECT_EQ(faultsOf(path, file), std::to_string(size + 3) + " bytes, 3 too many");
-    }
-}
-
-TEST_F(ModelCheck, wrongShapes) {
-    write(kWeights);
-    overwrite<std::int32_t>(0, 3);
-    overwrite<std::int32_t>(4, 2);
-    EXPECT_EQ(faultsOf(path, kWeights), "shape 3 x 2, not 2 x 3");
-    overwrite<std::int32_t>(0, -1);
-    EXPECT_EQ(faultsOf(path, kWeights), "shape -1 x 2, not 2 x 3");
-}
-
-TEST_F(ModelCheck, wrongCounts) {
-    write(kImage);
-    overwrite<std::int32_t>(0, 6);
-    EXPECT_EQ(faultsOf(path, kImage), "count 6, not 5");
-}
-
-TEST_F(ModelCheck, valuesThatAreNotFinite) {
-    write(kTable);
-    overwrite(12, std::numeric_limits<float>::quiet_NaN());
-    EXPECT_EQ(faultsOf(path, kTable), "1 value is not finite, the first at index 3");
-    overwrite(4, -std::numeric_limits<float>::infinity());
-    EXPECT_EQ(faultsOf(path, kTable), "2 values are not finite, the first at index 1");
-    write(kWeights);
-    overwrite(8, std::numeric_limits<float>::infinity());
-    EXPECT_EQ(faultsOf(path, kWeights), "1 value is not finite, the first at index 0");
-    overwrite(8, std::numeric_limits<float>::max());
-    EXPECT_EQ(faultsOf(path, kWeights), "");
-}
-
-TEST_F(ModelCheck, textInPlaceOfData) {
-    const auto writeText = [this](const std::string& text) {
-        std::ofstream(path, std::ios::binary) << text;
+Damage both(const Damage& first, const Damage& second) {
+    return [=](const fs::path& path) {
+        first(path);
+        second(path);
     };
+}
+
+}  // namespace
+
+TEST(ModelCheck, eachDamageHasItsWords) {
+    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
     const std::string pointer =
         "version https://example.org/large-files/v1\noid sha256:0123\nsize 32\n";
-    writeText(pointer);
-    EXPECT_EQ(faultsOf(path, kWeights), std::to_string(pointer.size()) + " bytes, " +
-                                            std::to_string(pointer.size() - 32) +
-                                            " too many; a text pointer to a large file instead of "
-                                            "the file itself");
-    writeText("<html>404</html>\r\n");
-    EXPECT_EQ(faultsOf(path, kWeights), "18 bytes, 14 too few; text instead of data");
-    writeText("version");
-    EXPECT_EQ(faultsOf(path, kWeights), "7 bytes, 25 too few; text instead of data");
+    const struct {
+        ModelFile file;
+        Damage damage;
+        std::string words;
+    } damages[] = {
+        {kWeights, [](const fs::path&) {}, ""},
+        {kImage, [](const fs::path&) {}, ""},
+        {kTable, [](const fs::path&) {}, ""},
+        {kWeights, value(8, std::numeric_limits<float>::max()), ""},
+        {kWeights, [](const fs::path& path) { fs::remove(path); }, "missing"},
+        {kWeights,
+         [](const fs::path& path) {
+             fs::remove(path);
+             fs::create_directory(path);
+         },
+         "not a file"},
+        {kWeights, sized(31), "31 bytes, 1 too few"},
+        {kWeights, sized(7), "7 bytes, 25 too few"},
+        {kWeights, sized(0), "0 bytes, 32 too few"},
+        {kWeights, sized(35), "35 bytes, 3 too many"},
+        {kImage, sized(27), "27 bytes, 3 too many"},
+        {kTable, sized(19), "19 bytes, 3 too many"},
+        {kWeights, value<std::int32_t>(0, 3), "shape 3 x 3, not 2 x 3"},
+        {kWeights, value<std::int32_t>(4, 2), "shape 2 x 2, not 2 x 3"},
+        {kWeights, value<std::int32_t>(0, -1), "shape -1 x 3, not 2 x 3"},
+        {kImage, value<std::int32_t>(0, 6), "count 6, not 5"},
+        {kTable, value(12, kNaN), "1 value is not finite, the first at index 3"},
+        {kTable, both(value(12, kNaN), value(4, -kInfinity)),
+         "2 values are not finite, the first at index 1"},
+        {kWeights, value(8, kInfinity), "1 value is not finite, the first at index 0"},
+        {kWeights, text(pointer),
+         std::to_string(pointer.size()) + " bytes, " + std::to_string(pointer.size() - 32) +
+             " too many; a text pointer to a large file instead of the file itself"},
+        {kWeights, text("<html>404</html>\r\n"), "18 bytes, 14 too few; text instead of data"},
+        {kWeights, text("version"), "7 bytes, 25 too few; text instead of data"},
+        {kWeights, both(both(value<std::int32_t>(4, 4), value(8, kNaN)), sized(28)),
+         "28 bytes, 4 too few; shape 2 x 4, not 2 x 3; "
+         "1 value is not finite, the first at index 0"},
+    };
+    for (const auto& [file, damage, words] : damages) {
+        const TemporaryFolder folder;
+        const fs::path path = folder.path() / "file";
+        writeModelFile(path, file,
+                       std::vector<float>(static_cast<std::size_t>(floatCount(file)), 1.5F));
+        damage(path);
+        EXPECT_EQ(faultsOf(path, file), words);
+    }
 }
 
-TEST_F(ModelCheck, severalFaultsOfOneFileStandInOneLine) {
-    write(kWeights);
-    overwrite<std::int32_t>(4, 4);
-    overwrite(8, std::numeric_limits<float>::quiet_NaN());
-    fs::resize_file(path, 28);
-    EXPECT_EQ(faultsOf(path, kWeights),
-              "28 bytes, 4 too few; shape 2 x 4, not 2 x 3; "
-              "1 value is not finite, the first at index 0");
-}
-
-TEST_F(ModelCheck, missingFolderIsNoListOfMissingFiles) {
+TEST(ModelCheck, aMissingFolderIsNotAListOfMissingFiles) {
+    const TemporaryFolder folder;
     EXPECT_THROW(checkModelFolder(folder.path() / "absent"), std::runtime_error);
-    write(kWeights);
-    EXPECT_THROW(checkModelFolder(path), std::runtime_error);
-}
+    std::ofstream(folder.path() / "file") << "x";
+    EXPECT_THROW(checkModelFolder(folder.path() / "file"), std::runtime_error);
 
-TEST_F(ModelCheck, emptyFolderLacksEveryFile) {
     const std::vector<std::string> lines = checkModelFolder(folder.path());
     ASSERT_EQ(lines.size(), 303U);
     EXPECT_EQ(lines.front(), "0-1-0: missing");
     EXPECT_EQ(lines.back(), "5-25-3: missing");
 }
 
-TEST_F(ModelCheck, damageOfAWholeModelIsListedFileByFile) {
+TEST(ModelCheck, damageOfAWholeModelIsListedFileByFile) {
+    const TemporaryFolder parent;
     ModelRequest request;
-    request.folder = folder.path() / "model";
+    request.folder = parent.path() / "model";
     request.weights = WeightKind::integer;
     makeModel(request, [](int, int, const std::string&) {});
     EXPECT_TRUE(checkModelFolder(request.folder).empty());
@@ -155,10 +134,8 @@ TEST_F(ModelCheck, damageOfAWholeModelIsListedFileByFile) {
     std::ofstream(request.folder / "notes") << "other files do not matter";
     fs::remove(request.folder / "6-0");
     fs::resize_file(request.folder / "6-1", 8000);
-    path = request.folder / "0-3-0";
-    overwrite<std::int32_t>(0, 9075);
-    path = request.folder / "5-25-3";
-    overwrite(8 + 4 * 159, std::numeric_limits<float>::quiet_NaN());
+    overwrite<std::int32_t>(request.folder / "0-3-0", 0, 9075);
+    overwrite(request.folder / "5-25-3", 8 + 4 * 159, std::numeric_limits<float>::quiet_NaN());
     fs::remove(request.folder / "1-4-1");
     fs::copy_file(request.folder / "1-1-1", request.folder / "1-4-1");
     EXPECT_EQ(checkModelFolder(request.folder),

@@ -5,28 +5,18 @@
 
 #include <filesystem>
 #include <fstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
+#include "support/thrown.h"
 
 static std::string bytesOf(const std::vector<std::int32_t>& header,
                            const std::vector<float>& values) {
     std::string bytes(reinterpret_cast<const char*>(header.data()), 4 * header.size());
     bytes.append(reinterpret_cast<const char*>(values.data()), 4 * values.size());
     return bytes;
-}
-
-static std::string problemWith(const std::filesystem::path& path, const ModelFile& file,
-                               const std::vector<float>& values) {
-    try {
-        writeModelFile(path, file, values);
-    } catch (const std::exception& problem) {
-        return problem.what();
-    }
-    return "no problem";
 }
 
 TEST(ModelFileWriter, writesHeaderAndFloatsAndNothingElse) {
@@ -49,17 +39,14 @@ TEST(ModelFileWriter, replacesALongerFile) {
     EXPECT_EQ(readFile(path), bytesOf({1, 1}, {1.0F}));
 }
 
-TEST(ModelFileWriter, wrongNumberOfValuesIsRefused) {
+TEST(ModelFileWriter, namesWhatItCannotWrite) {
     const TemporaryFolder folder;
-    const std::filesystem::path path = folder.path() / "file";
-    EXPECT_EQ(problemWith(path, {"b", ModelFileKind::biases, 1, "fc", 1, 2}, {1.0F}),
+    const std::string absent = folder.prefix() + "absent/file";
+    const ModelFile one = {"b", ModelFileKind::biases, 1, "fc", 1, 1};
+    const ModelFile two = {"b", ModelFileKind::biases, 1, "fc", 1, 2};
+    EXPECT_EQ(reasonOf([&] { writeModelFile(folder.path() / "file", two, {1.0F}); }),
               "b: 1 values for a file of 2");
-    EXPECT_FALSE(std::filesystem::exists(path));
-}
-
-TEST(ModelFileWriter, pathThatCannotBeOpenedIsNamed) {
-    const TemporaryFolder folder;
-    const std::string path = folder.prefix() + "absent/file";
-    EXPECT_EQ(problemWith(path, {"b", ModelFileKind::biases, 1, "fc", 1, 1}, {1.0F}),
-              "cannot write " + path + ": No such file or directory");
+    EXPECT_FALSE(std::filesystem::exists(folder.path() / "file"));
+    EXPECT_EQ(reasonOf([&] { writeModelFile(absent, one, {1.0F}); }),
+              "cannot write " + absent + ": No such file or directory");
 }

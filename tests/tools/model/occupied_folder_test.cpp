@@ -5,41 +5,41 @@
 
 #include <filesystem>
 #include <fstream>
-#include <stdexcept>
 #include <string>
 
 #include "support/temporary_folder.h"
+#include "support/thrown.h"
 
-namespace fs = std::filesystem;
-
-static std::string problemWith(const fs::path& folder, bool replace) {
-    try {
-        refuseOccupied(folder, replace);
-    } catch (const std::runtime_error& problem) {
-        return problem.what();
+TEST(OccupiedFolder, onlyFreePlacesAndModelsMayBeTaken) {
+    const TemporaryFolder parent;
+    const std::filesystem::path model = parent.path() / "model";
+    const std::filesystem::path mixed = parent.path() / "mixed";
+    for (const std::filesystem::path& folder : {model, mixed, parent.path() / "empty"}) {
+        std::filesystem::create_directory(folder);
     }
-    return "";
-}
-
-TEST(OccupiedFolder, absentAndEmptyFoldersAreFree) {
-    const TemporaryFolder parent;
-    EXPECT_EQ(problemWith(parent.path() / "absent", false), "");
-    EXPECT_EQ(problemWith(parent.path(), false), "");
-    EXPECT_EQ(problemWith("", false), "the name of the folder is empty");
-}
-
-TEST(OccupiedFolder, aModelIsReplacedWhereThatIsWanted) {
-    const TemporaryFolder parent;
-    std::ofstream(parent.path() / "6-1") << "x";
-    EXPECT_EQ(problemWith(parent.path(), false), parent.path().string() + " is not empty");
-    EXPECT_EQ(problemWith(parent.path(), true), "");
-}
-
-TEST(OccupiedFolder, anythingElseStays) {
-    const TemporaryFolder parent;
-    std::ofstream(parent.path() / "letter") << "x";
-    EXPECT_EQ(problemWith(parent.path(), true),
-              parent.path().string() + " holds letter, which is not a model file: it is not replaced");
-    EXPECT_EQ(problemWith(parent.path() / "letter", true),
-              (parent.path() / "letter").string() + " already exists and is not a folder");
+    std::ofstream(model / "6-1") << "x";
+    std::ofstream(mixed / "6-1") << "x";
+    std::ofstream(mixed / "letter") << "x";
+    const struct {
+        std::filesystem::path folder;
+        bool replace;
+        std::string reason;
+    } places[] = {
+        {"", false, "the name of the folder is empty"},
+        {parent.path() / "absent", false, ""},
+        {parent.path() / "empty", false, ""},
+        {model, false, model.string() + " is not empty"},
+        {model, true, ""},
+        {mixed, true,
+         mixed.string() + " holds letter, which is not a model file: it is not replaced"},
+        {mixed / "letter", false,
+         (mixed / "letter").string() + " already exists and is not a folder"},
+        {mixed / "letter", true,
+         (mixed / "letter").string() + " already exists and is not a folder"},
+    };
+    for (const auto& [folder, replace, reason] : places) {
+        EXPECT_EQ(
+            reasonOf([&folder = folder, &replace = replace] { refuseOccupied(folder, replace); }),
+            reason);
+    }
 }

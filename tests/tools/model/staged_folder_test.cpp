@@ -1,105 +1,93 @@
-// A folder that is there with all its files or not at all.
+// A folder that exists with all its files or not at all.
 #include "model/staged_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
-#include <set>
+#include <map>
 #include <stdexcept>
 #include <string>
 
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
+#include "support/thrown.h"
 
 namespace fs = std::filesystem;
 
-static void put(const fs::path& path, const std::string& text) {
-    std::ofstream(path) << text;
-}
+namespace {
 
-static std::string get(const fs::path& path) {
-    std::string text;
-    std::getline(std::ifstream(path), text);
-    return text;
-}
+// Where the folder is to stand, and what is there.
+class StagedFolderTest : public testing::Test {
+  protected:
+    static void put(const fs::path& path, const std::string& text) { std::ofstream(path) << text; }
 
-static std::set<std::string> namesIn(const fs::path& folder) {
-    std::set<std::string> names;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        names.insert(entry.path().filename().string());
+    void makeFormer() const {
+        fs::create_directory(target);
+        put(target / "old", "1");
     }
-    return names;
-}
 
-TEST(StagedFolder, commitPutsTheFolderInPlace) {
+    // All files below the parent, which holds one folder at most, with their contents.
+    std::map<std::string, std::string> files() const {
+        std::map<std::string, std::string> found;
+        for (const fs::directory_entry& entry : fs::recursive_directory_iterator(parent.path())) {
+            const std::string name =
+                entry.path().lexically_relative(parent.path()).generic_string();
+            found[name] = entry.is_directory() ? "" : readFile(entry.path().string());
+        }
+        return found;
+    }
+
+    using Files = std::map<std::string, std::string>;
     const TemporaryFolder parent;
-    StagedFolder staged(parent.path() / "model");
+    const fs::path target = parent.path() / "model";
+};
+
+}  // namespace
+
+TEST_F(StagedFolderTest, commitPutsTheFolderInPlace) {
+    StagedFolder staged(target);
     EXPECT_EQ(staged.path().parent_path(), fs::canonical(parent.path()));
     put(staged.path() / "a", "1");
-    EXPECT_FALSE(fs::exists(parent.path() / "model"));
+    EXPECT_FALSE(fs::exists(target));
     staged.commit();
-    EXPECT_EQ(namesIn(parent.path()), std::set<std::string>{"model"});
-    EXPECT_EQ(get(parent.path() / "model" / "a"), "1");
+    EXPECT_EQ(files(), (Files{{"model", ""}, {"model/a", "1"}}));
 }
 
-TEST(StagedFolder, withoutCommitNothingIsLeft) {
-    const TemporaryFolder parent;
+TEST_F(StagedFolderTest, withoutCommitNothingIsLeft) {
     {
-        const StagedFolder staged(parent.path() / "model");
+        const StagedFolder staged(target);
         put(staged.path() / "a", "1");
     }
-    EXPECT_TRUE(fs::is_empty(parent.path()));
+    EXPECT_TRUE(files().empty());
 }
 
-TEST(StagedFolder, aNameThatEndsInASeparatorIsTheSameFolder) {
-    const TemporaryFolder parent;
-    StagedFolder staged(parent.path() / "model" / "");
-    staged.commit();
-    EXPECT_EQ(namesIn(parent.path()), std::set<std::string>{"model"});
-}
-
-TEST(StagedFolder, takesThePlaceOfAnEmptyFolder) {
-    const TemporaryFolder parent;
-    fs::create_directory(parent.path() / "model");
-    StagedFolder staged(parent.path() / "model");
+TEST_F(StagedFolderTest, takesThePlaceOfAnEmptyFolderWithASeparatorAtItsEnd) {
+    fs::create_directory(target);
+    StagedFolder staged(target / "");
     put(staged.path() / "a", "1");
     staged.commit();
-    EXPECT_EQ(namesIn(parent.path()), std::set<std::string>{"model"});
-    EXPECT_EQ(get(parent.path() / "model" / "a"), "1");
+    EXPECT_EQ(files(), (Files{{"model", ""}, {"model/a", "1"}}));
 }
 
-TEST(StagedFolder, replacesAFormerFolderWithAllItsFiles) {
-    const TemporaryFolder parent;
-    fs::create_directory(parent.path() / "model");
-    put(parent.path() / "model" / "old", "1");
-    StagedFolder staged(parent.path() / "model");
+TEST_F(StagedFolderTest, replacesAFormerFolderWithAllItsFiles) {
+    makeFormer();
+    StagedFolder staged(target);
     put(staged.path() / "new", "2");
     staged.commit();
-    EXPECT_EQ(namesIn(parent.path()), std::set<std::string>{"model"});
-    EXPECT_EQ(namesIn(parent.path() / "model"), std::set<std::string>{"new"});
+    EXPECT_EQ(files(), (Files{{"model", ""}, {"model/new", "2"}}));
 }
 
-TEST(StagedFolder, theFormerFolderComesBackWhereTheNewOneCannotBePlaced) {
-    const TemporaryFolder parent;
-    fs::create_directory(parent.path() / "model");
-    put(parent.path() / "model" / "old", "1");
-    StagedFolder staged(parent.path() / "model");
+TEST_F(StagedFolderTest, theFormerFolderComesBackWhereTheNewOneCannotBePlaced) {
+    makeFormer();
+    StagedFolder staged(target);
     fs::remove(staged.path());
     EXPECT_THROW(staged.commit(), std::runtime_error);
-    EXPECT_EQ(namesIn(parent.path()), std::set<std::string>{"model"});
-    EXPECT_EQ(get(parent.path() / "model" / "old"), "1");
+    EXPECT_EQ(files(), (Files{{"model", ""}, {"model/old", "1"}}));
 }
 
-TEST(StagedFolder, aMissingParentIsNamed) {
-    const TemporaryFolder parent;
-    const fs::path target = parent.path() / "absent" / "model";
-    try {
-        const StagedFolder staged(target);
-        FAIL() << "no problem";
-    } catch (const std::runtime_error& problem) {
-        EXPECT_EQ(std::string(problem.what()),
-                  "cannot create a folder in " +
-                      (fs::canonical(parent.path()) / "absent").string() +
-                      ": No such file or directory");
-    }
+TEST_F(StagedFolderTest, aMissingParentIsNamed) {
+    EXPECT_EQ(reasonOf([this] { StagedFolder(target / "model"); }),
+              "cannot create a folder in " + (fs::canonical(parent.path()) / "model").string() +
+                  ": No such file or directory");
 }
