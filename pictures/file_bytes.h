@@ -29,7 +29,7 @@ typedef struct FileBytes {
     size_t size;
 } FileBytes;
 
-/* Reads all of a file, which may be a pipe. More than `limit` bytes are a problem, not a cut. */
+/* Reads all of a file, which may be a pipe. More than `limit` bytes are an error. */
 bool readFile(const char* path, size_t limit, FileBytes* bytes, Problem* problem);
 
 /* Creates or replaces a file. What a failed write leaves behind is not removed. */

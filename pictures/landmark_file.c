@@ -139,7 +139,7 @@ static bool parseEntry(Field text, int line, int* lineOfId, LandmarkRecord* land
         return fail(problem, "line %d: there is no landmark %ld", line, id);
     }
     if (lineOfId[place] != 0) {
-        return fail(problem, "line %d: landmark %ld already stands in line %d", line, id,
+        return fail(problem, "line %d: landmark %ld already appears in line %d", line, id,
                     lineOfId[place]);
     }
     entry.id = (int32_t)id;

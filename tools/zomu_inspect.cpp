@@ -40,7 +40,7 @@ int main(int argc, char** argv) {
             tool.addArgument("PICTURE", picture, "PNG or JPEG file");
             tool.addArgument("LANDMARKS", landmarks, "CSV file with id,x,y");
             tool.addArgument("OUTDIR", folder,
-                             "folder for landmarks.png and patches.png, made if missing");
+                             "folder for landmarks.png and patches.png, created if missing");
         },
         [&] { inspect(picture, landmarks, folder); });
 }

@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr int kSignalled = 128;  // plus the signal's number, as shells report it
+constexpr int kSignalled = 128;  // plus the number of the signal, as shells report it
 
 volatile std::sig_atomic_t g_signal = 0;
 
@@ -26,11 +26,11 @@ extern "C" void noteSignal(int signal) {
     g_signal = signal;
 }
 
-// Thrown between two steps, so that the unfinished folder is cleared away on the way out. No
-// std::exception: its exit status is another than that of a failure.
+// Thrown between two steps, so that the unfinished folder is removed on the way out. Not a
+// std::exception: its exit status differs from that of a failure.
 struct Interruption {};
 
-// A signal that whoever started the program wants ignored (nohup does) stays ignored.
+// A signal that was ignored when the program started, as under nohup, stays ignored.
 void catchSignal(int signal) {
     if (std::signal(signal, noteSignal) == SIG_IGN) {
         std::signal(signal, SIG_IGN);
@@ -139,16 +139,17 @@ struct Commands {
 
 Commands addCommands(Command& tool, Arguments& arguments) {
     const char* theFolder = "The folder";
-    const char* theNewFolder = "The folder; absent or empty";
+    const char* theNewFolder = "The folder; must be absent or empty";
     const char* thePack = "The packed model";
     const char* replaceModel = "Replace an existing model";
     ModelRequest& request = arguments.request;
 
     Command make = tool.addCommand("make", "Write a complete model folder");
     make.addArgument("DIR", arguments.folder, theNewFolder);
-    make.addOption("--seed", request.seed, "What all numbers follow from");
+    make.addOption("--seed", request.seed, "The seed of all numbers");
     make.addOption("--weights", arguments.weights, {"random", "integer"},
-                   "random: normal-like; integer: exact sums, the same bytes on every machine");
+                   "random: normal-like; integer: sums without rounding, so that templates are "
+                   "the same on every machine");
     make.addFlag("--force", request.replace, replaceModel);
 
     Command check = tool.addCommand("check", "Say what is wrong with a model folder");
@@ -158,8 +159,8 @@ Commands addCommands(Command& tool, Arguments& arguments) {
         "fingerprint", "Print the SHA-256 of all files, which tells one model from another");
     fingerprint.addArgument("DIR", arguments.folder, theFolder);
 
-    Command pack =
-        tool.addCommand("pack", "Write a model folder as one small file, with some loss");
+    Command pack = tool.addCommand(
+        "pack", "Write a model folder as one small file, which loses some accuracy");
     pack.addArgument("DIR", arguments.folder, theFolder);
     pack.addArgument("FILE", arguments.pack, thePack);
 

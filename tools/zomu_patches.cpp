@@ -41,7 +41,7 @@ void reportLine(const std::string& line) {
     std::fprintf(stderr, "zomu-patches: %s\n", line.c_str());
 }
 
-// The rows of the manifest that were not left out, with paths that do not hang on its folder.
+// The rows of the manifest that were used, with absolute paths.
 class StoredRows {
   public:
     void add(const ManifestRow& row) {
@@ -159,7 +159,7 @@ int main(int argc, char** argv) {
     std::optional<Command> cutCommand;
     std::optional<Command> describeCommand;
     const auto addFolder = [&](Command& command) {
-        command.addArgument("OUTDIR", folder, "folder for the files, made if missing");
+        command.addArgument("OUTDIR", folder, "folder for the files, created if missing");
     };
     const auto addManifest = [&](Command& command) {
         command.addArgument("MANIFEST", manifest, "CSV file with person,photo,landmarks");
@@ -172,8 +172,9 @@ int main(int argc, char** argv) {
             cutCommand = tool.addCommand(
                 "cut", "Write the patches of all photographs, before the mean image is subtracted");
             addManifest(*cutCommand);
-            Command featuresCommand = tool.addCommand(
-                "features", "Write the 8000 features of all photographs, by the model in place");
+            Command featuresCommand = tool.addCommand("features",
+                                                      "Write the 8000 features of all photographs, "
+                                                      "with the model that the library finds");
             addManifest(featuresCommand);
             describeCommand =
                 tool.addCommand("describe", "Write the descriptions of the 25 networks");

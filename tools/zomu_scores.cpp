@@ -136,8 +136,9 @@ int main(int argc, char** argv) {
         "zomu-scores", "Scores every photograph of a manifest against every other one.", argc, argv,
         [&](Command& tool) {
             tool.addArgument("MANIFEST", manifest, "CSV file with person,photo,landmarks");
-            tool.addArgument("OUTDIR", folder,
-                             "folder for templates.npy, scores.npy and faces.csv, made if missing");
+            tool.addArgument(
+                "OUTDIR", folder,
+                "folder for templates.npy, scores.npy and faces.csv, created if missing");
             tool.addFlag("--csv", asText, "Write scores.csv as well, a line for each pair");
         },
         [&] { score(manifest, folder, asText); });

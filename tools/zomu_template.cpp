@@ -23,7 +23,7 @@ struct Arguments {
     std::string second;
 };
 
-// The model is looked for where the library looks for it, and has to be complete.
+// The model is looked for where the library looks for it, and must be complete.
 void extract(const Arguments& arguments) {
     const FacePicture face = loadFacePicture(arguments.picture, arguments.landmarks);
     if (face.picture.width < 2 || face.picture.height < 2) {
@@ -77,11 +77,12 @@ int main(int argc, char** argv) {
             extractCommand = tool.addCommand("extract", "Write the template of a face");
             extractCommand->addArgument("PICTURE", arguments.picture, "PNG or JPEG file");
             extractCommand->addArgument("LANDMARKS", arguments.landmarks, "CSV file with id,x,y");
-            extractCommand->addArgument("FILE", arguments.output, "the template");
+            extractCommand->addArgument("FILE", arguments.output, "the template file to write");
             Command compareCommand = tool.addCommand(
                 "compare", "Print the score of two templates: the larger, the more alike");
-            compareCommand.addArgument("FIRST", arguments.first, "a template");
-            compareCommand.addArgument("SECOND", arguments.second, "a template of the same model");
+            compareCommand.addArgument("FIRST", arguments.first, "a template file");
+            compareCommand.addArgument("SECOND", arguments.second,
+                                       "another one, made with the same model");
         },
         [&] { extractCommand->isGiven() ? extract(arguments) : compare(arguments); });
 }

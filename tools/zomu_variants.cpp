@@ -45,8 +45,8 @@ int main(int argc, char** argv) {
         [&](Command& tool) {
             tool.addArgument("PICTURE", picture, "PNG or JPEG file");
             tool.addArgument("LANDMARKS", landmarks, "CSV file with id,x,y");
-            tool.addArgument("OUTDIR", folder, "folder for the pictures, made if missing");
-            tool.addOption("--seed", seed, "of the noise");
+            tool.addArgument("OUTDIR", folder, "folder for the pictures, created if missing");
+            tool.addOption("--seed", seed, "seed of the noise");
         },
         [&] { writeVariants(loadFacePicture(picture, landmarks), folder, seed); });
 }

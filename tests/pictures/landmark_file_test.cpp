@@ -176,7 +176,7 @@ TEST(LandmarkFile, namesTheLineOfEveryFault) {
                   {"99999999999999999999,1,2\n", "line 7: id is not a whole number"},
                   {"7,1,2\n", "line 7: there is no landmark 7"},
                   {"317,1,2\n", "line 7: there is no landmark 317"},
-                  {"5,1,2\n", "line 7: landmark 5 already stands in line 6"},
+                  {"5,1,2\n", "line 7: landmark 5 already appears in line 6"},
                   {"6,,2\n", "line 7: x is not a number"},
                   {"6,1,\n", "line 7: y is not a number"},
                   {"6,one,2\n", "line 7: x is not a number"},
@@ -202,7 +202,7 @@ TEST(LandmarkFile, namesTheLineOfEveryFault) {
     EXPECT_EQ(parse("id,x,y\nid,x,y\n").problem, "line 2: id is not a whole number");
     // There is no thirtieth landmark, so that one line too many repeats another.
     EXPECT_EQ(parse(linesWith(-1, "") + "316,1,2\n").problem,
-              "line 30: landmark 316 already stands in line 29");
+              "line 30: landmark 316 already appears in line 29");
 }
 
 TEST(LandmarkFile, missingFilesAreReported) {

@@ -21,10 +21,6 @@ void Command::addOption(const char* name, std::uint64_t& value, const char* help
     app->add_option(name, value, help)->check(notNegative)->capture_default_str();
 }
 
-void Command::addOption(const char* name, int& value, int smallest, int largest, const char* help) {
-    app->add_option(name, value, help)->check(CLI::Range(smallest, largest))->capture_default_str();
-}
-
 void Command::addOption(const char* name, std::string& value,
                         const std::vector<std::string>& choices, const char* help) {
     app->add_option(name, value, help)->check(CLI::IsMember(choices))->capture_default_str();
@@ -37,10 +33,6 @@ Command Command::addCommand(const char* name, const char* help) {
 
 bool Command::isGiven() const {
     return app->parsed();
-}
-
-bool Command::isGiven(const char* option) const {
-    return app->count(option) > 0;
 }
 
 int runTool(const char* name, const char* description, int argc, char** argv,
@@ -62,9 +54,6 @@ int runTool(const char* name, const char* description, int argc, char** argv,
         }
         work();
         return 0;
-    } catch (const WrongUsage& problem) {
-        std::fprintf(stderr, "%s: %s\n", name, problem.what());
-        return 2;
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "%s: %s\n", name, problem.what());
         return status;

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -13,13 +12,13 @@ namespace CLI {
 class App;
 }
 
-// A tool, or one of its commands. Values have to live until the tool has done its work; what they
-// hold before is what an option means that is not given.
+// A tool, or one of its commands. Values must live until the tool has done its work; what they hold
+// before is the default of their option.
 class Command {
   public:
     explicit Command(CLI::App& commandLine) : app(&commandLine) {}
 
-    // Has to be given, in the order of the calls.
+    // Must be given, in the order of the calls.
     void addArgument(const char* name, std::string& value, const char* help);
 
     void addFlag(const char* name, bool& value, const char* help);
@@ -27,31 +26,22 @@ class Command {
     // A number that is not negative.
     void addOption(const char* name, std::uint64_t& value, const char* help);
 
-    // A number from `smallest` to `largest`.
-    void addOption(const char* name, int& value, int smallest, int largest, const char* help);
-
     void addOption(const char* name, std::string& value, const std::vector<std::string>& choices,
                    const char* help);
 
-    // Of the commands of a tool, one has to be given.
+    // One of a tool's commands must be given.
     Command addCommand(const char* name, const char* help);
 
-    // After the command line was read: whether this command, or this option of it, was in it.
+    // After the command line was read: whether it named this command.
     bool isGiven() const;
-    bool isGiven(const char* option) const;
 
   private:
     CLI::App* app;
 };
 
-// For `work` to throw: options that cannot go together.
-class WrongUsage : public std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
 // `addOptions` says what the tool takes, `work` does it. Returns the exit status: 0 done, 1 the
-// work failed, 2 the command line was wrong. Problems go to standard error behind `name`; what is
-// no std::exception is left to the caller.
+// work failed, 2 the command line was wrong. Problems go to standard error after `name`; what is
+// not a std::exception is left to the caller.
 int runTool(const char* name, const char* description, int argc, char** argv,
             const std::function<void(Command&)>& addOptions, const std::function<void()>& work);
 

@@ -45,7 +45,7 @@
   }
 
   function askForStep() {
-    say(`Step ${doc.step + 1} of 3: click ${kSteps[doc.step]}, or move the cross there by arrow keys ` +
+    say(`Step ${doc.step + 1} of 3: click ${kSteps[doc.step]}, or move the cross there with the arrow keys ` +
         'and press Enter.');
   }
 
@@ -154,7 +154,7 @@
     render();
     if (doc.step === 3) frameFace();
     if (doc.step < 3) askForStep();
-    else say('All landmarks are placed. Drag each to its place, or choose one by N and P and move it by arrow keys.');
+    else say('All landmarks are placed. Drag each to its place, or choose one with N and P and move it with the arrow keys.');
   }
 
   function nudge(event) {

@@ -3,7 +3,7 @@
 
 (() => {
   const kNumber = /^[+-]?(\d+\.?\d*|\.\d+)(e[+-]?\d+)?$/i;
-  const kDigits = 3;  // behind the point
+  const kDigits = 3;  // after the point
 
   function fail(line, text) {
     throw new Error(`line ${line}: ${text}`);
@@ -15,7 +15,7 @@
     if (!/^\d{1,6}$/.test(fields[0])) fail(line, 'id is not a whole number');
     const id = Number(fields[0]);
     if (!zomu.landmarkById.has(id)) fail(line, `there is no landmark ${id}`);
-    if (lineOfId.has(id)) fail(line, `landmark ${id} already stands in line ${lineOfId.get(id)}`);
+    if (lineOfId.has(id)) fail(line, `landmark ${id} already appears in line ${lineOfId.get(id)}`);
     for (const [i, name] of [[1, 'x'], [2, 'y']]) {
       if (!kNumber.test(fields[i])) fail(line, `${name} is not a number`);
       if (!Number.isFinite(Math.fround(Number(fields[i])))) fail(line, `${name} is too large`);

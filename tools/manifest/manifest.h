@@ -12,12 +12,12 @@ struct ManifestRow {
     std::filesystem::path landmarks;  // CSV, see landmark_file.h
 };
 
-// Reads lines `person,photo,landmarks` behind a first line that says just this. Paths are seen from
-// the manifest's own folder. Blank lines and CR LF are accepted. Throws std::runtime_error with
+// Reads lines `person,photo,landmarks` after a first line of these very words. Paths are relative
+// to the manifest's own folder. Blank lines and CR LF are accepted. Throws std::runtime_error with
 // path, line and reason; a manifest without photographs is refused, too.
 std::vector<ManifestRow> readManifest(const std::filesystem::path& path);
 
-// Writes such a list. Paths stand in it as they are in the rows.
+// Writes such a list, with the paths as they are in the rows.
 void writeManifest(const std::filesystem::path& path, const std::vector<ManifestRow>& rows);
 
 #endif

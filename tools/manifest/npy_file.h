@@ -22,7 +22,7 @@ class NpyFile {
     // `rows` rows of the shape, one after another.
     void append(const void* values, std::size_t rows);
 
-    // Without it the file has no rows. Closing counts as a write.
+    // Without it the file has no rows. Closing may fail like a write.
     void close();
 
     std::size_t rowBytes() const { return bytesOfRow; }

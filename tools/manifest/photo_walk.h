@@ -10,7 +10,7 @@
 #include "manifest/manifest.h"
 #include "sheets/face_picture.h"
 
-// Photographs that are worked on before any is stored.
+// How many photographs are worked on before their results are stored.
 constexpr std::size_t kWalkBlock = 128;
 
 struct PhotoWork {
@@ -24,7 +24,7 @@ struct PhotoWork {
 };
 
 // Returns how many photographs were stored. One that cannot be read, or whose landmarks or size the
-// library would refuse, is reported and left out. What else is thrown ends the walk.
+// library would refuse, is reported and left out. Anything else that is thrown ends the walk.
 std::size_t walkPhotos(const std::vector<ManifestRow>& rows, const PhotoWork& work);
 
 #endif

@@ -34,13 +34,14 @@ std::vector<float> drawMeanImage(std::uint64_t seed, const std::string& name, st
 std::vector<float> drawFeatureMean(std::uint64_t seed);
 
 // The projections are made so that a template scores exactly 1 with itself. "6-1" is "6-2" with the
-// sign of every second row turned: the rows' sums then differ in their signs at most, their squares
-// not at all, and quadraticTerm is the squared length of `projection`. Templates a and b score
+// signs of every second row turned: the rows' sums then differ in their signs at most, their
+// squares not at all, and quadraticTerm is the squared length of `projection`. Templates a and b
+// score
 //
 //     (2 a.b - (|a|^2 + |b|^2)) / (|a| |b|) + 1 = 1 - |a - b|^2 / (|a| |b|),
 //
 // which is 1 where a = b, also in float, since a.b and |a|^2 are then one and the same sum, and
-// less everywhere else. The turned signs let nobody mistake one table for the other.
+// less everywhere else. With the turned signs nobody can mistake one table for the other.
 struct Projections {
     std::vector<float> a;  // "6-1"
     std::vector<float> b;  // "6-2"

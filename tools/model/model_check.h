@@ -14,7 +14,7 @@
 std::string faultsOf(const std::filesystem::path& path, const ModelFile& file);
 
 // A line "<name>: <faults>" for each file of the folder that has any, in the order of
-// listModelFiles. Other files may lie beside them. Throws std::runtime_error where there is no such
+// listModelFiles. Other files are ignored. Throws std::runtime_error where there is no such
 // folder.
 std::vector<std::string> checkModelFolder(const std::filesystem::path& folder);
 

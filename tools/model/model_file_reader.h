@@ -7,7 +7,7 @@
 
 #include "model/model_files.h"
 
-// The floats behind the header. Throws std::runtime_error "<name>: <faults>" where model_check.h
+// The floats after the header. Throws std::runtime_error "<name>: <faults>" where model_check.h
 // finds any.
 std::vector<float> readModelFile(const std::filesystem::path& folder, const ModelFile& file);
 

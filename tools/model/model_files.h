@@ -28,7 +28,7 @@ struct ModelFile {
 // What the kind is called in print.
 const char* nameOf(ModelFileKind kind);
 
-// The integers in front of the floats.
+// The integers that precede the floats.
 std::vector<std::int32_t> headerOf(const ModelFile& file);
 
 std::int64_t floatCount(const ModelFile& file);

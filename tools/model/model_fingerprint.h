@@ -6,7 +6,7 @@
 
 #include "model/sha256.h"
 
-// SHA-256 over the contents of all 303 files, one behind the other in the order of listModelFiles.
+// SHA-256 over the contents of all 303 files, one after another in the order of listModelFiles.
 // Sizes are fixed, so that no byte can move from one file to the next. Throws std::runtime_error,
 // with path and reason, where a file is missing or has another size.
 Sha256Digest modelFingerprint(const std::filesystem::path& folder);

@@ -25,17 +25,16 @@ struct ModelSummary {
 // Called before the first step and after each one, `done` of `total`. May throw to stop the work.
 using ModelProgress = std::function<void(int done, int total, const std::string& stage)>;
 
-// The folder appears with all of its files, or not at all. What is thrown, for whatever reason, has
-// left nothing behind. Throws std::runtime_error where
+// The folder appears with all of its files, or not at all. Whatever is thrown leaves nothing
+// behind. Throws std::runtime_error where
 //   - something already exists at that place: anything but an empty folder or, with `replace`, a
 //     folder that holds files of a model and nothing else;
 //   - the system refuses to create, write or rename;
 //   - the sums of an integer model could grow beyond what floats hold exactly.
 //
-// The same seed gives the same bytes: of an integer model everywhere, of a random one wherever the
-// mathematical library rounds alike.
+// The same seed gives the same bytes on every machine.
 //
-// Uses the library's description slots: not beside anything else that does.
+// Uses the library's description slots: must not run at the same time as anything else that does.
 ModelSummary makeModel(const ModelRequest& request, const ModelProgress& progress);
 
 #endif

@@ -100,7 +100,7 @@ std::span<const std::uint8_t> verifiedContent(const Bytes& bytes, Fail fail) {
     const std::uint32_t length = head.getUint32();
     const std::uint32_t expected = head.getUint32();
     if (version != kVersion) {
-        fail("is of version " + std::to_string(version) + ", not " + std::to_string(kVersion));
+        fail("has version " + std::to_string(version) + ", not " + std::to_string(kVersion));
     }
     const std::span<const std::uint8_t> content =
         std::span<const std::uint8_t>(bytes).subspan(kHeadBytes);

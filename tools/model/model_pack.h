@@ -28,8 +28,8 @@ struct PackSummary {
 PackSummary packModel(const std::filesystem::path& folder, const std::filesystem::path& pack);
 
 // The folder appears with all of its files or not at all: the same bytes on every machine. Throws
-// std::runtime_error where the pack is truncated, altered or of another kind, where there is
-// something at the folder's place (see occupied_folder.h), and where the system refuses.
+// std::runtime_error where the pack is truncated, altered or of another kind, where something
+// else already exists at the folder's place (see occupied_folder.h), and where the system refuses.
 PackSummary unpackModel(const std::filesystem::path& pack, const std::filesystem::path& folder,
                         bool replace);
 

@@ -53,7 +53,7 @@ class LayerReader {
 
 void planData(LayerPlan& layer, const LayerReader& section) {
     const std::int32_t patch = section.number("dataIdx");
-    section.require(patch < kPatchCount, "dataIdx stands for no patch");
+    section.require(patch < kPatchCount, "dataIdx is not the index of a patch");
     layer.planes = kPatchLayout.isColour[patch] != 0 ? 3 : 1;
     layer.side = kPatchLayout.size[patch];
 }

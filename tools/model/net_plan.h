@@ -1,5 +1,5 @@
-// What a network's description says about its layers, in numbers: the size of what each layer puts
-// out, and the shape of every model file that it reads.
+// What a network's description says about its layers, in numbers: the size of each layer's output,
+// and the shape of every model file that it reads.
 #ifndef ZOMU_TOOLS_MODEL_NET_PLAN_H
 #define ZOMU_TOOLS_MODEL_NET_PLAN_H
 
@@ -37,7 +37,9 @@ struct LayerPlan {
 using NetPlan = std::vector<LayerPlan>;
 
 // Walks the description `text` from the patch to the outputs. Throws std::runtime_error where its
-// numbers contradict each other or the patch, and for layers that no model is made for here.
-NetPlan planNetwork(const char* text);
+// numbers contradict each other or the patch, and for kinds of layers that made models do not have.
+//
+// Parses into the description slot `netIndex`, as a build does, and must not run during one.
+NetPlan planNetwork(int netIndex, const char* text);
 
 #endif

@@ -8,8 +8,8 @@
 
 namespace fs = std::filesystem;
 
-// Replacing removes a whole folder: it is allowed for nothing but a model, lest a slip of the hand
-// cost somebody something else.
+// Replacing removes a whole folder. Only a model may be replaced, so that a mistyped name costs
+// nobody anything else.
 void refuseOccupied(const fs::path& folder, bool replace) {
     if (folder.empty()) {
         throw std::runtime_error("the name of the folder is empty");

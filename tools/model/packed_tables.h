@@ -7,7 +7,7 @@
 
 #include "model/packed_numbers.h"
 
-// Row r of "6-1" and of "6-2" has to be a multiple of the same row, as training and `zomu-model
+// Row r of "6-1" and of "6-2" must be a multiple of the same row, as training and `zomu-model
 // make` leave them; rows of zeros take no room. Throws std::runtime_error where a row is not.
 void putTables(PackWriter& writer, const std::vector<float>& a, const std::vector<float>& b);
 

@@ -1,4 +1,4 @@
-// Shows how far a long work has come.
+// Shows how far a long task has come.
 #ifndef ZOMU_TOOLS_MODEL_PROGRESS_BAR_H
 #define ZOMU_TOOLS_MODEL_PROGRESS_BAR_H
 

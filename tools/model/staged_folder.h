@@ -5,8 +5,8 @@
 #include <filesystem>
 
 // Files are written to a folder of another name beside the target, and one renaming puts it in
-// place. Whatever ends the work before commit() leaves the target as it was; a destructor that
-// still runs takes the other folder away. Problems are thrown as std::runtime_error or
+// place. Whatever ends the work before commit() leaves the target as it was; the destructor, where
+// it still runs, removes the other folder. Problems are thrown as std::runtime_error or
 // std::filesystem::filesystem_error.
 class StagedFolder {
   public:
@@ -19,7 +19,7 @@ class StagedFolder {
     const std::filesystem::path& path() const { return staged; }
 
     // Moves the folder to its target. A former one is moved aside first and removed at last; it
-    // comes back where the second renaming fails.
+    // returns where the second renaming fails.
     void commit();
 
   private:

@@ -43,7 +43,7 @@ Canvas::Canvas(int width, int height)
       m_cairo(cairo_create(m_surface.get())) {
     const cairo_status_t status = cairo_status(m_cairo.get());
     if (status != CAIRO_STATUS_SUCCESS) {
-        throw std::runtime_error("no canvas of " + std::to_string(width) + " x " +
+        throw std::runtime_error("cannot make a canvas of " + std::to_string(width) + " x " +
                                  std::to_string(height) + ": " + cairo_status_to_string(status));
     }
     cairo_set_line_cap(cairo(), CAIRO_LINE_CAP_ROUND);

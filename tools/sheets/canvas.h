@@ -66,9 +66,9 @@ class Canvas {
     void drawPixels(const std::uint8_t* pixels, int width, int height, Point place, double zoom,
                     bool smooth) const;
 
-    // Covers the canvas with such a picture, which goes on beyond its edges as its own reflection.
-    // `toPicture` maps the canvas to the picture. Smaller pictures are averaged, larger ones
-    // interpolated.
+    // Covers the canvas with such a picture, which continues beyond its edges as its own
+    // reflection. `toPicture` maps the canvas to the picture. Smaller pictures are averaged, larger
+    // ones interpolated.
     void coverWith(const std::uint8_t* pixels, int width, int height,
                    const cairo_matrix_t& toPicture) const;
 

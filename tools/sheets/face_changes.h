@@ -6,8 +6,8 @@
 
 #include "sheets/face_picture.h"
 
-// Clockwise about the centre of the picture, whose size stays; what comes into it from outside is
-// the picture reflected at its edges.
+// Clockwise about the centre of the picture, which keeps its size; beyond its edges the picture
+// continues as its own reflection.
 FacePicture turned(const FacePicture& face, double degrees);
 
 // Every pixel `factor` times as large. Smaller pictures are averaged, larger ones interpolated.

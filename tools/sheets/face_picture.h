@@ -1,5 +1,5 @@
-// A picture with the landmarks of the face in it, from files and back. What does not work is thrown
-// as std::runtime_error whose text is "<path>: <problem>".
+// A picture with the landmarks of the face in it, from files and back. Failures are thrown as
+// std::runtime_error with the text "<path>: <problem>".
 #ifndef ZOMU_TOOLS_SHEETS_FACE_PICTURE_H
 #define ZOMU_TOOLS_SHEETS_FACE_PICTURE_H
 

@@ -1,4 +1,4 @@
-// The sheet with the 25 patches of a face, each beside its mirrored twin.
+// The sheet with the 25 patches of a face, each beside its mirrored counterpart.
 #ifndef ZOMU_TOOLS_SHEETS_PATCH_SHEET_H
 #define ZOMU_TOOLS_SHEETS_PATCH_SHEET_H
 

@@ -177,7 +177,7 @@ class EditorTest(EditorPage):
         cases = {
             text.replace("12,123.2", "12,left"): "line 12: x is not a number",
             text.replace("\n314,", "\n313,"): "there is no landmark 313",
-            text + "0,1,2\n": "landmark 0 already stands in line 2",
+            text + "0,1,2\n": "landmark 0 already appears in line 2",
             text.split("\n3,")[0] + "\n": "22 landmarks are missing, the first is 3",
             "id,x,y\n": "holds no landmarks",
         }

@@ -112,7 +112,7 @@ TEST_F(ModelPack, truncatedAndAlteredPacksAreRefused) {
     };
     expectRefused("", "is not a packed model");
     expectRefused(with(0, 'X'), "is not a packed model");
-    expectRefused(with(8, 2), "is of version 2, not 1");
+    expectRefused(with(8, 2), "has version 2, not 1");
     expectRefused(whole.substr(0, 7), "is truncated");
     expectRefused(whole.substr(0, 19), "is truncated");
     expectRefused(whole.substr(0, 20), "is truncated: 0 of " + length + " bytes");

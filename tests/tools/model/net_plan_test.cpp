@@ -67,7 +67,7 @@ TEST(NetPlan, namesTheLayerThatFitsNoModel) {
         {"type=pool", "type=rnorm", "layer pool1: type rnorm is not known here"},
         {"type=fc", "type=softmax", "layer fc: not exactly one input"},
         {"outputs=160", "outputs=x", "layer fc: no usable outputs"},
-        {"dataIdx=3", "dataIdx=25", "layer data: dataIdx stands for no patch"},
+        {"dataIdx=3", "dataIdx=25", "layer data: dataIdx is not the index of a patch"},
         {"dataIdx=3", "dataIdx=3", ""},
     };
     for (const auto& [line, replacement, reason] : faults) {
