@@ -85,17 +85,17 @@ def _from_lines(lines: list[str]) -> dict[int, tuple[float, float]]:
         if len(fields) != 3:
             raise LandmarkError(f"line {number}: expected id,x,y")
         if not re.fullmatch(r"\d{1,6}", fields[0], re.ASCII):
-            raise LandmarkError(f"line {number}: id is no whole number")
+            raise LandmarkError(f"line {number}: id is not a whole number")
         landmark = int(fields[0])
         if landmark not in LANDMARK_IDS:
             raise LandmarkError(f"line {number}: there is no landmark {landmark}")
         if landmark in line_of:
             raise LandmarkError(
-                f"line {number}: landmark {landmark} stands in line {line_of[landmark]} already"
+                f"line {number}: landmark {landmark} already appears in line {line_of[landmark]}"
             )
         for name, field in zip("xy", fields[1:]):
             if not _NUMBER.fullmatch(field):
-                raise LandmarkError(f"line {number}: {name} is no number")
+                raise LandmarkError(f"line {number}: {name} is not a number")
             if not _is_finite_float(float(field)):
                 raise LandmarkError(f"line {number}: {name} is too large")
         line_of[landmark] = number

@@ -93,7 +93,7 @@ def _read(path: str | os.PathLike[str]) -> tuple[bytes, NDArray[np.float32]]:
     with open(path, "rb") as file:
         content = file.read(_FILE_BYTES + 1)
     if len(content) != _FILE_BYTES or not content.startswith(_MARK):
-        raise TemplateError(f"{os.fspath(path)}: is no template file")
+        raise TemplateError(f"{os.fspath(path)}: is not a template file")
     start = len(_MARK) + _FINGERPRINT_BYTES
     template = np.frombuffer(content, dtype="<f4", offset=start).astype(np.float32)
     try:

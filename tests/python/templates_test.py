@@ -72,11 +72,11 @@ class TemplateTest(unittest.TestCase):
         broken = bytearray(good)
         broken[40:44] = np.float32("nan").tobytes()
         cases = [
-            (b"", "no template file"),
-            (good[:-1], "no template file"),
-            (good + b"\0", "no template file"),
-            (self.template.tobytes(), "no template file"),
-            (b"x" + good[1:], "no template file"),
+            (b"", "not a template file"),
+            (good[:-1], "not a template file"),
+            (good + b"\0", "not a template file"),
+            (self.template.tobytes(), "not a template file"),
+            (b"x" + good[1:], "not a template file"),
             (bytes(broken), "not finite"),
         ]
         for content, words in cases:
