@@ -144,6 +144,15 @@ class SamplesTest(unittest.TestCase):
         self.assertIn("\nsame pairs: 18\n", printed)
         self.assertTrue((self.root / "rates/det.png").exists())
 
+    def test_the_stored_people_are_those_of_their_command(self) -> None:
+        (command,) = blocks(Path("examples/data/people/README.md"), "sh")
+        self.run_shell(command)
+        stored, drawn = PROJECT / "examples/data/people", self.root / "build/people"
+        lists = [path.relative_to(stored) for path in stored.rglob("*.csv")]
+        self.assertEqual(len(lists), 49)
+        for path in lists:
+            self.assertEqual((stored / path).read_text(), (drawn / path).read_text(), path)
+
     def test_commands_that_build_name_what_is_there(self) -> None:
         presets = json.loads((PROJECT / "CMakePresets.json").read_text())["configurePresets"]
         names = {preset["name"] for preset in presets}
@@ -165,6 +174,7 @@ class SamplesTest(unittest.TestCase):
             "README.md",
             "docs/landmarks.md",
             "docs/model-files.md",
+            "examples/data/people/README.md",
             "models/README.md",
             "python/README.md",
             "training/README.md",
