@@ -20,7 +20,6 @@
 #include "hardening/model_fault.h"
 #include "library/host/scene.h"
 #include "model/model_tables.h"
-#include "support/zeroed_tables.h"
 
 namespace {
 
@@ -59,7 +58,7 @@ class ModelFaults {
   private:
     // As in a process that has just loaded the library.
     void load() {
-        ZeroedTables::clear();
+        std::memset(&g_modelTables, 0, sizeof g_modelTables);
         loadTablesFrom(model.temporaryDirectory());
     }
 

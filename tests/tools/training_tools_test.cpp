@@ -14,7 +14,6 @@
 #include "manifest/manifest.h"
 #include "patches/face_patches.h"
 #include "patches/patch_layout.h"
-#include "service/context.h"
 #include "sheets/face_changes.h"
 #include "sheets/face_picture.h"
 #include "support/environment.h"
@@ -76,12 +75,13 @@ TEST_F(TrainingTools, patchesAreTheBytesThatNetworksSee) {
     EXPECT_EQ(result.err, lineOfTheMissing("zomu-patches"));
     EXPECT_EQ(readManifest(out / "faces.csv").size(), 2U);
 
-    const auto context = std::make_unique<ZomuContext>();
+    static constexpr MeanImages kNoMeanImages = {};
+    FaceCanvases canvases;
     const std::vector<ManifestRow> rows = readManifest(out / "faces.csv");
     for (std::size_t row = 0; row < rows.size(); ++row) {
         const FacePicture face =
             loadFacePicture(rows[row].photo.string(), rows[row].landmarks.string());
-        const PatchList patches = cutFacePatches(context->canvases, g_modelTables.meanImages,
+        const PatchList patches = cutFacePatches(canvases, kNoMeanImages,
                                                  {face.picture.pixels.data(), face.picture.width,
                                                   face.picture.height, 3 * face.picture.width},
                                                  face.landmarks);

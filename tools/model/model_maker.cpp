@@ -5,14 +5,14 @@
 #include <stdexcept>
 #include <vector>
 
-#include "description/net_texts.h"
+#include "network/net_texts.h"
 #include "model/exact_sums.h"
 #include "model/model_file_writer.h"
 #include "model/model_files.h"
 #include "model/net_plan.h"
 #include "model/occupied_folder.h"
 #include "model/staged_folder.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 
 namespace fs = std::filesystem;
 
@@ -70,7 +70,7 @@ class ModelWriter {
     }
 
     void writeNetwork(int net) {
-        const NetPlan plan = planNetwork(net, netDescriptionTexts[net]);
+        const NetPlan plan = planNetwork(netDescriptionTexts[net]);
         const NetNumbers numbers = drawNetwork(request.weights, request.seed, plan);
         const std::string meanName = "0-" + std::to_string(net + 1) + "-0";
         const std::vector<float> mean =

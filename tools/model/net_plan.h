@@ -38,8 +38,6 @@ using NetPlan = std::vector<LayerPlan>;
 
 // Walks the description `text` from the patch to the outputs. Throws std::runtime_error where its
 // numbers contradict each other or the patch, and for kinds of layers that made models do not have.
-//
-// Parses into the description slot `netIndex`, as a build does, and must not run during one.
-NetPlan planNetwork(int netIndex, const char* text);
+NetPlan planNetwork(const char* text);
 
 #endif

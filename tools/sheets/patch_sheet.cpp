@@ -4,9 +4,9 @@
 #include <cmath>
 #include <memory>
 
+#include "matrix/float_rules.h"
 #include "patches/face_patches.h"
 #include "patches/patch_layout.h"
-#include "service/context.h"
 #include "sheets/canvas.h"
 #include "sheets/sheet_style.h"
 
@@ -21,10 +21,10 @@ constexpr double kHeadHeight = 76.0;
 constexpr double kFootHeight = 76.0;
 
 PatchList cutPatches(const FacePicture& face) {
-    std::fill_n(&meanImages[0][0], kNetCount * kMeanImageRoom, 0.0f);
+    static constexpr MeanImages kNoMeanImages = {};
     const BgrPicture& picture = face.picture;
-    const auto context = std::make_unique<ZomuContext>();
-    return cutFacePatches(*context,
+    const auto canvases = std::make_unique<FaceCanvases>();
+    return cutFacePatches(*canvases, kNoMeanImages,
                           {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
                           face.landmarks);
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "network/net_texts.h"
@@ -13,7 +14,6 @@
 #include "template/template_arithmetic.h"
 #include "support/bits.h"
 #include "support/random.h"
-#include "support/zeroed_tables.h"
 #include "zomu.h"
 
 static NetPlan planOf(int net) {
@@ -88,24 +88,23 @@ TEST(DrawnModel, meanImagesAreAroundMidGrey) {
 
 // Features as random networks would give them, projected with the tables of a model.
 class Projecting : public testing::TestWithParam<WeightKind> {
-    const ZeroedTables tables;
-
   protected:
     void SetUp() override {
         const Projections drawn = drawProjections(GetParam(), 11);
-        ASSERT_EQ(drawn.a.size() * sizeof(float), sizeof g_modelTables.projectionA);
-        ASSERT_EQ(drawn.b.size() * sizeof(float), sizeof g_modelTables.projectionB);
-        std::memcpy(g_modelTables.projectionA, drawn.a.data(), sizeof g_modelTables.projectionA);
-        std::memcpy(g_modelTables.projectionB, drawn.b.data(), sizeof g_modelTables.projectionB);
+        ASSERT_EQ(drawn.a.size() * sizeof(float), sizeof tables->projectionA);
+        ASSERT_EQ(drawn.b.size() * sizeof(float), sizeof tables->projectionB);
+        std::memcpy(tables->projectionA, drawn.a.data(), sizeof tables->projectionA);
+        std::memcpy(tables->projectionB, drawn.b.data(), sizeof tables->projectionB);
     }
 
     FaceTemplate project() {
         const std::vector<float> features = random.floats(kFeatureCount, -0.1F, 0.1F);
         FaceTemplate result;
-        projectFeatures(g_modelTables, features.data(), result);
+        projectFeatures(*tables, features.data(), result);
         return result;
     }
 
+    const std::unique_ptr<ModelTables> tables = std::make_unique<ModelTables>();
     Random random{17};
 };
 
@@ -147,10 +146,10 @@ TEST_P(Projecting, scoresAreOneLessTheRelativeSquaredDistance) {
 }
 
 TEST_P(Projecting, theTwoTablesCannotBeMistakenForEachOther) {
-    EXPECT_TRUE(sameFloats(g_modelTables.projectionB[0], g_modelTables.projectionA[0], kFeatureCount));
-    EXPECT_FALSE(sameFloats(g_modelTables.projectionB[1], g_modelTables.projectionA[1], kFeatureCount));
-    EXPECT_TRUE(sameFloats(g_modelTables.projectionB[498], g_modelTables.projectionA[498], kFeatureCount));
-    EXPECT_EQ(g_modelTables.projectionB[499][3], -g_modelTables.projectionA[499][3]);
+    EXPECT_TRUE(sameFloats(tables->projectionB[0], tables->projectionA[0], kFeatureCount));
+    EXPECT_FALSE(sameFloats(tables->projectionB[1], tables->projectionA[1], kFeatureCount));
+    EXPECT_TRUE(sameFloats(tables->projectionB[498], tables->projectionA[498], kFeatureCount));
+    EXPECT_EQ(tables->projectionB[499][3], -tables->projectionA[499][3]);
 }
 
 INSTANTIATE_TEST_SUITE_P(DrawnModel, Projecting,

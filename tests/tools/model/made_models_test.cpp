@@ -14,18 +14,15 @@
 #include "model/model_maker.h"
 #include "service/context.h"
 #include "service/extraction.h"
-#include "service/model_tables.h"
+#include "model/model_tables.h"
 #include "support/bits.h"
 #include "support/people.h"
 #include "support/random.h"
 #include "support/temporary_folder.h"
-#include "support/zeroed_tables.h"
 #include "zomu.h"
 
 // The library's tables and a context with the weights of one made model.
 class MadeModel : public testing::TestWithParam<WeightKind> {
-    const ZeroedTables tables;
-
   protected:
     void SetUp() override {
         ModelRequest request;
@@ -35,7 +32,7 @@ class MadeModel : public testing::TestWithParam<WeightKind> {
         const std::string prefix = (request.folder / "").string();
         ASSERT_LT(prefix.size(), sizeof modelDir);
         std::strcpy(modelDir, prefix.c_str());
-        loadModelTables();
+        loadModelTables(*tables);
         context = std::make_unique<ZomuContext>(modelDir);
     }
 
@@ -43,20 +40,21 @@ class MadeModel : public testing::TestWithParam<WeightKind> {
 
     std::vector<float> features(const FacePicture& face) {
         std::vector<float> values(kFeatureCount);
-        computeFeatures(*context, face.picture.pixels.data(), face.picture.width,
+        computeFeatures(*context, tables->meanImages, face.picture.pixels.data(), face.picture.width,
                         face.picture.height, 3 * face.picture.width, face.landmarks, values.data());
         return values;
     }
 
     FaceTemplate extract(const FacePicture& face) {
         FaceTemplate result;
-        ZomuExtractTemplate(context.get(), face.picture.pixels.data(), face.picture.width,
-                            face.picture.height, 3 * face.picture.width, &face.landmarks, &result);
+        extractTemplate(*context, *tables, face.picture.pixels.data(), face.picture.width,
+                        face.picture.height, 3 * face.picture.width, face.landmarks, result);
         return result;
     }
 
   private:
     const TemporaryFolder parent;
+    const std::unique_ptr<ModelTables> tables = std::make_unique<ModelTables>();
     std::unique_ptr<ZomuContext> context;
 };
 

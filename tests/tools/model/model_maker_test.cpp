@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "description/conv_net.h"
-#include "description/net_texts.h"
+#include "network/conv_net.h"
+#include "network/net_texts.h"
 #include "model/exact_sums.h"
 #include "model/model_check.h"
 #include "model/model_files.h"

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "description/net_texts.h"
+#include "network/net_texts.h"
 #include "reference/reference_tables.h"
 #include "support/thrown.h"
 
 static NetPlan planOf(int number) {
-    return planNetwork(number - 1, netDescriptionTexts[number - 1]);
+    return planNetwork(netDescriptionTexts[number - 1]);
 }
 
 static std::vector<int> elementsOf(const NetPlan& plan) {
@@ -75,6 +75,6 @@ TEST(NetPlan, namesTheLayerThatFitsNoModel) {
         const std::size_t position = text.find(line);
         ASSERT_NE(position, std::string::npos) << line;
         text.replace(position, std::string(line).size(), replacement);
-        EXPECT_EQ(reasonOf([&text = text] { planNetwork(3, text.c_str()); }), reason);
+        EXPECT_EQ(reasonOf([&text = text] { planNetwork(text.c_str()); }), reason);
     }
 }

@@ -11,13 +11,10 @@
 #include "patches/face_patches.h"
 #include "patches/landmarks.h"
 #include "patches/patch_layout.h"
-#include "service/context.h"
-#include "service/model_tables.h"
 #include "sheets/landmark_sheet.h"
 #include "sheets/patch_sheet.h"
 #include "sheets/sheet_style.h"
 #include "support/people.h"
-#include "support/zeroed_tables.h"
 
 namespace {
 
@@ -47,11 +44,8 @@ long livePixels(bool colour) {
 
 }  // namespace
 
-// A face of one colour: that colour fills all colour patches, its grey value all grey ones. Mean
-// images of before have no part in it.
+// A face of one colour: that colour fills all colour patches, its grey value all grey ones.
 TEST(PatchSheet, showsEveryValueOfEveryPatch) {
-    const ZeroedTables tables;
-    std::fill_n(&meanImages[0][0], kNetCount * kMeanImageRoom, 50.0F);
     FacePicture face = person(1);
     for (std::size_t i = 0; i < face.picture.pixels.size(); i += 3) {
         face.picture.pixels[i] = 20;
@@ -75,9 +69,10 @@ TEST(PatchSheet, showsBothCropsOfAPair) {
         }
     }
     const BgrPicture sheet = drawPatchSheet(face, "Half blue");
-    const auto context = std::make_unique<ZomuContext>();
+    static constexpr MeanImages kNoMeanImages = {};
+    FaceCanvases canvases;
     const PatchList patches = cutFacePatches(
-        *context, {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
+        canvases, kNoMeanImages, {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
         face.landmarks);
     long rows[2] = {0, 0};
     for (int k = 0; k < kPatchCount; ++k) {
