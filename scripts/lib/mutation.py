@@ -1,4 +1,4 @@
-"""The mutation check behind mutate.sh.
+"""The mutation check behind scripts/check.sh mutate.
 
 A mutant is the source tree with one token changed. Each worker has a copy of the tree, in which it
 builds the tests again for every mutant and runs them: those of the changed folder first, then all
@@ -19,7 +19,7 @@ import subprocess
 import sys
 import threading
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 WORK = ROOT / "build" / "mutation"
 SOURCES = {}  # by name, as they were when the check began
 
