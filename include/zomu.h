@@ -47,7 +47,7 @@ extern "C" {
  * The caller owns it and may store it, send it to another process and compare it there. */
 typedef struct FaceTemplate {
     float projection[ZOMU_PROJECTION_SIZE]; /* the projected feature vector */
-    float quadraticTerm;                    /* squared length of a second projection, no root taken */
+    float quadraticTerm;                    /* squared length of a second projection, no root */
     float projectionNorm;                   /* Euclidean length of `projection` */
 } FaceTemplate;
 

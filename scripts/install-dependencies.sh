@@ -19,18 +19,18 @@ demo=(
 tests=(
     "${demo[@]}"
     libgtest-dev locales
-    git                  # the tests of documents look at what is tracked
     libopenblas0-pthread # the BLAS of a host that the library is tested beside
     make                 # the generator of a project that uses an installed library
-    mypy python3-pip python3-setuptools python3-wheel # the Python package
+    mypy                 # the types of the Python package
 )
 gate=(
     "${tests[@]}"
-    clang-format clang-tidy pyflakes3 shellcheck
+    clang-format clang-tidy git pyflakes3 shellcheck
     libbenchmark-dev valgrind
 )
 clang=(clang libclang-rt-14-dev libomp-dev) # the other compiler, its sanitizers and libFuzzer
 training=(python3-matplotlib python3-opencv python3-torch python3-tqdm)
+wheel=(python3-pip python3-setuptools python3-wheel)
 browser=(chromium chromium-driver python3-selenium)
 site=(graphviz mkdocs mkdocs-material)
 packages=(debootstrap dpkg-dev file)
@@ -43,14 +43,14 @@ windows=(
 )
 # shellcheck disable=SC2034 # the groups are used by their names
 developers=(
-    "${gate[@]}" "${clang[@]}" "${training[@]}" "${browser[@]}" "${site[@]}" "${packages[@]}" "${windows[@]}"
+    "${gate[@]}" "${clang[@]}" "${training[@]}" "${wheel[@]}" "${browser[@]}" "${site[@]}" "${packages[@]}" "${windows[@]}"
     cppcheck gcovr
 )
 
 wanted=()
 for name in "${@:-demo}"; do
     case $name in
-    demo | tests | gate | clang | training | browser | site | packages | windows | developers)
+    demo | tests | gate | clang | training | wheel | browser | site | packages | windows | developers)
         declare -n group=$name
         wanted+=("${group[@]}")
         ;;
@@ -85,13 +85,13 @@ show_progress() {
         *"newly installed"* | "After this operation"*) echo "  $line" ;;
         esac
         if [[ $line =~ ^(dl|pm)status:.*:([0-9]+)\.[0-9]+: ]]; then
-            step=$((BASH_REMATCH[2] / 10))
+            step=$((BASH_REMATCH[2] / 10 * 10))
             if [ "${BASH_REMATCH[1]}" != "$kind" ] || [ "$step" -gt "$shown" ]; then
                 kind=${BASH_REMATCH[1]}
                 shown=$step
                 case $kind in
-                dl) echo "  fetched ${step}0 %" ;;
-                pm) echo "  installed ${step}0 %" ;;
+                dl) echo "  fetched $step %" ;;
+                pm) echo "  installed $step %" ;;
                 esac
             fi
         fi
@@ -101,7 +101,7 @@ show_progress() {
 echo "Installing: ${missing[*]}"
 # The state of apt goes to standard output: sudo would close any other descriptor.
 if ! { "${as_root[@]}" apt-get update &&
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o APT::Status-Fd=1 \
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o APT::Status-Fd=1 -o Dpkg::Use-Pty=0 \
         install --yes --no-install-recommends "${missing[@]}"; } 2>&1 | tee "$log" | show_progress; then
     cat "$log" >&2
     echo "The packages could not be installed." >&2

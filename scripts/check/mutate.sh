@@ -3,5 +3,5 @@
 #   scripts/check.sh mutate [OPTION...]    options: scripts/lib/mutation.py --help
 #
 # Takes about an hour on two cores.
-needs tests
+needs tests git
 python3 scripts/lib/mutation.py "$@"

@@ -1,5 +1,5 @@
 // How far the sweeps of this folder go: a sample in an ordinary run, which takes seconds, or all of
-// it with ZOMU_SWEEP=full in the environment (scripts/sweep.sh).
+// it with ZOMU_SWEEP=full in the environment (scripts/check.sh sweep).
 #ifndef ZOMU_TESTS_HARDENING_SWEEP_FORM_H
 #define ZOMU_TESTS_HARDENING_SWEEP_FORM_H
 
