@@ -8,7 +8,7 @@ quick)
     quietly build/logs/dev-configure.log cmake --preset dev --log-level=WARNING
     # Half of a run is spent on headers of other libraries, again for each source: one process for each
     # processor. The precompiled headers of the tests are GCC's, so that tests stay out.
-    mapfile -t sources < <(git ls-files 'src/*.cpp' 'tools/*.cpp' 'examples/*.c' 'pictures/*.c' |
+    mapfile -t sources < <(git ls-files 'src/*.cpp' 'tools/*.cpp' |
         grep -v '^tools/command_line/')
     printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 1 \
         clang-tidy --quiet -p build/dev --extra-arg=-Wno-unknown-warning-option 2>build/logs/tidy.log ||
