@@ -118,7 +118,8 @@ class Worker:
             return False
         listed = subprocess.run(["ninja", "-C", self.build_folder, "-t", "targets", "all"],
                                 check=True, capture_output=True, text=True).stdout
-        found = re.findall(r"^(tests/(?:golden/|library/)?zomu\w*_tests): CXX_EXECUTABLE_LINKER",
+        found = re.findall(r"^(tests/(?:zomu\w*_tests|golden/zomu_golden_tests|"
+                           r"library/zomu_library_tests)): CXX_EXECUTABLE_LINKER",
                            listed, re.MULTILINE)
         self.unit = sorted(name for name in found if name.count("/") == 1)
         self.others = {name.split("/")[1]: name for name in found if name.count("/") == 2}
