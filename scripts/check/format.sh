@@ -1,7 +1,7 @@
 # Looks whether clang-format would change a file in C or C++.
 #
 #   scripts/check.sh format [fix]    fix: changes them
-needs clang-format
+needs clang-format git
 mapfile -t sources < <(git ls-files '*.c' '*.cpp' '*.h' '*.hpp')
 case ${*:-check} in
 check)
