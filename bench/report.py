@@ -85,7 +85,7 @@ def print_products(times, other_times):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("results", help="JSON of zomu_bench")
-    parser.add_argument("--peers", help="JSON of scripts/bench-peers.sh")
+    parser.add_argument("--peers", help="JSON of scripts/check.sh bench peers")
     parser.add_argument("--onednn", help="JSON of zomu_bench configured with ZOMU_SGEMM=onednn")
     arguments = parser.parse_args()
     results = load(arguments.results)

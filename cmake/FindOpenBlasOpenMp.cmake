@@ -5,7 +5,7 @@
 # machine's administrator, or the host process, has chosen. See docs/decisions.md.
 #
 #   on Linux                  the static archive of the OpenMP build, in the folder of its Debian package
-#   cross-built for Windows   the archive that scripts/windows-libraries.sh makes
+#   cross-built for Windows   the archive that scripts/lib/windows-libraries.sh makes
 #   natively on Windows       what the package manager's own CMake file names, which has threads of its
 #                             own in place of OpenMP's; blas.cpp tells it to start none
 #
@@ -20,7 +20,7 @@ elseif(WIN32)
     find_path(OpenBlasOpenMp_INCLUDE_DIR cblas.h)
     find_library(OpenBlasOpenMp_LIBRARY libopenblas.a)
     set(required OpenBlasOpenMp_LIBRARY OpenBlasOpenMp_INCLUDE_DIR)
-    set(advice "Run scripts/windows.sh, which builds it.")
+    set(advice "Run scripts/check.sh windows, which builds it.")
 else()
     find_path(OpenBlasOpenMp_INCLUDE_DIR cblas.h
         PATHS /usr/include/${CMAKE_LIBRARY_ARCHITECTURE}/openblas-openmp

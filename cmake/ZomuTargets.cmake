@@ -22,13 +22,12 @@ else()
     set(ZOMU_ERROR_FLAG -Werror)
 endif()
 
-# zomu_target(TARGET [NO_TIDY] [QUICKLY])
+# zomu_target(TARGET [QUICKLY])
 #
-# NO_TIDY   not looked at by clang-tidy
 # QUICKLY   not optimised, and GoogleTest's header compiled once: for tests, which take longer to compile
 #           than to run
 function(zomu_target target)
-    cmake_parse_arguments(ARG "NO_TIDY;QUICKLY" "" "" ${ARGN})
+    cmake_parse_arguments(ARG "QUICKLY" "" "" ${ARGN})
     target_compile_features(${target} PRIVATE cxx_std_20 c_std_11)
     set_target_properties(${target} PROPERTIES
         C_EXTENSIONS OFF CXX_EXTENSIONS OFF
@@ -55,10 +54,5 @@ function(zomu_target target)
     if(ZOMU_COVERAGE)
         target_compile_options(${target} PRIVATE --coverage)
         target_link_options(${target} PRIVATE --coverage)
-    endif()
-    if(ZOMU_CLANG_TIDY AND NOT ARG_NO_TIDY)
-        find_program(ZOMU_CLANG_TIDY_PROGRAM clang-tidy REQUIRED)
-        set_target_properties(${target} PROPERTIES
-            CXX_CLANG_TIDY "${ZOMU_CLANG_TIDY_PROGRAM};--quiet;--extra-arg=-Wno-unknown-warning-option")
     endif()
 endfunction()

@@ -1,6 +1,6 @@
 # Toolchain: programs for 64-bit Windows, built on Debian by its MinGW-w64 cross compiler.
 #
-# ZOMU_WINDOWS_LIBRARIES are the folders that scripts/windows-libraries.sh prints.
+# ZOMU_WINDOWS_LIBRARIES are the folders that scripts/lib/windows-libraries.sh prints.
 
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)

@@ -1,33 +1,69 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building, testing and the demo need, and those that are named
-# besides. Silent and quick when all of them are there.
+# Installs the Debian packages of a group, and those that are named besides. Quick and silent when all
+# of them are there; otherwise it says what it installs and how far it is.
 #
-#   scripts/install-dependencies.sh [PACKAGE...]
+#   scripts/install-dependencies.sh [GROUP | PACKAGE]...    without any: demo
+#
+#   demo         what the library, the tools, the examples and scripts/demo.sh need
+#   tests        besides, what scripts/test.sh needs
+#   gate         besides, what .ci/run needs: linters, sanitizers, counts of instructions
+#   developers   everything that some verb of scripts/check.sh needs: browser, PyTorch, site, Windows
 set -euo pipefail
 
-packages=(
-    # Building
-    cmake g++ make ninja-build pkgconf
+demo=(
+    cmake g++ ninja-build pkgconf
     libopenblas-openmp-dev # the static archive of the OpenMP build; no other build will do
-    # Tools, examples and the demo
     libcairo2-dev libcli11-dev libpng-dev libssl-dev libturbojpeg0-dev zlib1g-dev fonts-dejavu-core
-    # Tests
+    python3 python3-numpy
+)
+tests=(
+    "${demo[@]}"
     libgtest-dev locales
-    libopenblas0-pthread        # the BLAS of a host that the library is tested beside
-    clang clang-tidy libomp-dev # the same floats from a second compiler; lint
-    cppcheck                    # static analysis
-    libclang-rt-14-dev          # clang's sanitizers and libFuzzer
-    gcovr python3               # coverage; the mutation check
-    python3-numpy python3-opencv python3-pip python3-setuptools python3-wheel mypy # the Python package
-    chromium chromium-driver python3-selenium # the landmark editor
-    graphviz mkdocs mkdocs-material           # the documentation site
-    libbenchmark-dev valgrind   # benchmarks; counts of instructions
-    python3-matplotlib python3-torch python3-tqdm # the training kit
-    "$@"
+    libopenblas0-pthread # the BLAS of a host that the library is tested beside
+    make                 # the generator of a project that uses an installed library
+    mypy                 # the types of the Python package
+)
+gate=(
+    "${tests[@]}"
+    clang-format clang-tidy git pyflakes3 shellcheck
+    libbenchmark-dev valgrind
+)
+clang=(clang libclang-rt-14-dev libomp-dev) # the other compiler, its sanitizers and libFuzzer
+training=(python3-matplotlib python3-opencv python3-torch python3-tqdm)
+wheel=(python3-pip python3-setuptools python3-wheel)
+browser=(chromium chromium-driver python3-selenium)
+site=(graphviz mkdocs mkdocs-material)
+packages=(debootstrap dpkg-dev file)
+windows=(
+    g++-mingw-w64-x86-64-posix # the cross compiler whose threads are those of std::thread and OpenMP
+    libz-mingw-w64-dev         # for libpng
+    wine64
+    dpkg-dev                   # unpacks source packages
+    googletest                 # the sources behind libgtest-dev
+)
+# shellcheck disable=SC2034 # the groups are used by their names
+developers=(
+    "${gate[@]}" "${clang[@]}" "${training[@]}" "${wheel[@]}" "${browser[@]}" "${site[@]}" "${packages[@]}" "${windows[@]}"
+    cppcheck gcovr
 )
 
+wanted=()
+for name in "${@:-demo}"; do
+    case $name in
+    demo | tests | gate | clang | training | wheel | browser | site | packages | windows | developers)
+        declare -n group=$name
+        wanted+=("${group[@]}")
+        ;;
+    -*)
+        sed -n '2,10s/^# \{0,1\}//p' "$0" >&2
+        exit 2
+        ;;
+    *) wanted+=("$name") ;;
+    esac
+done
+
 missing=()
-for package in "${packages[@]}"; do
+for package in "${wanted[@]}"; do
     if [ "$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
         missing+=("$package")
     fi
@@ -38,14 +74,35 @@ as_root=()
 if [ "$(id -u)" -ne 0 ]; then
     as_root=(sudo)
 fi
-
-echo "Installing: ${missing[*]}"
-export DEBIAN_FRONTEND=noninteractive
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
+
+# Passes on apt's own count and size of what comes, and each tenth of the way.
+show_progress() {
+    local line kind='' step shown=-1
+    while IFS= read -r line; do
+        case $line in
+        *"newly installed"* | "After this operation"*) echo "  $line" ;;
+        esac
+        if [[ $line =~ ^(dl|pm)status:.*:([0-9]+)\.[0-9]+: ]]; then
+            step=$((BASH_REMATCH[2] / 10 * 10))
+            if [ "${BASH_REMATCH[1]}" != "$kind" ] || [ "$step" -gt "$shown" ]; then
+                kind=${BASH_REMATCH[1]}
+                shown=$step
+                case $kind in
+                dl) echo "  fetched $step %" ;;
+                pm) echo "  installed $step %" ;;
+                esac
+            fi
+        fi
+    done
+}
+
+echo "Installing: ${missing[*]}"
+# The state of apt goes to standard output: sudo would close any other descriptor.
 if ! { "${as_root[@]}" apt-get update &&
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install --yes --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o APT::Status-Fd=1 -o Dpkg::Use-Pty=0 \
+        install --yes --no-install-recommends "${missing[@]}"; } 2>&1 | tee "$log" | show_progress; then
     cat "$log" >&2
     echo "The packages could not be installed." >&2
     exit 1

@@ -4,23 +4,19 @@
 # again, it goes on where it was ended. Tables and plots: build/training/study.
 #
 #   scripts/study.sh [--jobs N]
-set -euo pipefail
+source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/lib/preamble.sh"
 export LC_ALL=C
-cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
 
 jobs=$(nproc)
 if [ $# -eq 2 ] && [ "$1" = --jobs ] && [[ $2 =~ ^[1-9][0-9]*$ ]]; then
     jobs=$2
 elif [ $# -gt 0 ]; then
-    echo "Usage: scripts/study.sh [--jobs N]" >&2
-    exit 2
+    wrong_usage scripts/study.sh
 fi
 home=build/training
 trained=$home/work
-if [ ! -d "$home/model" ]; then
-    echo "There is no $home/model: scripts/train.sh makes it" >&2
-    exit 1
-fi
+[ -d "$home/model" ] || fail "There is no $home/model: scripts/train.sh makes it"
+needs demo training
 
 # render NAME OPTIONS...: photographs of the first people who are held out, harder or easier ones.
 render() {

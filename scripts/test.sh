@@ -1,13 +1,12 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs every test.
-#
-#   scripts/test.sh [PRESET...]    presets of CMakePresets.json; without any: dev
-set -euo pipefail
-cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
+# Installs what tests need, builds, and runs the tests of every day. What takes long, or wants packages
+# that only developers have, is left to scripts/check.sh.
+source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/lib/preamble.sh"
 
-scripts/install-dependencies.sh
-for preset in "${@:-dev}"; do
-    cmake --preset "$preset" --log-level=WARNING
-    cmake --build --preset "$preset"
-    ctest --preset "$preset" --parallel "$(nproc)"
-done
+[ $# -eq 0 ] || fail "scripts/test.sh takes no arguments; scripts/check.sh tests does."
+needs tests
+build dev
+left=$(ctest --preset full --show-only | sed -n 's/^Total Tests: //p')
+labels=$(ctest --preset full --print-labels | sed -n 's/^  //p' | grep -v '^full$' | paste -sd, - | sed 's/,/, /g')
+echo "Left to 'scripts/check.sh full': $left tests, with the labels $labels"
+run_tests dev

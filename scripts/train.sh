@@ -4,9 +4,8 @@
 # it leaves lies in build/training.
 #
 #   scripts/train.sh [--people N] [--photos N] [--epochs N] [--held-out N] [--jobs N]
-set -euo pipefail
+source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/lib/preamble.sh"
 export LC_ALL=C
-cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
 
 people=3000
 photos=16
@@ -17,27 +16,22 @@ while [ $# -gt 0 ]; do
     case $1 in
     --people | --photos | --epochs | --held-out | --jobs)
         if [ $# -lt 2 ] || ! [[ $2 =~ ^[1-9][0-9]*$ ]]; then
-            echo "$1 needs a number" >&2
-            exit 2
+            wrong_usage scripts/train.sh
         fi
         name=${1#--}
         printf -v "${name//-/_}" %s "$2"
         shift 2
         ;;
     *)
-        echo "Usage: scripts/train.sh [--people N] [--photos N] [--epochs N] [--held-out N] [--jobs N]" >&2
-        exit 2
+        wrong_usage scripts/train.sh
         ;;
     esac
 done
 
 home=$PWD/build/training
 mkdir -p "$home"
-scripts/install-dependencies.sh
-
-echo "Building ..."
-cmake --preset release --log-level=WARNING >"$home/configure.log"
-cmake --build --preset release --target zomu-model zomu-patches zomu-scores -- --quiet
+needs demo training
+build release zomu-model zomu-patches zomu-scores
 tools=build/release/tools
 
 # render NAME OPTIONS...: photographs in a folder of that name, whose manifest is written last.

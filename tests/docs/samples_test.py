@@ -153,6 +153,10 @@ class SamplesTest(unittest.TestCase):
         for path in lists:
             self.assertEqual((stored / path).read_text(), (drawn / path).read_text(), path)
 
+
+class NamesTest(unittest.TestCase):
+    """What can be said of the commands without running them."""
+
     def test_commands_that_build_name_what_is_there(self) -> None:
         presets = json.loads((PROJECT / "CMakePresets.json").read_text())["configurePresets"]
         names = {preset["name"] for preset in presets}
@@ -168,6 +172,21 @@ class SamplesTest(unittest.TestCase):
                 done = subprocess.run(["bash", "-n"], input=block, capture_output=True, text=True)
                 self.assertEqual(done.returncode, 0, f"{document}: {done.stderr}")
         self.assertGreater(looked_at, 10)
+
+    def test_verbs_and_groups_are_there_in_prose_too(self) -> None:
+        verbs = {path.stem for path in (PROJECT / "scripts/check").glob("*.sh")}
+        looked_at = 0
+        for document in documents():
+            text = (PROJECT / document).read_text()
+            for verb in re.findall(r"scripts/check\.sh ([a-z]+)", text):
+                with self.subTest(f"{document}: {verb}"):
+                    self.assertIn(verb, verbs)
+                looked_at += 1
+            for script in re.findall(r"(?<![\w/.-])scripts/[\w/-]+\.(?:sh|py)", text):
+                with self.subTest(f"{document}: {script}"):
+                    self.assertTrue((PROJECT / script).exists())
+                looked_at += 1
+        self.assertGreater(looked_at, 20)
 
     def test_no_code_is_left_out(self) -> None:
         commands = {

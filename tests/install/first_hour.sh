@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The first hour with the packages, in the order in which a newcomer would go. Runs in a system of its
-# own, see scripts/try-packages.sh; every command is shown before its output.
+# own, see scripts/check.sh packages; every command is shown before its output.
 set -euo pipefail
 show() {
     printf '\n$ %s\n' "$1"

@@ -1,18 +1,12 @@
-#!/usr/bin/env bash
-# Builds the documentation site from the Markdown documents and the public headers, and follows its
-# links. Pages can be opened as files; the search wants a server, such as the one that is named at the end.
+# Builds the documentation site from the documents and the public headers, and follows its links.
 #
-#   scripts/docs.sh [FOLDER]    without a folder: build/docs
-set -euo pipefail
-cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
-
-if [ $# -gt 1 ]; then
-    echo "Usage: scripts/docs.sh [FOLDER]" >&2
-    exit 2
-fi
+#   scripts/check.sh docs [FOLDER]    without a folder: build/docs
+#
+# Pages can be opened as files; the search wants a server, such as the one that is named at the end.
+[ $# -le 1 ] || wrong_usage
 site=$(realpath --canonicalize-missing "${1:-build/docs}")
 
-scripts/install-dependencies.sh
+needs python3 site
 pages=$site-pages
 /usr/bin/python3 -B docs/site/pages.py "$pages"
 cat >"$pages.yml" <<CONFIGURATION

@@ -3,13 +3,13 @@
 # versions that are installed here, each once, into a cache folder that outlives the build:
 # ${XDG_CACHE_HOME:-$HOME/.cache}/zomu. Prints one folder a line; progress goes to standard error.
 #
-#   scripts/windows-libraries.sh             builds those that the cache lacks
-#   scripts/windows-libraries.sh --cached    builds none: exit status 3 where the cache lacks one
+#   scripts/lib/windows-libraries.sh             builds those that the cache lacks
+#   scripts/lib/windows-libraries.sh --cached    builds none: exit status 3 where the cache lacks one
 set -euo pipefail
 shopt -s inherit_errexit
 
 if [ $# -gt 1 ] || { [ $# -eq 1 ] && [ "$1" != --cached ]; }; then
-    echo "Usage: scripts/windows-libraries.sh [--cached]" >&2
+    echo "Usage: scripts/lib/windows-libraries.sh [--cached]" >&2
     exit 2
 fi
 only_cached=${1:-}

@@ -1,17 +1,14 @@
-#!/usr/bin/env bash
-# Builds the fuzz targets with clang and runs them, as many at a time as there are processors, each from
-# its stored corpus and from what earlier runs found. Prints a line for each target; exit status 1 if any of them crashed.
+# Builds the fuzz targets with clang and runs them, from the stored corpora and what earlier runs found.
 #
-#   scripts/fuzz.sh [--seconds N | --full] [TARGET...]
+#   scripts/check.sh fuzz [--seconds N | --full] [TARGET...]
 #
 #   --seconds N   N seconds for each target; without any option: 60
 #   --full        the full number of runs: 20 million over the texts, 2 million over the patch stage,
 #                 50,000 whole extractions, 1 million pictures and 200,000 model files; takes hours
 #
-# New finds go to build/fuzz/finds, inputs that crash to build/fuzz/crashes, and what each target
-# printed to build/fuzz/logs.
-set -euo pipefail
-cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
+# As many run at a time as there are processors. Prints a line for each target; exit status 1 if any of
+# them crashed. New finds go to build/fuzz/finds, inputs that crash to build/fuzz/crashes, and what each
+# target printed to build/fuzz/logs.
 
 # Target, the most bytes of an input, and the runs of --full.
 targets=(
@@ -25,47 +22,36 @@ targets=(
     "picture_file 2048 1000000"
 )
 
-usage() {
-    sed -n '2,12s/^# \{0,1\}//p' "$0" >&2
-    exit 2
-}
-
 seconds=60
 chosen=()
 while [ $# -gt 0 ]; do
     case $1 in
     --seconds)
         seconds=${2:-}
-        [[ $seconds =~ ^[1-9][0-9]*$ ]] || usage
+        [[ $seconds =~ ^[1-9][0-9]*$ ]] || wrong_usage
         shift
         ;;
     --full) seconds= ;;
-    -*) usage ;;
+    -*) wrong_usage ;;
     *)
-        printf '%s\n' "${targets[@]}" | grep -q "^$1 " || usage
+        printf '%s\n' "${targets[@]}" | grep -q "^$1 " || wrong_usage
         chosen+=("$1")
         ;;
     esac
     shift
 done
 
-scripts/install-dependencies.sh
+needs tests clang
 build=build/fuzz
+build fuzz fuzz_targets
 mkdir -p $build/logs
-if ! { cmake --preset fuzz && cmake --build --preset fuzz --target fuzz_targets; } \
-    >$build/logs/build.txt 2>&1; then
-    cat $build/logs/build.txt >&2
-    exit 1
-fi
 
 # fuzz TARGET MAX_LENGTH LIMIT
 fuzz() {
-    local target=$1 log=$build/logs/$1.txt folder start status=0
-    local folders=("$build/finds/$target")
+    local target=$1 log=$build/logs/$1.txt start status=0
+    local folders=("$build/finds/$target" "$build/corpus/$target")
     mkdir -p "${folders[0]}" "$build/crashes/$target"
-    for folder in "tests/fuzz/corpus/$target" "tests/fuzz/crashes/$target"; do
-        [ ! -d "$folder" ] || folders+=("$folder")
-    done
+    python3 -B tests/fuzz/corpus.py unpack "$target" "${folders[1]}"
     start=$SECONDS
     # One thread for the networks. Standard output holds the library's lines on files that are missing.
     # An input takes milliseconds; the limit of 300 s is for machines that are busy with other work.
@@ -104,4 +90,4 @@ for line in "${targets[@]}"; do
     running=$((running + 1))
 done
 while [ $running -gt 0 ]; do await; done
-exit $crashed
+[ $crashed -eq 0 ]

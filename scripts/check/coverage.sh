@@ -1,15 +1,10 @@
-#!/usr/bin/env bash
-# Builds with gcov's counters, runs the unit and golden tests, and prints line and branch coverage of
-# src/: a table by file, then each line that no test ran. Branches that only an exception takes are
-# left out.
+# Line and branch coverage of src/ by the unit and golden tests.
 #
-#   scripts/coverage.sh [FOLDER...]    folders of src/ to print; without any: all of them
-set -euo pipefail
-cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
-
-scripts/install-dependencies.sh
-cmake --preset coverage --log-level=WARNING
-cmake --build --preset coverage --target zomu_tests zomu_golden_tests
+#   scripts/check.sh coverage [FOLDER...]    folders of src/ to print; without any: all of them
+#
+# Prints a table by file, then each line that no test ran. Branches that only an exception takes are left out.
+needs tests gcovr
+build coverage zomu_tests zomu_golden_tests
 find build/coverage -name '*.gcda' -delete
 build/coverage/tests/zomu_tests --gtest_brief=1
 build/coverage/tests/golden/zomu_golden_tests --gtest_brief=1

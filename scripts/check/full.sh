@@ -1,0 +1,44 @@
+# Everything that scripts/test.sh leaves out, but for what takes hours; an hour and more on two cores.
+#
+#   scripts/check.sh full [PART...]    without a part: all
+#
+# Prints a line for each part, with its time; what a part printed is in build/full/PART.log. A part that
+# fails does not end the others. Not among them: mutate, coverage, fuzz --full, bench, and the training of
+# the demonstration model (scripts/train.sh).
+parts=(
+    "tests tests full"             # browser, training, OpenCV, site, documents, the walk through the README
+    "golden golden"                # compilers, levels, kernel sets
+    "lint lint deep"               # cppcheck, GCC's analyser
+    "sanitize sanitize"
+    "thread sanitize thread"
+    "fuzz fuzz"                    # a minute for each target
+    "sweep sweep"
+    "soak soak"
+    "windows windows"
+    "docs docs"
+    "packages packages try"
+)
+needs developers
+results=$PWD/build/full
+mkdir -p "$results"
+failed=0
+passed=0
+for part in "${parts[@]}"; do
+    read -r name words <<<"$part"
+    if [ $# -gt 0 ] && [[ " $* " != *" $name "* ]]; then
+        continue
+    fi
+    started=$SECONDS
+    verdict=passed
+    # shellcheck disable=SC2086 # a verb and its arguments
+    scripts/check.sh $words >"$results/$name.log" 2>&1 || verdict=FAILED
+    if [ $verdict = passed ]; then
+        passed=$((passed + 1))
+    else
+        failed=$((failed + 1))
+    fi
+    printf '%-6s  %-9s %5d s   %s\n' $verdict "$name" $((SECONDS - started)) \
+        "$(grep -v '^ *$' "$results/$name.log" | tail -n 1)"
+done
+[ $((passed + failed)) -gt 0 ] || wrong_usage
+[ $failed -eq 0 ]

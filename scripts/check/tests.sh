@@ -1,0 +1,14 @@
+# Builds, and runs tests: those of scripts/test.sh, or chosen ones.
+#
+#   scripts/check.sh tests [OPTION...]         options of CTest, such as -R HeadPose
+#   scripts/check.sh tests full [OPTION...]    the tests that scripts/test.sh leaves out, such as -L training
+preset=dev
+if [ "${1:-}" = full ]; then
+    preset=full
+    needs developers
+    shift
+else
+    needs tests
+fi
+build dev
+run_tests $preset "$@"

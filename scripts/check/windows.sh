@@ -1,0 +1,78 @@
+# Builds for Windows with Debian's cross compiler, and runs the tests under Wine.
+#
+#   scripts/check.sh windows             builds ZOMU.dll, the tools and the tests, and tests
+#   scripts/check.sh windows --cached    the same where all libraries are in the cache; else says so and ends
+#   scripts/check.sh windows --time      builds, and prints the time of one extraction beside Linux
+#
+# What it builds lies in build/windows, the libraries it needs in a cache folder; only the first run on a
+# machine has to make those, which takes some minutes. Ends with the numbers of tests.
+mode=${1:-}
+if [ $# -gt 1 ] || ! [[ $mode =~ ^(|--cached|--time)$ ]]; then
+    wrong_usage
+fi
+
+needs tests windows
+status=0
+if [ "$mode" = --cached ]; then
+    libraries=$(scripts/lib/windows-libraries.sh --cached) || status=$?
+else
+    libraries=$(scripts/lib/windows-libraries.sh) || status=$?
+fi
+if [ "$status" -eq 3 ]; then
+    echo "Left out: the tests for Windows. scripts/check.sh windows makes the libraries that they need."
+    exit 0
+fi
+[ "$status" -eq 0 ] || exit "$status"
+export ZOMU_WINDOWS_LIBRARIES=${libraries//$'\n'/;}
+
+# Wine with a prefix of its own, without windows and words, and with one server for all programs.
+home=$PWD/build/windows
+export WINEPREFIX=$home/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" DISPLAY=
+wine=$(command -v wine64 || echo /usr/lib/wine/wine64)
+wineserver=$(command -v wineserver || echo /usr/lib/wine/wineserver)
+mkdir -p "$home"
+trap '"$wineserver" --kill || true' EXIT
+"$wineserver" --persistent || true # an earlier one may still be there
+"$wine" wineboot --init >"$home/wineboot.log" 2>&1
+
+build windows -DZOMU_BUILD_BENCH=ON
+ls -l "$home/bin/ZOMU.dll"
+
+if [ "$mode" = --time ]; then
+    build bench zomu_extraction_time zomu-model
+    (temporary_model build/bench/tools "$home/time")
+    # Both systems take turns, so that a slow moment does not fall on one alone. Wine passes no TMP on
+    # from outside; a program that it starts may get one.
+    echo "Milliseconds of one extraction, the median of 100"
+    for round in 1 2 3; do
+        for threads in 1 2; do
+            export OMP_NUM_THREADS=$threads
+            linux=$(TMPDIR=$home/time build/bench/bench/zomu_extraction_time 100)
+            windows=$("$wine" cmd /c "set TMP=$home/time&&$home/bin/zomu_extraction_time.exe 100" | tr -d '\r')
+            echo "round $round, $threads thread(s): Linux $linux, Windows under Wine $windows"
+        done
+    done
+    exit 0
+fi
+
+# A test that hangs is ended. Programs of GoogleTest say how many of their tests passed and failed; one
+# that says nothing of the kind, or fails without a failed test, is a test itself.
+status=0
+ctest --preset windows --verbose --parallel "$(nproc)" --timeout 900 >"$home/ctest.log" 2>&1 || status=$?
+read -r passed failed < <(tr -d '\r' <"$home/ctest.log" | awk '
+    /^[0-9]+: \[==========\] [0-9]+ tests? from .* ran\./ { ran[$1] = $3 }
+    /^[0-9]+: \[  PASSED  \] [0-9]+ tests?\.$/ { good[$1] = $5 }
+    /^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+$/ { passed = $NF - $(NF - 5); failed = $(NF - 5) }
+    END {
+        for (program in ran) {
+            bad = ran[program] - good[program]
+            passed += good[program] - (bad == 0)
+            failed += bad - (bad > 0)
+        }
+        print passed, failed
+    }')
+if [ "$status" -ne 0 ]; then
+    cat "$home/ctest.log"
+fi
+echo "$passed passed, $failed failed"
+exit "$status"

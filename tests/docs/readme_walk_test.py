@@ -1,0 +1,85 @@
+"""The README can be followed from top to bottom in one clone, and its builds in any order.
+
+Every block of commands runs as it stands, in a copy of what is tracked, with a home of its own. Left out
+are the run of all tests, what changes the machine, and Windows.
+"""
+
+from __future__ import annotations
+
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+PROJECT = Path(os.environ["ZOMU_TEST_PROJECT"])
+FENCE = re.compile(r"^```(\w*)\n(.*?)^```$", re.M | re.S)
+LEFT_OUT = re.compile(r"^(scripts/test\.sh|sudo |scripts/check\.sh windows|cmake .*windows-native)")
+
+
+def is_command_block(code: str) -> bool:
+    return any(not LEFT_OUT.match(line) for line in code.splitlines())
+
+
+class ReadmeWalk(unittest.TestCase):
+    def setUp(self) -> None:
+        self.work = Path(tempfile.mkdtemp(prefix="zomu-walk-"))
+        self.addCleanup(shutil.rmtree, self.work)
+        self.clone = self.work / "zomu"
+        listed = subprocess.run(
+            ["git", "ls-files", "-co", "--exclude-standard", "-z"],
+            cwd=PROJECT, check=True, capture_output=True, text=True,
+        ).stdout
+        for name in filter(None, listed.split("\0")):
+            if (PROJECT / name).exists():
+                (self.clone / name).parent.mkdir(parents=True, exist_ok=True)
+                shutil.copy2(PROJECT / name, self.clone / name)
+        text = (PROJECT / "README.md").read_text()
+        found = [(m[1], m[2]) for m in FENCE.finditer(text)]
+        self.blocks = [(lang, code) for lang, code in found if lang in ("sh", "c", "python")]
+        (self.build,) = (code for _, code in self.blocks if "cmake --install" in code)
+
+    def run_shell(self, code: str) -> str:
+        code = "\n".join(line for line in code.splitlines() if not LEFT_OUT.match(line))
+        kept = {key: value for key, value in os.environ.items() if not key.startswith("ZOMU_")}
+        done = subprocess.run(
+            ["bash", "-euo", "pipefail", "-c", code], cwd=self.clone,
+            env={**kept, "HOME": str(self.work / "home"), "PATH": "/usr/sbin:/usr/bin:/sbin:/bin"},
+            capture_output=True, text=True, timeout=3000,
+        )
+        self.assertEqual(done.returncode, 0, f"{code}\n{done.stdout}{done.stderr}")
+        return done.stdout
+
+    def test_from_top_to_bottom(self) -> None:
+        ran = 0
+        for language, code in self.blocks:
+            if language == "c":
+                (self.clone / "first.c").write_text(code)
+            elif language == "python":
+                (self.clone / "first.py").write_text(code)
+                self.run_shell("PYTHONPATH=python ZOMU_LIBRARY=build/release/src/libZOMU.so "
+                               "/usr/bin/python3 -B first.py")
+            elif is_command_block(code):
+                self.run_shell(code)
+                ran += 1
+        self.assertGreater(ran, 4)
+        self.assertTrue((self.work / "home/zomu/include/zomu.h").exists())
+        # Once more, behind everything else.
+        self.assertIn("portrait.png", self.run_shell("scripts/demo.sh"))
+
+    def test_installed_first_and_shown_afterwards(self) -> None:
+        self.run_shell(self.build)
+        self.assertIn("portrait.png", self.run_shell("scripts/demo.sh"))
+        shutil.rmtree(self.work / "home/zomu")
+        self.run_shell(self.build)
+        self.assertTrue((self.work / "home/zomu/include/zomu.h").exists())
+        # The folder of the demo serves, too, once everything in it is built.
+        self.run_shell("cmake --build --preset release && "
+                       'cmake --install build/release --prefix "$HOME/all"')
+        self.assertTrue((self.work / "home/all/bin/zomu-template").exists())
+
+
+if __name__ == "__main__":
+    unittest.main()
