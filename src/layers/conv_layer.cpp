@@ -19,7 +19,9 @@ class ConvLayer : public LocalLayer {
         // The product takes whole rows of weights and would meet positions that do not exist.
         requireUsable(bank.numCols % shape.channels == 0);
         requireRoom(shape, images, bank.numRows, targetScale);
-        const Matrix& bias = usableBiases(bank.numRows, shape.modules);
+        // Only a first share is biased.
+        const Matrix& bias =
+            targetScale == 0.0F ? usableBiases(bank.numRows, shape.modules) : *biases->matrix;
         convForward(images, bank, bias, *getActs(), shape, targetScale, 1.0F);
     }
 };

@@ -19,7 +19,10 @@ class EltwiseSumLayer : public Layer {
         if (targetScale == 0.0F) {
             input.scale(coeff, *outputs);
         } else {
-            requireUsable(input.numElements >= outputs->numElements);
+            // Two matrices of one storage order are added as they lie, others place by place.
+            requireUsable(input.trans == outputs->trans
+                              ? input.numElements >= outputs->numElements
+                              : holdsElements(input, outputs->numRows, outputs->numCols));
             outputs->add(input, coeff, *outputs);
         }
     }
@@ -42,9 +45,10 @@ class EltwiseMaxLayer : public Layer {
 
   private:
     void greaterOf(const Matrix& a, const Matrix& b) {
-        requireUsable(holdsRows(b, a.numRows, a.numCols));
-        // As output, an input that changes its size would be lost.
-        requireUsable(outputs != &b || outputs->numElements == a.numElements);
+        // As the output, b first takes the shape of a, and loses its elements where their number
+        // changes.
+        requireUsable(outputs == &b ? b.numElements == a.numElements
+                                    : holdsElements(b, a.numRows, a.numCols));
         a.eltwiseMax(b, *outputs);
     }
 };

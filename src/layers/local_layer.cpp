@@ -36,6 +36,6 @@ void LocalLayer::requireRoom(const FilterShape& shape, const Matrix& images,
                              std::int32_t filterCount, float targetScale) const {
     const std::int64_t cols = static_cast<std::int64_t>(filterCount) * shape.modules;
     requireUsable(cols <= std::numeric_limits<std::int32_t>::max());
-    requireUsable(outputs != &images || cols == images.numCols);
-    requireUsable(targetScale == 0.0F || holdsRows(*outputs, images.numRows, cols));
+    requireUsable(targetScale == 0.0F ? outputs != &images || cols == images.numCols
+                                      : holdsRows(*outputs, images.numRows, cols));
 }

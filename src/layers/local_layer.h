@@ -33,9 +33,9 @@ class LocalLayer : public WeightLayer {
     // The lists' entries for one input. Throws std::out_of_range where a list is too short.
     FilterGeometry geometryOf(std::int32_t inputIndex) const;
 
-    // Throws UnusableLayer unless the result of that many filters, a row for each image, has a
-    // number of elements, fits into the former output where that is kept, and does not take the
-    // place of images of another size.
+    // Throws UnusableLayer unless the result of that many filters, a row for each image, has
+    // columns that can be counted. A first share must not take the place of images of another size,
+    // which would be lost; a later one has to fit into the output that is there.
     void requireRoom(const FilterShape& shape, const Matrix& images, std::int32_t filterCount,
                      float targetScale) const;
 };

@@ -24,8 +24,10 @@ class LocalUnsharedLayer : public LocalLayer {
         const FilterShape shape = filterShape(geometry, images.numCols, filterCols);
         requireRoom(shape, images, bank.numRows, targetScale);
         Matrix& bias = *biases->matrix;
-        requireUsable(biases->isComplete &&
-                      (bias.numElements == 0 || bias.numElements / shape.modules >= bank.numRows));
+        if (targetScale == 0.0F) {  // only a first share is biased
+            requireUsable(biases->isComplete && (bias.numElements == 0 ||
+                                                 bias.numElements / shape.modules >= bank.numRows));
+        }
         localForward(images, bank, bias, *getActs(), shape, targetScale);
     }
 

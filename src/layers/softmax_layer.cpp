@@ -1,6 +1,7 @@
 #include <limits>
 
 #include "layers/layer_registry.h"
+#include "layers/unusable_layer.h"
 
 namespace {
 
@@ -13,6 +14,7 @@ class SoftmaxLayer : public Layer {
 
     void computeActs(std::int32_t, float) override {
         const Matrix& X = *inputs[0];
+        requireUsable(X.numRows != 1 || X.numCols > 0);  // a single row has an element 0
         Matrix greatest(X.numRows, 1);
         X.aggregate(1, greatest, maximum, std::numeric_limits<float>::lowest());
         X.addVector(greatest, -1.0F, *outputs);

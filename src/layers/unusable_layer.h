@@ -23,4 +23,15 @@ inline bool holdsRows(const Matrix& matrix, std::int64_t rows, std::int64_t cols
     return rows <= 0 || cols <= 0 || (rows - 1) * matrix.numCols + cols <= matrix.numElements;
 }
 
+// True where the elements (0, 0) to (rows - 1, cols - 1), placed by the storage order of `matrix`,
+// lie inside its storage.
+inline bool holdsElements(const Matrix& matrix, std::int64_t rows, std::int64_t cols) {
+    if (rows <= 0 || cols <= 0) {
+        return true;
+    }
+    const std::int64_t last = matrix.trans == kTransposed ? (cols - 1) * matrix.numRows + rows - 1
+                                                          : (rows - 1) * matrix.numCols + cols - 1;
+    return last < matrix.numElements;
+}
+
 #endif

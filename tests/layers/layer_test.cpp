@@ -5,9 +5,12 @@
 #include <utility>
 #include <vector>
 
+#include "layers/one_layer.h"
 #include "support/nets.h"
 
 namespace {
+
+using Calls = std::vector<std::pair<std::int32_t, float>>;
 
 // Notes the arguments of computeActs and does nothing else.
 class NotingLayer : public Layer {
@@ -16,25 +19,30 @@ class NotingLayer : public Layer {
     void computeActs(std::int32_t inputIndex, float targetScale) override {
         calls.emplace_back(inputIndex, targetScale);
     }
-    std::vector<std::pair<std::int32_t, float>> calls;
+    Calls calls;
 };
-
-using Calls = std::vector<std::pair<std::int32_t, float>>;
 
 // Two sources that only hand on a matrix, and one layer behind both.
 class LayerTest : public testing::Test {
   protected:
     void join(const std::string& targetKeys) {
-        describe("[a]\ntype=x\n[b]\n[joined]\n" + targetKeys);
-        first = std::make_unique<NotingLayer>(net, "a");
-        second = std::make_unique<NotingLayer>(net, "b");
-        joined = std::make_unique<NotingLayer>(net, "joined");
+        const NetDescription description =
+            parseDescription(("[a]\ntype=x\n[joined]\n" + targetKeys).c_str());
+        first = layerOf(description, "a");
+        second = layerOf(description, "b");
+        joined = layerOf(description, "joined");
         joined->prev = {first.get(), second.get()};
         first->next = {joined.get()};
         second->next = {joined.get()};
     }
 
-    ConvNet net = ConvNet(0, "", "");
+    static std::unique_ptr<NotingLayer> layerOf(const NetDescription& description,
+                                                const std::string& name) {
+        LayerSource source = bareLayer(name);
+        source.section = getSection(description, name);
+        return std::make_unique<NotingLayer>(source);
+    }
+
     std::unique_ptr<NotingLayer> first;
     std::unique_ptr<NotingLayer> second;
     std::unique_ptr<NotingLayer> joined;
@@ -47,17 +55,19 @@ TEST_F(LayerTest, readsTypeAndTakesAMatrixOfItsOwnWithoutActsTarget) {
     EXPECT_EQ(joined->name, "joined");
     EXPECT_EQ(joined->type, "noting");
     EXPECT_EQ(joined->actsTarget, -1);
-    EXPECT_EQ(joined->net, &net);
     ASSERT_NE(joined->getActs(), nullptr);
     EXPECT_EQ(joined->getActs()->numElements, 0);
     EXPECT_EQ(joined->getActs()->trans, kRowMajor);
     EXPECT_TRUE(joined->getActs()->ownsData);
-    EXPECT_EQ(second->type, "");
+    EXPECT_EQ(second->type, "") << "a layer that is not described";
 }
 
-TEST_F(LayerTest, keepsAMatrixOfItsOwnWhereActsTargetIsNoNumber) {
+TEST_F(LayerTest, keepsAMatrixOfItsOwnWhereActsTargetIsNoIndex) {
     join("actsTarget=abc\n");
     EXPECT_EQ(joined->actsTarget, -1);
+    EXPECT_NE(joined->getActs(), nullptr);
+    join("actsTarget=-2\n");
+    EXPECT_EQ(joined->actsTarget, -2);
     EXPECT_NE(joined->getActs(), nullptr);
 }
 
@@ -68,15 +78,8 @@ TEST_F(LayerTest, waitsUntilAllInputsHaveFinished) {
     EXPECT_TRUE(joined->calls.empty());
     EXPECT_EQ(joined->received, 1);
     joined->inputReady();
-    EXPECT_EQ(joined->calls.size(), 2U);
+    EXPECT_EQ(joined->calls, (Calls{{0, 0.0F}, {1, 1.0F}})) << "overwrites, then adds";
     EXPECT_EQ(joined->received, 2);
-}
-
-TEST_F(LayerTest, overwritesWithItsFirstInputAndAddsTheSecond) {
-    join("");
-    joined->inputReady();
-    joined->inputReady();
-    EXPECT_EQ(joined->calls, (Calls{{0, 0.0F}, {1, 1.0F}}));
     EXPECT_EQ(joined->inputs, (MatrixList{first->getActs(), second->getActs()}));
 }
 
@@ -87,13 +90,26 @@ TEST_F(LayerTest, startsWithTheInputWhoseMatrixItShares) {
     joined->inputReady();
     EXPECT_EQ(joined->calls, (Calls{{1, 0.0F}, {0, 1.0F}}));
     EXPECT_EQ(joined->getActs(), second->getActs());
+    join("actsTarget=0\n");
+    joined->inputReady();
+    joined->inputReady();
+    EXPECT_EQ(joined->calls, (Calls{{0, 0.0F}, {1, 1.0F}}));
+    EXPECT_EQ(joined->getActs(), first->getActs());
+}
+
+TEST_F(LayerTest, hasReceivedAllItsInputsOnceItIsRunWithThem) {
+    join("");
+    joined->fprop({first->getActs(), second->getActs()});
+    EXPECT_EQ(joined->received, 2);
+    joined->inputReady();
+    EXPECT_EQ(joined->calls.size(), 2U) << "an input that reports late fires nothing";
 }
 
 TEST_F(LayerTest, tellsItsFollowersInOrderAfterItsOwnWork) {
     join("");
-    describe("[c]\n[d]\n");
-    NotingLayer c(net, "c");
-    NotingLayer d(net, "d");
+    const std::string names[] = {"c", "d"};
+    NotingLayer c(bareLayer(names[0]));
+    NotingLayer d(bareLayer(names[1]));
     c.prev = {joined.get()};
     d.prev = {joined.get()};
     std::vector<std::string> fired;
@@ -108,11 +124,11 @@ TEST_F(LayerTest, tellsItsFollowersInOrderAfterItsOwnWork) {
 
 TEST_F(LayerTest, keepsItsOutputWhereResetIsForgotten) {
     join("");
-    joined->inputReady();
-    joined->inputReady();
-    joined->inputReady();
-    joined->inputReady();
+    for (int i = 0; i < 4; ++i) {
+        joined->inputReady();
+    }
     EXPECT_EQ(joined->calls.size(), 2U) << "fired again without a reset";
+    joined->backCount = 7;
     joined->reset();
     EXPECT_EQ(joined->received, 0);
     EXPECT_EQ(joined->backCount, 0);
@@ -122,32 +138,23 @@ TEST_F(LayerTest, keepsItsOutputWhereResetIsForgotten) {
 }
 
 TEST(DataLayer, handsOnTheEntryOfItsIndexItself) {
-    const auto net =
-        buildNet("[Net]\nLayerCount=1\nLayerNames=d\n[d]\ntype=data\ndataIdx=2\nactsTarget=0\n");
+    const auto net = buildNet("[Net]\nLayerCount=1\nLayerNames=d\n[d]\ntype=data\ndataIdx=2\n");
     Matrix entries[3];
-    EXPECT_EQ(net->layers[0]->getActs(), nullptr);
-    const Matrix* out = runNet(*net, {&entries[0], &entries[1], &entries[2]});
-    EXPECT_EQ(out, &entries[2]);
+    EXPECT_EQ(runNet(*net, {&entries[0], &entries[1], &entries[2]}), &entries[2]);
     EXPECT_TRUE(net->layers[0]->inputs.empty());
 }
 
 TEST(DataLayer, firesTheLayerBehindItAtOnce) {
-    const auto net = buildNet(
-        "[Net]\nLayerCount=2\nLayerNames=d_n\n[d]\ntype=data\ndataIdx=0\nactsTarget=0\n"
-        "[n]\ntype=neuron\nneuron=relu\ninputs=d\nactsTarget=0\n");
-    Matrix patch = matrixOf(1, 2, {-1, 2});
-    EXPECT_EQ(runNet(*net, {&patch}), &patch);
-    EXPECT_EQ(net->layers[1]->received, 1);
-    EXPECT_EQ(valuesOf(patch), (std::vector<float>{0, 2}));
+    OneLayer net("type=neuron\nneuron=relu\ninputs=a\nactsTarget=0\n");
+    EXPECT_EQ(net.run(rowOf({-1, 2})), (std::vector<float>{0, 2}));
+    EXPECT_EQ(net.output(), &net.a);
+    EXPECT_EQ(net.layer().received, 1);
 }
 
 TEST(DataLayer, refusesInputs) {
-    const auto net = buildNet(
-        "[Net]\nLayerCount=2\nLayerNames=d_e\n[d]\ntype=data\ndataIdx=0\nactsTarget=0\n"
-        "[e]\ntype=data\ndataIdx=0\nactsTarget=0\ninputs=d\n");
-    Matrix patch(1, 1);
+    OneLayer net("type=data\ndataIdx=0\ninputs=a\n");
     try {
-        runNet(*net, {&patch});
+        net.run();
         FAIL() << "nothing thrown";
     } catch (const std::string& words) {
         EXPECT_EQ(words, "No data given!");

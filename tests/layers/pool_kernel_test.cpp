@@ -6,11 +6,12 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <limits>
-#include <utility>
+#include <numeric>
 #include <vector>
 
+#include "layers/unusable_layer.h"
+#include "reference/reference_layers.h"
 #include "support/bits.h"
 #include "support/guarded_buffer.h"
 #include "support/nets.h"
@@ -20,102 +21,51 @@ namespace {
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
 const float kLowest = std::bit_cast<float>(0xFF167699U);
 
-using PoolKernel = void (*)(const Matrix&, Matrix&, const PoolGeometry&);
-
-// What a window holds, in the order of its rows, and the number that the average divides by.
-struct PlainWindow {
-    std::vector<float> values;
-    std::int32_t count = 0;
+struct PoolKind {
+    ReferencePool kind;
+    void (*forward)(const Matrix&, Matrix&, const PoolGeometry&);
+    float ofNothing;  // what a target is filled with before it is folded
 };
 
-std::int32_t sideOf(std::int32_t pixels) {
-    std::int32_t side = 0;
-    while ((side + 1) * (side + 1) <= pixels) {
-        ++side;
-    }
-    return side;
+const PoolKind kMax = {ReferencePool::Max, maxPoolForward, kLowest};
+const PoolKind kAvg = {ReferencePool::Avg, avgPoolForward, 0.0F};
+const PoolKind kKinds[] = {kMax, kAvg};
+
+std::vector<float> reference(const PoolKind& pool, const PoolGeometry& g, const Matrix& images) {
+    return referencePool(pool.kind, g, images.data, images.numRows, images.numCols);
 }
 
-// The window of column j of row n: every pixel of the plane is asked whether it lies inside.
-PlainWindow plainWindow(const Matrix& images, const PoolGeometry& g, std::int32_t n,
-                        std::int32_t j) {
-    const std::int32_t pixels = images.numCols / g.channels;
-    const std::int32_t side = sideOf(pixels);
-    const std::int32_t plane = j / (g.outputsX * g.outputsX);
-    const std::int32_t q = j % (g.outputsX * g.outputsX);
-    const std::int32_t y0 = q / g.outputsX * g.stride + g.start;
-    const std::int32_t x0 = q % g.outputsX * g.stride + g.start;
-    PlainWindow window;
-    for (std::int32_t y = 0; y < side; ++y) {
-        for (std::int32_t x = 0; x < side; ++x) {
-            if (y >= y0 && y < y0 + g.sizeX && x >= x0 && x < x0 + g.sizeX) {
-                window.values.push_back(images.at(n, plane * pixels + y * side + x));
-            }
-        }
-    }
-    const std::int32_t height = std::min(side, y0 + g.sizeX) - std::max(y0, 0);
-    const std::int32_t width = std::min(side, x0 + g.sizeX) - std::max(x0, 0);
-    window.count = height * width;
-    return window;
-}
-
-float plainMax(const PlainWindow& window) {
-    float cell = kLowest;
-    for (const float v : window.values) {
-        if (v > cell) {
-            cell = v;
-        }
-    }
-    return cell;
-}
-
-float plainAverage(const PlainWindow& window) {
-    float cell = 0.0F;
-    for (const float v : window.values) {
-        cell = cell + v;
-    }
-    return cell / static_cast<float>(window.count);
-}
-
-std::vector<float> plainPool(float (*fold)(const PlainWindow&), const Matrix& images,
-                             const PoolGeometry& g) {
-    std::vector<float> result;
-    for (std::int32_t n = 0; n < images.numRows; ++n) {
-        for (std::int32_t j = 0; j < g.outputsX * g.outputsX * g.channels; ++j) {
-            result.push_back(fold(plainWindow(images, g, n, j)));
-        }
-    }
-    return result;
-}
-
-Matrix counting(std::int32_t rows, std::int32_t cols) {
-    Matrix matrix(rows, cols);
-    for (std::int32_t i = 0; i < matrix.numElements; ++i) {
-        matrix.data[i] = static_cast<float>(i);
-    }
-    return matrix;
-}
-
-std::vector<float> pooled(PoolKernel kernel, const Matrix& images, const PoolGeometry& g) {
+std::vector<float> pooled(const PoolKind& pool, const Matrix& images, const PoolGeometry& g) {
     Matrix target;
-    kernel(images, target, g);
+    pool.forward(images, target, g);
     return valuesOf(target);
 }
 
 // A window of 2 x 2 that holds the whole plane.
-float pooledTile(PoolKernel kernel, const std::vector<float>& values) {
-    return pooled(kernel, matrixOf(1, 4, values), {1, 2, 0, 2, 1})[0];
+float pooledTile(const PoolKind& pool, const std::vector<float>& values) {
+    return pooled(pool, rowOf(values), {1, 2, 0, 2, 1})[0];
 }
 
+Matrix counting(std::int32_t rows, std::int32_t cols) {
+    Matrix matrix(rows, cols);
+    std::iota(matrix.data, matrix.data + matrix.numElements, 0.0F);
+    return matrix;
+}
+
+// Half of them have windows of 2 x 2 side by side, which have a path of their own in the library
+// as long as none overhangs.
 PoolGeometry randomGeometry(Random& random) {
     PoolGeometry g;
+    const bool isTiles = random.oneIn(2);
     g.channels = random.between(1, 4);
-    g.sizeX = random.between(0, 5);
-    g.start = random.between(-4, 5);
-    g.stride = random.between(0, 3);
-    g.outputsX = random.between(0, 5);
+    g.sizeX = isTiles ? 2 : random.between(0, 5);
+    g.start = isTiles ? 0 : random.between(-4, 5);
+    g.stride = isTiles ? 2 : random.between(-1, 3);
+    g.outputsX = random.between(-3, 5);
     return g;
 }
 
@@ -123,224 +73,237 @@ PoolGeometry randomGeometry(Random& random) {
 Matrix randomImages(Random& random, std::int32_t channels) {
     const std::int32_t rows = random.between(0, 3);
     const std::int32_t cols = channels * random.between(0, 90) + random.between(0, channels - 1);
-    std::vector<float> values = random.floats(static_cast<std::size_t>(rows * cols), -9, 9);
-    for (float& value : values) {
-        if (random.oneIn(100)) {
-            value = random.anyFloat();
-        }
-    }
-    return matrixOf(rows, cols, values);
+    Matrix images(rows, cols);
+    std::generate_n(images.data, images.numElements,
+                    [&] { return random.oneIn(100) ? random.anyFloat() : random.uniform(-9, 9); });
+    return images;
 }
 
-void expectPlainPoolForManyGeometries(PoolKernel kernel, float (*fold)(const PlainWindow&)) {
-    Random random(11);
-    Matrix target;
-    for (int round = 0; round < 2000; ++round) {
-        const PoolGeometry g = randomGeometry(random);
-        const Matrix images = randomImages(random, g.channels);
-        kernel(images, target, g);
-        ASSERT_EQ(target.numRows, images.numRows);
-        ASSERT_EQ(target.numCols, g.outputsX * g.outputsX * g.channels);
-        ASSERT_TRUE(sameFloats(plainPool(fold, images, g), valuesOf(target)))
-            << "round " << round << ": " << images.numRows << " x " << images.numCols
-            << ", channels " << g.channels << ", sizeX " << g.sizeX << ", start " << g.start
-            << ", stride " << g.stride << ", outputsX " << g.outputsX;
-    }
-}
+struct PooledPlane {
+    const char* what;
+    PoolGeometry geometry;  // channels, sizeX, start, stride, outputsX
+    std::vector<float> max, avg;
+};
 
-// A side that is no multiple of anything, more than one row and plane, columns to spare.
-const PoolGeometry kCommon = {3, 3, -1, 2, 4};
+// Of one plane of 6 x 6 that counts from 0.
+const PooledPlane kPooledPlanes[] = {
+    {"tiles",
+     {1, 2, 0, 2, 3},
+     {7, 9, 11, 19, 21, 23, 31, 33, 35},
+     {3.5F, 5.5F, 7.5F, 15.5F, 17.5F, 19.5F, 27.5F, 29.5F, 31.5F}},
+    {"windows cut on the right and below divide by 6 and by 4",
+     {1, 3, 0, 2, 3},
+     {14, 16, 17, 26, 28, 29, 32, 34, 35},
+     {7, 9, 10.5F, 19, 21, 22.5F, 28, 30, 31.5F}},
+    {"windows cut on the left and above", {1, 2, -1, 3, 2}, {0, 3, 18, 21}, {0, 2.5F, 15, 17.5F}},
+    {"tiles that leave a border out", {1, 2, 0, 2, 2}, {7, 9, 19, 21}, {3.5F, 5.5F, 15.5F, 17.5F}},
+    {"no windows", {1, 2, 0, 2, 0}, {}, {}},
+    {"-1 is one window, at the start", {1, 2, 1, 2, -1}, {14}, {10.5F}},
+    {"-2 is four: its rows go up, its columns to the right",
+     {1, 2, 2, 2, -2},
+     {21, 23, 9, 11},
+     {17.5F, 19.5F, 5.5F, 7.5F}},
+    {"a window without extent", {1, 0, 1, 1, 1}, {kLowest}, {kNaN}},
+    {"windows of the greatest size", {1, kMost, 0, 3, 2}, {35, 35, 35, 35}, {17.5F, 19, 26.5F, 28}},
+    {"windows of the least size",
+     {1, kLeast, 0, 3, 2},
+     std::vector<float>(4, kLowest),
+     std::vector<float>(4, 0.0F)},
+    {"the greatest start",
+     {1, kMost, kMost, kMost, 2},
+     std::vector<float>(4, kLowest),
+     std::vector<float>(4, 0.0F)},
+    {"the least start, and a window that ends in front",
+     {1, kMost, kLeast, 1, 1},
+     {kLowest},
+     {0.0F}},
+    {"the least start, and windows that reach in",
+     {1, kMost, kLeast, kMost, 2},
+     {kLowest, kLowest, kLowest, 35},
+     {0.0F, -0.0F, -0.0F, 17.5F}},
+    {"the least stride",
+     {1, 2, 0, kLeast, 2},
+     {7, kLowest, kLowest, kLowest},
+     {3.5F, -0.0F, -0.0F, 0.0F}},
+};
 
-void expectOwnRoomOnly(PoolKernel kernel, float (*fold)(const PlainWindow&)) {
-    const Matrix images = counting(2, 3 * 50 + 2);
-    GuardedBuffer<float> buffer(2 * 48, 1);
-    Matrix target = Matrix::view(buffer.data(), 2, 48);
-    kernel(images, target, kCommon);
-    const std::vector<float> expected = plainPool(fold, images, kCommon);
-    EXPECT_TRUE(sameFloats(expected.data(), buffer.data(), buffer.count()));
-    EXPECT_TRUE(buffer.guardsIntact());
-}
+struct UnusablePool {
+    const char* what;
+    PoolGeometry geometry;
+};
 
-void expectStorageKept(PoolKernel kernel) {
-    Matrix target;
-    kernel(counting(2, 16), target, {1, 2, 0, 2, 2});
-    EXPECT_EQ(target.trans, kRowMajor);
-    const float* storage = target.data;
-    std::fill_n(target.data, 8, 1000.0F);
-    kernel(counting(2, 16), target, {1, 2, 0, 2, 2});
-    EXPECT_EQ(target.data, storage);
-    EXPECT_TRUE(sameFloats(pooled(kernel, counting(2, 16), {1, 2, 0, 2, 2}), valuesOf(target)));
-    kernel(counting(1, 32), target, {2, 2, 0, 2, 2});
-    EXPECT_EQ(target.data, storage);
-    EXPECT_EQ(target.numRows, 1);
-    EXPECT_EQ(target.numCols, 8);
-}
+const UnusablePool kUnusable[] = {
+    {"no channels", {0, 2, 0, 2, 2}},
+    {"negative channels", {-1, 2, 0, 2, 2}},
+    {"the least channels", {kLeast, 2, 0, 2, 2}},
+    {"46341 x 46341 windows, more than can be counted", {1, 2, 0, 2, 46341}},
+    {"65536 x 65536 windows, which are 0 in 32 bits", {1, 2, 0, 2, 65536}},
+    {"2^31 x 2^31 windows", {1, 2, 0, 2, kLeast}},
+    {"4 x 2^29 columns, more than can be counted", {1 << 29, 2, 0, 2, -2}},
+    {"4 x 2^30 columns, which are 0 in 32 bits", {1 << 30, 2, 0, 2, 2}},
+};
 
 }  // namespace
 
-TEST(MaxPool, theStartValueIsMinusTwoTimesTenToThe38) {
-    EXPECT_TRUE(sameFloat(kLowest, -2.0e38F));
+TEST(Pool, givesWhatWasWorkedOutByHand) {
+    for (const PooledPlane& plane : kPooledPlanes) {
+        EXPECT_TRUE(sameFloats(plane.max, pooled(kMax, counting(1, 36), plane.geometry)))
+            << plane.what;
+        EXPECT_TRUE(sameFloats(plane.avg, pooled(kAvg, counting(1, 36), plane.geometry)))
+            << plane.what;
+    }
 }
 
-TEST(MaxPool, takesTheGreatestOfEachTile) {
-    EXPECT_TRUE(
-        sameFloats({5, 7, 13, 15}, pooled(maxPoolForward, counting(1, 16), {1, 2, 0, 2, 2})));
+TEST(Pool, equalsTheReferenceForManyGeometries) {
+    for (const PoolKind& pool : kKinds) {
+        Random random(11);
+        Matrix target;
+        for (int round = 0; round < 3000; ++round) {
+            const PoolGeometry g = randomGeometry(random);
+            const Matrix images = randomImages(random, g.channels);
+            pool.forward(images, target, g);
+            ASSERT_EQ(target.numRows, images.numRows);
+            ASSERT_EQ(target.numCols, g.outputsX * g.outputsX * g.channels);
+            ASSERT_TRUE(sameFloats(reference(pool, g, images), valuesOf(target)))
+                << "round " << round << ": " << images.numRows << " x " << images.numCols
+                << ", channels " << g.channels << ", sizeX " << g.sizeX << ", start " << g.start
+                << ", stride " << g.stride << ", outputsX " << g.outputsX;
+        }
+    }
 }
 
-TEST(MaxPool, cutsWindowsThatOverhang) {
-    const Matrix images = counting(1, 36);
-    EXPECT_TRUE(sameFloats({14, 16, 17, 26, 28, 29, 32, 34, 35},
-                           pooled(maxPoolForward, images, {1, 3, 0, 2, 3})));
-    EXPECT_TRUE(sameFloats({0, 3, 18, 21}, pooled(maxPoolForward, images, {1, 2, -1, 3, 2})));
+TEST(Pool, cutsTilesThatOverhangByOne) {
+    // 3 x 3: without a cut the upper right window would meet the beginning of the next row.
+    const Matrix images = rowOf({1, 2, 3, 90, 5, 4, 80, 70, 6});
+    EXPECT_TRUE(sameFloats({90, 4, 80, 6}, pooled(kMax, images, {1, 2, 0, 2, 2})));
+    EXPECT_TRUE(sameFloats({24.5F, 3.5F, 75, 6}, pooled(kAvg, images, {1, 2, 0, 2, 2})));
 }
 
-TEST(MaxPool, leavesItsStartValueInAWindowOutsideThePlane) {
-    const Matrix images = counting(1, 4);
-    EXPECT_TRUE(sameFloats({3, kLowest, kLowest, kLowest},
-                           pooled(maxPoolForward, images, {1, 2, 0, 2, 2})));
-    EXPECT_TRUE(sameFloats({kLowest, kLowest, kLowest, 3},
-                           pooled(maxPoolForward, images, {1, 2, -3, 3, 2})));
+TEST(Pool, writesItsTargetAndNothingBesideIt) {
+    // A side that is no multiple of anything, more than one row and plane, columns to spare; then
+    // tiles.
+    for (const PoolGeometry& g : {PoolGeometry{3, 3, -1, 2, 4}, PoolGeometry{3, 2, 0, 2, 3}}) {
+        const Matrix images = counting(2, 3 * 50 + 2);
+        const std::int32_t columns = 3 * g.outputsX * g.outputsX;
+        for (const PoolKind& pool : kKinds) {
+            GuardedBuffer<float> buffer(static_cast<std::size_t>(2 * columns), 1);
+            Matrix target = Matrix::view(buffer.data(), 2, columns);
+            pool.forward(images, target, g);
+            const std::vector<float> expected = reference(pool, g, images);
+            EXPECT_TRUE(sameFloats(expected.data(), buffer.data(), buffer.count()));
+            EXPECT_TRUE(buffer.guardsIntact());
+            // The same storage in another shape.
+            target.resize(columns, 2);
+            std::fill_n(target.data, target.numElements, 1000.0F);
+            pool.forward(images, target, g);
+            EXPECT_EQ(target.data, buffer.data());
+            EXPECT_EQ(target.numRows, 2);
+            EXPECT_EQ(target.trans, kRowMajor);
+            EXPECT_TRUE(sameFloats(expected, valuesOf(target)));
+        }
+    }
+}
+
+TEST(Pool, hasLostItsInputWhereThatIsItsTargetAndStaysAsLarge) {
+    // Nine windows in a plane of nine pixels; one row of 18 columns, and two of 19, the last of
+    // which is none of a plane.
+    for (const PoolKind& pool : kKinds) {
+        Matrix shared = counting(2, 18);
+        pool.forward(shared, shared, {2, 1, 0, 1, 3});
+        EXPECT_TRUE(sameFloats(std::vector<float>(36, pool.ofNothing), valuesOf(shared)));
+        Matrix wider = counting(2, 19);
+        pool.forward(wider, wider, {2, 1, 0, 1, 3});
+        EXPECT_EQ(wider.numCols, 18);
+        EXPECT_TRUE(sameFloats(std::vector<float>(36, pool.ofNothing), valuesOf(wider)));
+        Matrix growing = counting(2, 18);
+        pool.forward(growing, growing, {2, 1, 0, 1, -3});
+        EXPECT_EQ(growing.numCols, 18);
+        pool.forward(growing, growing, {2, 3, 0, 1, 4});
+        EXPECT_EQ(growing.numCols, 32);
+        EXPECT_EQ(growing.data[0], pool.ofNothing);
+    }
+}
+
+TEST(Pool, isRefusedInItsOwnInputWhereThatWouldShrink) {
+    for (const PoolKind& pool : kKinds) {
+        for (const PoolGeometry& g : {PoolGeometry{1, 2, 0, 2, 2}, PoolGeometry{1, 1, 0, 1, 3},
+                                      PoolGeometry{2, 2, 0, 1, -2}, PoolGeometry{1, 2, 0, 2, 0}}) {
+            Matrix shared = counting(1, 16);
+            EXPECT_THROW(pool.forward(shared, shared, g), UnusableLayer);
+            EXPECT_TRUE(sameFloats(valuesOf(counting(1, 16)), valuesOf(shared))) << "untouched";
+        }
+    }
+}
+
+TEST(Pool, isRefusedWhereItsNumbersGiveNoShape) {
+    for (const PoolKind& pool : kKinds) {
+        for (const UnusablePool& unusable : kUnusable) {
+            Matrix target = rowOf({1, 2, 3});
+            EXPECT_THROW(pool.forward(Matrix(0, 16), target, unusable.geometry), UnusableLayer)
+                << unusable.what;
+            EXPECT_TRUE(sameFloats({1, 2, 3}, valuesOf(target))) << unusable.what;
+        }
+    }
+}
+
+TEST(Pool, takesAsManyColumnsAsCanBeCounted) {
+    // No rows of them, so that they take no room.
+    for (const PoolKind& pool : kKinds) {
+        Matrix target;
+        pool.forward(Matrix(0, 16), target, {1, 2, 0, 2, 46340});
+        EXPECT_EQ(target.numCols, 46340 * 46340);
+        pool.forward(Matrix(0, 16), target, {kMost, 2, 0, 2, 1});
+        EXPECT_EQ(target.numCols, kMost);
+    }
 }
 
 TEST(MaxPool, leavesItsStartValueWhereNothingIsAboveIt) {
-    EXPECT_TRUE(
-        sameFloat(kLowest, pooledTile(maxPoolForward, {-2.5e38F, -kInfinity, kNaN, -2.0e38F})));
+    EXPECT_TRUE(sameFloat(kLowest, -2.0e38F));
+    EXPECT_TRUE(sameFloat(kLowest, pooledTile(kMax, {-2.5e38F, -kInfinity, kNaN, -2.0e38F})));
     const float above = std::nextafter(kLowest, 0.0F);
+    EXPECT_TRUE(sameFloat(above, pooledTile(kMax, {-2.5e38F, -kInfinity, above, -2.0e38F})));
     EXPECT_TRUE(
-        sameFloat(above, pooledTile(maxPoolForward, {-2.5e38F, -kInfinity, above, -2.0e38F})));
+        sameFloats({3, kLowest, kLowest, kLowest}, pooled(kMax, counting(1, 4), {1, 2, 0, 2, 2})));
 }
 
 TEST(MaxPool, neverTakesANaN) {
-    EXPECT_TRUE(sameFloat(1.0F, pooledTile(maxPoolForward, {kNaN, 1, kNaN, -1})));
-    EXPECT_TRUE(sameFloat(kLowest, pooledTile(maxPoolForward, {kNaN, kNaN, kNaN, kNaN})));
-    EXPECT_TRUE(sameFloat(kInfinity, pooledTile(maxPoolForward, {kNaN, 1, kInfinity, kNaN})));
+    EXPECT_TRUE(sameFloat(1.0F, pooledTile(kMax, {kNaN, 1, kNaN, -1})));
+    EXPECT_TRUE(sameFloat(kLowest, pooledTile(kMax, {kNaN, kNaN, kNaN, kNaN})));
+    EXPECT_TRUE(sameFloat(kInfinity, pooledTile(kMax, {kNaN, 1, kInfinity, kNaN})));
 }
 
 TEST(MaxPool, keepsTheFirstOfEqualZeros) {
-    EXPECT_TRUE(sameFloat(-0.0F, pooledTile(maxPoolForward, {-0.0F, 0.0F, 0.0F, 0.0F})));
-    EXPECT_TRUE(sameFloat(0.0F, pooledTile(maxPoolForward, {0.0F, -0.0F, -0.0F, -0.0F})));
+    EXPECT_TRUE(sameFloat(-0.0F, pooledTile(kMax, {-0.0F, 0.0F, 0.0F, 0.0F})));
+    EXPECT_TRUE(sameFloat(0.0F, pooledTile(kMax, {0.0F, -0.0F, -0.0F, -0.0F})));
 }
 
-TEST(MaxPool, neverReadsBeyondItsWindows) {
-    Matrix images = counting(1, 36);
-    for (std::int32_t i = 0; i < 36; ++i) {
-        if (i / 6 >= 4 || i % 6 >= 4) {
-            images.data[i] = 1000;
-        }
-    }
-    EXPECT_TRUE(sameFloats({7, 9, 19, 21}, pooled(maxPoolForward, images, {1, 2, 0, 2, 2})));
-}
-
-TEST(MaxPool, equalsThePlainFormForManyGeometries) {
-    expectPlainPoolForManyGeometries(maxPoolForward, plainMax);
-}
-
-TEST(MaxPool, writesItsTargetAndNothingBesideIt) {
-    expectOwnRoomOnly(maxPoolForward, plainMax);
-}
-
-TEST(MaxPool, keepsItsStorageFromCallToCall) {
-    expectStorageKept(maxPoolForward);
-}
-
-TEST(MaxPool, hasLostItsInputWhereThatIsItsTarget) {
-    Matrix shared = counting(2, 18);
-    maxPoolForward(shared, shared, {2, 1, 0, 1, 3});
-    EXPECT_TRUE(sameFloats(std::vector<float>(36, kLowest), valuesOf(shared)));
-}
-
-TEST(AvgPool, takesTheMeanOfEachTile) {
-    EXPECT_TRUE(sameFloats({2.5F, 4.5F, 10.5F, 12.5F},
-                           pooled(avgPoolForward, counting(1, 16), {1, 2, 0, 2, 2})));
-}
-
-TEST(AvgPool, dividesByWhatACutWindowHolds) {
-    // Windows of 9 values, of 6 at the right and lower edges, of 4 in the corner.
-    const PoolGeometry overhanging = {1, 3, 0, 2, 3};
-    const Matrix ones = matrixOf(1, 36, std::vector<float>(36, 1.0F));
-    EXPECT_TRUE(sameFloats(std::vector<float>(9, 1.0F), pooled(avgPoolForward, ones, overhanging)));
-    const Matrix images = counting(1, 36);
-    EXPECT_TRUE(sameFloats({7, 9, 10.5F, 19, 21, 22.5F, 28, 30, 31.5F},
-                           pooled(avgPoolForward, images, overhanging)));
-    // Cut on the upper and left sides: of 1, 2, 2 and 4 values.
-    EXPECT_TRUE(sameFloats({0, 2.5F, 15, 17.5F}, pooled(avgPoolForward, images, {1, 2, -1, 3, 2})));
-}
-
-TEST(AvgPool, sumsRowByRowInFloat) {
+TEST(AvgPool, sumsRowByRowInFloatFromPlusZero) {
     // 1e8 swallows the first 1 and is gone before the second. By columns, from the end, in pairs
     // or in 64 bits the sum would be 2, 0, 0 or 2.
-    EXPECT_TRUE(sameFloat(0.25F, pooledTile(avgPoolForward, {1e8F, 1, -1e8F, 1})));
+    EXPECT_TRUE(sameFloat(0.25F, pooledTile(kAvg, {1e8F, 1, -1e8F, 1})));
     // Past the largest float on the way.
-    EXPECT_TRUE(sameFloat(kInfinity, pooledTile(avgPoolForward, {3e38F, 3e38F, -3e38F, -3e38F})));
+    EXPECT_TRUE(sameFloat(kInfinity, pooledTile(kAvg, {3e38F, 3e38F, -3e38F, -3e38F})));
+    EXPECT_TRUE(sameFloat(0.0F, pooledTile(kAvg, {-0.0F, -0.0F, -0.0F, -0.0F})));
 }
 
 TEST(AvgPool, dividesOnceAtTheEnd) {
-    const Matrix images = matrixOf(1, 9, {10, 7, 0, 0, 0, 0, 0, 0, 0});
-    EXPECT_TRUE(sameFloats({17.0F / 9.0F}, pooled(avgPoolForward, images, {1, 3, 0, 1, 1})));
+    EXPECT_TRUE(sameFloats({17.0F / 9.0F},
+                           pooled(kAvg, rowOf({10, 7, 0, 0, 0, 0, 0, 0, 0}), {1, 3, 0, 1, 1})));
     EXPECT_FALSE(sameBits(17.0F / 9.0F, 17.0F * (1.0F / 9.0F))) << "a reciprocal would not be seen";
     EXPECT_FALSE(sameBits(17.0F / 9.0F, 10.0F / 9.0F + 7.0F / 9.0F)) << "nor a division of each";
 }
 
-TEST(AvgPool, startsAtPlusZero) {
-    EXPECT_TRUE(sameFloat(0.0F, pooledTile(avgPoolForward, {-0.0F, -0.0F, -0.0F, -0.0F})));
-}
-
 TEST(AvgPool, ofAWindowOutsideThePlaneIsZeroByItsCount) {
     const Matrix images = counting(1, 4);
-    // Just outside: a side of 0.
-    EXPECT_TRUE(
-        sameFloats({1.5F, kNaN, kNaN, kNaN}, pooled(avgPoolForward, images, {1, 2, 0, 2, 2})));
-    EXPECT_TRUE(
-        sameFloats({kNaN, kNaN, kNaN, 1.5F}, pooled(avgPoolForward, images, {1, 2, -2, 2, 2})));
-    // Farther off: a side of -1, once or twice.
-    EXPECT_TRUE(
-        sameFloats({1.5F, -0.0F, -0.0F, 0}, pooled(avgPoolForward, images, {1, 2, 0, 3, 2})));
-    EXPECT_TRUE(
-        sameFloats({0, -0.0F, -0.0F, 1.5F}, pooled(avgPoolForward, images, {1, 2, -3, 3, 2})));
-}
-
-TEST(AvgPool, carriesNaNAndInfinityInTheirOwnWindowsOnly) {
-    const Matrix images = matrixOf(1, 16,
-                                   {kNaN, 1, kInfinity, 1,  //
-                                    1, 1, 1, 1,             //
-                                    1, 2, kInfinity, 1,     //
-                                    3, 4, 1, -kInfinity});
-    EXPECT_TRUE(
-        sameFloats({kNaN, kInfinity, 2.5F, kNaN}, pooled(avgPoolForward, images, {1, 2, 0, 2, 2})));
-}
-
-TEST(AvgPool, neverReadsBeyondItsWindows) {
-    Matrix images = counting(1, 36);
-    for (std::int32_t i = 0; i < 36; ++i) {
-        if (i / 6 >= 4 || i % 6 >= 4) {
-            images.data[i] = kNaN;
-        }
-    }
-    EXPECT_TRUE(
-        sameFloats({3.5F, 5.5F, 15.5F, 17.5F}, pooled(avgPoolForward, images, {1, 2, 0, 2, 2})));
+    // Just outside: a side of 0. Farther off: a side of -1, once or twice.
+    EXPECT_TRUE(sameFloats({1.5F, kNaN, kNaN, kNaN}, pooled(kAvg, images, {1, 2, 0, 2, 2})));
+    EXPECT_TRUE(sameFloats({kNaN, kNaN, kNaN, 1.5F}, pooled(kAvg, images, {1, 2, -2, 2, 2})));
+    EXPECT_TRUE(sameFloats({1.5F, -0.0F, -0.0F, 0}, pooled(kAvg, images, {1, 2, 0, 3, 2})));
+    EXPECT_TRUE(sameFloats({0, -0.0F, -0.0F, 1.5F}, pooled(kAvg, images, {1, 2, -3, 3, 2})));
 }
 
 TEST(AvgPool, takesPlanesForSquareAndLeavesTheRestOut) {
     // Two planes of 6 pixels, whose side is 2, and one column behind them, in two rows.
-    const Matrix images = counting(2, 13);
     EXPECT_TRUE(
-        sameFloats({1.5F, 7.5F, 14.5F, 20.5F}, pooled(avgPoolForward, images, {2, 2, 0, 1, 1})));
-}
-
-TEST(AvgPool, equalsThePlainFormForManyGeometries) {
-    expectPlainPoolForManyGeometries(avgPoolForward, plainAverage);
-}
-
-TEST(AvgPool, writesItsTargetAndNothingBesideIt) {
-    expectOwnRoomOnly(avgPoolForward, plainAverage);
-}
-
-TEST(AvgPool, keepsItsStorageFromCallToCall) {
-    expectStorageKept(avgPoolForward);
-}
-
-TEST(AvgPool, hasLostItsInputWhereThatIsItsTarget) {
-    Matrix shared = counting(2, 18);
-    avgPoolForward(shared, shared, {2, 1, 0, 1, 3});
-    EXPECT_TRUE(sameFloats(std::vector<float>(36, 0.0F), valuesOf(shared)));
+        sameFloats({1.5F, 7.5F, 14.5F, 20.5F}, pooled(kAvg, counting(2, 13), {2, 2, 0, 1, 1})));
 }

@@ -18,6 +18,10 @@ inline Matrix matrixOf(std::int32_t rows, std::int32_t cols, const std::vector<f
     return matrix;
 }
 
+inline Matrix rowOf(const std::vector<float>& values) {
+    return matrixOf(1, static_cast<std::int32_t>(values.size()), values);
+}
+
 inline std::vector<float> valuesOf(const Matrix& matrix) {
     return {matrix.data, matrix.data + matrix.numElements};
 }
