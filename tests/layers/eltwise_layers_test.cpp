@@ -3,51 +3,82 @@
 #include <limits>
 #include <stdexcept>
 
+#include "layers/one_layer.h"
 #include "support/bits.h"
 #include "support/nets.h"
 
 namespace {
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kInf = std::numeric_limits<float>::infinity();
 
-// Three data layers, `a`, `b` and `c`, and the layer `x` behind them.
-class EltwiseNet {
-  public:
-    explicit EltwiseNet(const std::string& keys)
-        : net(buildNet("[Net]\nLayerCount=4\nLayerNames=a_b_c_x\n"
-                       "[a]\ntype=data\ndataIdx=0\nactsTarget=0\n"
-                       "[b]\ntype=data\ndataIdx=1\nactsTarget=0\n"
-                       "[c]\ntype=data\ndataIdx=2\nactsTarget=0\n[x]\n" +
-                       keys)) {}
+struct EltwiseCase {
+    const char* what;
+    const char* keys;
+    std::vector<float> inputs[3], expected;
+};
 
-    // A row for each input.
-    std::vector<float> run(const std::vector<float>& rowA, const std::vector<float>& rowB,
-                           const std::vector<float>& rowC) {
-        a = rowMatrix(rowA);
-        b = rowMatrix(rowB);
-        c = rowMatrix(rowC);
-        return run();
-    }
-
-    std::vector<float> run() { return valuesOf(*runNet(*net, {&a, &b, &c})); }
-
-    Matrix*& output() { return net->layers[3]->outputs; }
-
-    Matrix a;
-    Matrix b;
-    Matrix c;
-
-  private:
-    static Matrix rowMatrix(const std::vector<float>& values) {
-        return matrixOf(1, static_cast<std::int32_t>(values.size()), values);
-    }
-
-    std::unique_ptr<ConvNet> net;
+const EltwiseCase kCases[] = {
+    {"the difference for 1 and -1",
+     "eltsum\ninputs=a_b\ncoeffs=1_-1",
+     {{1, 2, 6}, {4, 2, 0.5F}, {}},
+     {-3, 0, 5.5F}},
+    {"each input times the coefficient of its place",
+     "eltsum\ninputs=a_b_c\ncoeffs=2_-0.5_4",
+     {{1, 10}, {0, 6}, {100, 200}},
+     {402, 817}},
+    {"the same in another order",
+     "eltsum\ninputs=c_a_b\ncoeffs=2_-0.5_4",
+     {{1, 10}, {0, 6}, {100, 200}},
+     {199.5F, 419}},
+    {"one rounding for the first",
+     "eltsum\ninputs=a\ncoeffs=0.1",
+     {{3, -7, 0x1.fffffep0F, 1e-40F}, {}, {}},
+     {0.1F * 3, 0.1F * -7, 0.1F * 0x1.fffffep0F, 0.1F * 1e-40F}},
+    // (1 + 2^24) - 2^24, (2^24 - 2^24) + 1
+    {"a sum in the order of the inputs",
+     "eltsum\ninputs=a_b_c\ncoeffs=1_1_1",
+     {{1, 0x1p24F}, {0x1p24F, -0x1p24F}, {-0x1p24F, 1}},
+     {0, 1}},
+    // (2 * 2^23 + 1) - 2^24: neither (1 + -2^24) + 2^24 nor (2^24 - 2^24) + 1.
+    {"a sum from the shared input on",
+     "eltsum\ninputs=a_b_c\ncoeffs=1_2_1\nactsTarget=1",
+     {{1, 1}, {0x1p23F, 3}, {-0x1p24F, 100}},
+     {0, 107}},
+    {"no coefficients beyond the inputs",
+     "eltsum\ninputs=a_b\ncoeffs=1_2_1000",
+     {{1, 2}, {10, 20}, {5, 5}},
+     {21, 42}},
+    {"the first values of a longer input",
+     "eltsum\ninputs=a_b\ncoeffs=1_1",
+     {{1, 2}, {10, 20, 30}, {}},
+     {11, 22}},
+    {"the greater of two",
+     "eltmax\ninputs=a_b",
+     {{1, 2, -1, 0}, {4, 2, -5, kInf}, {}},
+     {4, 2, -1, kInf}},
+    // Where the second is not above it, the first is taken: a NaN in the first stays, one in the
+    // second goes.
+    {"the second compared with the first",
+     "eltmax\ninputs=a_b",
+     {{kNaN, 7, kNaN, -0.0F, 0.0F}, {7, kNaN, kNaN, 0.0F, -0.0F}, {}},
+     {kNaN, 7, kNaN, -0.0F, 0.0F}},
+    // A NaN of the first two loses against the third; one in the third stays.
+    {"the result of two compared with the third",
+     "eltmax\ninputs=a_b_c",
+     {{1, 3, 2, kNaN, kNaN, 8, -0.0F}, {2, 1, 3, 9, kNaN, 9, -0.0F}, {3, 2, 1, 5, 6, kNaN, 0.0F}},
+     {3, 3, 3, 5, 6, kNaN, 0.0F}},
+    {"the shape of the second", "eltmax\ninputs=a_b", {{5, 1, 9}, {4, 2}, {}}, {5, 2}},
+    {"the first two, then as much of the third",
+     "eltmax\ninputs=a_b_c",
+     {{5, 1}, {4, 2}, {0, 7, 9}},
+     {5, 7}},
+    {"nothing for a single input", "eltmax\ninputs=a", {{1, 2}, {}, {}}, {}},
+    {"a single input that it shares", "eltmax\ninputs=a\nactsTarget=0", {{1, 2}, {}, {}}, {1, 2}},
 };
 
 // The words of the std::out_of_range that a run throws.
-std::string rangeErrorOf(EltwiseNet& net) {
+std::string rangeErrorOf(OneLayer& net) {
     try {
         net.run();
     } catch (const std::out_of_range& error) {
@@ -56,195 +87,107 @@ std::string rangeErrorOf(EltwiseNet& net) {
     return "nothing thrown";
 }
 
+Matrix transposed(const std::vector<float>& columns) {
+    Matrix matrix = matrixOf(2, 2, columns);
+    matrix.trans = kTransposed;
+    return matrix;
+}
+
 }  // namespace
 
-TEST(EltwiseSumLayer, givesTheDifferenceForOneAndMinusOne) {
-    EltwiseNet net("type=eltsum\ninputs=a_b\ncoeffs=1_-1\n");
-    EXPECT_TRUE(sameFloats({-3, 0, 5.5F}, net.run({1, 2, 6}, {4, 2, 0.5F}, {0})));
-    EXPECT_EQ(net.output()->numRows, 1);
-    EXPECT_EQ(net.output()->numCols, 3);
-}
-
-TEST(EltwiseSumLayer, takesEachInputTimesTheCoefficientOfItsPlace) {
-    EltwiseNet net("type=eltsum\ninputs=a_b_c\ncoeffs=2_-0.5_4\n");
-    EXPECT_TRUE(sameFloats({402, 817}, net.run({1, 10}, {0, 6}, {100, 200})));
-    EltwiseNet other("type=eltsum\ninputs=c_a_b\ncoeffs=2_-0.5_4\n");
-    EXPECT_TRUE(sameFloats({199.5F, 419}, other.run({1, 10}, {0, 6}, {100, 200})));
-}
-
-TEST(EltwiseSumLayer, scalesItsFirstInputWithOneRounding) {
-    EltwiseNet net("type=eltsum\ninputs=a\ncoeffs=0.1\n");
-    const std::vector<float> values = {3, -7, 0x1.fffffep0F, 1e-40F};
-    std::vector<float> expected;
-    for (const float value : values) {
-        expected.push_back(0.1F * value);
-    }
-    EXPECT_TRUE(sameFloats(expected, net.run(values, {0}, {0})));
-}
-
-TEST(EltwiseSumLayer, addsNothingToItsFormerOutput) {
-    EltwiseNet net("type=eltsum\ninputs=a_b\ncoeffs=1_1\n");
-    net.run({1, 2}, {10, 20}, {0});
-    std::vector<float> storage = {kNaN, kNaN};
-    *net.output() = Matrix::view(storage.data(), 1, 2);
-    EXPECT_TRUE(sameFloats({11, 22}, net.run()));
-    EXPECT_TRUE(sameFloats({11, 22}, storage)) << "into the same storage";
-}
-
-TEST(EltwiseSumLayer, addsItsInputsInTheirOrder) {
-    EltwiseNet net("type=eltsum\ninputs=a_b_c\ncoeffs=1_1_1\n");
-    // (1 + 2^24) - 2^24, (2^24 - 2^24) + 1
-    EXPECT_TRUE(sameFloats({0, 1}, net.run({1, 0x1p24F}, {0x1p24F, -0x1p24F}, {-0x1p24F, 1})));
-}
-
-TEST(EltwiseSumLayer, leavesItsInputsAlone) {
-    EltwiseNet net("type=eltsum\ninputs=a_b_c\ncoeffs=2_3_4\n");
-    net.run({1, 2}, {3, 4}, {5, 6});
-    EXPECT_TRUE(sameFloats({1, 2}, valuesOf(net.a)));
-    EXPECT_TRUE(sameFloats({3, 4}, valuesOf(net.b)));
-    EXPECT_TRUE(sameFloats({5, 6}, valuesOf(net.c)));
-}
-
-TEST(EltwiseSumLayer, sumsIntoTheMatrixOfItsFirstInput) {
-    EltwiseNet net("type=eltsum\ninputs=a_b\ncoeffs=2_-3\nactsTarget=0\n");
-    net.run({1, 2}, {10, 20}, {0});
-    EXPECT_EQ(net.output(), &net.a);
-    EXPECT_TRUE(sameFloats({-28, -56}, valuesOf(net.a)));
-    EXPECT_TRUE(sameFloats({10, 20}, valuesOf(net.b)));
-}
-
-TEST(EltwiseSumLayer, sumsIntoTheMatrixOfItsSecondInputFromThereOn) {
-    EltwiseNet net("type=eltsum\ninputs=a_b_c\ncoeffs=1_2_1\nactsTarget=1\n");
-    // (2 * 2^23 + 1) - 2^24: neither (1 + -2^24) + 2^24 nor (2^24 - 2^24) + 1.
-    net.run({1, 1}, {0x1p23F, 3}, {-0x1p24F, 100});
-    EXPECT_EQ(net.output(), &net.b);
-    EXPECT_TRUE(sameFloats({0, 107}, valuesOf(net.b)));
-    EXPECT_TRUE(sameFloats({1, 1}, valuesOf(net.a)));
-    EXPECT_TRUE(sameFloats({-0x1p24F, 100}, valuesOf(net.c)));
-}
-
-TEST(EltwiseSumLayer, ignoresCoefficientsBeyondItsInputs) {
-    EltwiseNet net("type=eltsum\ninputs=a_b\ncoeffs=1_2_1000\n");
-    EXPECT_TRUE(sameFloats({21, 42}, net.run({1, 2}, {10, 20}, {5, 5})));
-}
-
-TEST(EltwiseSumLayer, throwsAtTheFirstPassWithoutCoefficientsAndWritesNothing) {
-    for (const char* target : {"", "actsTarget=0\n"}) {
-        EltwiseNet net(std::string("type=eltsum\ninputs=a_b\n") + target);
-        net.a = matrixOf(1, 2, {1, 2});
-        net.b = matrixOf(1, 2, {3, 4});
-        EXPECT_EQ(rangeErrorOf(net), "invalid vector<T> subscript");
-        EXPECT_TRUE(sameFloats({1, 2}, valuesOf(net.a)));
-        EXPECT_TRUE(sameFloats({3, 4}, valuesOf(net.b)));
-        EXPECT_EQ(net.output()->numElements, *target == '\0' ? 0 : 2);
+TEST(EltwiseLayers, giveWhatWasWorkedOutByHand) {
+    for (const EltwiseCase& eltwise : kCases) {
+        const auto& [a, b, c] = eltwise.inputs;
+        OneLayer net(std::string("type=") + eltwise.keys);
+        EXPECT_TRUE(sameFloats(eltwise.expected, net.run(rowOf(a), rowOf(b), rowOf(c))))
+            << eltwise.what;
+        EXPECT_TRUE(net.output() == &net.a || sameFloats(a, valuesOf(net.a))) << eltwise.what;
+        EXPECT_TRUE(net.output() == &net.b || sameFloats(b, valuesOf(net.b))) << eltwise.what;
+        EXPECT_TRUE(sameFloats(c, valuesOf(net.c))) << eltwise.what;
     }
 }
 
-TEST(EltwiseSumLayer, throwsAtTheInputWithoutACoefficientAndKeepsWhatItHas) {
-    EltwiseNet net("type=eltsum\ninputs=a_b\ncoeffs=3\n");
-    net.a = matrixOf(1, 2, {1, 2});
-    net.b = matrixOf(1, 2, {10, 20});
-    EXPECT_EQ(rangeErrorOf(net), "invalid vector<T> subscript");
-    EXPECT_TRUE(sameFloats({3, 6}, valuesOf(*net.output())));
-
-    EltwiseNet shared("type=eltsum\ninputs=a_b\ncoeffs=3\nactsTarget=1\n");
-    shared.a = matrixOf(1, 2, {1, 2});
-    shared.b = matrixOf(1, 2, {10, 20});
-    EXPECT_EQ(rangeErrorOf(shared), "invalid vector<T> subscript");
-    EXPECT_TRUE(sameFloats({10, 20}, valuesOf(shared.b))) << "the second input comes first";
+TEST(EltwiseLayers, writeIntoTheStorageOfTheirFormerOutputWhateverThatHolds) {
+    for (const char* keys :
+         {"type=eltsum\ninputs=a_b\ncoeffs=1_-1\n", "type=eltmax\ninputs=a_b_c\n"}) {
+        OneLayer net(keys);
+        const std::vector<float> expected = net.run(rowOf({1, 9}), rowOf({5, 4}), rowOf({3, 6}));
+        std::vector<float> storage = {kNaN, kNaN};
+        *net.output() = Matrix::view(storage.data(), 1, 2);
+        net.run();
+        EXPECT_TRUE(sameFloats(expected, storage)) << keys;
+    }
 }
 
-TEST(EltwiseSumLayer, meetsATransposedInputByRowsAndColumns) {
-    EltwiseNet net("type=eltsum\ninputs=a_b_c\ncoeffs=1_1_2\n");
-    net.a = matrixOf(2, 2, {1, 2, 3, 4});
-    net.b = matrixOf(2, 2, {10, 30, 20, 40});
-    net.b.trans = kTransposed;
-    net.c = matrixOf(2, 2, {100, 300, 200, 400});
-    net.c.trans = kTransposed;
-    EXPECT_TRUE(sameFloats({211, 422, 633, 844}, net.run()));
+TEST(EltwiseLayers, meetATransposedInputByRowsAndColumns) {
+    OneLayer sum("type=eltsum\ninputs=a_b_c\ncoeffs=1_1_2\n");
+    EXPECT_TRUE(sameFloats({211, 422, 633, 844},
+                           sum.run(matrixOf(2, 2, {1, 2, 3, 4}), transposed({10, 30, 20, 40}),
+                                   transposed({100, 300, 200, 400}))));
     // As the first, too: the output has its own order.
-    net.a.trans = kTransposed;
-    EXPECT_TRUE(sameFloats({211, 423, 632, 844}, net.run()));
-    EXPECT_EQ(net.output()->trans, kRowMajor);
-}
-
-TEST(EltwiseMaxLayer, takesTheGreaterOfTwo) {
-    EltwiseNet net("type=eltmax\ninputs=a_b\n");
+    EXPECT_TRUE(sameFloats({211, 423, 632, 844},
+                           sum.run(transposed({1, 2, 3, 4}), transposed({10, 30, 20, 40}),
+                                   transposed({100, 300, 200, 400}))));
+    EXPECT_EQ(sum.output()->trans, kRowMajor);
+    OneLayer max("type=eltmax\ninputs=a_b\n");
     EXPECT_TRUE(
-        sameFloats({4, 2, -1, kInfinity}, net.run({1, 2, -1, 0}, {4, 2, -5, kInfinity}, {0})));
-    EXPECT_EQ(net.output()->numRows, 1);
-    EXPECT_EQ(net.output()->numCols, 4);
+        sameFloats({1, 8, 9, 4}, max.run(matrixOf(2, 2, {1, 2, 3, 4}), transposed({0, 9, 8, 0}))));
+    EXPECT_EQ(max.output()->trans, kRowMajor);
 }
 
-TEST(EltwiseMaxLayer, comparesItsSecondInputWithItsFirst) {
-    // Where the second is not above it, the first is taken: a NaN in the first stays, one in the
-    // second goes.
-    EltwiseNet net("type=eltmax\ninputs=a_b\n");
-    EXPECT_TRUE(
-        sameFloats({kNaN, 7, kNaN, -0.0F, 0.0F},
-                   net.run({kNaN, 7, kNaN, -0.0F, 0.0F}, {7, kNaN, kNaN, 0.0F, -0.0F}, {0})));
+TEST(EltwiseSumLayer, sumsIntoTheMatrixOfTheInputThatItShares) {
+    OneLayer net("type=eltsum\ninputs=a_b\ncoeffs=2_-3\nactsTarget=0\n");
+    EXPECT_TRUE(sameFloats({-28, -56}, net.run(rowOf({1, 2}), rowOf({10, 20}))));
+    EXPECT_EQ(net.output(), &net.a);
+    OneLayer twice("type=eltsum\ninputs=a_a\ncoeffs=2_3\nactsTarget=0\n");
+    EXPECT_TRUE(sameFloats({8, 16}, twice.run(rowOf({1, 2})))) << "2 x + 3 (2 x)";
 }
 
-TEST(EltwiseMaxLayer, comparesTheResultOfTwoWithTheThird) {
-    EltwiseNet net("type=eltmax\ninputs=a_b_c\n");
-    EXPECT_TRUE(sameFloats({3, 3, 3}, net.run({1, 3, 2}, {2, 1, 3}, {3, 2, 1})));
-    // A NaN of the first two loses against the third; one in the third stays.
-    EXPECT_TRUE(sameFloats({5, 6, kNaN, 0.0F}, net.run({kNaN, kNaN, 8, -0.0F}, {9, kNaN, 9, -0.0F},
-                                                       {5, 6, kNaN, 0.0F})));
+TEST(EltwiseSumLayer, throwsAtTheFirstInputWithoutACoefficientAndKeepsWhatItHas) {
+    struct {
+        const char* keys;
+        std::vector<float> output;
+    } const cases[] = {
+        {"", {}},
+        {"actsTarget=0\n", {1, 2}},
+        {"coeffs=3\n", {3, 6}},
+        {"coeffs=3\nactsTarget=0\n", {3, 6}},
+        {"coeffs=3\nactsTarget=1\n", {10, 20}},  // the second input comes first
+    };
+    for (const auto& [keys, output] : cases) {
+        OneLayer net(std::string("type=eltsum\ninputs=a_b\n") + keys);
+        net.a = rowOf({1, 2});
+        net.b = rowOf({10, 20});
+        EXPECT_EQ(rangeErrorOf(net), "invalid vector<T> subscript") << keys;
+        EXPECT_TRUE(sameFloats(output, valuesOf(*net.output()))) << keys;
+        EXPECT_TRUE(sameFloats({10, 20}, valuesOf(net.b))) << keys;
+    }
 }
 
-TEST(EltwiseMaxLayer, computesNothingForASingleInput) {
-    EltwiseNet net("type=eltmax\ninputs=a\n");
-    EXPECT_TRUE(net.run({1, 2}, {0}, {0}).empty());
-    EXPECT_EQ(net.output()->data, nullptr);
-    // Whatever its output held stays.
+TEST(EltwiseMaxLayer, leavesItsFormerOutputForASingleInput) {
+    OneLayer net("type=eltmax\ninputs=a\n");
     std::vector<float> storage = {-5, kNaN};
     *net.output() = Matrix::view(storage.data(), 1, 2);
-    EXPECT_TRUE(sameFloats({-5, kNaN}, net.run()));
-
-    EltwiseNet shared("type=eltmax\ninputs=a\nactsTarget=0\n");
-    EXPECT_TRUE(sameFloats({1, 2}, shared.run({1, 2}, {0}, {0})));
-}
-
-TEST(EltwiseMaxLayer, leavesItsInputsAloneAndKeepsItsStorage) {
-    EltwiseNet net("type=eltmax\ninputs=a_b_c\n");
-    net.run({1, 9}, {5, 4}, {3, 6});
-    std::vector<float> storage = {kNaN, kNaN};
-    *net.output() = Matrix::view(storage.data(), 1, 2);
-    net.run();
-    EXPECT_TRUE(sameFloats({5, 9}, storage));
-    EXPECT_TRUE(sameFloats({1, 9}, valuesOf(net.a)));
-    EXPECT_TRUE(sameFloats({5, 4}, valuesOf(net.b)));
-    EXPECT_TRUE(sameFloats({3, 6}, valuesOf(net.c)));
+    EXPECT_TRUE(sameFloats({-5, kNaN}, net.run(rowOf({1, 2}))));
 }
 
 TEST(EltwiseMaxLayer, worksInTheMatrixOfEitherInput) {
-    EltwiseNet first("type=eltmax\ninputs=a_b\nactsTarget=0\n");
-    first.run({1, 9, kNaN}, {5, 4, 2}, {0});
-    EXPECT_EQ(first.output(), &first.a);
-    EXPECT_TRUE(sameFloats({5, 9, kNaN}, valuesOf(first.a)));
-    EXPECT_TRUE(sameFloats({5, 4, 2}, valuesOf(first.b)));
-
-    EltwiseNet second("type=eltmax\ninputs=a_b\nactsTarget=1\n");
-    second.run({1, 9, kNaN}, {5, 4, 2}, {0});
-    EXPECT_EQ(second.output(), &second.b);
-    EXPECT_TRUE(sameFloats({5, 9, kNaN}, valuesOf(second.b)));
-    EXPECT_TRUE(sameFloats({1, 9, kNaN}, valuesOf(second.a)));
+    for (const std::string target : {"0", "1"}) {
+        OneLayer net("type=eltmax\ninputs=a_b\nactsTarget=" + target + "\n");
+        EXPECT_TRUE(sameFloats({5, 9, kNaN}, net.run(rowOf({1, 9, kNaN}), rowOf({5, 4, 2}))));
+        EXPECT_EQ(net.output(), target == "0" ? &net.a : &net.b);
+    }
+    // An input of another shape that it works in takes the shape of the second first.
+    OneLayer reshaped("type=eltmax\ninputs=a_b\nactsTarget=0\n");
+    EXPECT_TRUE(
+        sameFloats({5, 9, 3, 4}, reshaped.run(rowOf({1, 9, 3, 0}), matrixOf(2, 2, {5, 4, 2, 4}))));
+    EXPECT_EQ(reshaped.a.numRows, 2);
 }
 
 TEST(EltwiseMaxLayer, losesItsThirdInputWhereItWorksInItsMatrix) {
     // The third meets itself first; then the second and the first go over it.
-    EltwiseNet net("type=eltmax\ninputs=a_b_c\nactsTarget=2\n");
-    net.run({1, 2}, {2, 1}, {100, 100});
+    OneLayer net("type=eltmax\ninputs=a_b_c\nactsTarget=2\n");
+    EXPECT_TRUE(sameFloats({2, 2}, net.run(rowOf({1, 2}), rowOf({2, 1}), rowOf({100, 100}))));
     EXPECT_EQ(net.output(), &net.c);
-    EXPECT_TRUE(sameFloats({2, 2}, valuesOf(net.c)));
-}
-
-TEST(EltwiseMaxLayer, meetsATransposedInputByRowsAndColumns) {
-    EltwiseNet net("type=eltmax\ninputs=a_b\n");
-    net.a = matrixOf(2, 2, {1, 2, 3, 4});
-    net.b = matrixOf(2, 2, {0, 9, 8, 0});
-    net.b.trans = kTransposed;
-    EXPECT_TRUE(sameFloats({1, 8, 9, 4}, net.run()));
-    EXPECT_EQ(net.output()->trans, kRowMajor);
+    EXPECT_TRUE(sameFloats({2, 2}, net.run(rowOf({1, 2}), rowOf({2, 1}), rowOf({7, 7, 7}))));
 }

@@ -1,15 +1,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "layers/build_error.h"
 #include "layers/layer_registry.h"
-#include "layers/pool_kernel.h"
-#include "layers/two_input_net.h"
+#include "layers/one_layer.h"
+#include "layers/unusable_layer.h"
+#include "reference/reference_layers.h"
 #include "support/bits.h"
 #include "support/nets.h"
 #include "support/random.h"
@@ -18,13 +19,14 @@ namespace {
 
 // Five different numbers, so that keys read by each other's name show.
 const PoolGeometry kGeometry = {3, 4, 1, 2, 5};
-const char* const kKeys = "channels=3\nsizeX=4\nstart=1\nstride=2\noutputsX=5\n";
+const std::string kKeys = "channels=3\nsizeX=4\nstart=1\nstride=2\noutputsX=5\n";
 
-// A pool layer `p` behind `d`, or behind `d` and `e`.
-std::unique_ptr<ConvNet> netOf(const std::string& kind, const std::string& keys = kKeys,
-                               const std::string& inputs = "d") {
-    return netBehindTwoInputs("p",
-                              "[p]\ntype=pool\npool=" + kind + "\ninputs=" + inputs + "\n" + keys);
+const std::pair<std::string, ReferencePool> kKinds[] = {{"max", ReferencePool::Max},
+                                                        {"avg", ReferencePool::Avg}};
+
+std::string sectionOf(const std::string& kind, const std::string& keys,
+                      const std::string& inputs = "a") {
+    return "type=pool\npool=" + kind + "\ninputs=" + inputs + "\n" + keys;
 }
 
 // Two rows of three planes of 9 x 9.
@@ -32,16 +34,9 @@ Matrix randomPatch(std::uint64_t seed) {
     return matrixOf(2, 3 * 81, Random(seed).floats(std::size_t{2} * 3 * 81, -9, 9));
 }
 
-std::vector<float> maxPooled(const Matrix& images, const PoolGeometry& geometry) {
-    Matrix target;
-    maxPoolForward(images, target, geometry);
-    return valuesOf(target);
-}
-
-std::vector<float> avgPooled(const Matrix& images, const PoolGeometry& geometry) {
-    Matrix target;
-    avgPoolForward(images, target, geometry);
-    return valuesOf(target);
+std::vector<float> reference(ReferencePool kind, const PoolGeometry& geometry,
+                             const Matrix& images) {
+    return referencePool(kind, geometry, images.data, images.numRows, images.numCols);
 }
 
 }  // namespace
@@ -52,25 +47,24 @@ TEST(PoolKinds, standInTheOrderInWhichTheyAreCompared) {
     EXPECT_STREQ(kPoolKinds[1].keyword, "avg");
 }
 
-TEST(PoolLayer, poolsAsItsKeywordSays) {
-    Matrix patch = randomPatch(1);
-    const auto maxNet = netOf("max");
-    const auto avgNet = netOf("avg");
-    EXPECT_TRUE(
-        sameFloats(maxPooled(patch, kGeometry), valuesOf(*runNet(*maxNet, {&patch, &patch}))));
-    EXPECT_TRUE(
-        sameFloats(avgPooled(patch, kGeometry), valuesOf(*runNet(*avgNet, {&patch, &patch}))));
+TEST(PoolLayer, poolsAsItsKeywordSaysAndLeavesItsInputAlone) {
+    for (const auto& [keyword, kind] : kKinds) {
+        for (const std::string inputs : {"a", "a_b"}) {
+            OneLayer net(sectionOf(keyword, kKeys, inputs));
+            EXPECT_TRUE(sameFloats(reference(kind, kGeometry, randomPatch(1)),
+                                   net.run(randomPatch(1), rowOf({99, 99}))))
+                << keyword << ", whatever its second input";
+            EXPECT_NE(net.output(), &net.a);
+            EXPECT_TRUE(sameFloats(valuesOf(randomPatch(1)), valuesOf(net.a)));
+        }
+    }
 }
 
 TEST(PoolLayer, readsEachKeyByItsOwnName) {
-    Matrix patch = randomPatch(2);
-    const std::vector<float> expected = avgPooled(patch, kGeometry);
-    const auto net = netOf("avg", "outputsX=5\nstride=2\nstart=1\nsizeX=4\nchannels=3\n");
-    const Matrix* out = runNet(*net, {&patch, &patch});
-    EXPECT_EQ(out->numRows, 2);
-    EXPECT_EQ(out->numCols, 75);
-    EXPECT_TRUE(sameFloats(expected, valuesOf(*out)));
-
+    const Matrix patch = randomPatch(2);
+    const std::vector<float> expected = reference(ReferencePool::Avg, kGeometry, patch);
+    OneLayer net(sectionOf("avg", "outputsX=5\nstride=2\nstart=1\nsizeX=4\nchannels=3\n"));
+    EXPECT_TRUE(sameFloats(expected, net.run(randomPatch(2))));
     std::int32_t PoolGeometry::*const fields[] = {&PoolGeometry::channels, &PoolGeometry::sizeX,
                                                   &PoolGeometry::start, &PoolGeometry::stride,
                                                   &PoolGeometry::outputsX};
@@ -79,86 +73,69 @@ TEST(PoolLayer, readsEachKeyByItsOwnName) {
             PoolGeometry swapped = kGeometry;
             std::swap(swapped.*first, swapped.*second);
             EXPECT_EQ(first == second,
-                      static_cast<bool>(sameFloats(expected, avgPooled(patch, swapped))))
+                      sameFloats(expected, reference(ReferencePool::Avg, swapped, patch)) == true)
                 << "two keys could be exchanged unseen";
         }
     }
 }
 
-TEST(PoolLayer, takesANegativeStart) {
-    Matrix patch = randomPatch(3);
-    const auto net = netOf("max", "channels=3\nsizeX=3\nstart=-1\nstride=2\noutputsX=4\n");
-    EXPECT_TRUE(
-        sameFloats(maxPooled(patch, {3, 3, -1, 2, 4}), valuesOf(*runNet(*net, {&patch, &patch}))));
-}
-
-TEST(PoolLayer, ignoresASecondInput) {
-    Matrix patch = randomPatch(4);
-    Matrix other = matrixOf(1, 2, {99, 99});
-    for (const char* kind : {"max", "avg"}) {
-        const auto alone = netOf(kind);
-        const std::vector<float> expected = valuesOf(*runNet(*alone, {&patch, &other}));
-        const auto both = netOf(kind, kKeys, "d_e");
-        EXPECT_TRUE(sameFloats(expected, valuesOf(*runNet(*both, {&patch, &other})))) << kind;
+TEST(PoolLayer, overwritesItsOutputInItsStorageForEveryIndexAndScale) {
+    for (const auto& [keyword, kind] : kKinds) {
+        OneLayer net(sectionOf(keyword, kKeys));
+        const std::vector<float> expected = net.run(randomPatch(5));
+        const float* storage = net.output()->data;
+        for (const auto& [index, scale] : {std::pair{0, 0.0F}, {0, 1.0F}, {7, 0.0F}, {7, 1.0F}}) {
+            std::fill_n(net.output()->data, net.output()->numElements, 1000.0F);
+            net.layer().computeActs(index, scale);
+            EXPECT_TRUE(sameFloats(expected, valuesOf(*net.output()))) << keyword << index << scale;
+        }
+        net.run(randomPatch(6));
+        EXPECT_TRUE(sameFloats(expected, net.run(randomPatch(5))));
+        EXPECT_EQ(net.output()->data, storage);
     }
 }
 
-TEST(PoolLayer, overwritesItsOutputForEveryIndexAndScale) {
-    Matrix patch = randomPatch(5);
-    for (const char* kind : {"max", "avg"}) {
-        const auto net = netOf(kind);
-        Matrix* out = runNet(*net, {&patch, &patch});
-        const std::vector<float> expected = valuesOf(*out);
-        for (const auto& [index, scale] : {std::pair{0, 0.0F}, {0, 1.0F}, {7, 0.0F}, {7, 1.0F}}) {
-            std::fill_n(out->data, out->numElements, 1000.0F);
-            net->layers.back()->computeActs(index, scale);
-            EXPECT_TRUE(sameFloats(expected, valuesOf(*out))) << kind << index << scale;
+TEST(PoolLayer, takesNegativeNumbersOfWindowsAndNone) {
+    for (const auto& [keyword, kind] : kKinds) {
+        for (const std::int32_t outputs : {-3, -2, -1, 0}) {
+            OneLayer net(sectionOf(keyword, "channels=3\nsizeX=3\nstart=4\nstride=2\noutputsX=" +
+                                                std::to_string(outputs) + "\n"));
+            EXPECT_TRUE(sameFloats(reference(kind, {3, 3, 4, 2, outputs}, randomPatch(3)),
+                                   net.run(randomPatch(3))))
+                << keyword << outputs;
+            EXPECT_EQ(net.output()->numRows, 2);
+            EXPECT_EQ(net.output()->numCols, 3 * outputs * outputs);
         }
     }
 }
 
-TEST(PoolLayer, keepsTheStorageOfItsOutputFromRunToRun) {
-    Matrix first = randomPatch(6);
-    Matrix second = randomPatch(7);
-    const auto net = netOf("avg");
-    const Matrix* out = runNet(*net, {&first, &first});
-    const float* storage = out->data;
-    const std::vector<float> expected = valuesOf(*out);
-    EXPECT_EQ(runNet(*net, {&second, &second}), out);
-    EXPECT_TRUE(sameFloats(avgPooled(second, kGeometry), valuesOf(*out)));
-    runNet(*net, {&first, &first});
-    EXPECT_TRUE(sameFloats(expected, valuesOf(*out)));
-    EXPECT_EQ(out->data, storage);
-}
-
-TEST(PoolLayer, leavesItsInputAlone) {
-    Matrix patch = randomPatch(8);
-    const std::vector<float> before = valuesOf(patch);
-    const auto net = netOf("avg");
-    EXPECT_NE(runNet(*net, {&patch, &patch}), &patch);
-    EXPECT_TRUE(sameFloats(before, valuesOf(patch)));
+TEST(PoolLayer, worksInItsInputAsLongAsThatDoesNotShrink) {
+    const std::string inPlace = "actsTarget=0\nchannels=3\nsizeX=1\nstart=0\nstride=1\noutputsX=";
+    for (const auto& [keyword, kind] : kKinds) {
+        OneLayer net(sectionOf(keyword, inPlace + "9\n"));
+        const float lost = kind == ReferencePool::Max ? -2.0e38F : 0.0F;
+        EXPECT_TRUE(sameFloats(std::vector<float>(2 * 3 * 81, lost), net.run(randomPatch(4))));
+        EXPECT_EQ(net.output(), &net.a);
+        OneLayer smaller(sectionOf(keyword, inPlace + "8\n"));
+        EXPECT_THROW(smaller.run(randomPatch(4)), UnusableLayer);
+        EXPECT_TRUE(sameFloats(valuesOf(randomPatch(4)), valuesOf(smaller.a))) << "untouched";
+    }
 }
 
 TEST(PoolLayer, namesTheUnknownKind) {
-    ConvNet net(0, "", "");
-    for (const std::string kind : {"", "Max", "AVG", "maximum", "average", "ma", "maxx", "sum"}) {
-        describe("[p]\npool=" + kind + "\n");
+    for (const std::string keys : {"", "pool=", "pool=Max", "pool=AVG", "pool=maximum",
+                                   "pool=average", "pool=ma", "pool=maxx", "pool=sum"}) {
+        const NetDescription description = parseDescription(("[p]\n" + keys + "\n").c_str());
+        const std::string name = "p";
+        LayerSource source = bareLayer(name);
+        source.section = getSection(description, name);
         try {
-            createPoolLayer(net, "p");
-            ADD_FAILURE() << kind << " was accepted";
-        } catch (const std::string& words) {
-            EXPECT_EQ(words, "Unknown pooling layer type " + kind);
+            createPoolLayer(source);
+            ADD_FAILURE() << keys << " was accepted";
+        } catch (const BuildError& error) {
+            EXPECT_EQ("pool=" + error.reason.substr(error.reason.rfind(' ') + 1),
+                      keys.empty() ? "pool=" : keys);
+            EXPECT_EQ(error.reason.rfind("Unknown pooling layer type ", 0), 0U);
         }
-    }
-}
-
-TEST(PoolLayer, needsAKind) {
-    ConvNet net(0, "", "");
-    describe("[p]\nchannels=1\n");
-    try {
-        createPoolLayer(net, "p");
-        FAIL() << "a section without `pool` was accepted";
-    } catch (const std::string& words) {
-        EXPECT_EQ(words, "Unknown pooling layer type ");
     }
 }
