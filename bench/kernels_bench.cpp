@@ -107,13 +107,13 @@ void unfoldOurs(benchmark::State& state) {
     const FilterShape shape = filterShape(kGeometry, image.numCols, kFilterElements);
     const Matrix ours(kFilterElements, kModules);
     const Matrix plain(kFilterElements, kModules);
-    unfoldPatches(image.data, kGeometry, shape, ours.data);
+    unfoldPatches(image.data, shape, ours.data);
     plainUnfold(image.data, kChannels, kSide, kSide, kFilterSide, plain.data);
     if (!same(ours, plain)) {
         state.SkipWithError("unfold differs from the plain loop");
     }
     for (auto _ : state) {
-        unfoldPatches(image.data, kGeometry, shape, ours.data);
+        unfoldPatches(image.data, shape, ours.data);
         benchmark::ClobberMemory();
     }
 }
@@ -172,7 +172,7 @@ void convolutionProduct(benchmark::State& state) {
     const Matrix P = noise(kFilterElements, kModules);
     Matrix T(kFilters, kModules);
     for (auto _ : state) {
-        multiply(1.0F, filters, P, 0.0F, T.data);
+        multiply(1.0F, filters, P, 0.0F, T.data, T.numCols);
         benchmark::ClobberMemory();
     }
 }
@@ -183,7 +183,7 @@ void fullProduct(benchmark::State& state) {
     const Matrix W = noise(768, 160);
     Matrix Y(2, 160);
     for (auto _ : state) {
-        multiply(1.0F, X, W, 0.0F, Y.data);
+        multiply(1.0F, X, W, 0.0F, Y.data, Y.numCols);
         benchmark::ClobberMemory();
     }
 }
@@ -193,9 +193,10 @@ void convolution(benchmark::State& state) {
     const Matrix images = noise(2, kChannels * kSide * kSide);
     const Matrix filters = noise(kFilters, kFilterElements);
     const Matrix biases = noise(kFilters, 1);
+    const FilterShape shape = filterShape(kGeometry, images.numCols, filters.numCols);
     Matrix target;
     for (auto _ : state) {
-        convForward(images, filters, biases, target, kGeometry, 0.0F, 1.0F);
+        convForward(images, filters, biases, target, shape, 0.0F, 1.0F);
         benchmark::ClobberMemory();
     }
 }
@@ -204,10 +205,11 @@ BENCHMARK(convolution)->Name("kernel/conv/ours");
 void localFilters(benchmark::State& state) {
     const Matrix images = noise(2, 8 * 10 * 10);
     const Matrix filters = noise(8, 64 * 8 * 9);
+    const FilterShape shape = filterShape({8, 10, 8, 8, 0, 1}, images.numCols, 8 * 9);
     Matrix biases = noise(8, 64);
     Matrix target;
     for (auto _ : state) {
-        localForward(images, filters, biases, target, {8, 10, 8, 8, 0, 1}, 0.0F);
+        localForward(images, filters, biases, target, shape, 0.0F);
         benchmark::ClobberMemory();
     }
 }

@@ -108,7 +108,7 @@ std::vector<float> PlainNetwork::convolve(const Convolution& layer,
                     P.data);
         Matrix T = Matrix::view(target.data() + n * (target.size() / kRows), layer.filters.numRows,
                                 modules);
-        multiply(1.0F, layer.filters, P, 0.0F, T.data);
+        multiply(1.0F, layer.filters, P, 0.0F, T.data, T.numCols);
         plainBias(layer.biases, T);
     }
     plainRelu(target.data(), static_cast<std::int64_t>(target.size()));
@@ -131,11 +131,11 @@ const std::vector<float>& PlainNetwork::run(const float* patch) {
         Matrix::view(local4.data(), kRows, static_cast<std::int32_t>(local4.size()) / kRows);
     Matrix X1 =
         Matrix::view(images.data(), kRows, static_cast<std::int32_t>(images.size()) / kRows);
-    multiply(1.0F, X0, fromLocal4, 0.0F, output.data());
+    multiply(1.0F, X0, fromLocal4, 0.0F, output.data(), fromLocal4.numCols);
     for (int r = 0; r < kRows; ++r) {
         addScaled(160, 1.0F, outputBiases.data, output.data() + 160 * r, 1);
     }
-    multiply(1.0F, X1, fromPool3, 1.0F, output.data());
+    multiply(1.0F, X1, fromPool3, 1.0F, output.data(), fromPool3.numCols);
     return output;
 }
 

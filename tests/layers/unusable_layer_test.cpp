@@ -1,0 +1,243 @@
+// Layers whose settings, weights and inputs do not fit each other.
+#include "layers/unusable_layer.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "layers/one_layer.h"
+#include "layers/weight_folder.h"
+#include "support/bits.h"
+#include "support/nets.h"
+
+namespace {
+
+struct Size {
+    std::int32_t rows, cols;
+};
+
+struct Unusable {
+    const char* what;
+    std::string section;
+    // Sizes of the inputs.
+    Size a = {1, 4};
+    Size b = {1, 4};
+    Size c = {1, 4};
+};
+
+Unusable conv(const char* what, const std::string& changes, Size a = {1, 4}, Size b = {1, 4}) {
+    return {what, with(kConv, changes), a, b};
+}
+
+Unusable local(const char* what, const std::string& changes, Size a = {1, 4}, Size b = {1, 4}) {
+    return {what, with(kLocal, changes), a, b};
+}
+
+Unusable full(const char* what, const std::string& changes, Size a = {1, 4}, Size b = {1, 4}) {
+    return {what, with(kFullyConnected, changes), a, b};
+}
+
+const std::string kPool =
+    "type=pool\ninputs=a\nchannels=1\nsizeX=1\nstart=0\nstride=1\noutputsX=2\n";
+const std::string kNorm = "type=cmrnorm\ninputs=a\nsizeX=3\nscale=1\npow=1\n";
+
+const Unusable kUnusable[] = {
+    {"a data layer beyond the inputs", "type=data\ndataIdx=3\n"},
+    {"a data layer in front of them", "type=data\ndataIdx=-1\n"},
+    {"a single row without an element 0", "type=softmax\ninputs=a\n", {1, 0}},
+    {"a norm without channels", kNorm},
+    {"a norm of no channels", kNorm + "channels=0\n"},
+    {"a norm of negative channels", kNorm + "channels=-1\n"},
+    {"a norm of more channels than columns", kNorm + "channels=5\n"},
+    {"a max pool without channels", with(kPool, "pool=max\nchannels=\n")},
+    {"an avg pool without channels", with(kPool, "pool=avg\nchannels=\n")},
+    {"a pool of negative channels", with(kPool, "pool=max\nchannels=-1\n")},
+    {"a pool of too many windows", with(kPool, "pool=avg\noutputsX=65536\n")},
+    {"a max pool that shrinks its input", with(kPool, "pool=max\noutputsX=1\nactsTarget=0\n")},
+    {"an avg pool that shrinks its input", with(kPool, "pool=avg\noutputsX=-1\nactsTarget=0\n")},
+    {"a sum with a shorter second", "type=eltsum\ninputs=a_b\ncoeffs=1_1\n", {1, 4}, {3, 1}},
+    {"a sum with a shorter third",
+     "type=eltsum\ninputs=a_b_c\ncoeffs=1_1_1\n",
+     {1, 4},
+     {1, 4},
+     {1, 3}},
+    {"a sum that shares the longer",
+     "type=eltsum\ninputs=a_b\ncoeffs=1_1\nactsTarget=1\n",
+     {1, 4},
+     {1, 5}},
+    {"the greater with a shorter first", "type=eltmax\ninputs=a_b\n", {1, 3}, {1, 4}},
+    {"the greater with a first of shorter rows", "type=eltmax\ninputs=a_b\n", {2, 2}, {2, 3}},
+    {"the greatest with a shorter third", "type=eltmax\ninputs=a_b_c\n", {1, 4}, {1, 4}, {1, 3}},
+    {"the greater in a longer first", "type=eltmax\ninputs=a_b\nactsTarget=0\n", {1, 5}, {1, 4}},
+    {"the greater in a shorter first", "type=eltmax\ninputs=a_b\nactsTarget=0\n", {1, 3}, {1, 4}},
+
+    conv("weights that are missing", "weights=absent\n"),
+    conv("weights that are not named", "weights="),
+    conv("weights for one input of two", "inputs=a_b\n"),
+    conv("weights that end after their sizes", "weights=head\n"),
+    conv("weights that end in their sizes", "weights=half\n"),
+    conv("weights of no bytes", "weights=empty\n"),
+    conv("weights of no elements", "weights=noElements\n"),
+    conv("weights of no filters", "weights=noFilters\n"),
+    conv("filters that are not square", "weights=twoElements\n"),
+    conv("four elements for filters of three planes", "channels=3\nweights=bank\n", {1, 12}),
+    conv("filters that leave room for one module of four", "weights=bank\n"),
+    conv("a stride that leaves room for one module of four", "stride=2\n"),
+    conv("no stride", "stride=0\n"),
+    conv("2^32 modules in padding, and no biases",
+         "modulesX=65536\npadding=32767\nbiases=absent\n"),
+    conv("2^32 modules", "modulesX=65536\n"),
+    conv("the greatest padding", "padding=2147483647\n"),
+    conv("the least padding", "padding=-2147483648\n"),
+    conv("the greatest stride and four modules", "stride=2147483647\n"),
+    conv("more columns than can be counted", "weights=wide\nimgSize=182\nmodulesX=182\n",
+         {1, 182 * 182}),
+    conv("more biases than filters", "biases=threeBiases\n"),
+    conv("more biases in a row than modules", "biases=fiveInARow\n"),
+    conv("biases that end after their sizes", "biases=head\n"),
+    conv("a later input of more filters", "inputs=a_b\nweights=one_w12\nbiases=oneBias\n"),
+    conv("a later input of more rows", "inputs=a_b\nweights=w12_w56\n", {1, 4}, {2, 4}),
+    conv("a larger result in its input", "actsTarget=0\n"),
+    conv("a smaller result in its input", "actsTarget=0\nchannels=2\nweights=sum\nbiases=oneBias\n",
+         {1, 8}),
+
+    local("weights that are missing", "weights=absent\n"),
+    local("weights that are not named", "weights="),
+    local("weights for one input of two", "inputs=a_b\n"),
+    local("weights that end after their sizes", "weights=head\n"),
+    local("weights that end in their sizes", "weights=half\n"),
+    local("weights of no bytes", "weights=empty\n"),
+    local("weights of no elements", "weights=noElements\n"),
+    local("weights of no filters", "weights=noFilters\n"),
+    local("too few weights for an element each", "weights=three\n"),
+    local("filters that are not square", "weights=eight\n"),
+    local("one element for filters of two planes", "channels=2\n", {1, 12}),
+    local("two elements for filters of three planes", "channels=3\nweights=eight\n", {1, 12}),
+    local("no number of modules", "modulesX=\n"),
+    local("no modules", "modulesX=0\n"),
+    local("nine modules for four positions", "modulesX=3\nweights=nine\n"),
+    local("sixteen modules for four positions", "modulesX=4\nweights=sixteen\n"),
+    local("2^32 modules, which are 0 in 32 bits", "modulesX=65536\n"),
+    local("padding that makes more positions", "padding=1\n"),
+    local("a stride that makes fewer", "stride=2\n"),
+    local("a wider image", "", {1, 8}),
+    local("no channels", "channels=0\n"),
+    local("negative channels", "channels=-1\n"),
+    local("no stride", "stride=0\n"),
+    local("a negative stride", "stride=-1\n"),
+    local("a negative stride with as many positions", "weights=sixteen\nimgSize=1\nstride=-1\n",
+          {1, 1}),
+    local("no height", "imgSize=0\n"),
+    local("a negative height with all modules in the padding",
+          "weights=nine\nbiases=eighteen\nimgSize=-1\npadding=2\nmodulesX=3\n", {1, 1}),
+    local("room for -2 x -2 positions", "weights=sixtyFour\nimgSize=1\n", {1, 1}),
+    local("fewer biases than it needs", "biases=seven\n"),
+    local("a single bias", "biases=oneBias\n"),
+    local("biases that end after their sizes", "biases=head\n"),
+    local("a later input of more filters", "inputs=a_b\nweights=oneBank_bank\n"),
+    local("a later input of more rows", "inputs=a_b\nweights=bank_bank2\n", {1, 4}, {2, 4}),
+    local("a larger result in its input", "actsTarget=0\n"),
+    local("a smaller result in its input", "actsTarget=0\nchannels=2\nweights=eightInOne\n",
+          {1, 8}),
+
+    full("weights that are missing", "weights=absent\n"),
+    full("weights for one input of two", "inputs=a_b\n"),
+    full("weights that end after their sizes", "weights=head\n"),
+    full("weights of fewer rows than the input has values", "weights=three\nbiases=absent\n"),
+    full("an input of no values", "", {1, 0}),
+    full("a column of more biases than rows", "biases=threeBiases\n"),
+    full("a row of more biases than outputs", "biases=fiveInARow\n"),
+    full("biases that end after their sizes", "biases=head\n"),
+    full("a later input of more outputs", "inputs=a_b\nweights=fc0_wideOutput\n"),
+    full("a later input of more rows", "inputs=a_b\nweights=fc0_fc1\n", {1, 4}, {2, 4}),
+    full("a later input of fewer rows of weights", "inputs=a_b\nweights=fc0_three\n"),
+    full("its own input as output", "weights=four\nactsTarget=0\nbiases=absent\n"),
+    full("its second input as output",
+         "inputs=a_b\nweights=four_four\nactsTarget=1\nbiases=absent\n"),
+};
+
+class UnusableLayerTest : public WeightFolderTest {
+  protected:
+    UnusableLayerTest() {
+        const std::int32_t sizes[2] = {4, 2};
+        writeFile(file("head"), sizes, sizeof sizes);
+        writeFile(file("half"), sizes, sizeof sizes / 2);
+        writeFile(file("empty"), sizes, 0);
+        writeOnes("noElements", 0, 2);
+        writeOnes("noFilters", 4, 0);
+        writeOnes("twoElements", 2, 2);
+        writeOnes("three", 3, 2);
+        writeOnes("four", 4, 4);
+        writeOnes("seven", 7, 1);
+        writeOnes("eight", 8, 2);
+        writeOnes("eightInOne", 8, 1);
+        writeOnes("nine", 9, 2);
+        writeOnes("sixteen", 16, 2);
+        writeOnes("eighteen", 18, 1);
+        writeOnes("sixtyFour", 64, 2);
+        writeOnes("wide", 1, 65536);
+        writeOnes("wideOutput", 4, 4);
+        writeOnes("sum", 2, 1);
+        writeOnes("threeBiases", 3, 1);
+        writeOnes("fiveInARow", 1, 5);
+    }
+};
+
+Matrix onesOf(Size size) {
+    Matrix matrix(size.rows, size.cols);
+    std::fill_n(matrix.data, matrix.numElements, 1.0F);
+    return matrix;
+}
+
+}  // namespace
+
+TEST_F(UnusableLayerTest, throwsBeforeItTouchesAnything) {
+    for (const Unusable& unusable : kUnusable) {
+        SCOPED_TRACE(unusable.what + std::string("\n") + unusable.section);
+        OneLayer net(unusable.section, folder.prefix());
+        EXPECT_THROW(net.run(onesOf(unusable.a), onesOf(unusable.b), onesOf(unusable.c)),
+                     UnusableLayer);
+        EXPECT_TRUE(sameFloats(valuesOf(onesOf(unusable.a)), valuesOf(net.a)));
+        EXPECT_TRUE(sameFloats(valuesOf(onesOf(unusable.b)), valuesOf(net.b)));
+        EXPECT_TRUE(sameFloats(valuesOf(onesOf(unusable.c)), valuesOf(net.c)));
+        // What the first input gave stays; of a first input that is refused nothing comes.
+        const bool isLater = unusable.section.find("inputs=a_b") != std::string::npos;
+        EXPECT_TRUE(isLater || net.output() == nullptr || net.output() == &net.a ||
+                    net.output()->numElements == 0);
+    }
+}
+
+TEST(UnusableLayer, isOneThatWouldReadATransposedInputBeyondItsEnd) {
+    // Its last element in the first row stands behind a column of three.
+    Matrix column = matrixOf(3, 2, {1, 2, 3, 4, 5, 6});
+    column.trans = kTransposed;
+    OneLayer sum("type=eltsum\ninputs=a_b\ncoeffs=1_1\n");
+    EXPECT_THROW(sum.run(rowOf({1, 1, 1}), std::move(column)), UnusableLayer);
+    OneLayer max("type=eltmax\ninputs=a_b\n");
+    column = matrixOf(3, 2, {1, 2, 3, 4, 5, 6});
+    column.trans = kTransposed;
+    EXPECT_THROW(max.run(std::move(column), rowOf({1, 1, 1})), UnusableLayer);
+    EXPECT_TRUE(sameFloats({1, 4, 2, 5}, max.run(std::move(max.a), matrixOf(2, 2, {0, 0, 0, 0}))));
+}
+
+TEST(UnusableLayer, needsAsMuchOfAMatrixAsItReads) {
+    Matrix rows(2, 3);
+    EXPECT_TRUE(holdsRows(rows, 2, 3));
+    EXPECT_TRUE(holdsRows(rows, 1, 6)) << "a run may go on in the next row";
+    EXPECT_FALSE(holdsRows(rows, 1, 7));
+    EXPECT_FALSE(holdsRows(rows, 2, 4));
+    EXPECT_FALSE(holdsRows(rows, 3, 1));
+    EXPECT_TRUE(holdsRows(rows, 0, 100));
+    EXPECT_TRUE(holdsRows(rows, 100, 0));
+    EXPECT_FALSE(holdsRows(rows, 1 << 30, 1 << 30));
+    EXPECT_TRUE(holdsElements(rows, 2, 3));
+    EXPECT_FALSE(holdsElements(rows, 3, 2));
+    EXPECT_TRUE(holdsElements(rows, 0, 100));
+    EXPECT_TRUE(holdsElements(rows, 100, 0));
+    rows.trans = kTransposed;
+    EXPECT_TRUE(holdsElements(rows, 2, 3));
+    EXPECT_TRUE(holdsElements(rows, 4, 2)) << "columns may overlap";
+    EXPECT_FALSE(holdsElements(rows, 5, 2));
+    EXPECT_FALSE(holdsElements(rows, 1, 4));
+}

@@ -1,0 +1,73 @@
+// A folder of small weight files, and the sections of layers that read them.
+#ifndef ZOMU_TESTS_LAYERS_WEIGHT_FOLDER_H
+#define ZOMU_TESTS_LAYERS_WEIGHT_FOLDER_H
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support/model_folder.h"
+#include "support/temporary_folder.h"
+
+// Two filters of 1 x 1 on a 2 x 2 image of one plane. Two inputs would have the same geometry.
+const std::string kConv =
+    "type=conv\ninputs=a\nweights=w12\nbiases=bias\nchannels=1_1\npadding=0_0\nstride=1_1\n"
+    "imgSize=2_2\nmodulesX=2\n";
+// The same with filters of their own for each of the four positions.
+const std::string kLocal =
+    "type=local\ninputs=a\nweights=bank\nbiases=bankBias\nchannels=1_1\npadding=0_0\nstride=1_1\n"
+    "imgSize=2_2\nmodulesX=2\n";
+// Four values to three.
+const std::string kFullyConnected = "type=fc\ninputs=a\nweights=fc0\nbiases=fcBias\n";
+
+// `section` with the lines of `changes` in place of its own lines for the same keys.
+inline std::string with(const std::string& section, const std::string& changes) {
+    std::map<std::string, std::string> lines;
+    for (const std::string& text : {section, changes}) {
+        std::istringstream stream(text);
+        for (std::string line; std::getline(stream, line);) {
+            lines[line.substr(0, line.find('='))] = line;
+        }
+    }
+    std::string result;
+    for (const auto& [key, line] : lines) {
+        result.append(line).append("\n");
+    }
+    return result;
+}
+
+class WeightFolderTest : public testing::Test {
+  protected:
+    WeightFolderTest() {
+        write("w12", 1, 2, {1, 2});
+        write("w56", 1, 2, {5, 6});
+        write("one", 1, 1, {3});
+        write("bias", 2, 1, {100, 200});
+        write("oneBias", 1, 1, {100});
+        write("bank", 4, 2, {1, 10, 2, 20, 3, 30, 4, 40});
+        write("bank2", 4, 2, {-1, 5, -1, 6, -1, 7, -1, 8});
+        write("oneBank", 4, 1, {1, 2, 3, 4});
+        write("bankBias", 8, 1, {100, 200, 300, 400, 500, 600, 700, 800});
+        write("fc0", 4, 3, {1, 0, 0, 0, 1, 0, 0, 0, 1, 1, 1, 1});
+        write("fc1", 4, 3, {2, 2, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+        write("fcBias", 1, 3, {10, 20, 30});
+    }
+
+    std::string file(const std::string& name) const { return folder.prefix() + name; }
+
+    void write(const std::string& name, std::int32_t rows, std::int32_t cols,
+               const std::vector<float>& values) const {
+        writeWeightFile(file(name), rows, cols, values);
+    }
+
+    void writeOnes(const std::string& name, std::int32_t rows, std::int32_t cols) const {
+        write(name, rows, cols, std::vector<float>(static_cast<std::size_t>(rows * cols), 1));
+    }
+
+    TemporaryFolder folder;
+};
+
+#endif
