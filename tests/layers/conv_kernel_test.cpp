@@ -119,17 +119,6 @@ TEST(ConvForward, readsFiltersByTheirStorageOrder) {
         {30, 70}, convolved(rowOf({1, 2, 3, 4}), filters, matrixOf(2, 1, {0, 0}), kOneModule)));
 }
 
-TEST(ConvForward, givesTheBiasOfASingleFilterToModuleZeroOnly) {
-    EXPECT_TRUE(sameFloats({101, 2, 3, 4},
-                           convolved(rowOf({1, 2, 3, 4}), rowOf({1}), rowOf({100}), kFourModules)));
-}
-
-TEST(ConvForward, addsNothingForAnEmptyBias) {
-    EXPECT_TRUE(
-        sameFloats({1, 2, 3, 4, 2, 4, 6, 8},
-                   convolved(rowOf({1, 2, 3, 4}), matrixOf(2, 1, {1, 2}), Matrix(), kFourModules)));
-}
-
 TEST(ConvForward, addsTheBiasAsARoundingOfItsOwn) {
     // 2^24 + 1 rounds to 2^24, and adding 1 once more rounds there again; one sum of all three
     // would give 2^24 + 2.

@@ -1,16 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <cstddef>
 #include <limits>
-#include <stdexcept>
 
 #include "layers/local_layer.h"
 #include "layers/one_layer.h"
 #include "layers/weight_folder.h"
-#include "reference/reference_layers.h"
 #include "support/bits.h"
 #include "support/nets.h"
-#include "support/random.h"
 
 namespace {
 
@@ -41,32 +37,6 @@ TEST_F(LocalUnsharedLayerTest, hasAFilterAndABiasForEachPosition) {
     EXPECT_EQ(bank.numRows, 2) << "the columns of its files are rows";
     EXPECT_EQ(bank.trans, kRowMajor);
     EXPECT_TRUE(sameFloats({1, 2, 3, 4, 10, 20, 30, 40}, valuesOf(bank)));
-}
-
-TEST_F(LocalUnsharedLayerTest, equalsTheDefinitionOverPlanesPaddingAndStride) {
-    const ReferenceFilters c = {2, 2, 4, 5, 3, 2, 1, 2};
-    ASSERT_EQ(c.outH(), 3);
-    ASSERT_EQ(c.outW(), 3);
-    Random random(47);
-    const std::vector<float> pixels = random.floats(80, -2, 2);
-    const std::vector<float> bank = random.floats(std::size_t{3} * 72, -2, 2);
-    const std::vector<float> biases = random.floats(27, -2, 2);
-    std::vector<float> columns;  // element by element, filter by filter
-    for (std::size_t i = 0; i < bank.size(); ++i) {
-        columns.push_back(bank[i % 3 * 72 + i / 3]);
-    }
-    write("columns", 72, 3, columns);
-    write("biases", 1, 27, biases);
-    std::vector<float> expected =
-        referenceFilterSums(c, ReferenceBank::PerModule, pixels.data(), bank.data());
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        expected[i] = expected[i] + biases[i % 27];
-    }
-    OneLayer net(with(kLocal,
-                      "weights=columns\nbiases=biases\nchannels=2\npadding=1\nstride=2\n"
-                      "imgSize=4\nmodulesX=3\n"),
-                 folder.prefix());
-    EXPECT_TRUE(sameFloats(expected, net.run(matrixOf(2, 40, pixels))));
 }
 
 TEST_F(LocalUnsharedLayerTest, overwritesItsFirstInputByItsSecondAndAddsNoBias) {
@@ -155,19 +125,4 @@ TEST_F(LocalUnsharedLayerTest, worksInTheMatrixOfAnInputOfItsOwnSize) {
     OneLayer net(with(kLocal, "weights=oneBank\nactsTarget=0\n"), folder.prefix());
     EXPECT_TRUE(sameFloats({101, 204, 309, 416}, net.run(rowOf({1, 2, 3, 4}))));
     EXPECT_EQ(net.output(), &net.a);
-}
-
-TEST_F(LocalUnsharedLayerTest, rejectsAnInputBeyondItsListsBeforeItLooksAtItsWeights) {
-    for (const std::string list : {"channels=1", "stride=1", "padding=0", "imgSize=2"}) {
-        const std::string none = list.substr(0, list.find('=') + 1);
-        for (const std::string& changes :
-             {"inputs=a_b\nweights=bank_bank2\n" + list + "\n", "weights=absent\n" + none + "\n"}) {
-            try {
-                run(changes);
-                ADD_FAILURE() << changes;
-            } catch (const std::out_of_range& error) {
-                EXPECT_STREQ(error.what(), "invalid vector<T> subscript") << changes;
-            }
-        }
-    }
 }
