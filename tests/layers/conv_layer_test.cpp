@@ -8,6 +8,8 @@
 
 namespace {
 
+const std::string kConv = "type=conv\n" + kConvKeys;
+
 class ConvLayerTest : public WeightFolderTest {
   protected:
     std::vector<float> run(const std::string& changes) const {

@@ -12,6 +12,8 @@
 
 namespace {
 
+const std::string kFullyConnected = "type=fc\n" + kFullyConnectedKeys;
+
 class FCLayerTest : public WeightFolderTest {
   protected:
     std::vector<float> run(const std::string& changes, Matrix a, Matrix b = Matrix()) const {

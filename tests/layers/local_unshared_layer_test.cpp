@@ -10,6 +10,8 @@
 
 namespace {
 
+const std::string kLocal = "type=local\n" + kLocalKeys;
+
 const std::vector<float> kOutputOfA = {101, 204, 309, 416, 510, 640, 790, 960};
 
 class LocalUnsharedLayerTest : public WeightFolderTest {
@@ -45,6 +47,13 @@ TEST_F(LocalUnsharedLayerTest, overwritesItsFirstInputByItsSecondAndAddsNoBias) 
     EXPECT_TRUE(sameFloats({10, 40, 90, 160, 510, 640, 790, 960},
                            run("inputs=a_b\nweights=bank_oneBank\n")))
         << "as much of it as a second input of fewer filters has";
+    // One of more filters and fewer images goes on in the next row, however few biases there are.
+    write("fourBiases", 4, 1, {100, 200, 300, 400});
+    OneLayer net(with(kLocal, "inputs=a_b\nweights=oneBank_bank\nbiases=fourBiases\n"),
+                 folder.prefix());
+    EXPECT_TRUE(
+        sameFloats({10, 40, 90, 160, 100, 400, 900, 1600},
+                   net.run(matrixOf(2, 4, {1, 2, 3, 4, 5, 6, 7, 8}), rowOf({10, 20, 30, 40}))));
 }
 
 TEST_F(LocalUnsharedLayerTest, leavesOutWeightsBehindTheLastWholeFilter) {

@@ -15,6 +15,10 @@
 
 namespace {
 
+const std::string kConv = "type=conv\n" + kConvKeys;
+const std::string kLocal = "type=local\n" + kLocalKeys;
+const std::string kFullyConnected = "type=fc\n" + kFullyConnectedKeys;
+
 struct Size {
     std::int32_t rows, cols;
 };

@@ -1,4 +1,4 @@
-// A folder of small weight files, and the sections of layers that read them.
+// A folder of small weight files, and the keys of layers that read them.
 #ifndef ZOMU_TESTS_LAYERS_WEIGHT_FOLDER_H
 #define ZOMU_TESTS_LAYERS_WEIGHT_FOLDER_H
 
@@ -13,15 +13,15 @@
 #include "support/temporary_folder.h"
 
 // Two filters of 1 x 1 on a 2 x 2 image of one plane. Two inputs would have the same geometry.
-const std::string kConv =
-    "type=conv\ninputs=a\nweights=w12\nbiases=bias\nchannels=1_1\npadding=0_0\nstride=1_1\n"
+const std::string kConvKeys =
+    "inputs=a\nweights=w12\nbiases=bias\nchannels=1_1\npadding=0_0\nstride=1_1\n"
     "imgSize=2_2\nmodulesX=2\n";
 // The same with filters of their own for each of the four positions.
-const std::string kLocal =
-    "type=local\ninputs=a\nweights=bank\nbiases=bankBias\nchannels=1_1\npadding=0_0\nstride=1_1\n"
+const std::string kLocalKeys =
+    "inputs=a\nweights=bank\nbiases=bankBias\nchannels=1_1\npadding=0_0\nstride=1_1\n"
     "imgSize=2_2\nmodulesX=2\n";
 // Four values to three.
-const std::string kFullyConnected = "type=fc\ninputs=a\nweights=fc0\nbiases=fcBias\n";
+const std::string kFullyConnectedKeys = "inputs=a\nweights=fc0\nbiases=fcBias\n";
 
 // `section` with the lines of `changes` in place of its own lines for the same keys.
 inline std::string with(const std::string& section, const std::string& changes) {

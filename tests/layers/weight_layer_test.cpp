@@ -1,16 +1,21 @@
 // Layers that take their weights from an earlier layer, or from themselves.
+#include "layers/weight_layer.h"
+
 #include <gtest/gtest.h>
 
 #include "layers/two_input_net.h"
 #include "layers/unusable_layer.h"
 #include "layers/weight_folder.h"
-#include "layers/weight_layer.h"
 #include "support/bits.h"
 #include "support/build_failure.h"
 #include "support/forked.h"
 #include "support/nets.h"
 
 namespace {
+
+const std::string kConv = "type=conv\n" + kConvKeys;
+const std::string kLocal = "type=local\n" + kLocalKeys;
+const std::string kFullyConnected = "type=fc\n" + kFullyConnectedKeys;
 
 // The layers are `d`, `e` and a test's own, from index 2 on.
 class SharedWeightsTest : public WeightFolderTest {
