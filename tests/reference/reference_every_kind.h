@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "reference/reference_local.h"
+#include "reference/reference_layers.h"
 
 // A row for each filter or output; the files of the network hold them with rows and columns
 // exchanged.
@@ -43,9 +43,10 @@ inline std::map<std::string, std::vector<float>> referenceEveryKind(const EveryK
     for (std::size_t i = 0; i < std::size_t{2} * 16 * 9; ++i) {
         everywhere.push_back(weights.filters[i / 144 * 9 + i % 9]);
     }
-    const ReferenceLocal conv = {1, 1, 4, 4, 2, 3, 1, 1};
+    const ReferenceFilters conv = {1, 1, 4, 4, 2, 3, 1, 1};
     const auto sums =
-        combined(referenceLocalSums(conv, image, everywhere.data()), weights.filterBiases, plus);
+        combined(referenceFilterSums(conv, ReferenceBank::PerModule, image, everywhere.data()),
+                 weights.filterBiases, plus);
     acts["c"] = combined(sums, {0}, [](float x, float y) { return std::max(x, y); });
 
     std::vector<float>& p = acts["p"];
@@ -59,14 +60,16 @@ inline std::map<std::string, std::vector<float>> referenceEveryKind(const EveryK
         const float base = 0.3F / 3.0F * energy + 1.0F;
         m.push_back(static_cast<float>(std::pow(static_cast<double>(base), -0.75)) * p[i]);
     }
-    const ReferenceLocal local = {1, 2, 2, 2, 2, 1, 0, 1};
-    acts["l"] = combined(referenceLocalSums(local, m.data(), weights.bank.data()),
-                         weights.bankBiases, plus);
+    const ReferenceFilters local = {1, 2, 2, 2, 2, 1, 0, 1};
+    acts["l"] = combined(
+        referenceFilterSums(local, ReferenceBank::PerModule, m.data(), weights.bank.data()),
+        weights.bankBiases, plus);
     acts["s"] = combined(m, acts["l"], [](float x, float y) { return x - 0.5F * y; });
     acts["x"] = combined(acts["l"], acts["s"], [](float x, float y) { return y > x ? y : x; });
-    const ReferenceLocal full = {1, 8, 1, 1, 3, 1, 0, 1};
+    const ReferenceFilters full = {1, 8, 1, 1, 3, 1, 0, 1};
     acts["f"] =
-        combined(referenceLocalSums(full, p.data(), weights.full.data()), weights.fullBiases, plus);
+        combined(referenceFilterSums(full, ReferenceBank::PerModule, p.data(), weights.full.data()),
+                 weights.fullBiases, plus);
 
     const float greatest = *std::max_element(acts["f"].begin(), acts["f"].end());
     float sum = 0;
