@@ -23,7 +23,8 @@ FilterShape filterShape(const FilterGeometry& geometry, std::int32_t imageCols,
     const std::int64_t outW = (shape.width + margins) / geometry.stride + 1;
     const std::int64_t modules = static_cast<std::int64_t>(geometry.modulesY) * geometry.modulesX;
     requireUsable(modules <= std::numeric_limits<std::int32_t>::max());
-    requireUsable(outH > 0 && outW > 0 && outH * outW == modules);
+    // By division: with the greatest paddings the product of both does not fit into 64 bits.
+    requireUsable(outH > 0 && outW > 0 && modules % outH == 0 && modules / outH == outW);
     shape.outH = static_cast<std::int32_t>(outH);
     shape.outW = static_cast<std::int32_t>(outW);
     shape.modules = static_cast<std::int32_t>(modules);

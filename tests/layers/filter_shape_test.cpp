@@ -61,6 +61,7 @@ const UnusableShape kUnusable[] = {
     {"2^31 modules, as many as there are", {1, 45536, 65536, 32768, 10000, 1}, 45536 * 12768, 1},
     {"2^32 + 4 modules, which are 4 in 32 bits", {1, 2, 4, 1073741825, 0, 1}, 4, 1},
     {"the greatest padding", {1, 2, 2, 2, kMost, 1}, 4, 1},
+    {"2^32 x 2^32 positions, which are 0 in 64 bits", {1, 2, 0, 0, kMost, 1}, 4, 1},
     {"the least padding", {1, 2, 2, 2, kLeast, 1}, 4, 1},
     {"padding that leaves nothing of the image", {1, 2, 2, 2, -1, 1}, 4, 1},
 };

@@ -91,6 +91,7 @@ TEST_F(LayerTest, startsWithTheInputWhoseMatrixItShares) {
     EXPECT_EQ(joined->calls, (Calls{{1, 0.0F}, {0, 1.0F}}));
     EXPECT_EQ(joined->getActs(), second->getActs());
     join("actsTarget=0\n");
+    EXPECT_EQ(joined->getActs(), nullptr);
     joined->inputReady();
     joined->inputReady();
     EXPECT_EQ(joined->calls, (Calls{{0, 0.0F}, {1, 1.0F}}));

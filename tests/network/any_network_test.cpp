@@ -22,10 +22,6 @@ std::string timesFactor(const std::string& name, const std::string& input,
     return "[" + name + "]\ntype=eltsum\ninputs=" + input + "\ncoeffs=" + factor + "\n";
 }
 
-Matrix rowOf(const Values& values) {
-    return matrixOf(1, static_cast<std::int32_t>(values.size()), values);
-}
-
 Values run(ConvNet& net, const Values& first, const Values& second = {0}) {
     Matrix d = rowOf(first);
     Matrix e = rowOf(second);
