@@ -30,10 +30,10 @@ Values run(ConvNet& net, const Values& first, const Values& second = {0}) {
 
 }  // namespace
 
-TEST(AnyNetwork, dataLayersTakeTheEntriesOfTheirIndicesAndTheLastLayerIsTheOutput) {
+TEST(AnyNetwork, dataLayersTakeTheEntriesOfTheirIndicesOrTheFirstAndTheLastLayerIsTheOutput) {
     const auto net = buildNet(
         "[Net]\nLayerCount=5\nLayerNames=a_b_c_j_e\n[a]\ntype=data\ndataIdx=3\n"
-        "[b]\ntype=data\ndataIdx=0\nactsTarget=0\n[c]\ntype=data\ndataIdx=1\nactsTarget=0\n"
+        "[b]\ntype=data\nactsTarget=0\n[c]\ntype=data\ndataIdx=1\nactsTarget=0\n"
         "[j]\ntype=eltsum\ninputs=c_a_b\ncoeffs=1_10_100\n[e]\ntype=data\ndataIdx=1\n");
     EXPECT_EQ(net->dataLayers.size(), 4U);
     FiringOrder order(*net);
