@@ -24,7 +24,7 @@ static const char* nameOf(const std::string& entry) {
     return entry.c_str();
 }
 
-// Puts `item` in front of the first whose name is not less, and so in front of all equal ones.
+// Inserts `item` before the first whose name is not less, and so before all equal ones.
 template <typename Item>
 static void insertSorted(std::vector<Item>& items, Item item) {
     const auto place = std::lower_bound(items.begin(), items.end(), nameOf(item),
@@ -34,7 +34,7 @@ static void insertSorted(std::vector<Item>& items, Item item) {
     items.insert(place, std::move(item));
 }
 
-// The midpoints are part of the result: they choose among equal names.
+// The midpoints are part of the result: they decide which of several equal names is found.
 template <typename Item>
 static std::int32_t findSorted(const std::vector<Item>& items, const char* name) {
     std::int32_t low = 0;
@@ -64,7 +64,7 @@ std::int32_t findEntry(const std::vector<std::string>& entries, const char* key)
 
 namespace {
 
-// A cursor that walks over a text once, and what to do with the bytes under it.
+// A single pass over a text.
 class DescriptionReader {
   public:
     explicit DescriptionReader(const char* text) : cursor(text) {}
@@ -85,7 +85,7 @@ class DescriptionReader {
     const char* cursor;
 };
 
-// The name with brackets stays unique: one read from a text holds no `]`.
+// The default name includes brackets and so stays unique: a name read from a text has no `]`.
 std::vector<DescriptionSection> DescriptionReader::readSections() {
     std::vector<DescriptionSection> sections;
     insertSorted(sections, parseSection("[DEFAULT]"));
@@ -98,7 +98,7 @@ std::vector<DescriptionSection> DescriptionReader::readSections() {
     return sections;
 }
 
-// Reads entries up to the end of the text or the next header, whose `[` is then under the cursor.
+// Reads entries up to the end of the text or up to the next header, leaving the cursor at its `[`.
 DescriptionSection DescriptionReader::parseSection(const std::string& name) {
     DescriptionSection section;
     section.name = name;
@@ -120,8 +120,8 @@ DescriptionSection DescriptionReader::parseSection(const std::string& name) {
     return section;
 }
 
-// On keyReadKey `entry` holds the key and its NUL, and the cursor is behind the `=`. A line that
-// ends, or turns into a comment, in front of its `=` is dropped.
+// After keyReadKey, `entry` holds the key and its NUL, and the cursor is past the `=`. A line that
+// ends, or turns into a comment, before its `=` is dropped.
 DescriptionReader::KeyResult DescriptionReader::readKey(std::string& entry) {
     gather("\r\n;[=", entry);
     if (*cursor == '[') {
@@ -143,8 +143,8 @@ void DescriptionReader::readValue(std::string& entry) {
     skipLine();
 }
 
-// Any `[` with a `]` later on its line is a header, whatever stands around the two. Otherwise the
-// line is consumed here.
+// Any `[` with a `]` later on its line is a header, whatever surrounds the two. Otherwise the line
+// is consumed here.
 bool DescriptionReader::isSectionHeader() {
     const char* end = cursor + std::strcspn(cursor, "]\r\n;");
     if (*end == ']') {
@@ -155,7 +155,7 @@ bool DescriptionReader::isSectionHeader() {
     return false;
 }
 
-// Consumes one line. The name in its brackets, or nothing if it opens no section.
+// Consumes one line and returns the name in its brackets; empty if it does not open a section.
 std::string DescriptionReader::readSectionHeader() {
     std::string name;
     cursor += std::strcspn(cursor, "[\r\n;");
@@ -170,7 +170,7 @@ std::string DescriptionReader::readSectionHeader() {
     return name;
 }
 
-// Appends the bytes up to the first of `stops` or the end of the text, without blanks and tabs.
+// Appends the bytes up to the first of `stops` or the end of the text, without spaces and tabs.
 void DescriptionReader::gather(const char* stops, std::string& bytes) {
     const char* end = cursor + std::strcspn(cursor, stops);
     std::copy_if(cursor, end, std::back_inserter(bytes),
@@ -178,7 +178,7 @@ void DescriptionReader::gather(const char* stops, std::string& bytes) {
     cursor = end;
 }
 
-// Moves behind the line's end and behind all line ends that follow at once.
+// Moves past the end of the line and any line ends right after it.
 void DescriptionReader::skipLine() {
     cursor += std::strcspn(cursor, "\r\n");
     cursor += std::strspn(cursor, "\r\n");

@@ -14,7 +14,7 @@ const DescriptionSection* getSection(const NetDescription& description, const st
     return index < 0 ? nullptr : &description.sections[static_cast<std::size_t>(index)];
 }
 
-// The value behind a key, up to its first NUL, or null.
+// The value of a key, which its first NUL ends, or null where the key is missing.
 static const char* findValue(const DescriptionSection* section, const std::string& key) {
     if (section == nullptr) {
         return nullptr;
@@ -55,7 +55,7 @@ std::vector<std::string> getStringList(const DescriptionSection* section, const 
     return splitList(value);
 }
 
-// A failed extraction may store 0 or a limit, so it never reaches `number`.
+// A failed extraction may store 0 or a limit: only a successful one reaches `number`.
 template <typename Number>
 static std::vector<Number> getNumberList(const DescriptionSection* section,
                                          const std::string& key) {
