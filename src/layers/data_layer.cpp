@@ -22,8 +22,8 @@ class DataLayer : public Layer {
         runNext();
     }
 
-    // A data layer has no inputs. One that is given some has been described wrongly, which shows
-    // only when the network runs.
+    // A data layer has no inputs. A description that gives it some is wrong, which shows only when
+    // the network runs.
     void inputReady() override { throw std::string("No data given!"); }
 
     std::int32_t dataIdx = 0;

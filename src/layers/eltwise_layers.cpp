@@ -27,7 +27,8 @@ class EltwiseSumLayer : public Layer {
     std::vector<float> coeffs;  // one for each input
 };
 
-// Starts at the second input, which meets the first; with one input the output stays as it is.
+// Starts at the second input, which is compared with the first; a single input leaves the output
+// unchanged.
 class EltwiseMaxLayer : public Layer {
   public:
     using Layer::Layer;
@@ -43,7 +44,7 @@ class EltwiseMaxLayer : public Layer {
   private:
     void greaterOf(const Matrix& a, const Matrix& b) {
         requireUsable(holdsRows(b, a.numRows, a.numCols));
-        // As output, an input that changes its size would be lost.
+        // If the output shares this input's matrix, resizing it would lose the input.
         requireUsable(outputs != &b || outputs->numElements == a.numElements);
         a.eltwiseMax(b, *outputs);
     }

@@ -25,6 +25,7 @@ void Layer::fprop(const MatrixList& given) {
     }
     for (std::int32_t i = 0; i < inputCount; ++i) {
         if (i != actsTarget) {
+            // With a shared matrix, input `actsTarget` has given the output its values.
             computeActs(i, actsTarget < 0 && i == 0 ? 0.0F : 1.0F);
         }
     }

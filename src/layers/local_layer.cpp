@@ -16,7 +16,7 @@ LocalLayer::LocalLayer(const LayerSource& source) : WeightLayer(source, true) {
     imgSize = getIntList(source.section, "imgSize");
     imgPixels = getIntList(source.section, "imgPixels");
     getInt(source.section, "modulesX", modulesX);
-    // Unsigned, where a product that does not fit wraps around and is no error.
+    // Unsigned: a product that does not fit wraps around, which is undefined for signed numbers.
     const auto side = static_cast<std::uint32_t>(modulesX);
     modules = static_cast<std::int32_t>(side * side);
 }

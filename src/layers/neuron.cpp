@@ -17,7 +17,7 @@ void transform(Matrix& acts, Function function) {
     }
 }
 
-// A parameter of the section's own keys, 0 where it is absent.
+// A parameter from the section, 0 if its key is missing.
 float parameter(const DescriptionSection* section, const char* key) {
     float value = 0.0F;
     getFloat(section, key, value);
@@ -105,7 +105,7 @@ class LinearNeuron : public Neuron {
     float b;
 };
 
-// Neurons without parameters, with the key `a`, and with the keys `a` and `b`.
+// Create neurons without parameters, with the key `a`, and with the keys `a` and `b`.
 template <class SomeNeuron>
 std::unique_ptr<Neuron> plain(const DescriptionSection*) {
     return std::make_unique<SomeNeuron>();

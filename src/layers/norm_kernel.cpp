@@ -8,8 +8,8 @@
 
 namespace {
 
-// dst[j] = the sum of squares over the window of j. Every step goes through dst[j], so that the
-// order of reads and writes is the same where dst and src are one array.
+// dst[j] = the sum of squares over the window of j. Every step goes through dst[j]: the order of
+// reads and writes is the same if dst and src are one array.
 void sumSquares(const float* src, float* dst, std::int32_t n, std::int32_t pixels,
                 const CrossMapNorm& norm) {
     for (std::int32_t j = 0; j < n; ++j) {

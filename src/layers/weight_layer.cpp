@@ -53,7 +53,7 @@ void WeightLayer::bindShared(const LayerList& earlier,
     }
 }
 
-// The index behind the last of the earlier layers is that of this one.
+// The index after the last of the earlier layers is that of this one.
 const WeightLayer* WeightLayer::sharingLayer(const LayerList& earlier, std::size_t index) const {
     if (index == earlier.size()) {
         return this;
