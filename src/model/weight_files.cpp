@@ -25,7 +25,7 @@ std::vector<LoadedMatrix> loadWeightList(const std::string& folder,
             continue;
         }
         LoadedMatrix loaded = readMatrix(stream);
-        // Not worth it for a short file, which no layer will use and whose sizes may be anything.
+        // Not for a short file: no layer will use it, and its sizes may be anything.
         if (transposed && loaded.isComplete) {
             loaded.matrix = loaded.matrix->transpose();
         }
