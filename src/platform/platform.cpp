@@ -9,8 +9,8 @@ void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]) {
     GetTempPathA(kTempPathRoom, buffer);
 }
 
-// Windows opens none. Its paths are in the system's code page here, which std::filesystem would
-// take for UTF-8.
+// Windows does not open folders as files. Paths are in the system's code page here, which
+// std::filesystem could misread.
 bool isOpenableFolder(const char*) {
     return false;
 }
