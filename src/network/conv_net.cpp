@@ -42,8 +42,8 @@ void build(ConvNet& net, const NetDescription& description, const std::string& f
         const DescriptionSection* section = getSection(description, name);
         std::string type;
         getString(section, "type", type);
-        // Its constructor has to return before a layer is in the list: until then the list holds
-        // the layers in front of it.
+        // A layer joins the list after its construction: until then the list holds the layers
+        // before it.
         std::unique_ptr<Layer> created = createLayer(type, {name, section, folder, net.layers});
         net.layers.push_back(std::move(created));
         Layer& layer = *net.layers.back();
@@ -58,7 +58,7 @@ void build(ConvNet& net, const NetDescription& description, const std::string& f
             layer.prev.push_back(net.layers[static_cast<std::size_t>(index)].get());
         }
     }
-    // In list order, so that it is the description that decides in which order layers fire.
+    // In list order: the description determines the order in which layers fire.
     for (const auto& layer : net.layers) {
         for (Layer* input : layer->prev) {
             input->next.push_back(layer.get());
