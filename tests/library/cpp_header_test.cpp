@@ -121,7 +121,7 @@ TEST(CppHeader, refusesFilesThatAreNoTemplates) {
     for (const std::string& bytes :
          {std::string(), good.substr(0, 2047), good + "x", "z" + good.substr(1)}) {
         std::ofstream(path, std::ios::binary) << bytes;
-        EXPECT_EQ(refusal(path), path.string() + ": is no template file") << bytes.size();
+        EXPECT_EQ(refusal(path), path.string() + ": is not a template file") << bytes.size();
     }
     std::ofstream(path, std::ios::binary) << good.substr(0, 2044) << std::string("\0\0\xc0\x7f", 4);
     EXPECT_EQ(refusal(path), path.string() + ": holds values that are not finite");
