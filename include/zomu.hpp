@@ -100,8 +100,7 @@ struct ZomuTemplate {
     // file cannot be written.
     void save(const std::filesystem::path& path) const {
         if (!isUsable()) {
-            throw std::invalid_argument(
-                "a template with values that are not finite cannot be saved");
+            throw std::invalid_argument("a template that is not finite cannot be kept");
         }
         std::array<char, kFileSize> bytes = {};
         std::memcpy(bytes.data(), kMark, kMarkSize);
