@@ -25,8 +25,8 @@ _FILE_BYTES = len(_MARK) + _FINGERPRINT_BYTES + 4 * TEMPLATE_SIZE
 def compare(a: NDArray[np.float32], b: NDArray[np.float32]) -> float:
     """The score of two templates: the larger, the more alike.
 
-    It has no fixed range and is not a probability. Both must come from the same model, which files
-    record and arrays do not. Raises TemplateError if the library gives no finite score.
+    Scores have no fixed range, and they are not probabilities. Both templates must come from the same
+    model, which files record and arrays do not. Raises TemplateError if there is no finite score.
     """
     first, second = checked_template(a), checked_template(b)
     try:

@@ -18,12 +18,11 @@
 // is.
 const DescriptionSection* getSection(const NetDescription& description, const std::string& name);
 
-// Reads the value up to its first comma. Returns false and leaves `out` unchanged if the key is
-// missing; the empty key always is.
+// Reads the value up to its first comma. True if the key exists, which the empty key never does;
+// otherwise `out` is unchanged.
 bool getString(const DescriptionSection* section, const std::string& key, std::string& out);
 
-// Returns false and leaves `out` unchanged if the key is missing or its value does not start with a
-// number.
+// True if the key exists and its value starts with a number; otherwise `out` is unchanged.
 bool getFloat(const DescriptionSection* section, const std::string& key, float& out);
 
 // Keeps `out`, the caller's default, if the key is missing or its value does not start with a

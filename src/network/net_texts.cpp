@@ -208,7 +208,7 @@ constexpr NetText writeNetText(int index) {
     return text;
 }
 
-// Built at compile time, each in a constant evaluation of its own, which keeps the number of steps
+// Built at compile time, each in a separate constant evaluation, which keeps the number of steps
 // below the compiler's limit.
 template <int kIndex>
 constexpr NetText kNetText = writeNetText(kIndex);
