@@ -12,6 +12,7 @@ int compareNames(const char* wanted, const char* stored) {
         ++wanted;
         ++stored;
     }
+    // Plain char is unsigned on some platforms.
     return static_cast<signed char>(*wanted) - static_cast<signed char>(*stored);
 }
 
@@ -88,6 +89,7 @@ class DescriptionReader {
 // The default name includes brackets and so stays unique: a name read from a text has no `]`.
 std::vector<DescriptionSection> DescriptionReader::readSections() {
     std::vector<DescriptionSection> sections;
+    // Whatever precedes the first header.
     insertSorted(sections, parseSection("[DEFAULT]"));
     while (*cursor != '\0') {
         const std::string name = readSectionHeader();
@@ -109,6 +111,7 @@ DescriptionSection DescriptionReader::parseSection(const std::string& name) {
         if (result == keyReadKey) {
             const std::size_t keyLength = entry.size();
             readValue(entry);
+            // A key without a value makes no entry.
             if (entry.size() != keyLength) {
                 entry.append(2, '\0');
                 insertSorted(section.entries, entry);
@@ -139,6 +142,7 @@ DescriptionReader::KeyResult DescriptionReader::readKey(std::string& entry) {
 void DescriptionReader::readValue(std::string& entry) {
     const auto keyLength = static_cast<std::ptrdiff_t>(entry.size());
     gather("\r\n;", entry);
+    // Getters read up to a NUL, and so get what precedes the first comma.
     std::replace(entry.begin() + keyLength, entry.end(), ',', '\0');
     skipLine();
 }

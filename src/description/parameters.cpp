@@ -63,6 +63,7 @@ static std::vector<Number> getNumberList(const DescriptionSection* section,
     Number number = 0;
     for (const std::string& token : getStringList(section, key)) {
         std::istringstream stream(token);
+        // A host's locale may have a decimal comma or group digits.
         stream.imbue(std::locale::classic());
         Number extracted = 0;
         if (stream >> extracted) {
@@ -84,6 +85,7 @@ std::vector<float> getFloatList(const DescriptionSection* section) {
 std::vector<std::string> splitList(const std::string& value) {
     std::vector<std::string> tokens;
     std::size_t begin = 0;
+    // Stops at the end, so a final `_` does not start another token.
     while (begin < value.size()) {
         const std::size_t end = std::min(value.find('_', begin), value.size());
         tokens.push_back(value.substr(begin, end - begin));

@@ -17,6 +17,7 @@ class DataLayer : public Layer {
 
     void fprop(const MatrixList& given) override {
         const auto index = static_cast<std::size_t>(dataIdx);
+        // A negative dataIdx is a huge index here.
         requireUsable(index < given.size());
         outputs = given[index];
         runNext();

@@ -19,6 +19,7 @@ class EltwiseSumLayer : public Layer {
         if (targetScale == 0.0F) {
             input.scale(coeff, *outputs);
         } else {
+            // The sum reads an input element for each output element.
             requireUsable(input.numElements >= outputs->numElements);
             outputs->add(input, coeff, *outputs);
         }

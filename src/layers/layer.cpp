@@ -17,6 +17,7 @@ void Layer::fprop(const MatrixList& given) {
     inputs = given;
     const auto inputCount = static_cast<std::int32_t>(prev.size());
     if (actsTarget >= 0) {
+        // at() throws if `actsTarget` does not name an input.
         outputs = inputs.at(static_cast<std::size_t>(actsTarget));
     }
     received = inputCount;
@@ -34,6 +35,7 @@ void Layer::fprop(const MatrixList& given) {
 
 void Layer::inputReady() {
     ++received;
+    // Once fired, the count is beyond the number of inputs until the next reset.
     if (received != static_cast<std::int32_t>(prev.size())) {
         return;
     }

@@ -40,6 +40,7 @@ void localForward(const Matrix& images, const Matrix& filters, Matrix& biases, M
             }
         }
         if (targetScale == 0.0F && biases.numElements > 0) {
+            // Only biases in row-major order are stored as T is.
             if (biases.trans == kTransposed) {
                 T.applyBinary(addition, biases, T);
             } else {

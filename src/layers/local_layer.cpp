@@ -36,6 +36,8 @@ void LocalLayer::requireRoom(const FilterShape& shape, const Matrix& images,
                              std::int32_t filterCount, float targetScale) const {
     const std::int64_t cols = static_cast<std::int64_t>(filterCount) * shape.modules;
     requireUsable(cols <= std::numeric_limits<std::int32_t>::max());
+    // In place, resizing the output would lose the images.
     requireUsable(outputs != &images || cols == images.numCols);
+    // An output that is added to keeps its shape.
     requireUsable(targetScale == 0.0F || holdsRows(*outputs, images.numRows, cols));
 }

@@ -44,6 +44,7 @@ class BoundedReluNeuron : public Neuron {
     explicit BoundedReluNeuron(float bound) : a(bound) {}
     void applyInPlace() override {
         transform(*acts, [this](float x) {
+            // In this order, a NaN in x counts as 0, and a NaN bound is the result.
             const float m = x > 0.0F ? x : 0.0F;
             return a > m ? m : a;
         });
@@ -61,6 +62,7 @@ class AbsNeuron : public Neuron {
 class LogisticNeuron : public Neuron {
   public:
     void applyInPlace() override {
+        // The steps of LogisticByExp, each rounded on its own.
         acts->scale(-1.0F, *acts);
         acts->apply(ElementFunction::Exp);
         acts->addScalar(1.0F, *acts);

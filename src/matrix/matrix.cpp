@@ -127,6 +127,7 @@ std::unique_ptr<Matrix> Matrix::copy() const {
 
 std::unique_ptr<Matrix> Matrix::transpose() const {
     if (trans == kTransposed) {
+        // Storage in transposed order is the transpose in row-major order.
         return std::make_unique<Matrix>(view(data, numCols, numRows));
     }
     auto result = std::make_unique<Matrix>(numCols, numRows);

@@ -228,6 +228,7 @@ void Matrix::apply(ElementFunction function, Matrix& target) const {
             std::fill_n(y, numElements, 1.0F);
             break;
         case ElementFunction::LogisticByTanh:
+            // 1 / (1 + exp(-x)) = (tanh(x / 2) + 1) / 2
             scale(0.5F, target);
             target.apply(ElementFunction::Tanh);
             target.addScalar(1.0F, target);

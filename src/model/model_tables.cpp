@@ -69,6 +69,7 @@ void loadTable(std::ifstream& stream, const char* name, void* table, std::size_t
 void findModelDirectory() {
     char directory[kTempPathRoom] = {};
     queryTemporaryDirectory(directory);
+    // The final separator; a query that failed has left an empty string.
     char* lastSeparator = std::strrchr(directory, kSeparator);
     if (lastSeparator == nullptr) {
         endProcess("the path of the temporary directory is empty or longer than 255 bytes");

@@ -10,6 +10,7 @@ namespace {
 LoadedMatrix readMatrix(std::ifstream& stream) {
     LoadedMatrix loaded;
     loaded.matrix = std::make_unique<Matrix>(stream);
+    // A read that ends with the file's last byte leaves the state good.
     loaded.isComplete = stream.good();
     return loaded;
 }

@@ -52,6 +52,7 @@ void build(ConvNet& net, const NetDescription& description, const std::string& f
         }
         for (const std::string& inputName : getStringList(section, "inputs")) {
             const std::ptrdiff_t index = indexOfName(names, inputName);
+            // Inputs come earlier in the list, which rules out cycles.
             if (index < 0 || index >= i) {
                 throw BuildError{"Unknown input " + inputName + " of layer " + name};
             }

@@ -34,9 +34,9 @@ PatchAlignment alignPatch(const LandmarkEntry& upperAnchor, const LandmarkEntry&
     const float Q = ((t * dist) / S) + kAnchorRow;
     result.Q = Q;
 
-    // Sums over the two pairs (x, y) -> (x', y'), which both fits share: dA sums x x' + y y', dB sums
-    // x y' - y x', and dC is -dB. Setting the derivatives of the squared error to zero gives the
-    // quotients below, where 2 is the number of pairs.
+    // Sums over the two pairs (x, y) -> (x', y'), which both fits share: dA sums x x' + y y', dB
+    // sums x y' - y x', and dC is -dB. Setting the derivatives of the squared error to zero gives
+    // the quotients below, where 2 is the number of pairs.
     const float sx = x2 + x1;
     const float sy = y2 + y1;
     const float ss = (y2 * y2 + x2 * x2) + (y1 * y1 + x1 * x1);
@@ -90,6 +90,7 @@ class SharedCanvas {
         for (int y = area.y0; y < area.y1; ++y) {
             Columns& held = rows[static_cast<std::size_t>(y)];
             if (held.begin == held.end) {
+                // Nothing is held yet: the second call below warps the whole row of the area.
                 held = {area.x0, area.x0};
             }
             warpColumns(y, {area.x0, held.begin});

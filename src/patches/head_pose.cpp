@@ -14,6 +14,7 @@
 namespace {
 
 float toDegrees(float radians) {
+    // The product is rounded to 32 bits, the quotient is taken in 64.
     return static_cast<float>(static_cast<double>(radians * 180.0F) / std::numbers::pi);
 }
 
@@ -153,6 +154,8 @@ bool fitAffineCamera(const ImagePoint* image, const ModelPoint* model, int n, fl
         s[6] += p.v * m.Z;
         s[7] += p.v;
     }
+    // Normal equations: the block sums the products of (X, Y, Z, 1) with itself, s those with u and
+    // v.
     const float block[4][4] = {
         {XX, XY, XZ, X},
         {XY, YY, YZ, Y},
@@ -241,6 +244,7 @@ void quaternionToEuler(const Quaternion& q, float (&e)[3]) {
     const double yy = static_cast<double>(q.y * q.y);
     const double zz = static_cast<double>(q.z * q.z);
     const double ww = static_cast<double>(q.w * q.w);
+    // The sine of the angle about y.
     const double t = 2.0 * static_cast<double>(q.y * q.w - q.z * q.x);
     constexpr double kSlack = 1e-6;
     constexpr auto kQuarterTurn = static_cast<float>(std::numbers::pi / 2.0);

@@ -35,6 +35,7 @@ void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]) {
     buffer[0] = '\0';
     std::size_t length = std::strlen(directory);
     const bool endsInSeparator = directory[length - 1] == kSeparator;
+    // The buffer also holds the separator and the NUL.
     if (length + (endsInSeparator ? 0 : 1) >= sizeof buffer) {
         return;
     }
