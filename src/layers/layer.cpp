@@ -35,7 +35,7 @@ void Layer::fprop(const MatrixList& given) {
 
 void Layer::inputReady() {
     ++received;
-    // Once fired, the count is beyond the number of inputs until the next reset.
+    // After the run, further calls count beyond the number of inputs until the next reset.
     if (received != static_cast<std::int32_t>(prev.size())) {
         return;
     }

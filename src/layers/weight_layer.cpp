@@ -28,8 +28,7 @@ WeightLayer::WeightLayer(const LayerSource& source, bool transposed) : Layer(sou
     LoadedMatrix bias = loadBias(source.weightFolder, biasName);
     const auto layerIndices = getIntList(source.section, "weightSourceLayerIndices");
     const auto matrixIndices = getIntList(source.section, "weightSourceMatrixIndices");
-    // Shared weights replace the loaded ones. The files are read in any case, and missing ones
-    // reported.
+    // Shared weights replace the loaded ones, whose files are read (and reported) in any case.
     bindShared(source.earlier, layerIndices, matrixIndices);
     if (layerIndices.empty()) {
         for (LoadedMatrix& matrix : loaded) {
@@ -43,8 +42,7 @@ void WeightLayer::bindShared(const LayerList& earlier,
                              const std::vector<std::int32_t>& layerIndices,
                              const std::vector<std::int32_t>& matrixIndices) {
     for (std::size_t i = 0; i < layerIndices.size(); ++i) {
-        // Negative indices become huge ones, and so does a missing matrix index: both are refused
-        // below.
+        // Negative indices become huge, as does a missing matrix index: both are refused below.
         const WeightLayer* layer = sharingLayer(earlier, static_cast<std::size_t>(layerIndices[i]));
         const auto m = i < matrixIndices.size() ? static_cast<std::size_t>(matrixIndices[i])
                                                 : std::numeric_limits<std::size_t>::max();

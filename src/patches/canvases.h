@@ -6,8 +6,7 @@
 
 constexpr int kCanvasSide = 160;
 
-// Scratch: each patch overwrites the canvas of its kind, and writes what it reads before reading
-// it.
+// Scratch: each patch overwrites the canvas of its kind, and writes pixels before it reads them.
 struct FaceCanvases {
     std::uint8_t greyCanvas[kCanvasSide * kCanvasSide];
     std::uint8_t colourCanvas[kCanvasSide * kCanvasSide * 3];  // interleaved, in the source's order

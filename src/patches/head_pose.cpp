@@ -154,8 +154,7 @@ bool fitAffineCamera(const ImagePoint* image, const ModelPoint* model, int n, fl
         s[6] += p.v * m.Z;
         s[7] += p.v;
     }
-    // Normal equations: the block sums the products of (X, Y, Z, 1) with itself, s those with u and
-    // v.
+    // Normal equations: `block` sums (X, Y, Z, 1) times itself, s sums it times u and v.
     const float block[4][4] = {
         {XX, XY, XZ, X},
         {XY, YY, YZ, Y},
@@ -211,8 +210,8 @@ bool solveCholesky8(float (&a)[8][8], float (&g)[8]) {
     return true;
 }
 
-// p is 4 w^2. Where rounding leaves it at 0 or below, x, y or z takes the place of w as the
-// divisor: the one whose diagonal element is largest, since s must stay away from 0.
+// p is 4 w^2. Where it is not above 0, as at half a turn, x, y or z takes the place of w as the
+// divisor: the one whose diagonal element is largest, which keeps s away from 0.
 Quaternion rotationToQuaternion(const float (&R)[9]) {
     Quaternion q;
     const float p = ((R[4] + R[0]) + R[8]) + 1.0F;

@@ -194,8 +194,7 @@ void clearMargins(int patch, int planes, float* row) {
     }
 }
 
-// All four crops. Only the canvas column is mirrored: the mean image and the stored position are
-// not.
+// All four crops. Only the canvas column is mirrored, not the mean image or the stored position.
 template <int kChannels, bool kMirrored>
 void crop(const std::uint8_t* canvas, CanvasPoint centre, int patch, const float* mean,
           float* row) {
