@@ -28,7 +28,7 @@ WeightLayer::WeightLayer(const LayerSource& source, bool transposed) : Layer(sou
     LoadedMatrix bias = loadBias(source.weightFolder, biasName);
     const auto layerIndices = getIntList(source.section, "weightSourceLayerIndices");
     const auto matrixIndices = getIntList(source.section, "weightSourceMatrixIndices");
-    // Shared weights replace the loaded ones, whose files are read (and reported) in any case.
+    // Shared weights replace the loaded ones, whose files are read in any case.
     bindShared(source.earlier, layerIndices, matrixIndices);
     if (layerIndices.empty()) {
         for (LoadedMatrix& matrix : loaded) {
