@@ -1,4 +1,4 @@
-// Runs the benchmarks; what they ran with goes into the report.
+// Runs the benchmarks, and adds compiler, BLAS and thread count to their report.
 #include <benchmark/benchmark.h>
 #include <cblas.h>
 #include <omp.h>

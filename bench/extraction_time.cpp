@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
         ZomuExtractTemplate(context, picture.pixels, picture.width, picture.height, picture.stride,
                             &landmarks, &face);
     };
-    extract();  // gives every buffer its size
+    extract();  // allocates all buffers
     std::vector<double> milliseconds;
     for (int i = 0; i < runs; ++i) {
         const auto start = std::chrono::steady_clock::now();

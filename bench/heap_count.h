@@ -1,4 +1,4 @@
-// Counts what the C++ heap is asked for.
+// Counts the requests to the C++ heap.
 #ifndef ZOMU_BENCH_HEAP_COUNT_H
 #define ZOMU_BENCH_HEAP_COUNT_H
 

@@ -1,5 +1,5 @@
-// What the benchmarks work on: the sample portrait in several sizes, and the model that TMPDIR
-// leads to.
+// The inputs of the benchmarks: the sample portrait in several sizes, and the model that TMPDIR
+// selects.
 #ifndef ZOMU_BENCH_INPUTS_H
 #define ZOMU_BENCH_INPUTS_H
 
@@ -9,7 +9,7 @@
 #include "service/context.h"
 #include "sheets/face_picture.h"
 
-// The same face in a photo of about so many megapixels. Kept for later calls.
+// The same face in a photo of about that many megapixels. Cached for later calls.
 const FacePicture& photo(double megapixels);
 
 // Loads the model tables at the first call. The folder ends in a separator.

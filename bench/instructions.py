@@ -1,10 +1,10 @@
 """Counts the instructions of one extraction, stage by stage, and compares them with stored figures.
 
-    instructions.py PROGRAM            fails where a stage needs 3 per cent more or less than stored
+    instructions.py PROGRAM            fails if a stage needs 3 per cent more or less than stored
     instructions.py PROGRAM --store    writes the figures to bench/instructions.json
 
-Callgrind counts what the processor would execute, so that a busy machine changes nothing. The products
-are OpenBLAS's, which picks its kernels by the processor: they are counted and shown, not compared.
+Callgrind counts what the processor would execute, so a busy machine does not matter. The products are
+counted and shown, but not compared: OpenBLAS picks its kernels by the processor.
 """
 
 import json
@@ -21,7 +21,7 @@ TOLERANCE = 0.03
 
 
 def count(program, function):
-    """Instructions below that function, and those of the products in it."""
+    """Instructions of that function with its callees, and those of the products among them."""
     with tempfile.TemporaryDirectory() as folder:
         out = pathlib.Path(folder) / "profile"
         subprocess.run(
@@ -56,15 +56,15 @@ def main():
     if len(sys.argv) == 3:
         STORED.write_text(json.dumps(figures, indent=2) + "\n")
     stored = json.loads(STORED.read_text())
-    moved = 0
+    changed = 0
     for stage, figure in figures.items():
         change = figure / stored[stage] - 1
-        is_moved = abs(change) > TOLERANCE
-        moved += is_moved
-        print(f"{stage:28} {figure:13,} {100 * change:+7.2f} % {'MOVED' if is_moved else 'as stored'}")
-    if moved:
-        sys.exit(f"{moved} stage(s) moved by more than {100 * TOLERANCE:.0f} %. Faster or slower on "
-                 "purpose: bench/instructions.py PROGRAM --store")
+        has_changed = abs(change) > TOLERANCE
+        changed += has_changed
+        print(f"{stage:28} {figure:13,} {100 * change:+7.2f} % {'CHANGED' if has_changed else 'as stored'}")
+    if changed:
+        sys.exit(f"{changed} stage(s) changed by more than {100 * TOLERANCE:.0f} %. If that is "
+                 "intended: bench/instructions.py PROGRAM --store")
 
 
 if __name__ == "__main__":

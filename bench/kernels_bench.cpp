@@ -1,5 +1,5 @@
-// The steps of a network one by one, each beside the loop that one would write first. Sizes are
-// those of the first convolution of a colour network with a patch of 47 x 47.
+// The steps of a network one by one, each next to the straightforward loop. Sizes are those of the
+// first convolution of a colour network with a patch of 47 x 47.
 #include <benchmark/benchmark.h>
 
 #include <cstring>

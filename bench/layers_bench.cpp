@@ -1,5 +1,5 @@
-// One layer of each kind, driven as a network drives it: behind two data layers, for two images of
-// 32 planes of 10 x 10, which is what the second pool of an embedded network hands on.
+// One layer of each kind, run as in a network: after two data layers, for two images of 32 planes
+// of 10 x 10, the output of the second pool of an embedded network.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -32,7 +32,7 @@ std::vector<float> noise(int count, unsigned seed) {
     return values;
 }
 
-// The weights of the layers that have some, in files as the layers want them.
+// Writes the weight files of all layers that have weights.
 const std::string& weightFolder() {
     static const TemporaryFolder folder;
     static const std::string prefix = [] {
@@ -86,7 +86,7 @@ void runLayer(benchmark::State& state, const LayerCase& layer) {
     Matrix first = matrixOf(kImages, kValues, noise(kImages * kValues, 1));
     Matrix second = matrixOf(kImages, kValues, noise(kImages * kValues, 2));
     const Matrix* result = runNet(*net, {&first, &second});
-    // A layer whose weights do not fit answers with NaN, and quickly.
+    // A layer whose weights do not match gives NaN, and quickly.
     const auto isFinite = [](float value) { return std::isfinite(value); };
     if (result->numRows != kImages ||
         !std::all_of(result->data, result->data + result->numElements, isFinite)) {

@@ -1,6 +1,6 @@
-// One extraction on one thread, for counting instructions. The stages are functions of their own,
-// called once, so that a profiler tells them apart; a first extraction, which is not one of them,
-// gives every buffer its size.
+// One extraction on one thread, for counting instructions. Each stage is a separate function,
+// called once, which lets a profiler tell them apart. A first extraction, outside those functions,
+// allocates all buffers.
 #include <omp.h>
 
 #include <cstdio>
@@ -50,6 +50,6 @@ int main() {
     const PatchList patches = countPatches(face);
     countNetworks(patches, features.data());
     countProjection(features.data(), result);
-    std::printf("%s\n", result.projectionNorm == expected ? "same template" : "another template");
+    std::printf("%s\n", result.projectionNorm == expected ? "same template" : "different template");
     return result.projectionNorm == expected ? 0 : 1;
 }

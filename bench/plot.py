@@ -1,4 +1,4 @@
-"""Draws where the time of one extraction goes: stacked bars by stage, one thread.
+"""Plots where the time of one extraction goes: stacked bars by stage, one thread.
 
     plot.py RESULTS.json PICTURE.png [PEERS.json]
 """
@@ -8,7 +8,7 @@ import sys
 import matplotlib
 
 matplotlib.use("Agg")
-from matplotlib import pyplot  # noqa: E402  (the backend comes first)
+from matplotlib import pyplot  # noqa: E402  (the backend must be set first)
 
 from report import load, medians  # noqa: E402
 

@@ -1,7 +1,7 @@
-"""Turns the results of one run of zomu_bench into the table of what is promised.
+"""Turns the results of one run of zomu_bench into the table of performance targets.
 
 Times are medians over the repetitions; every ratio is taken within the run. The last line says how
-many targets were missed; that is no failure, since a busy machine misses some.
+many targets were missed; that is not a failure, since a busy machine misses some.
 """
 
 import argparse
@@ -75,7 +75,7 @@ def peer_rows(peers):
 
 
 def print_products(times, other_times):
-    """The stages that hold the matrix products, with each choice of the BLAS."""
+    """The stages that contain the matrix products, with each library for them."""
     print("\n| With the products of | OpenBLAS, ms | oneDNN, ms |\n|---|---:|---:|")
     for name in ("stage/networks/products", "stage/networks/ours",
                  "whole/1MP/ours/1", "whole/1MP/ours/2"):
@@ -106,8 +106,8 @@ def main():
     for what, figure, target, is_met in table:
         print(f"| {what} | {figure} | {target} | {'met' if is_met else 'missed'} |")
     whole = counters["whole/1MP/ours/1"]
-    print(f"\nOne extraction asks the heap {whole['heapRequests']:.0f} times for "
-          f"{whole['heapBytes'] / 1e6:.1f} MB together.")
+    print(f"\nOne extraction makes {whole['heapRequests']:.0f} heap requests for "
+          f"{whole['heapBytes'] / 1e6:.1f} MB in total.")
     context = results["context"]
     for key in ("compiler", "blas", "blas_kernels", "num_cpus", "mhz_per_cpu"):
         print(f"{key}: {context[key]}")

@@ -1,5 +1,5 @@
-// The stages of an extraction, the whole, and what stands beside them: each with what it is
-// measured against. Every answer is checked before it is timed.
+// The stages of an extraction, whole extractions, comparison and creation, each with its baseline.
+// Results are checked before they are timed.
 #include <benchmark/benchmark.h>
 #include <omp.h>
 
@@ -114,7 +114,7 @@ BENCHMARK(networksStraightforward)
     ->Name("stage/networks/straightforward")
     ->Unit(benchmark::kMillisecond);
 
-// The products of the same run, with the same operands, and nothing else.
+// Only the products of the same run, with operands of the same shapes.
 void networksProducts(benchmark::State& state) {
     struct Product {
         const Matrix* a;
@@ -157,7 +157,7 @@ void networksProducts(benchmark::State& state) {
         }
     }
     if (products.size() != std::size_t{25} * 10) {
-        state.SkipWithError("not 10 products a network");
+        state.SkipWithError("not 10 products per network");
     }
     for (auto _ : state) {
         for (const Product& product : products) {
@@ -205,7 +205,7 @@ void projectionReference(benchmark::State& state) {
 }
 BENCHMARK(projectionReference)->Name("stage/projection/reference")->Unit(benchmark::kMillisecond);
 
-// Every float of both tables into one of several sums, so that nothing but the reading takes time.
+// Adds every float of both tables, as an integer, to one of several sums: only reading takes time.
 void projectionRead(benchmark::State& state) {
     modelFolder();
     for (auto _ : state) {
@@ -236,7 +236,7 @@ void wholeOurs(benchmark::State& state, double megapixels) {
     omp_set_num_threads(static_cast<int>(state.range(0)));
     extract(face, again);
     if (std::memcmp(&first, &again, sizeof first) != 0 || !(first.projectionNorm > 0.0F)) {
-        state.SkipWithError("the template hangs on the number of threads");
+        state.SkipWithError("the template depends on the number of threads");
     }
     const HeapCount before = heapCount();
     extract(face, again);
@@ -278,7 +278,7 @@ void wholeStraightforward(benchmark::State& state) {
     plainExtract(plainNetworks(), image.bytes, image.width, image.height, image.stride,
                  face.landmarks, plain);
     if (std::memcmp(&ours, &plain, sizeof ours) != 0) {
-        state.SkipWithError("the straightforward pipeline gives another template");
+        state.SkipWithError("the straightforward pipeline gives a different template");
     }
     for (auto _ : state) {
         plainExtract(plainNetworks(), image.bytes, image.width, image.height, image.stride,
@@ -332,7 +332,7 @@ void compareOurs(benchmark::State& state) {
 }
 BENCHMARK(compareOurs)->Name("compare/ours");
 
-// The shortest way to 500 additions that wait for each other.
+// The shortest code for 500 additions that depend on each other.
 void compareAdditions(benchmark::State& state) {
     const FaceTemplate a = templateOf(0.3);
     for (auto _ : state) {
@@ -354,7 +354,7 @@ void createOurs(benchmark::State& state) {
 }
 BENCHMARK(createOurs)->Name("create/ours")->Unit(benchmark::kMillisecond);
 
-// The same 275 files, one read each, into memory that is new for each of them.
+// The same 275 files, each read at once into newly allocated memory.
 void createRead(benchmark::State& state) {
     const std::string& folder = modelFolder();
     for (auto _ : state) {

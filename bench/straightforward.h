@@ -1,5 +1,5 @@
-// The extraction as one would write it first: the reference twins of the tests for patches and
-// arithmetic, and one plain loop for each step of a network around the same BLAS.
+// The straightforward extraction: the tests' reference twins for patches and arithmetic, and one
+// plain loop for each step of a network, with the same BLAS.
 #ifndef ZOMU_BENCH_STRAIGHTFORWARD_H
 #define ZOMU_BENCH_STRAIGHTFORWARD_H
 
@@ -18,7 +18,7 @@ void plainBias(const Matrix& biases, Matrix& T);
 
 void plainRelu(float* values, std::int64_t count);
 
-// Tiles of 2 x 2 of square planes.
+// Max pooling over 2 x 2 with stride 2, on square planes.
 void plainMaxPool(const float* images, int rows, int planes, int side, float* target);
 
 void plainGrey(const std::uint8_t* image, int width, int height, int stride, std::uint8_t* grey);
@@ -48,7 +48,7 @@ class PlainNetwork {
     std::vector<float> output;
 };
 
-// Everything, on one thread.
+// The whole extraction, on one thread.
 void plainExtract(std::vector<PlainNetwork>& networks, const std::uint8_t* image, int width,
                   int height, int stride, const LandmarkRecord& landmarks,
                   FaceTemplate& templateOut);

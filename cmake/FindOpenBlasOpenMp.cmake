@@ -1,20 +1,20 @@
-# Finds the one build of OpenBLAS that this project is made for, and nothing else.
+# Finds the only build of OpenBLAS that this project supports.
 #
 # Why just this one: the serial build returns wrong products when several threads call it at once; the
 # pthread build starts threads of its own; and the shared libopenblas.so.0 is whatever build the
 # machine's administrator, or the host process, has chosen. See docs/decisions.md.
 #
 #   on Linux                  the static archive of the OpenMP build, in the folder of its Debian package
-#   cross-built for Windows   the archive that scripts/lib/windows-libraries.sh makes
-#   natively on Windows       what the package manager's own CMake file names, which has threads of its
-#                             own in place of OpenMP's; blas.cpp tells it to start none
+#   cross-built for Windows   the archive that scripts/lib/windows-libraries.sh builds
+#   natively on Windows       what the package manager's own CMake file names, which uses its own threads
+#                             instead of OpenMP's; blas.cpp tells it to start none
 #
 # Sets the imported target OpenBlasOpenMp::OpenBlasOpenMp.
 
 if(CMAKE_HOST_WIN32)
     find_package(OpenBLAS CONFIG QUIET)
     set(required OpenBLAS_FOUND)
-    set(advice "Install OpenBLAS with vcpkg; vcpkg.json has it with the right features.")
+    set(advice "Install OpenBLAS with vcpkg; vcpkg.json lists it with the right features.")
 elseif(WIN32)
     # The toolchain file confines both to the folders of ZOMU_WINDOWS_LIBRARIES.
     find_path(OpenBlasOpenMp_INCLUDE_DIR cblas.h)
@@ -37,7 +37,7 @@ include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(OpenBlasOpenMp
     REQUIRED_VARS ${required}
     REASON_FAILURE_MESSAGE "OpenBLAS's OpenMP build is missing. ${advice} \
-Another build of OpenBLAS is no substitute: the serial one gives wrong products under threads.")
+No other build of OpenBLAS will do: the serial one gives wrong products when several threads call it.")
 
 if(OpenBlasOpenMp_FOUND AND NOT TARGET OpenBlasOpenMp::OpenBlasOpenMp)
     if(CMAKE_HOST_WIN32)

@@ -1,9 +1,9 @@
-# What `cmake --install` puts where, and the packages that CPack makes of it. Everything may be moved
-# as a whole afterwards: the files for CMake and pkg-config find the others from where they lie.
+# What `cmake --install` installs, and the packages that CPack builds from it. The installation can be
+# relocated as a whole: the files for CMake and pkg-config find the others relative to themselves.
 include(CMakePackageConfigHelpers)
 set(ZOMU_CMAKE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/ZOMU)
 
-# The library, and what programs are built with.
+# The library, and what is needed to build programs with it.
 install(TARGETS ZOMU EXPORT ZOMUTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
@@ -27,8 +27,8 @@ if(NOT WIN32)
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endif()
 
-# The tools with the demonstration model, and the example in source, in one folder with the file readers
-# that it is compiled with.
+# The tools with the demonstration model, and the sources of the example with the file readers that it is
+# compiled with, all in one folder.
 if(ZOMU_BUILD_TOOLS)
     install(TARGETS zomu-model zomu-template zomu-inspect zomu-variants
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
@@ -38,7 +38,7 @@ install(DIRECTORY examples/ pictures/
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzomu-dev/examples COMPONENT development
     PATTERN CMakeLists.txt EXCLUDE)
 
-# The Python package, where Debian's own interpreter looks for packages.
+# The Python package, where Debian's interpreter looks for packages.
 install(DIRECTORY python/zomu DESTINATION lib/python3/dist-packages COMPONENT python
     PATTERN __pycache__ EXCLUDE)
 
@@ -54,7 +54,7 @@ set(CPACK_COMPONENTS_ALL library development tools python)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-# Permissions that Debian expects, whatever the umask of the one who builds.
+# Permissions that Debian expects, whatever the umask during the build.
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(exactly "(= ${PROJECT_VERSION})")
@@ -78,9 +78,9 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zomu-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "face templates on the CPU - tools
- Programs that make and check model folders, keep templates with their model,
- show what the library sees of a face, and change sample faces; and a model
- for demonstrations, which knows no real person.")
+ Programs that create and check model folders, store templates with their
+ model, show what the library sees of a face, and vary sample faces; and a
+ demonstration model, which was not trained on real people.")
 
 set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-zomu)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
@@ -90,7 +90,7 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
 set(CPACK_COMPONENT_PYTHON_DESCRIPTION "face templates on the CPU - Python package
  Templates and scores from NumPy arrays.")
 
-# Debian wants the licence in a file of this name in each package.
+# Debian requires the licence in a file of this name in each package.
 foreach(pair library:libzomu${PROJECT_VERSION_MAJOR} development:libzomu-dev tools:zomu-tools
         python:python3-zomu)
     string(REPLACE : ";" pair ${pair})

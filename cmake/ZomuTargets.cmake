@@ -1,9 +1,8 @@
 # How everything in this project is compiled: one function, called for every target.
 
-# Float results are part of the interface: no contraction into fused operations, nothing that lets the
-# compiler reorder a sum, and no arithmetic left to the linker, which may have flags of its own.
-# ZOMU_FLOAT_FLAGS stand last, so that no build type can undo them; ZOMU_FLOATS_AS_WRITTEN tells
-# float_rules.h that they are there.
+# Float results are part of the interface: no contraction into fused operations, no reordering of sums,
+# and no code generation in the linker, which may have flags of its own. ZOMU_FLOAT_FLAGS come last, where
+# no build type can override them; ZOMU_FLOATS_AS_WRITTEN tells float_rules.h that they are set.
 set(flags "${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_RELEASE} ${CMAKE_EXE_LINKER_FLAGS} ${CMAKE_SHARED_LINKER_FLAGS}")
 if(CMAKE_INTERPROCEDURAL_OPTIMIZATION OR flags MATCHES "-flto|[/-](GL|LTCG)( |$)")
     message(FATAL_ERROR "Link-time optimisation may change the last bits of templates: build without it")
@@ -24,7 +23,7 @@ endif()
 
 # zomu_target(TARGET [QUICKLY])
 #
-# QUICKLY   not optimised, and GoogleTest's header compiled once: for tests, which take longer to compile
+# QUICKLY   not optimised, with GoogleTest's header precompiled: for tests, which take longer to compile
 #           than to run
 function(zomu_target target)
     cmake_parse_arguments(ARG "QUICKLY" "" "" ${ARGN})
@@ -35,7 +34,7 @@ function(zomu_target target)
         INTERPROCEDURAL_OPTIMIZATION OFF
         POSITION_INDEPENDENT_CODE ON)
     if(WIN32)
-        # What windows.h would define besides: min, max, byte.
+        # windows.h would also define min, max and byte.
         target_compile_definitions(${target} PRIVATE WIN32_LEAN_AND_MEAN NOMINMAX)
     endif()
     target_compile_options(${target} PRIVATE ${ZOMU_WARNINGS} ${ZOMU_FLOAT_FLAGS})

@@ -1,10 +1,10 @@
-# How the tests of a program become tests of CTest.
+# Registers the tests of a program with CTest.
 include(GoogleTest)
 
 # zomu_add_tests(TARGET [SHARDS N] [PROPERTIES NAME VALUE...])
 #
-# Each test is one of CTest's, in a process of its own. Under an emulator, where a process is dear, each
-# program is one test; SHARDS cuts it into as many, for as many processors.
+# Each test becomes one of CTest's and runs in its own process. Under an emulator, where starting a process
+# is slow, each program is one test; SHARDS splits it into N, to use N processors.
 function(zomu_add_tests target)
     cmake_parse_arguments(ARG "" "SHARDS" "PROPERTIES" ${ARGN})
     if(NOT CMAKE_CROSSCOMPILING)

@@ -5,16 +5,16 @@
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
-# "posix" is the kind of threads: the other compiler has no std::mutex and no OpenMP.
+# "posix" is the thread model: the other compiler has neither std::mutex nor OpenMP.
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
-# The compiler's run times go into every program and library: only Windows itself is imported.
+# The compiler's runtime libraries are linked statically: only Windows' own DLLs are imported.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
 set(CMAKE_SHARED_LINKER_FLAGS_INIT -static)
 
-# Nothing of this machine is taken for a library of the other one.
+# Keeps libraries of the build machine from being used for the target.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZOMU_WINDOWS_LIBRARIES)
 set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32 ${ZOMU_WINDOWS_LIBRARIES})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
@@ -27,7 +27,7 @@ list(JOIN pkg_config_folders ":" pkg_config_path)
 set(ENV{PKG_CONFIG_LIBDIR} ${pkg_config_path})
 set(PKG_CONFIG_ARGN --static)
 
-# Wine runs what the build and the tests have to run.
+# Wine runs the programs that the build and the tests need.
 find_program(ZOMU_WINE NAMES wine64 wine PATHS /usr/lib/wine)
 if(ZOMU_WINE)
     set(CMAKE_CROSSCOMPILING_EMULATOR ${ZOMU_WINE})

@@ -1,5 +1,5 @@
-// ZOMU for C++17 hosts: the same four functions with owners, views and values. Header only; nothing
-// here that zomu.h cannot do, and everything that zomu.h says holds.
+// ZOMU for C++17 hosts: the same four functions with owners, views and values. Header only. It does
+// nothing that zomu.h cannot do, and everything that zomu.h says applies.
 //
 //   ZomuExtractor extractor;
 //   ZomuTemplate a = extractor.extract(ZomuPixels{bytes, width, height, stride}, landmarks);
@@ -21,8 +21,8 @@
 
 #include "zomu.h"
 
-// A picture in somebody else's memory: blue, green, red; `stride` bytes from one row to the next,
-// negative where `topRow` is the last row in memory.
+// A view of a picture: blue, green, red; `stride` bytes from one row to the next, negative if
+// `topRow` is the last row in memory.
 struct ZomuPixels {
     const std::uint8_t* topRow = nullptr;
     std::int32_t width = 0;
@@ -30,17 +30,17 @@ struct ZomuPixels {
     std::int32_t stride = 0;
 };
 
-// A template as a value, with the name of the model that made it.
+// A template as a value, with the fingerprint of its model.
 //
 // Files are those of zomu-template: 8 bytes "ZOMUTPL1", the fingerprint of the model (32 bytes),
 // 502 floats, little-endian; 2048 bytes.
 struct ZomuTemplate {
     FaceTemplate face = {};
 
-    // What `zomu-model fingerprint` prints, as bytes. Zeros: nobody said. The library cannot know.
+    // What `zomu-model fingerprint` prints, as bytes. Zeros: unknown. The library cannot tell.
     std::array<std::uint8_t, 32> model = {};
 
-    // False where the library could not compute it: all 502 values are NaN then.
+    // False if the library could not compute it: all 502 values are then NaN.
     bool isUsable() const {
         for (const float value : face.projection) {
             if (!std::isfinite(value)) {
@@ -50,15 +50,15 @@ struct ZomuTemplate {
         return std::isfinite(face.quadraticTerm) && std::isfinite(face.projectionNorm);
     }
 
-    // ZomuCompareTemplates. Throws std::invalid_argument for templates of two models.
+    // ZomuCompareTemplates. Throws std::invalid_argument for templates of different models.
     float scoreAgainst(const ZomuTemplate& other) const {
         if (model != other.model) {
-            throw std::invalid_argument("templates of two models cannot be compared");
+            throw std::invalid_argument("templates of different models cannot be compared");
         }
         return ZomuCompareTemplates(&face, &other.face);
     }
 
-    // The same bits and the same model: a template of NaN equals its copy.
+    // Equal means the same bits and the same model: a template of NaN equals its copy.
     friend bool operator==(const ZomuTemplate& a, const ZomuTemplate& b) {
         return a.model == b.model && std::memcmp(&a.face, &b.face, sizeof a.face) == 0;
     }
@@ -71,7 +71,7 @@ struct ZomuTemplate {
         if (!file) {
             throw std::runtime_error(path.string() + ": cannot be opened");
         }
-        // One byte more than a template has, so that a longer file is seen.
+        // One byte more than a template file has, to detect longer files.
         std::array<char, kFileSize + 1> bytes = {};
         file.read(bytes.data(), bytes.size());
         if (file.gcount() != static_cast<std::streamsize>(kFileSize) ||
@@ -96,7 +96,7 @@ struct ZomuTemplate {
         return loaded;
     }
 
-    // Throws std::invalid_argument for a template that is not usable, std::runtime_error where the
+    // Throws std::invalid_argument for a template that is not usable, std::runtime_error if the
     // file cannot be written.
     void save(const std::filesystem::path& path) const {
         if (!isUsable()) {
@@ -130,17 +130,18 @@ struct ZomuTemplate {
     static constexpr std::size_t kFileSize = kHeadSize + 4 * kValueCount;
 };
 
-// Owns a context: 25 networks, some 40 MB. May be moved, not copied. One call at a time; for more
-// threads, more extractors.
+// Owns a context: 25 networks, about 40 MB. Movable, not copyable. One call at a time: each thread
+// needs its own extractor.
 class ZomuExtractor {
   public:
     ZomuExtractor() : context(ZomuCreate()) {}
 
-    // A template that is not usable where the library could not compute it; the reason is then a
-    // line on standard output. `landmarks` holds `count` entries, as in zomu.h.
+    // Returns an unusable template if the library could not compute it, after a line on standard
+    // output with the reason. `landmarks` holds `count` entries, as in zomu.h.
     ZomuTemplate extract(const ZomuPixels& picture, const LandmarkRecord& landmarks) {
         ZomuTemplate result;
-        // An extractor that was moved from has no context, and the call writes nothing.
+        // A moved-from extractor has no context, and the call writes nothing: the template stays
+        // NaN.
         std::array<float, ZOMU_PROJECTION_SIZE + 2> nothing = {};
         nothing.fill(std::nanf(""));
         std::memcpy(&result.face, nothing.data(), sizeof result.face);

@@ -1,12 +1,12 @@
 #!/usr/bin/python3
-"""Looks into a trained model: what each network reaches alone, what the joint fit adds, and which
-conditions cost how much.
+"""Studies a trained model: how each network performs alone, what the joint fit adds, and what each
+condition costs.
 
     study.py WORKDIR MODELDIR OUTDIR --held-out MANIFEST --condition "yaw 30" MANIFEST ... \\
         --other-seed WORKDIR ...
 
 OUTDIR then holds study.json, study.md with the same figures as tables, and the plots. All error
-rates are equal error rates over all pairs of photographs of people whom no training has seen. Scores
+rates are equal error rates over all pairs of photographs of people who were not used in training. Scores
 are computed from the library's own features by the formulas of the tables; `evaluate` does it
 through the exported functions.
 
@@ -64,7 +64,7 @@ class Faces:
         return path
 
     def error(self, matrix: np.ndarray) -> float:
-        """In per cent."""
+        """The equal error rate in per cent."""
         return 100 * curve_of(from_matrix(matrix, self.person)).equal_error()
 
 
@@ -84,7 +84,7 @@ def alone(faces: Faces, mean: np.ndarray, number: int) -> float:
 
 
 def by_seed(work: Path, mean: np.ndarray, options: argparse.Namespace) -> dict:
-    """The networks that `work` holds, trained from another seed, each alone in the others' place."""
+    """The networks in `work`, trained from another seed, each alone in place of the model's own."""
     seed = json.loads((work / "settings.json").read_text(encoding="utf-8"))["seed"]
     numbers = [n for n in range(1, NETWORKS + 1) if result_path(work, n).exists()]
     with tempfile.TemporaryDirectory() as temporary:
@@ -187,15 +187,15 @@ def write_plots(folder: Path, study: dict) -> None:
 
 def arguments() -> argparse.Namespace:
     parser = argparse.ArgumentParser(prog="study.py", description=__doc__.split("\n\n")[0])
-    parser.add_argument("work", type=Path, metavar="WORKDIR", help="of train.py")
+    parser.add_argument("work", type=Path, metavar="WORKDIR", help="that of train.py")
     parser.add_argument("model", type=Path, metavar="MODELDIR")
     parser.add_argument("folder", type=Path, metavar="OUTDIR")
     parser.add_argument("--held-out", type=Path, required=True, metavar="MANIFEST")
     parser.add_argument("--condition", nargs=2, action="append", default=[],
                         metavar=("NAME", "MANIFEST"))
     parser.add_argument("--other-seed", type=Path, action="append", default=[], metavar="WORKDIR",
-                        help="of networks trained with another --seed")
-    parser.add_argument("--people", type=int, default=300, help="of each manifest, the first ones")
+                        help="that of networks trained with another --seed")
+    parser.add_argument("--people", type=int, default=300, help="how many of each manifest, from the first on")
     parser.add_argument("--components", type=int, default=200)
     parser.add_argument("--jobs", type=int, default=1, help="threads")
     parser.add_argument("--tools", type=Path, default=default_tools())

@@ -3,9 +3,9 @@
 
     train.py MANIFEST MODELDIR --work WORKDIR
 
-MANIFEST has a line `person,photo,landmarks` for each photograph behind that header. Everything in
-between lies in WORKDIR, so that the same command goes on where a former one was ended; MODELDIR
-appears at the end, complete and checked.
+MANIFEST has the header `person,photo,landmarks` and a line for each photograph. Intermediate results
+are kept in WORKDIR, and the same command resumes an interrupted run. MODELDIR appears at the end,
+complete and checked.
 
 Needs Debian's python3-torch, python3-numpy and python3-tqdm, and the built tools.
 """
@@ -16,7 +16,7 @@ import shutil
 import sys
 from pathlib import Path
 
-# The BLAS behind NumPy reads this when it is loaded; networks are trained side by side instead.
+# NumPy's BLAS reads this when it is loaded; networks are trained in parallel instead.
 os.environ.setdefault("OMP_NUM_THREADS", "1")
 
 import numpy as np
@@ -46,21 +46,21 @@ def arguments() -> argparse.Namespace:
     parser.add_argument("--scale", type=float, default=recipe.scale)
     parser.add_argument("--seed", type=int, default=recipe.seed)
     parser.add_argument("--fit-share", type=float, default=0.15,
-                        help="share of the people who are put aside for the tables")
+                        help="share of the people set aside for the tables")
     parser.add_argument("--components", type=int, default=200,
-                        help="principal components behind the tables, at most 499")
+                        help="principal components for the tables, at most 499")
     parser.add_argument("--jobs", type=int, default=1, help="networks trained at the same time")
     parser.add_argument("--only", type=int, nargs="+", metavar="N", default=None,
-                        help="train these networks and write no model yet")
+                        help="train only these networks, and do not write a model")
     parser.add_argument("--tools", type=Path, default=default_tools(),
                         help="folder of zomu-patches and zomu-model")
     options = parser.parse_args()
     if min(options.epochs, options.jobs, options.components) < 1 or options.batch < 2:
-        parser.error("epochs, jobs and components are at least 1, batch 2")
+        parser.error("epochs, jobs and components must be at least 1, batch at least 2")
     if options.components > 499 or not 0 < options.fit_share < 1 or options.seed < 0:
-        parser.error("components are at most 499, fit-share between 0 and 1, seed not negative")
+        parser.error("components must be at most 499, fit-share between 0 and 1, seed not negative")
     if options.only and not all(1 <= number <= NETWORKS for number in options.only):
-        parser.error(f"networks are 1 to {NETWORKS}")
+        parser.error(f"networks must be 1 to {NETWORKS}")
     return options
 
 
@@ -89,7 +89,7 @@ def write_model(options: argparse.Namespace, results: list[dict], labels: np.nda
 def main() -> int:
     options = arguments()
     if options.model.exists() and (not options.model.is_dir() or any(options.model.iterdir())):
-        raise TrainingProblem(f"{options.model}: is there already")
+        raise TrainingProblem(f"{options.model}: already exists")
     recipe = Recipe(epochs=options.epochs, batch=options.batch, rate=options.rate,
                     margin=options.margin, scale=options.scale, seed=options.seed)
     workplace = Workplace(options.work, options.manifest, recipe, options.fit_share)
@@ -111,5 +111,5 @@ if __name__ == "__main__":
         print(f"train.py: {problem}", file=sys.stderr)
         sys.exit(1)
     except KeyboardInterrupt:
-        print("train.py: interrupted; the same command goes on from here", file=sys.stderr)
+        print("train.py: interrupted; the same command resumes from here", file=sys.stderr)
         sys.exit(130)

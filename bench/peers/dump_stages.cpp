@@ -1,5 +1,5 @@
-// dump_stages: one extraction in its stages. Writes what passes between them to raw float files, so
-// that another implementation can start from the same numbers, and prints how long each one takes.
+// dump_stages: one extraction, stage by stage. Writes the data between stages to raw float files,
+// from which another implementation can start, and prints the time of each stage.
 //
 // The model is that of the temporary directory, as for the library. Files in OUTDIR:
 //   picture.bgr                    the picture's bytes, rows packed
@@ -54,7 +54,7 @@ struct Request {
     int runs = 200;
 };
 
-// Milliseconds; the spread is the tenth and the ninetieth per cent of the runs.
+// Milliseconds; low and high are the 10th and the 90th percentile of the runs.
 struct Times {
     double median, low, high;
 };
@@ -75,7 +75,7 @@ Times timeStage(int runs, Stage stage) {
     return {times[times.size() / 2], times[times.size() / 10], times[times.size() * 9 / 10]};
 }
 
-// A file in the making. Closing it is part of writing it: a full disk shows there.
+// An output file. Closing it is part of writing it: that is when a full disk shows.
 class OutputFile {
   public:
     explicit OutputFile(const fs::path& file) : path(file.string()) {
@@ -124,7 +124,7 @@ void writeMatrix(const fs::path& path, const Matrix& matrix) {
     writeBytes(path, matrix.data, static_cast<std::size_t>(matrix.numElements) * sizeof(float));
 }
 
-// What a peer needs to cut the same patches with tools of its own.
+// What a peer needs to cut the same patches with its own tools.
 void writeAlignment(const fs::path& path, const FacePicture& face) {
     float roll;
     float yaw;
@@ -156,7 +156,7 @@ void writeAlignment(const fs::path& path, const FacePicture& face) {
     file.close();
 }
 
-// The three stages, each from what the one before it left.
+// The three stages, each of which starts from the result of the one before it.
 class Stages {
   public:
     explicit Stages(const FacePicture& facePicture)
@@ -204,7 +204,7 @@ class Stages {
             throw std::runtime_error("the stages do not give the template of an extraction");
         }
         if (!std::isfinite(wholeTemplate.projectionNorm)) {
-            throw std::runtime_error(std::string(modelDir) + ": gives no finite template");
+            throw std::runtime_error(std::string(modelDir) + ": does not give a finite template");
         }
     }
 
@@ -280,7 +280,7 @@ int main(int argc, char** argv) {
         [&](Command& tool) {
             tool.addArgument("PICTURE", request.picture, "PNG or JPEG file");
             tool.addArgument("LANDMARKS", request.landmarks, "CSV file with id,x,y");
-            tool.addArgument("OUTDIR", request.folder, "folder for the files, made if missing");
+            tool.addArgument("OUTDIR", request.folder, "folder for the files, created if missing");
             tool.addOption("--threads", request.threads, 1, 1024, "size of the OpenMP team");
             tool.addOption("--runs", request.runs, 1, 1000000, "timed runs of each stage");
         },

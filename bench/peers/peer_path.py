@@ -1,11 +1,11 @@
 #!/usr/bin/python3
-"""What stands before and behind the networks, written with OpenCV and NumPy, compared and timed.
+"""The stages before and after the networks, written with OpenCV and NumPy, compared and timed.
 
     peer_path.py MODEL_FOLDER DUMP_FOLDER [--threads N] [--runs N]
 
-DUMP_FOLDER is what dump_stages wrote. Transforms and crop centres come from its alignment.csv, so
-that the fit of the head's pose, which is part of our patch stage, costs the peer nothing. Writes
-path-N.json to the dump folder. Exit status 1 where patches or template are not ours.
+DUMP_FOLDER is what dump_stages wrote. Transforms and crop centres come from its alignment.csv: the
+peer does not pay for the fit of the head's pose, which is part of our patch stage. Writes path-N.json
+to the dump folder. Exit status 1 if patches or template differ from ours.
 
 Patches are cut in two ways: "canvases" warps the picture onto 160 x 160 pixels for each kind of
 patch and eye distance, then crops; "crops" warps straight into each crop.
@@ -28,7 +28,7 @@ arguments.add_argument("--threads", type=int, default=1)
 arguments.add_argument("--runs", type=int, default=200)
 options = arguments.parse_args()
 
-# The BLAS behind NumPy reads these when it is loaded.
+# NumPy's BLAS reads these when it is loaded.
 os.environ["OMP_NUM_THREADS"] = os.environ["OPENBLAS_NUM_THREADS"] = str(options.threads)
 
 import cv2
@@ -37,10 +37,10 @@ import numpy as np
 CANVAS = 160
 PROJECTIONS = 500
 
-# OpenCV places pixels on a grid of 1/32 and weighs in whole numbers, so that single pixels differ.
-# A patch cut one pixel aside differs by some grey levels on average.
+# OpenCV rounds positions to 1/32 pixel and uses integer weights, so single pixels differ. A patch cut
+# one pixel off differs by several grey levels on average.
 PIXEL_BOUND = 1.0
-# Of the largest value of the template: 8000 products each, in another order.
+# Relative to the largest value of the template: each is a sum of 8000 products, in another order.
 TEMPLATE_BOUND = 1e-5
 
 WARP = {
@@ -72,7 +72,7 @@ class Patch:
 
 
 def finish(patch, crops):
-    """Planes red, green, blue (or grey) without the mean image, margins cleared."""
+    """Planes red, green, blue (or grey) minus the mean image, margins cleared."""
     matrix = np.empty((2, *patch.mean.shape), np.float32)
     for row, crop in zip(matrix, crops):
         planes = crop.transpose(2, 0, 1)[::-1] if patch.is_colour else crop[np.newaxis]
@@ -111,7 +111,7 @@ def cut_from_canvases(picture, patches):
 
 
 def cut_crops(picture, patches):
-    """Crops that reach over the canvas read the picture there, not the canvas's edge again."""
+    """Crops that extend beyond the canvas read the picture there instead of repeating the edge."""
     grey = cv2.cvtColor(picture, cv2.COLOR_BGR2GRAY)
     matrices = []
     for patch in patches:
@@ -156,7 +156,7 @@ def time_stage(work):
 
 
 def blas_library():
-    """The file that NumPy's BLAS was loaded from; a virtual package stands behind it."""
+    """The file that NumPy's BLAS was loaded from; several packages provide one."""
     with open("/proc/self/maps", encoding="ascii", errors="replace") as maps:
         names = {Path(line.split()[-1]).name for line in maps if "blas" in line}
     return ", ".join(sorted(names))
@@ -190,7 +190,7 @@ def main():
         matrices = cut(picture, patches)
         distance = np.concatenate(
             [np.abs(matrix - patch.ours).ravel() for matrix, patch in zip(matrices, patches)])
-        # Half a level of tolerance: mean images are fractions, so that differences round.
+        # Half a level of tolerance: mean images have fractions, so differences round.
         report["patches"][name] = {
             **time_stage(lambda cut=cut: cut(picture, patches)),
             "same": float(np.mean(distance < 0.5)),

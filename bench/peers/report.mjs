@@ -66,7 +66,7 @@ for (const threads of kThreads) {
     };
 }
 
-// The fastest way that uses no more threads: whoever has two may leave one idle.
+// The fastest way that does not use more threads: with two, one may stay idle.
 function fastestPeer(stage, threads) {
     const candidates = peer.filter((entry) => entry.stage === stage && entry.threads <= threads);
     return candidates.reduce((best, entry) => (entry.ms < best.ms ? entry : best));

@@ -4,11 +4,11 @@
 //   node run_networks.mjs --modules FOLDER --onnx FOLDER --dump FOLDER [--threads N] [--runs N]
 //
 // FOLDER of --modules is where npm installed onnxruntime-node; --onnx is what export_onnx.py wrote,
-// --dump what dump_stages wrote. Writes networks-N.json to the dump folder. Exit status 1 where an
+// --dump what dump_stages wrote. Writes networks-N.json to the dump folder. Exit status 1 if an
 // output differs by more than the bound.
 //
-// A JavaScript call of the run time returns when the run is over, so that several threads can share
-// the work in four ways; each is measured:
+// A JavaScript call of the runtime returns when the run is over. Several threads can share the work
+// in four ways, each of which is measured:
 //   sessions    one session after another, each with N threads inside its operators
 //   workers     N JavaScript threads, each with its share of the sessions and no other threads
 //   one graph   all networks in one session with N threads inside its operators
@@ -24,7 +24,7 @@ import { Worker, isMainThread, workerData } from 'node:worker_threads';
 const kNetworks = 25;
 const kOutputs = 320; // two rows of 160
 
-// Of the largest output of a network. Both sides add up to 2224 products in an order of their own,
+// Relative to the largest output of a network. Each side adds up to 2224 products in its own order,
 // in five stages; a wrong weight or layer shows as a difference of about 1.
 const kBound = 1e-5;
 
@@ -72,7 +72,7 @@ function feedsOf(session) {
     return feeds;
 }
 
-// A set of sessions that run one after another. `keep` takes the outputs out.
+// A set of sessions that run one after another. `keep` copies their outputs.
 async function openSessions(names, settings) {
     const sessions = [];
     for (const name of names) {
@@ -107,7 +107,7 @@ const allNames = Array.from({ length: kNetworks }, (_, k) => numbered('network',
 const shareOf = (worker) => allNames.filter((_, k) => k % threads === worker);
 const singleThreaded = { intraOpNumThreads: 1, interOpNumThreads: 1, executionMode: 'sequential' };
 
-// Signals between the main thread and its workers: the number of the present run, and how many
+// Signals between the main thread and its workers: the number of the current run, and how many
 // workers have finished theirs. A negative number ends the workers.
 const kRun = 0;
 const kFinished = 1;
@@ -138,7 +138,7 @@ async function openWorkers() {
         const data = { worker, signals, outputs: shared, args: process.argv.slice(2) };
         workers.push(new Worker(fileURLToPath(import.meta.url), { workerData: data }));
     }
-    // Without blocking, so that the failure of a worker that cannot start ends the process.
+    // Without blocking: if a worker cannot start, its error must end the process.
     while (Atomics.load(signals, kFinished) < workers.length) {
         await new Promise((resolve) => setTimeout(resolve, 10));
     }
@@ -155,7 +155,7 @@ async function openWorkers() {
                     break;
                 }
                 if (Atomics.wait(signals, kFinished, finished, kPatience) === 'timed-out') {
-                    throw new Error('a worker does not answer');
+                    throw new Error('a worker does not respond');
                 }
             }
         },
@@ -188,7 +188,7 @@ async function time(work) {
     return { median: at(0.5), low: at(0.1), high: at(0.9) };
 }
 
-// Largest difference, as such and as a part of the largest output of the same network.
+// Largest difference, absolute and relative to the largest output of the same network.
 function compare(outputs, expected) {
     let absolute = 0;
     let relative = 0;
@@ -221,7 +221,7 @@ function expectedOutputs() {
 
 const threadsInside = { ...singleThreaded, intraOpNumThreads: threads };
 const ways = {
-    // Threads of 25 sessions that wait in a loop would take the cores from the session that runs.
+    // Spinning threads of 25 sessions would take the cores from the session that runs.
     'sessions': () => openSessions(allNames, {
         ...threadsInside,
         extra: { session: { intra_op: { allow_spinning: '0' } } },

@@ -6,7 +6,8 @@
 ...     visitor = context.extract(cv2.imread("visitor.jpg"), "visitor.csv")
 >>> zomu.compare(anna, visitor)
 
-Landmarks are pixels of the picture; `zomu.landmark_layouts` makes them of 68, 468 or 478 points.
+Landmarks are in pixels of the picture; `zomu.landmark_layouts` derives them from 68, 468 or 478
+points.
 """
 
 from . import landmark_layouts

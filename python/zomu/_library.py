@@ -1,7 +1,7 @@
 """The shared library in this process: found, loaded once, its four functions declared.
 
-The library reads its tables while it is loaded and stays in memory, so that a process has one library
-and one model, settled by whatever loads it first.
+The library reads its tables while it is loaded, and it stays in memory. So a process has one library and
+one model, determined by whatever loads it first.
 """
 
 from __future__ import annotations
@@ -40,7 +40,7 @@ class LandmarkRecord(ctypes.Structure):
 
 
 class Loaded(NamedTuple):
-    """The library of this process and the folder whose tables it has read, None without a model."""
+    """The library of this process and the folder whose tables it has read; None without a model."""
 
     functions: ctypes.CDLL
     model: Path | None
@@ -58,19 +58,19 @@ def load(
     library: str | os.PathLike[str] | None = None,
     without_model: bool = False,
 ) -> None:
-    """Loads the library into this process, with a model, for good.
+    """Loads the library into this process, with a model, permanently.
 
-    `Context` and `compare` do it themselves where nobody has. A process has one library and one model:
-    a later call may name the same model again, no other one.
+    `Context` and `compare` do it themselves if necessary. A process has one library and one model: a
+    later call may name the same model again, but no other.
 
     model          the folder with the 303 files, under any name. Without it the library's own rule
-                   holds: the folder ~zvplugintmp~ of the directory that TMPDIR names (or TMP, TEMP,
-                   TEMPDIR; else /tmp). TMPDIR is set for the moment of the load, so that other threads
-                   should not ask for temporary files just then.
+                   applies: the folder ~zvplugintmp~ of the directory that TMPDIR names (or TMP, TEMP,
+                   TEMPDIR; else /tmp). TMPDIR is changed during the load: other threads should not ask
+                   for temporary files at that time.
     library        the file of the library. Without it: what ZOMU_LIBRARY names, else what the system's
                    loader finds as libZOMU.so.0.
-    without_model  true for processes that only compare. The library then says of 28 tables, on standard
-                   output, that it could not load them.
+    without_model  true for processes that only compare. The library then reports on standard output
+                   that it could not load 28 tables.
     """
     require(model, library, without_model)
 
@@ -88,20 +88,20 @@ def require(
             _process = os.getpid()
         elif os.getpid() != _process:
             raise LibraryError(
-                "this process was forked from one that had loaded the library, whose threads did not come "
-                "along. Start workers by 'spawn' (multiprocessing.get_context('spawn')), or load the library "
-                "in the workers only"
+                "this process was forked from one that had loaded the library, and a forked process does not "
+                "have the library's threads. Start workers with 'spawn' "
+                "(multiprocessing.get_context('spawn')), or load the library only in the workers"
             )
         elif model is not None and not _is_loaded_model(model):
             raise ModelError(
-                f"this process has loaded the library with the model {_loaded.model or 'of nobody'}, and a "
-                f"process has one model; for {os.fspath(model)} start another process"
+                f"this process has already loaded the library with {_loaded.model or 'no model'}, and a "
+                f"process has one model; start another process for {os.fspath(model)}"
             )
         return _loaded
 
 
 def fingerprint_of_process() -> str | None:
-    """The fingerprint of the model of this process; None where there is none. Takes a while once."""
+    """The fingerprint of this process's model, or None without one. The first call takes a while."""
     global _fingerprint
     if _loaded is None or _loaded.model is None:
         return None
@@ -121,7 +121,7 @@ def _load(model: str | os.PathLike[str] | None, library: str | os.PathLike[str] 
     if model is None:
         directory = temporary_directory()
         require_short_directory(directory)
-        # Absolute, because the library looks there again at every new context.
+        # Absolute: the library opens the weights again for every new context.
         folder = Path(directory, MODEL_NAME).absolute()
         require_model(folder)
         return Loaded(
@@ -147,7 +147,7 @@ def _private_directory() -> str:
 
 
 def _directory_with(folder: Path) -> str:
-    """A temporary directory in which the library finds a folder under the one name that it knows."""
+    """A temporary directory in which the library finds `folder` under the only name it looks for."""
     directory = _private_directory()
     os.symlink(folder, os.path.join(directory, MODEL_NAME), target_is_directory=True)
     return directory
@@ -158,14 +158,14 @@ def _name_of(library: str | os.PathLike[str] | None) -> str:
 
 
 def _refuse_foreign_library(library: str | os.PathLike[str] | None) -> None:
-    """Another part of the process may have loaded the library, and settled its model with that."""
+    """Another part of the process may have loaded the library, and so determined its model."""
     try:
         ctypes.CDLL(_name_of(library), mode=os.RTLD_NOLOAD)
     except OSError:
         return
     raise LibraryError(
-        "another part of this process has loaded the library already, and its model with it; leave out "
-        "model= to use that one, or load zomu first"
+        "another part of this process has already loaded the library, with its model; omit model= to use "
+        "that one, or load zomu first"
     )
 
 
@@ -178,7 +178,7 @@ def _open(library: str | os.PathLike[str] | None, variables: Mapping[str, str]) 
     except OSError as problem:
         raise LibraryError(
             f"the library cannot be loaded: {problem}. Install it (its Debian package, or `cmake --install`), "
-            "or name its file: by the environment variable ZOMU_LIBRARY, or by library=FILE"
+            "or name its file with the environment variable ZOMU_LIBRARY or with library=FILE"
         ) from problem
     finally:
         for variable, value in before.items():

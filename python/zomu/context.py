@@ -1,4 +1,4 @@
-"""The way from a picture and its landmarks to a template."""
+"""From a picture and its landmarks to a template."""
 
 from __future__ import annotations
 
@@ -25,9 +25,9 @@ from .templates import TEMPLATE_SIZE
 class Context:
     """Extracts templates; may be used by any number of threads at the same time.
 
-    The library's contexts serve one thread each. This one holds a pool of them, makes another one when
-    all are in use, and lets callers wait from `handles` on. Each has about 41 MB, and each extraction
-    uses the OpenMP team of the process (OMP_NUM_THREADS).
+    A context of the library serves one thread at a time. This class keeps a pool of them: it creates
+    another one when all are in use, up to `handles`, and then makes callers wait. Each takes about
+    41 MB, and each extraction uses the OpenMP team of the process (OMP_NUM_THREADS).
 
     >>> with zomu.Context(model="model") as context:
     ...     template = context.extract(image, "face.csv")
@@ -40,12 +40,12 @@ class Context:
         library: str | os.PathLike[str] | None = None,
         handles: int = 4,
     ) -> None:
-        """Loads the library if nobody has (`zomu.load` says what the arguments mean).
+        """Loads the library if necessary (`zomu.load` explains the arguments).
 
-        A later context may name the same model again; another one needs another process.
+        A later context may name the same model again; another model needs another process.
         """
         if handles < 1:
-            raise ValueError(f"handles is at least 1, not {handles}")
+            raise ValueError(f"handles must be at least 1, not {handles}")
         loaded = _library.require(model, library)
         if loaded.model is None:
             raise ModelError("this process has loaded the library without a model, to compare only")
@@ -64,12 +64,12 @@ class Context:
         """The template of one face: 502 floats.
 
         image      uint8, height x width x 3, with any strides; as OpenCV reads it. Views and pictures
-                   with flipped rows go to the library as they are, others are copied.
+                   with flipped rows are passed on as they are, others are copied.
         landmarks  a dict of id to (x, y), an array (29, 2) by LANDMARK_IDS or (25, 2) by REQUIRED_IDS,
                    or the path of a CSV file; in pixels of `image`.
-        order      "RGB" where red comes first.
+        order      "RGB" if red comes first.
 
-        Warns (LandmarkWarning) where the landmarks do not lie like a face.
+        Warns (LandmarkWarning) if the landmarks do not look like those of a face.
         """
         rows = as_bgr_rows(image, order)
         points = as_landmarks(landmarks)
@@ -91,13 +91,13 @@ class Context:
             )
         if not np.all(np.isfinite(template)):
             raise ModelError(
-                f"the library has no template for this face: weights are missing or damaged in {self._model}. "
+                f"the library gives no template for this face: weights are missing or damaged in {self._model}. "
                 "`zomu-model check FOLDER` says which"
             )
         return template
 
     def close(self) -> None:
-        """Gives the library's contexts back; those in use once their extraction is done."""
+        """Destroys the library's contexts; those in use are destroyed when their extraction is done."""
         with self._changed:
             self._closed = True
             self._finalizer()
@@ -116,7 +116,7 @@ class Context:
 
     @contextmanager
     def _handle(self) -> Iterator[int]:
-        _library.require()  # says so where the process was forked
+        _library.require()  # raises if the process was forked
         handle = self._take()
         try:
             yield handle

@@ -1,10 +1,10 @@
-"""What this package raises, and the one warning it gives."""
+"""The exceptions of this package, and its one warning."""
 
 from __future__ import annotations
 
 
 class Error(Exception):
-    """Everything that this package raises for a reason of its own."""
+    """The base class of all exceptions that this package raises itself."""
 
 
 class LibraryError(Error):
@@ -16,7 +16,7 @@ class ModelError(Error):
 
 
 class ImageError(Error, ValueError):
-    """The picture is not one that the library takes."""
+    """The picture is not one that the library accepts."""
 
 
 class LandmarkError(Error, ValueError):
@@ -24,8 +24,8 @@ class LandmarkError(Error, ValueError):
 
 
 class TemplateError(Error, ValueError):
-    """An array or a file is no template, or not one that may be compared with another."""
+    """An array or a file is not a template, or cannot be compared with another."""
 
 
 class LandmarkWarning(UserWarning):
-    """The landmarks can be used, but they do not lie like those of a face."""
+    """The landmarks can be used, but they do not look like those of a face."""

@@ -1,7 +1,7 @@
-"""The head model of the library, its fit to the landmarks of a face, and what the fit tells.
+"""The head model of the library, its fit to the landmarks of a face, and what the fit shows.
 
 The fit is the library's own: least squares for an affine camera, then the nearest rotation with one
-scale. It is computed in 64 bits here, so that last digits differ from the library's.
+scale. It is computed in 64 bits here, so the last digits differ from the library's.
 """
 
 from __future__ import annotations
@@ -48,10 +48,10 @@ MODEL_EYE_DISTANCE = 6.2773
 
 
 class HeadFit(NamedTuple):
-    """How the head model lies in the picture."""
+    """How the head model fits into the picture."""
 
     eye_distance: float
-    """Length in pixels that the model's eye distance measures on this face."""
+    """Length of the model's eye distance on this face, in pixels."""
     rotation: NDArray[np.float64]
     """3 x 3, model to picture."""
     residual: float
@@ -61,7 +61,7 @@ class HeadFit(NamedTuple):
 
 
 def fit_head(landmarks: Mapping[int, tuple[float, float]]) -> HeadFit:
-    """Fits the head model to the landmarks of a face; points at one place give NaN."""
+    """Fits the head model to the landmarks of a face; coincident points give NaN."""
     image = np.array(list(landmarks.values()), dtype=np.float64)
     model = np.array([HEAD_MODEL[number] for number in landmarks], dtype=np.float64)
     image_mean = image.mean(axis=0)

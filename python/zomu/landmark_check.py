@@ -1,4 +1,4 @@
-"""Whether landmarks lie like those of a face: swapped sides, swapped pairs, a wrong order."""
+"""Whether landmarks look like a face: finds swapped sides, swapped pairs, a wrong order."""
 
 from __future__ import annotations
 
@@ -9,7 +9,7 @@ from numpy.typing import NDArray
 
 from .head_model import HEAD_MODEL, MODEL_EYE_DISTANCE, fit_head
 
-# Left and right in the picture; a mirrored picture exchanges them.
+# Left and right in the picture; mirroring the picture swaps them.
 PARTNERS: tuple[tuple[int, int], ...] = (
     (0, 1),
     (2, 5),
@@ -24,13 +24,13 @@ PARTNERS: tuple[tuple[int, int], ...] = (
     (315, 316),
 )
 
-# docs/landmarks.md says how these were found.
+# docs/landmarks.md says how these were chosen.
 RESIDUAL_LIMIT = 0.15
 PAIR_LIMIT = -0.05
 
 
 def check_landmarks(landmarks: Mapping[int, tuple[float, float]]) -> str | None:
-    """Says in one sentence what looks wrong with the landmarks of a face; None where nothing does."""
+    """Says in one sentence what looks wrong with the landmarks of a face; None if nothing does."""
     fit = fit_head(landmarks)
     if not np.isfinite(fit.residual):
         return "the landmarks do not lie like a face: all of them are at one place or on one line"
@@ -41,7 +41,7 @@ def check_landmarks(landmarks: Mapping[int, tuple[float, float]]) -> str | None:
         and pair[1] in landmarks
         and _along_model(pair, landmarks, fit.rotation, fit.eye_distance) < PAIR_LIMIT
     ]
-    # Pairs are named where they are all that is wrong.
+    # Pairs are named only if exchanging them leaves nothing wrong.
     if pairs and fit_head(_exchanged(landmarks, pairs)).residual <= RESIDUAL_LIMIT:
         names = ", ".join(f"{left} and {right}" for left, right in pairs)
         return f"left and right look exchanged: {names}"
@@ -75,7 +75,7 @@ def _along_model(
     rotation: NDArray[np.float64],
     eye_distance: float,
 ) -> float:
-    """How far the way from left to right runs as on the fitted model; negative: the other way."""
+    """The step from left to right along that of the fitted model; negative: in the other direction."""
     left, right = pair
     model = rotation[:2] @ np.subtract(HEAD_MODEL[right], HEAD_MODEL[left]) / MODEL_EYE_DISTANCE
     image = np.subtract(landmarks[right], landmarks[left]) / eye_distance
@@ -83,7 +83,7 @@ def _along_model(
 
 
 def _turn(landmarks: Mapping[int, tuple[float, float]]) -> float:
-    """Cross product of the way between the eyes and the way down to the mouth: positive in a face."""
+    """Cross product of the step between the eyes and the step down to the mouth: positive in a face."""
     left, right, mouth = (np.asarray(landmarks[number], dtype=np.float64) for number in (0, 1, 45))
     eyes = right - left
     down = mouth - (left + right) / 2.0

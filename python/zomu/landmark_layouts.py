@@ -1,10 +1,10 @@
-"""Landmarks of a face out of the two layouts that detectors commonly give: 68 points and the mesh.
+"""Landmarks of a face from the two layouts that detectors commonly use: 68 points and the mesh.
 
-Indices count from 0, as the points stand in the detector's list. Each of the 25 landmarks is the mean
-of the points named for it. The four at the sides of the head have no place in either layout.
+Indices count from 0, in the order of the detector's list. Each of the 25 landmarks is the mean of the
+points named for it. The four at the sides of the head have no counterpart in either layout.
 
-Grades: "exact", the layout has a point for that very place; "derived", the place follows from several
-points; "approximate", there is only something near.
+Grades: "exact", the layout has a point at that very place; "derived", the place follows from several
+points; "approximate", the layout only has a point nearby.
 """
 
 from __future__ import annotations
@@ -93,7 +93,7 @@ SOURCES_468: dict[int, Source] = {
     314: _exact(152),
 }
 
-# With irises, whose middles are better than the middles of the lids.
+# With irises, whose centres are better than the centres of the lids.
 SOURCES_478: dict[int, Source] = {**SOURCES_468, 0: _exact(468), 1: _exact(473)}
 
 
@@ -107,12 +107,12 @@ def from_mesh(
 ) -> dict[int, tuple[float, float]]:
     """25 landmarks from a mesh, an array of 468 or 478 rows x, y or x, y, z.
 
-    size  width and height of the picture, for points that run from 0 to 1 over it. Without it they are
-          pixels already.
+    size  width and height of the picture, for points in fractions of it, from 0 to 1. Without it,
+          points are in pixels.
     """
     mesh = _as_points(points, (468, 478), (2, 3))[:, :2]
     if size is not None:
-        # Shares of the picture count from its edge, landmarks from the middle of the first pixel.
+        # Fractions count from the picture's edge, landmarks from the centre of the first pixel.
         mesh = mesh * np.asarray(size, dtype=np.float64) - 0.5
     return _from_sources(mesh, SOURCES_478 if len(mesh) == 478 else SOURCES_468)
 

@@ -1,4 +1,4 @@
-"""The 29 landmarks of a face: which there are, in which forms they come, and their CSV files."""
+"""The 29 landmarks of a face: their ids, the forms in which they are accepted, and CSV files."""
 
 from __future__ import annotations
 
@@ -30,10 +30,10 @@ _BLANKS = " \t\r"
 
 
 def as_landmarks(landmarks: Landmarks) -> dict[int, tuple[float, float]]:
-    """Brings landmarks in any of their forms to a dict of id to (x, y), 25 or 29 of them.
+    """Converts landmarks in any accepted form to a dict of id to (x, y), 25 to 29 of them.
 
-    A dict and a file keep their order; rows of an array go by LANDMARK_IDS, or by REQUIRED_IDS where
-    there are 25.
+    A dict and a file keep their order; the rows of an array are those of LANDMARK_IDS, or of
+    REQUIRED_IDS if there are 25.
     """
     if isinstance(landmarks, (str, os.PathLike)):
         return read_landmarks(landmarks)
@@ -45,7 +45,7 @@ def as_landmarks(landmarks: Landmarks) -> dict[int, tuple[float, float]]:
 def read_landmarks(path: str | os.PathLike[str]) -> dict[int, tuple[float, float]]:
     """Reads a CSV file: lines of id,x,y, with or without that header.
 
-    The rules are those of the C example: each id once, the required ones complete, decimal numbers.
+    The rules are those of the C example: each id once, all required ones, decimal numbers.
     """
     try:
         with open(path, "rb") as file:
@@ -112,7 +112,7 @@ def _from_mapping(landmarks: Mapping[int, Any]) -> dict[int, tuple[float, float]
             x, y = place
             found[int(number)] = (float(x), float(y))
         except (TypeError, ValueError):
-            raise LandmarkError(f"landmark {number} is no pair of numbers: {place!r}") from None
+            raise LandmarkError(f"landmark {number} is not a pair of numbers: {place!r}") from None
     return _checked(found)
 
 
@@ -124,12 +124,12 @@ def _from_array(points: NDArray[Any]) -> dict[int, tuple[float, float]]:
     ids = names.get(points.shape)
     if ids is None:
         raise LandmarkError(
-            f"landmarks as an array have the shape (29, 2) or (25, 2), not {points.shape}: rows in the "
-            "order of zomu.LANDMARK_IDS or zomu.REQUIRED_IDS; for 68, 468 or 478 points there is "
+            f"landmarks as an array must have the shape (29, 2) or (25, 2), not {points.shape}: rows in the "
+            "order of zomu.LANDMARK_IDS or zomu.REQUIRED_IDS; for 68, 468 or 478 points use "
             "zomu.landmark_layouts"
         )
     if points.dtype.kind not in "fiu":
-        raise LandmarkError(f"landmarks are numbers, not {points.dtype}")
+        raise LandmarkError(f"landmarks must be numbers, not {points.dtype}")
     return _checked({number: (float(x), float(y)) for number, (x, y) in zip(ids, points)})
 
 
@@ -148,6 +148,6 @@ def _checked(found: dict[int, tuple[float, float]]) -> dict[int, tuple[float, fl
 
 
 def _is_finite_float(value: float) -> bool:
-    """Whether the value, rounded to 32 bits, is a number and no infinity."""
+    """Whether the value is finite after rounding to 32 bits."""
     with np.errstate(over="ignore"):
         return bool(np.isfinite(np.float32(value)))

@@ -1,7 +1,7 @@
-"""The folder with the trained numbers: where it is looked for, what belongs into it, its name.
+"""The folder with the trained numbers: where the library looks for it, its files, its fingerprint.
 
-The library reads it from the folder MODEL_NAME of the temporary directory, and asks for that directory
-once, while it is loaded.
+The library reads the folder MODEL_NAME in the temporary directory, and looks that directory up once,
+while it is loaded.
 """
 
 from __future__ import annotations
@@ -19,7 +19,7 @@ NETWORKS = 25
 _COLOUR = frozenset({1, 2, 3, 5, 8, 11, 14, 17, 19, 21, 23, 25})
 _LARGE = frozenset({1, 2})
 
-# A longer path of the temporary directory would end the process while the library is loaded.
+# With a longer path of the temporary directory, loading the library would end the process.
 _DIRECTORY_LIMIT = 237
 
 
@@ -60,15 +60,15 @@ def model_files() -> list[tuple[str, int]]:
 
 
 def require_model(folder: Path) -> None:
-    """Raises ModelError where the folder is missing or files in it are missing or of a wrong size.
+    """Raises ModelError if the folder is missing, or files in it are missing or have a wrong size.
 
-    The values are not looked at: `zomu-model check` does that.
+    The values are not checked: `zomu-model check` does that.
     """
     if not folder.is_dir():
         raise ModelError(
             f"there is no model folder {folder}. Name one with Context(model=FOLDER), or set TMPDIR to "
-            f"a directory that has the model in its folder {MODEL_NAME}. `zomu-model make FOLDER` makes "
-            "an untrained one to try things with"
+            f"a directory that has the model in its folder {MODEL_NAME}. `zomu-model make FOLDER` creates "
+            "an untrained one for experiments"
         )
     faults = []
     for name, size in model_files():
@@ -88,11 +88,11 @@ def require_model(folder: Path) -> None:
 
 
 def require_short_directory(directory: str) -> None:
-    """Raises ModelError where the library would end the process over the length of a path."""
+    """Raises ModelError if a path is so long that the library would end the process."""
     size = len(os.fsencode(directory.rstrip("/")))
     if size > _DIRECTORY_LIMIT:
         raise ModelError(
-            f"the path of the temporary directory has {size} bytes, the library takes {_DIRECTORY_LIMIT}: "
+            f"the path of the temporary directory has {size} bytes, the library accepts {_DIRECTORY_LIMIT}: "
             f"{directory}"
         )
 

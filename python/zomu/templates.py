@@ -25,8 +25,8 @@ _FILE_BYTES = len(_MARK) + _FINGERPRINT_BYTES + 4 * TEMPLATE_SIZE
 def compare(a: NDArray[np.float32], b: NDArray[np.float32]) -> float:
     """The score of two templates: the larger, the more alike.
 
-    It has no fixed range and is no probability. Both have to come from one model, which the arrays do
-    not tell: files do. TemplateError where the library has no number for them.
+    Scores have no fixed range, and they are not probabilities. Both templates must come from the same
+    model, which files record and arrays do not. Raises TemplateError if there is no finite score.
     """
     first, second = checked_template(a), checked_template(b)
     try:
@@ -37,7 +37,7 @@ def compare(a: NDArray[np.float32], b: NDArray[np.float32]) -> float:
         ) from None
     score = float(functions.ZomuCompareTemplates(first.ctypes.data, second.ctypes.data))
     if not np.isfinite(score):
-        raise TemplateError("there is no score: one of the templates has no length")
+        raise TemplateError("there is no score: one of the templates has length 0")
     return score
 
 
@@ -49,7 +49,7 @@ def save_template(
     model = fingerprint if fingerprint is not None else _library.fingerprint_of_process()
     if model is None:
         raise TemplateError(
-            "no model is loaded that could have made this template; name its fingerprint="
+            "no model is loaded that could have made this template; pass its fingerprint="
         )
     with open(path, "wb") as file:
         file.write(_MARK + _bytes_of(model) + content)
@@ -60,8 +60,8 @@ def load_template(
 ) -> NDArray[np.float32]:
     """Reads a template that was made with the model `fingerprint`, or with that of this process.
 
-    TemplateError where another model made it: such templates cannot be compared. In a process without
-    a model, and without a fingerprint, any will do.
+    Raises TemplateError if another model made it: such templates cannot be compared. In a process
+    without a model, and without a fingerprint, any template is accepted.
     """
     made_with, template = _read(path)
     expected = fingerprint if fingerprint is not None else _library.fingerprint_of_process()
@@ -78,12 +78,12 @@ def template_fingerprint(path: str | os.PathLike[str]) -> str:
 
 
 def checked_template(template: Any) -> NDArray[np.float32]:
-    """The template as a contiguous array; TemplateError where it is none."""
+    """The template as a contiguous array; raises TemplateError if it is not one."""
     if not isinstance(template, np.ndarray) or template.dtype != np.float32:
         kind = template.dtype if isinstance(template, np.ndarray) else type(template).__name__
-        raise TemplateError(f"a template is an array of float32, not {kind}")
+        raise TemplateError(f"a template must be an array of float32, not {kind}")
     if template.shape != (TEMPLATE_SIZE,):
-        raise TemplateError(f"a template has the shape ({TEMPLATE_SIZE},), not {template.shape}")
+        raise TemplateError(f"a template must have the shape ({TEMPLATE_SIZE},), not {template.shape}")
     if not np.all(np.isfinite(template)):
         raise TemplateError("the template holds values that are not finite")
     return np.ascontiguousarray(template)
@@ -108,5 +108,5 @@ def _bytes_of(fingerprint: str) -> bytes:
     except ValueError:
         value = b""
     if len(value) != _FINGERPRINT_BYTES:
-        raise TemplateError(f"a fingerprint has 64 hexadecimal digits: {fingerprint!r}")
+        raise TemplateError(f"a fingerprint must have 64 hexadecimal digits: {fingerprint!r}")
     return value

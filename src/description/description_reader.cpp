@@ -12,6 +12,7 @@ int compareNames(const char* wanted, const char* stored) {
         ++wanted;
         ++stored;
     }
+    // Plain char is unsigned on some platforms.
     return static_cast<signed char>(*wanted) - static_cast<signed char>(*stored);
 }
 
@@ -24,7 +25,7 @@ static const char* nameOf(const std::string& entry) {
     return entry.c_str();
 }
 
-// Puts `item` in front of the first whose name is not less, and so in front of all equal ones.
+// Inserts `item` before the first whose name is not less, and so before all equal ones.
 template <typename Item>
 static void insertSorted(std::vector<Item>& items, Item item) {
     const auto place = std::lower_bound(items.begin(), items.end(), nameOf(item),
@@ -34,7 +35,7 @@ static void insertSorted(std::vector<Item>& items, Item item) {
     items.insert(place, std::move(item));
 }
 
-// The midpoints are part of the result: they choose among equal names.
+// The midpoints are part of the result: they decide which of several equal names is found.
 template <typename Item>
 static std::int32_t findSorted(const std::vector<Item>& items, const char* name) {
     std::int32_t low = 0;
@@ -64,7 +65,7 @@ std::int32_t findEntry(const std::vector<std::string>& entries, const char* key)
 
 namespace {
 
-// A cursor that walks over a text once, and what to do with the bytes under it.
+// A single pass over a text.
 class DescriptionReader {
   public:
     explicit DescriptionReader(const char* text) : cursor(text) {}
@@ -85,9 +86,10 @@ class DescriptionReader {
     const char* cursor;
 };
 
-// The name with brackets stays unique: one read from a text holds no `]`.
+// The default name includes brackets and so stays unique: a name read from a text has no `]`.
 std::vector<DescriptionSection> DescriptionReader::readSections() {
     std::vector<DescriptionSection> sections;
+    // Whatever precedes the first header.
     insertSorted(sections, parseSection("[DEFAULT]"));
     while (*cursor != '\0') {
         const std::string name = readSectionHeader();
@@ -98,7 +100,7 @@ std::vector<DescriptionSection> DescriptionReader::readSections() {
     return sections;
 }
 
-// Reads entries up to the end of the text or the next header, whose `[` is then under the cursor.
+// Reads entries up to the end of the text or up to the next header, leaving the cursor at its `[`.
 DescriptionSection DescriptionReader::parseSection(const std::string& name) {
     DescriptionSection section;
     section.name = name;
@@ -109,6 +111,7 @@ DescriptionSection DescriptionReader::parseSection(const std::string& name) {
         if (result == keyReadKey) {
             const std::size_t keyLength = entry.size();
             readValue(entry);
+            // A key without a value makes no entry.
             if (entry.size() != keyLength) {
                 entry.append(2, '\0');
                 insertSorted(section.entries, entry);
@@ -120,8 +123,8 @@ DescriptionSection DescriptionReader::parseSection(const std::string& name) {
     return section;
 }
 
-// On keyReadKey `entry` holds the key and its NUL, and the cursor is behind the `=`. A line that
-// ends, or turns into a comment, in front of its `=` is dropped.
+// After keyReadKey, `entry` holds the key and its NUL, and the cursor is past the `=`. A line that
+// ends, or turns into a comment, before its `=` is dropped.
 DescriptionReader::KeyResult DescriptionReader::readKey(std::string& entry) {
     gather("\r\n;[=", entry);
     if (*cursor == '[') {
@@ -139,12 +142,13 @@ DescriptionReader::KeyResult DescriptionReader::readKey(std::string& entry) {
 void DescriptionReader::readValue(std::string& entry) {
     const auto keyLength = static_cast<std::ptrdiff_t>(entry.size());
     gather("\r\n;", entry);
+    // Getters read up to a NUL, and so get what precedes the first comma.
     std::replace(entry.begin() + keyLength, entry.end(), ',', '\0');
     skipLine();
 }
 
-// Any `[` with a `]` later on its line is a header, whatever stands around the two. Otherwise the
-// line is consumed here.
+// Any `[` with a `]` later on its line is a header, whatever surrounds the two. Otherwise the line
+// is consumed here.
 bool DescriptionReader::isSectionHeader() {
     const char* end = cursor + std::strcspn(cursor, "]\r\n;");
     if (*end == ']') {
@@ -155,7 +159,7 @@ bool DescriptionReader::isSectionHeader() {
     return false;
 }
 
-// Consumes one line. The name in its brackets, or nothing if it opens no section.
+// Consumes one line and returns the name in its brackets; empty if it does not open a section.
 std::string DescriptionReader::readSectionHeader() {
     std::string name;
     cursor += std::strcspn(cursor, "[\r\n;");
@@ -170,7 +174,7 @@ std::string DescriptionReader::readSectionHeader() {
     return name;
 }
 
-// Appends the bytes up to the first of `stops` or the end of the text, without blanks and tabs.
+// Appends the bytes up to the first of `stops` or the end of the text, without spaces and tabs.
 void DescriptionReader::gather(const char* stops, std::string& bytes) {
     const char* end = cursor + std::strcspn(cursor, stops);
     std::copy_if(cursor, end, std::back_inserter(bytes),
@@ -178,7 +182,7 @@ void DescriptionReader::gather(const char* stops, std::string& bytes) {
     cursor = end;
 }
 
-// Moves behind the line's end and behind all line ends that follow at once.
+// Moves past the end of the line and any line ends right after it.
 void DescriptionReader::skipLine() {
     cursor += std::strcspn(cursor, "\r\n");
     cursor += std::strspn(cursor, "\r\n");

@@ -12,7 +12,7 @@ static bool isDigit(char byte) {
     return byte >= '0' && byte <= '9';
 }
 
-// Steps over a sign; true for a minus.
+// Skips a sign; true for a minus.
 static bool readSign(const char*& cursor) {
     const bool negative = *cursor == '-';
     if (negative || *cursor == '+') {
@@ -21,7 +21,7 @@ static bool readSign(const char*& cursor) {
     return negative;
 }
 
-// Steps over zeros; true if there were any.
+// Skips zeros; true if there were any.
 static bool readZeros(const char*& cursor) {
     const char* start = cursor;
     while (*cursor == '0') {
@@ -30,7 +30,7 @@ static bool readZeros(const char*& cursor) {
     return cursor != start;
 }
 
-// Steps over at most `room` digits and returns their number.
+// Skips at most `room` digits and returns how many there were.
 static int readDigits(const char*& cursor, int room) {
     int count = 0;
     while (count < room && isDigit(*cursor)) {
@@ -53,6 +53,7 @@ ParseResult parseInt32(const char* text, std::int32_t& out) {
         return parseNoNumber;
     }
 
+    // Ten digits fit in 64 bits, so the range check sees the exact value.
     std::int64_t value = 0;
     for (int i = 0; i < count; ++i) {
         value = value * 10 + (digits[i] - '0');
@@ -81,6 +82,7 @@ ParseResult parseWholePart(const char*& cursor, double& out) {
 
     double sum = 0.0;
     double scale = 1.0;
+    // The last digit first. `scale` is exact up to 10^22 and rounded beyond.
     for (int i = count - 1; i >= 0; --i) {
         sum += (digits[i] - '0') * scale;
         scale *= 10.0;
@@ -93,6 +95,7 @@ void parseFractionPart(const char*& cursor, double& out) {
     const char* digits = cursor;
     const int count = readDigits(cursor, kFractionDigits);
     double sum = 0.0;
+    // Neither 0.1 nor its powers are exact, so the order of the products matters.
     double scale = 0.1;
     for (int i = 0; i < count; ++i) {
         sum += (digits[i] - '0') * scale;
@@ -116,6 +119,7 @@ ParseResult parseFloat32(const char* text, float& out) {
         return parseClamped;
     }
     if (*cursor != '.') {
+        // No clamp here: beyond the float range, narrowing gives infinity.
         out = static_cast<float>(whole * sign);
         return parseOk;
     }

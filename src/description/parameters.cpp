@@ -14,7 +14,7 @@ const DescriptionSection* getSection(const NetDescription& description, const st
     return index < 0 ? nullptr : &description.sections[static_cast<std::size_t>(index)];
 }
 
-// The value behind a key, up to its first NUL, or null.
+// The value of a key, which its first NUL ends, or null where the key is missing.
 static const char* findValue(const DescriptionSection* section, const std::string& key) {
     if (section == nullptr) {
         return nullptr;
@@ -55,7 +55,7 @@ std::vector<std::string> getStringList(const DescriptionSection* section, const 
     return splitList(value);
 }
 
-// A failed extraction may store 0 or a limit, so it never reaches `number`.
+// A failed extraction may store 0 or a limit: only a successful one reaches `number`.
 template <typename Number>
 static std::vector<Number> getNumberList(const DescriptionSection* section,
                                          const std::string& key) {
@@ -63,6 +63,7 @@ static std::vector<Number> getNumberList(const DescriptionSection* section,
     Number number = 0;
     for (const std::string& token : getStringList(section, key)) {
         std::istringstream stream(token);
+        // A host's locale may have a decimal comma or group digits.
         stream.imbue(std::locale::classic());
         Number extracted = 0;
         if (stream >> extracted) {
@@ -84,6 +85,7 @@ std::vector<float> getFloatList(const DescriptionSection* section) {
 std::vector<std::string> splitList(const std::string& value) {
     std::vector<std::string> tokens;
     std::size_t begin = 0;
+    // Stops at the end, so a final `_` does not start another token.
     while (begin < value.size()) {
         const std::size_t end = std::min(value.find('_', begin), value.size());
         tokens.push_back(value.substr(begin, end - begin));

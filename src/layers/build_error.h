@@ -4,8 +4,8 @@
 
 #include <string>
 
-// Thrown anywhere in a build for a description that cannot be built. ConvNet's constructor prints
-// the reason and ends the process.
+// Thrown at any point of a build whose description cannot be used. ConvNet's constructor prints the
+// reason and ends the process.
 struct BuildError {
     std::string reason;
 };

@@ -9,9 +9,10 @@
 
 namespace {
 
-// The positions, from `begin` to before `end`, at which a filter element lies inside the image
-// along one axis: those i of `count` for which first + i * stride is from 0 to before `length`. In
-// 64 bits, since the padding and the stride may be any numbers.
+// The positions [begin, end) at which a filter element lies inside the image along one axis: the i
+// below `count` with 0 <= first + i * stride < length. Solved for i, that is from ceil(-first /
+// stride) to floor((length - 1 - first) / stride). In 64 bits, since padding and stride may be any
+// numbers.
 struct InnerPositions {
     std::int64_t begin, end;
 };
@@ -23,10 +24,9 @@ InnerPositions innerPositions(std::int64_t first, std::int64_t stride, std::int6
     return {begin, std::clamp(end, begin, count)};
 }
 
-// Rows of floats that follow each other with a step, copied so that they lie side by side. They are
-// so short that a call for each would cost as much as the copying: blocks of constant size become
-// plain loads and stores. The last block of a row ends where the row ends, and so may copy floats a
-// second time.
+// Copies rows that are `step` floats apart to dense storage. A call of memcpy would cost as much as
+// copying one of these short rows; blocks of constant size become plain loads and stores. The last
+// block ends where its row ends and may overlap the one before it.
 float* copyRows(const float* source, std::ptrdiff_t step, std::int32_t rows, std::int32_t length,
                 float* destination) {
     constexpr std::int32_t kBlock = 4;
@@ -46,8 +46,8 @@ float* copyRows(const float* source, std::ptrdiff_t step, std::int32_t rows, std
     return destination;
 }
 
-// Without padding and with a stride of 1 every position lies inside the image, and what a filter
-// element meets in one row of it stands side by side: what every embedded network has.
+// The case of every embedded network. Without padding and with stride 1, every position lies inside
+// the image, and the pixels that one filter element covers in an image row are contiguous.
 void unfoldInside(const float* image, const FilterShape& shape, float* P) {
     const std::ptrdiff_t width = shape.width;
     for (std::int32_t c = 0; c < shape.channels; ++c, image += shape.height * width) {
@@ -59,8 +59,8 @@ void unfoldInside(const float* image, const FilterShape& shape, float* P) {
     }
 }
 
-// For one filter element, the rows of positions that lie outside the image are one block of zeros
-// above and one below the others.
+// For one filter element, the rows of positions outside the image form one block of zeros above the
+// other rows and one below.
 void unfoldClipped(const float* image, const FilterShape& shape, float* P) {
     const std::int64_t stride = shape.stride;
     const std::int64_t padding = shape.padding;
@@ -68,6 +68,7 @@ void unfoldClipped(const float* image, const FilterShape& shape, float* P) {
     const std::ptrdiff_t width = shape.width;
     const std::ptrdiff_t planeSize = shape.height * width;
     for (std::int32_t r = 0; r < shape.channels * shape.filterPixels; ++r) {
+        // Row r of P belongs to element (channel, ky, kx) of a filter, kx running fastest.
         const std::int64_t firstX = r % shape.k - padding;
         const std::int64_t firstY = (r / shape.k) % shape.k - padding;
         const float* plane = image + r / shape.k / shape.k * planeSize;

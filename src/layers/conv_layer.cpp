@@ -16,7 +16,8 @@ class ConvLayer : public LocalLayer {
         const Matrix& images = *inputs[static_cast<std::size_t>(inputIndex)];
         const Matrix& bank = usableWeights(inputIndex);
         const FilterShape shape = filterShape(geometry, images.numCols, bank.numCols);
-        // The product takes whole rows of weights and would meet positions that do not exist.
+        // The product uses whole rows of weights; with a remainder it would read past the end of
+        // the patch matrix.
         requireUsable(bank.numCols % shape.channels == 0);
         requireRoom(shape, images, bank.numRows, targetScale);
         // Only a first share is biased.

@@ -17,13 +17,14 @@ class DataLayer : public Layer {
 
     void fprop(const MatrixList& given) override {
         const auto index = static_cast<std::size_t>(dataIdx);
+        // A negative dataIdx is a huge index here.
         requireUsable(index < given.size());
         outputs = given[index];
         runNext();
     }
 
-    // A data layer has no inputs. One that is given some has been described wrongly, which shows
-    // only when the network runs.
+    // A data layer has no inputs. A description that gives it some is wrong, which shows only when
+    // the network runs.
     void inputReady() override { throw std::string("No data given!"); }
 
     std::int32_t dataIdx = 0;

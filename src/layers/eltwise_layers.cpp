@@ -19,7 +19,8 @@ class EltwiseSumLayer : public Layer {
         if (targetScale == 0.0F) {
             input.scale(coeff, *outputs);
         } else {
-            // Two matrices of one storage order are added as they lie, others place by place.
+            // Matrices with the same storage order are added as they are stored, others element by
+            // element.
             requireUsable(input.trans == outputs->trans
                               ? input.numElements >= outputs->numElements
                               : holdsElements(input, outputs->numRows, outputs->numCols));
@@ -30,7 +31,8 @@ class EltwiseSumLayer : public Layer {
     std::vector<float> coeffs;  // one for each input
 };
 
-// Starts at the second input, which meets the first; with one input the output stays as it is.
+// Starts at the second input, which is compared with the first; a single input leaves the output
+// unchanged.
 class EltwiseMaxLayer : public Layer {
   public:
     using Layer::Layer;
@@ -45,8 +47,7 @@ class EltwiseMaxLayer : public Layer {
 
   private:
     void greaterOf(const Matrix& a, const Matrix& b) {
-        // As the output, b first takes the shape of a, and loses its elements where their number
-        // changes.
+        // If b is the output it is resized first, and loses its elements if their number changes.
         requireUsable(outputs == &b ? b.numElements == a.numElements
                                     : holdsElements(b, a.numRows, a.numCols));
         a.eltwiseMax(b, *outputs);

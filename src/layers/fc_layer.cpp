@@ -7,9 +7,9 @@
 
 namespace {
 
-// Two inputs take three steps, each with roundings of its own: Y = X0 W0, Y = Y + b, Y = X1 W1 + Y. A
-// weight matrix has one row for each value of its input and one column for each output. Rows that
-// no value meets are not read, and a later input with fewer columns adds to the first outputs.
+// Two inputs take three steps, each rounded separately: Y = X0 W0, Y = Y + b, Y = X1 W1 + Y. A
+// weight matrix has one row for each value of its input and one column for each output. Surplus
+// rows are not read, and a later matrix with fewer columns adds to the first outputs only.
 class FCLayer : public WeightLayer {
   public:
     explicit FCLayer(const LayerSource& source) : WeightLayer(source, false) {}
@@ -18,7 +18,7 @@ class FCLayer : public WeightLayer {
         const Matrix& X = *inputs[static_cast<std::size_t>(inputIndex)];
         const Matrix& W = usableWeights(inputIndex);
         requireUsable(X.numCols > 0 && X.numCols <= W.numRows);
-        requireUsable(&X != outputs);  // a product cannot take the place of its own factor
+        requireUsable(&X != outputs);  // a product cannot overwrite its own factor
         if (targetScale == 0.0F) {
             const Matrix& b = usableBiases(X.numRows, W.numCols);
             outputs->resize(X.numRows, W.numCols);

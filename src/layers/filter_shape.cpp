@@ -16,8 +16,11 @@ FilterShape filterShape(const FilterGeometry& geometry, std::int32_t imageCols,
     shape.stride = geometry.stride;
     shape.filterPixels = filterCols / geometry.channels;
     shape.k = static_cast<std::int32_t>(std::sqrt(static_cast<double>(shape.filterPixels)));
+    // The root is truncated, so squaring it gives the pixels back only if the filter is square.
     requireUsable(static_cast<std::int64_t>(shape.k) * shape.k == shape.filterPixels);
 
+    // A padded side of n + 2 padding pixels has room for (n + 2 padding - k) / stride + 1
+    // positions.
     const std::int64_t margins = 2 * static_cast<std::int64_t>(geometry.padding) - shape.k;
     const std::int64_t outH = (shape.height + margins) / geometry.stride + 1;
     const std::int64_t outW = (shape.width + margins) / geometry.stride + 1;

@@ -14,24 +14,24 @@ struct FilterGeometry {
     std::int32_t stride = 0;
 };
 
-// The same with all that follows from it, in the bounds that the kernels rely on.
+// The same with everything derived from it, within the bounds that the kernels rely on.
 struct FilterShape {
-    std::int32_t channels, height;  // of an image, from 1
-    std::int32_t width;             // from 0
-    std::int32_t padding;           // negative: so many rows and columns of the image are left out
-    std::int32_t stride;            // from 1
-    std::int32_t k;                 // side of a filter, from 0
+    std::int32_t channels, height;  // of an image, at least 1
+    std::int32_t width;             // at least 0
+    std::int32_t padding;           // negative: crops the image by as many rows and columns
+    std::int32_t stride;            // at least 1
+    std::int32_t k;                 // side of a filter, at least 0
     std::int32_t filterPixels;      // k * k
-    std::int32_t outH, outW;        // modules down and across, from 1
+    std::int32_t outH, outW;        // modules down and across, at least 1
     std::int32_t modules;           // outH * outW
 };
 
-// The shape for an image row of `imageCols` elements and a filter of `filterCols`. Divisions cut,
-// so that elements behind the last whole filter, or the last whole image, count for nothing.
+// The shape for an image row of `imageCols` elements and a filter of `filterCols`. Divisions
+// truncate: elements after the last whole filter or the last whole image are ignored.
 //
-// All sums and products are taken in 64 bits, so that no check can overflow before it checks.
-// Throws UnusableLayer where a divisor is not positive, a filter is not square, or the image has
-// not exactly one module for each position of the filter.
+// Sums and products are computed in 64 bits, which keeps the checks themselves from overflowing.
+// Throws UnusableLayer if a divisor is not positive, a filter is not square, or the number of
+// modules is not the number of filter positions.
 FilterShape filterShape(const FilterGeometry& geometry, std::int32_t imageCols,
                         std::int32_t filterCols);
 

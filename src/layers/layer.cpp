@@ -17,6 +17,7 @@ void Layer::fprop(const MatrixList& given) {
     inputs = given;
     const auto inputCount = static_cast<std::int32_t>(prev.size());
     if (actsTarget >= 0) {
+        // at() throws if `actsTarget` does not name an input.
         outputs = inputs.at(static_cast<std::size_t>(actsTarget));
     }
     received = inputCount;
@@ -25,6 +26,7 @@ void Layer::fprop(const MatrixList& given) {
     }
     for (std::int32_t i = 0; i < inputCount; ++i) {
         if (i != actsTarget) {
+            // With a shared matrix, input `actsTarget` has given the output its values.
             computeActs(i, actsTarget < 0 && i == 0 ? 0.0F : 1.0F);
         }
     }
@@ -33,6 +35,7 @@ void Layer::fprop(const MatrixList& given) {
 
 void Layer::inputReady() {
     ++received;
+    // After the run, further calls count beyond the number of inputs until the next reset.
     if (received != static_cast<std::int32_t>(prev.size())) {
         return;
     }

@@ -1,5 +1,4 @@
-// What all layers have in common: how they are wired, wait for their inputs, and own or share
-// outputs.
+// What all layers have in common: wiring, waiting for inputs, and owning or sharing an output.
 #ifndef ZOMU_LAYERS_LAYER_H
 #define ZOMU_LAYERS_LAYER_H
 
@@ -19,16 +18,16 @@ using LayerList = std::vector<std::unique_ptr<Layer>>;
 // What a layer is built from. It copies what it needs.
 struct LayerSource {
     const std::string& name;            // of its section
-    const DescriptionSection* section;  // null where the text has none of that name
-    const std::string& weightFolder;    // a separator at its end
-    const LayerList& earlier;           // the layers in front of it; itself it is not yet in there
+    const DescriptionSection* section;  // null if the text has none with that name
+    const std::string& weightFolder;    // ends in a separator
+    const LayerList& earlier;           // the layers before it, not itself
 };
 
 // The family. A class without a keyword is abstract. docs/layers.md has a row for each keyword:
-// formula, shapes, keys, oddities.
+// formula, shapes, keys, special cases.
 //
 //  Layer
-//   DataLayer                   data     hands on an entry of the list handed to the network
+//   DataLayer                   data     passes on an entry of the network's input list
 //   NeuronLayer                 neuron   an element-wise function, in place
 //   PoolLayer
 //    MaxPoolLayer               pool     the greatest of each window
@@ -45,10 +44,10 @@ struct LayerSource {
 //    CrossMapResponseNormLayer  cmrnorm  division by the energy of neighbouring planes
 //    ContrastNormLayer          cnorm    computes nothing
 //
-// Rows of a matrix are images (a crop and its mirrored twin), columns planes x height x width.
+// Each row of a matrix is an image (a crop or the mirrored crop) of planes x height x width.
 //
-// Only one thread may run a network at a time. Between runs a layer keeps its output, and pointers to
-// its last inputs, which may dangle by then.
+// Only one thread may run a network at a time. Between runs a layer keeps its output, and pointers
+// to its last inputs, which may dangle by then.
 class Layer {
   public:
     // Reads the keys `type` and `actsTarget`.
@@ -57,37 +56,37 @@ class Layer {
     Layer(const Layer&) = delete;
     Layer& operator=(const Layer&) = delete;
 
-    // Adds what one input contributes to the output. With a targetScale of exactly 0 it is the first
-    // to do so, and gives the output its shape, its values and the biases; otherwise its values are
-    // added.
+    // Adds the contribution of one input to the output. With a targetScale of exactly 0 it is the
+    // first one: it sets the output's shape and values, biases included. Otherwise its values are
+    // added to the output.
     virtual void computeActs(std::int32_t inputIndex, float targetScale) = 0;
 
-    // Computes the output from these inputs, then tells each layer of `next`. The input whose matrix
-    // is the output, if there is one, comes first: the others are added to it.
+    // Computes the output from these inputs, then notifies each layer of `next`. The input whose
+    // matrix is the output, if any, comes first: the others are added to it.
     virtual void fprop(const MatrixList& given);
 
     // Each layer of `prev` calls this once it is done, and the last call runs fprop. So a network
     // runs as one depth-first walk along `next`.
     virtual void inputReady();
 
-    // Makes the layer wait for its inputs again. Without it a second run changes nothing.
+    // Makes the layer wait for its inputs again. Without it, a second run has no effect.
     virtual void reset();
 
     virtual Matrix* getActs();
 
     std::vector<Layer*> prev;    // in the order of the key `inputs`
     std::vector<Layer*> next;    // in the order of the network's layers
-    std::int32_t received = 0;   // how many of `prev` have finished in this run
+    std::int32_t received = 0;   // how many of `prev` are done in this run
     std::int32_t backCount = 0;  // cleared by reset, read by nothing
     MatrixList inputs;
     Matrix* outputs = nullptr;  // `ownOutputs`, or the shared matrix of input `actsTarget`
-    // The input whose matrix is the output. Negative: a matrix of its own.
+    // The input whose matrix is the output. Negative: the output has its own.
     std::int32_t actsTarget = -1;
     std::string name;
     std::string type;
 
   protected:
-    void runNext();  // tells each layer of `next` that this one is done
+    void runNext();  // notifies each layer of `next`
 
   private:
     std::unique_ptr<Matrix> ownOutputs;

@@ -1,4 +1,4 @@
-// The keywords that select layers, and the functions behind them.
+// The keywords that select layers, and the functions that create them.
 #ifndef ZOMU_LAYERS_LAYER_REGISTRY_H
 #define ZOMU_LAYERS_LAYER_REGISTRY_H
 
@@ -32,10 +32,10 @@ std::unique_ptr<Layer> createEltwiseSumLayer(const LayerSource& source);
 std::unique_ptr<Layer> createEltwiseMaxLayer(const LayerSource& source);
 std::unique_ptr<Layer> createDataLayer(const LayerSource& source);
 
-// Throws the BuildError "Unknown pooling layer type <pool>" where `pool` is none of kPoolKinds.
+// Throws the BuildError "Unknown pooling layer type <pool>" if `pool` is none of kPoolKinds.
 std::unique_ptr<Layer> createPoolLayer(const LayerSource& source);
 
-// Throws the BuildError "Unknown neuron type: <neuron>" where `neuron` is none of kNeuronKinds.
+// Throws the BuildError "Unknown neuron type: <neuron>" if `neuron` is none of kNeuronKinds.
 std::unique_ptr<Layer> createNeuronLayer(const LayerSource& source);
 
 #endif

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
-// Throws std::out_of_range, "invalid vector<T> subscript", where the list has no such entry.
+// Throws std::out_of_range, "invalid vector<T> subscript", if the list has no such entry.
 template <typename T>
 T listEntry(const std::vector<T>& list, std::int32_t index) {
     if (static_cast<std::size_t>(index) >= list.size()) {

@@ -25,7 +25,8 @@ void localForward(const Matrix& images, const Matrix& filters, Matrix& biases, M
         unfoldPatches(images.data + row * images.numCols, shape, P.data);
         Matrix T = Matrix::view(target.data + row * target.numCols, F, modules);
         for (std::int32_t f = 0; f < F; ++f) {
-            // The filters lie module by module, P lies element by element.
+            // Filters are stored module by module, P element by element: read as transposed, W
+            // matches P.
             Matrix W = Matrix::view(filters.data + static_cast<std::ptrdiff_t>(f) * filters.numCols,
                                     L, modules);
             W.trans = kTransposed;
@@ -39,6 +40,7 @@ void localForward(const Matrix& images, const Matrix& filters, Matrix& biases, M
             }
         }
         if (targetScale == 0.0F && biases.numElements > 0) {
+            // Only biases in row-major order are stored as T is.
             if (biases.trans == kTransposed) {
                 T.applyBinary(addition, biases, T);
             } else {

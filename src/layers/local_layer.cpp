@@ -16,7 +16,7 @@ LocalLayer::LocalLayer(const LayerSource& source) : WeightLayer(source, true) {
     imgSize = getIntList(source.section, "imgSize");
     imgPixels = getIntList(source.section, "imgPixels");
     getInt(source.section, "modulesX", modulesX);
-    // Unsigned, where a product that does not fit wraps around and is no error.
+    // Unsigned: a product that does not fit wraps around, which is undefined for signed numbers.
     const auto side = static_cast<std::uint32_t>(modulesX);
     modules = static_cast<std::int32_t>(side * side);
 }
@@ -36,6 +36,8 @@ void LocalLayer::requireRoom(const FilterShape& shape, const Matrix& images,
                              std::int32_t filterCount, float targetScale) const {
     const std::int64_t cols = static_cast<std::int64_t>(filterCount) * shape.modules;
     requireUsable(cols <= std::numeric_limits<std::int32_t>::max());
+    // A first share would lose its images if their matrix were resized as the output. A later one is
+    // added to the output as it is.
     requireUsable(targetScale == 0.0F ? outputs != &images || cols == images.numCols
                                       : holdsRows(*outputs, images.numRows, cols));
 }

@@ -9,7 +9,7 @@
 #include "layers/filter_shape.h"
 #include "layers/weight_layer.h"
 
-// A position of a filter is called a module. Its weights arrive transposed: one row for each
+// A position of a filter is called a module. Weights are transposed when loaded: one row for each
 // filter.
 class LocalLayer : public WeightLayer {
   public:
@@ -18,24 +18,23 @@ class LocalLayer : public WeightLayer {
     // One entry for each input.
     std::vector<std::int32_t> padding;
     std::vector<std::int32_t> stride;
-    std::vector<std::int32_t>
-        filterSize;  // side of a filter; the passes derive it from the weights
+    std::vector<std::int32_t> filterSize;  // as described; a pass derives it from the weights
     std::vector<std::int32_t> channels;
     std::vector<std::int32_t> imgSize;  // height of the image; its width follows from the input
     std::vector<std::int32_t> imgPixels;
     std::vector<std::int32_t> filterPixels;
 
     std::int32_t modulesX = 0;  // modules per side
-    std::int32_t modules = 0;   // its square; the passes take it in 64 bits
-    std::int32_t filters = 0;   // as described; the passes count the rows of the weights
+    std::int32_t modules = 0;   // modulesX squared; a pass computes it in 64 bits
+    std::int32_t filters = 0;   // as described; a pass counts the rows of the weights
 
   protected:
-    // The lists' entries for one input. Throws std::out_of_range where a list is too short.
+    // The lists' entries for one input. Throws std::out_of_range if a list is too short.
     FilterGeometry geometryOf(std::int32_t inputIndex) const;
 
-    // Throws UnusableLayer unless the result of that many filters, a row for each image, has
-    // columns that can be counted. A first share must not take the place of images of another size,
-    // which would be lost; a later one has to fit into the output that is there.
+    // Throws UnusableLayer unless the result of `filterCount` filters has rows whose length fits in
+    // 32 bits. For a first share the output must not be a matrix of images of another size; for a
+    // later one the result has to fit into the output as it is.
     void requireRoom(const FilterShape& shape, const Matrix& images, std::int32_t filterCount,
                      float targetScale) const;
 };

@@ -7,8 +7,8 @@
 
 namespace {
 
-// A row of its weights holds a filter for each module, one behind the other. What stands behind the
-// last of them is not read.
+// A row of its weights holds a filter for each module, one after the other. Elements after the last
+// of them are not read.
 class LocalUnsharedLayer : public LocalLayer {
   public:
     using LocalLayer::LocalLayer;
@@ -31,7 +31,7 @@ class LocalUnsharedLayer : public LocalLayer {
         localForward(images, bank, bias, *getActs(), shape, targetScale);
     }
 
-    Matrix scratch;  // stays empty: the kernel works in memory of its own call
+    Matrix scratch;  // stays empty: the kernel allocates its own scratch
 };
 
 }  // namespace

@@ -17,7 +17,7 @@ void transform(Matrix& acts, Function function) {
     }
 }
 
-// A parameter of the section's own keys, 0 where it is absent.
+// A parameter from the section, 0 if its key is missing.
 float parameter(const DescriptionSection* section, const char* key) {
     float value = 0.0F;
     getFloat(section, key, value);
@@ -44,6 +44,7 @@ class BoundedReluNeuron : public Neuron {
     explicit BoundedReluNeuron(float bound) : a(bound) {}
     void applyInPlace() override {
         transform(*acts, [this](float x) {
+            // In this order, a NaN in x counts as 0, and a NaN bound is the result.
             const float m = x > 0.0F ? x : 0.0F;
             return a > m ? m : a;
         });
@@ -61,6 +62,7 @@ class AbsNeuron : public Neuron {
 class LogisticNeuron : public Neuron {
   public:
     void applyInPlace() override {
+        // The steps of LogisticByExp, each rounded on its own.
         acts->scale(-1.0F, *acts);
         acts->apply(ElementFunction::Exp);
         acts->addScalar(1.0F, *acts);
@@ -105,7 +107,7 @@ class LinearNeuron : public Neuron {
     float b;
 };
 
-// Neurons without parameters, with the key `a`, and with the keys `a` and `b`.
+// Create neurons without parameters, with the key `a`, and with the keys `a` and `b`.
 template <class SomeNeuron>
 std::unique_ptr<Neuron> plain(const DescriptionSection*) {
     return std::make_unique<SomeNeuron>();

@@ -9,7 +9,7 @@
 #include "matrix/matrix.h"
 
 //  class              keyword   y, for each element x of the storage
-//  ReluNeuron         relu      x if x > 0, else +0.0 (so is NaN)
+//  ReluNeuron         relu      x if x > 0, else +0.0, also for NaN
 //  SoftReluNeuron     softrelu  log(exp(x) + 1)
 //  BoundedReluNeuron  brelu     relu(x) if that is below a, else a
 //  AbsNeuron          abs       x without its sign bit
@@ -20,8 +20,8 @@
 //  LinearNeuron       linear    x * a + b
 //  Neuron             ident     x
 //
-// Each operation is rounded to float; exp, log, tanh and the root are taken in 64 bits first. a and
-// b are keys of the layer's section, 0 where they are absent.
+// Each operation is rounded to float; exp, log, tanh and the square root are computed in 64 bits
+// first. a and b are keys of the layer's section, 0 if missing.
 class Neuron {
   public:
     Neuron() = default;
@@ -31,7 +31,7 @@ class Neuron {
 
     virtual void applyInPlace() {}
 
-    // Makes `target` the matrix to work on and transforms it.
+    // Makes `target` the current matrix and transforms it.
     virtual void run(Matrix* target);
 
     bool activated = false;  // set by run, read by nothing
@@ -47,8 +47,8 @@ struct NeuronKind {
 constexpr int kNeuronKindCount = 10;
 extern const NeuronKind kNeuronKinds[kNeuronKindCount];
 
-// The neuron of that keyword, with its parameters from the section. Throws the BuildError "Unknown
-// neuron type: <keyword>" for any other.
+// Creates the neuron of that keyword, with its parameters from the section. Throws the BuildError
+// "Unknown neuron type: <keyword>" for any other.
 std::unique_ptr<Neuron> createNeuron(const DescriptionSection* section,
                                      const std::string& neuronName);
 

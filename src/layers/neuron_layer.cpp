@@ -4,8 +4,8 @@
 
 namespace {
 
-// Works on the matrix of its first input and never on one of its own, so that only actsTarget=0
-// hands the result on through getActs. With a second input the neuron runs a second time.
+// Transforms the matrix of its first input and never its own: getActs returns the result only with
+// actsTarget=0. A second input makes the neuron run twice.
 class NeuronLayer : public Layer {
   public:
     explicit NeuronLayer(const LayerSource& source) : Layer(source) {

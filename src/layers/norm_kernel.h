@@ -8,7 +8,7 @@
 
 struct CrossMapNorm {
     std::int32_t channels = 0;  // planes in a row of the input
-    std::int32_t sizeX = 0;     // planes in a window; an even window reaches further down than up
+    std::int32_t sizeX = 0;     // planes in a window; an even one has one more below than above
     float scale = 0.0F;
     float pow = 0.0F;
 };
@@ -17,9 +17,9 @@ struct CrossMapNorm {
 //
 //   target(c, p) = image(c, p) * (1 + scale / sizeX * sum of image(k, p)^2)^(-pow)
 //
-// over the planes k from c - sizeX / 2 (cut) to sizeX planes on, as far as they exist; the divisor
-// stays sizeX. Sums and products are rounded to float one by one, the power is taken in 64 bits.
-// Meanwhile `target` holds the sums.
+// over the sizeX planes k from c - sizeX / 2 (truncated) on, as far as they exist; the divisor is
+// always sizeX. Each sum and product is rounded to float, and the power is computed in 64 bits.
+// `target` holds the sums in between.
 void crossMapNormForward(const Matrix& images, Matrix& target, const CrossMapNorm& norm);
 
 #endif

@@ -31,7 +31,7 @@ class CrossMapResponseNormLayer : public ResponseNormLayer {
     }
 };
 
-// As empty as its base.
+// Computes nothing either.
 class ContrastNormLayer : public ResponseNormLayer {
   public:
     explicit ContrastNormLayer(const LayerSource& source) : ResponseNormLayer(source) {

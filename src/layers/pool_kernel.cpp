@@ -11,10 +11,10 @@
 
 namespace {
 
-// What follows from the sizes, in 64 bits, so that no check can overflow before it checks.
+// What follows from the sizes, in 64 bits, which keeps the checks themselves from overflowing.
 struct PoolShape {
     std::int32_t pixels;   // of a plane
-    std::int32_t side;     // of a plane, which is taken to be square
+    std::int32_t side;     // of a plane, assumed to be square
     std::int32_t windows;  // of a plane
     std::int32_t columns;  // of the target
 };
@@ -27,14 +27,14 @@ PoolShape poolShape(const Matrix& images, const Matrix& target, const PoolGeomet
     const std::int64_t columns = windows * pool.channels;
     requireUsable(columns <= kMost);
     const std::int32_t pixels = images.numCols / pool.channels;
-    // A target that is the images themselves and shrinks is too small to be read as images.
+    // A target that shares the images' matrix and shrinks is too small to be read as images.
     requireUsable(&target != &images ||
                   columns >= static_cast<std::int64_t>(pixels) * pool.channels);
     const auto side = static_cast<std::int32_t>(std::sqrt(static_cast<double>(pixels)));
     return {pixels, side, static_cast<std::int32_t>(windows), static_cast<std::int32_t>(columns)};
 }
 
-// A window clipped to its plane, ends exclusive. One that lies outside ends before it begins.
+// A window clipped to its plane, ends exclusive. One outside the plane ends before it begins.
 struct Window {
     std::int64_t ys, ye, xs, xe;
 };
@@ -46,15 +46,15 @@ Window windowAt(const PoolGeometry& pool, std::int64_t side, std::int64_t oy, st
             std::max<std::int64_t>(x0, 0), std::min(side, x0 + pool.sizeX)};
 }
 
-// The frame of both kernels. `fold(cell, v)` takes in one value of the window, row by row, and
-// `finish(cell, window)` makes the result of what it left. The row and the column of a window are
-// quotient and remainder by outputsX, of whatever sign: -1 is one window, too.
+// The loop of both kernels. `fold(cell, v)` accumulates one value of the window, row by row, and
+// `finish(cell, window)` turns the accumulated value into the result. A window's row and column are
+// the quotient and the remainder by outputsX, whatever its sign: -1 gives one window, too.
 template <typename Fold, typename Finish>
 void poolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool, float initial,
                  Fold fold, Finish finish) {
     const PoolShape shape = poolShape(images, target, pool);
     target.resize(images.numRows, shape.columns);
-    // All of it before anything is read: a layer that shares its input's matrix has lost the input.
+    // All of it before anything is read: in place, this overwrites the input.
     std::fill_n(target.data, target.numElements, initial);
 
     float* result = target.data;
@@ -82,9 +82,9 @@ float greater(float cell, float v) {
     return v > cell ? v : cell;
 }
 
-// Windows of 2 x 2 side by side, all inside the plane: what every embedded network has. The four
-// comparisons of a window come in the same order as in the general form; without clipping the loop
-// over a row of windows becomes vector instructions.
+// The case of every embedded network: windows of 2 x 2 with stride 2, all inside the plane. The
+// four comparisons of a window have the same order as in the general loop. Without clipping, the
+// compiler vectorises the loop over a row of windows.
 void maxPoolTiles(const Matrix& images, Matrix& target, const PoolGeometry& pool,
                   const PoolShape& shape) {
     float* __restrict result = target.data;
@@ -106,7 +106,8 @@ void maxPoolTiles(const Matrix& images, Matrix& target, const PoolGeometry& pool
     }
 }
 
-// An extent of a window as a factor of the divisor. Beyond 32 bits only its sign still matters.
+// The length of a window along one axis, as a factor of the divisor. A length beyond 32 bits is
+// negative, the window is empty, and only the sign matters; clamping keeps the product in 64 bits.
 std::int64_t extent(std::int64_t begin, std::int64_t end) {
     constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
     return std::clamp(end - begin, -kMost, kMost);

@@ -5,7 +5,7 @@
 
 namespace {
 
-// Looks at its first input only; a second one makes it compute the same once more.
+// Reads its first input only; a second one makes it compute the same result again.
 class PoolLayer : public Layer {
   public:
     explicit PoolLayer(const LayerSource& source) : Layer(source) {

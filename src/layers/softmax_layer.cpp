@@ -5,9 +5,9 @@
 
 namespace {
 
-// y = exp(x - greatest of the row) / sum over the row. A single row is no such case: the greatest
-// value and the sum are one element then, which counts as a row vector, so that only element 0 is
-// shifted and divided.
+// y = exp(x - maximum of the row) / sum of the row. A matrix of one row is an exception: its
+// maximum and its sum are single elements, which count as row vectors, so only element 0 is shifted
+// and divided.
 class SoftmaxLayer : public Layer {
   public:
     using Layer::Layer;
@@ -15,9 +15,9 @@ class SoftmaxLayer : public Layer {
     void computeActs(std::int32_t, float) override {
         const Matrix& X = *inputs[0];
         requireUsable(X.numRows != 1 || X.numCols > 0);  // a single row has an element 0
-        Matrix greatest(X.numRows, 1);
-        X.aggregate(1, greatest, maximum, std::numeric_limits<float>::lowest());
-        X.addVector(greatest, -1.0F, *outputs);
+        Matrix maxima(X.numRows, 1);
+        X.aggregate(1, maxima, maximum, std::numeric_limits<float>::lowest());
+        X.addVector(maxima, -1.0F, *outputs);
         outputs->apply(ElementFunction::Exp);
         Matrix sums(outputs->numRows, 1);
         outputs->aggregate(1, sums, addition, 0.0F);

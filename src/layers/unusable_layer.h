@@ -6,9 +6,9 @@
 
 #include "matrix/matrix.h"
 
-// Thrown by a layer whose settings, weights and inputs do not fit each other: it would divide by
-// zero, or touch memory outside its matrices or that nothing has written. It is thrown before the
-// layer touches anything. The network has no output then; nothing else is affected.
+// Thrown by a layer whose settings, weights and inputs do not match: it would divide by zero,
+// access memory outside its matrices, or read uninitialised elements. It is thrown before the layer
+// touches anything. The network then has no output; nothing else is affected.
 struct UnusableLayer {};
 
 inline void requireUsable(bool condition) {
@@ -17,8 +17,8 @@ inline void requireUsable(bool condition) {
     }
 }
 
-// True where `rows` runs of `cols` elements, each beginning where a row of `matrix` begins, lie
-// inside its storage. They may be shorter than its rows, or fewer.
+// True if `rows` runs of `cols` elements, each starting where a row of `matrix` starts, lie inside
+// its storage. They may be shorter than its rows, or fewer.
 inline bool holdsRows(const Matrix& matrix, std::int64_t rows, std::int64_t cols) {
     return rows <= 0 || cols <= 0 || (rows - 1) * matrix.numCols + cols <= matrix.numElements;
 }

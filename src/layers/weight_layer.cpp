@@ -28,6 +28,7 @@ WeightLayer::WeightLayer(const LayerSource& source, bool transposed) : Layer(sou
     LoadedMatrix bias = loadBias(source.weightFolder, biasName);
     const auto layerIndices = getIntList(source.section, "weightSourceLayerIndices");
     const auto matrixIndices = getIntList(source.section, "weightSourceMatrixIndices");
+    // Shared weights replace the loaded ones, whose files are read in any case.
     bindShared(source.earlier, layerIndices, matrixIndices);
     if (layerIndices.empty()) {
         for (LoadedMatrix& matrix : loaded) {
@@ -41,6 +42,7 @@ void WeightLayer::bindShared(const LayerList& earlier,
                              const std::vector<std::int32_t>& layerIndices,
                              const std::vector<std::int32_t>& matrixIndices) {
     for (std::size_t i = 0; i < layerIndices.size(); ++i) {
+        // Negative indices become huge, as does a missing matrix index: both are refused below.
         const WeightLayer* layer = sharingLayer(earlier, static_cast<std::size_t>(layerIndices[i]));
         const auto m = i < matrixIndices.size() ? static_cast<std::size_t>(matrixIndices[i])
                                                 : std::numeric_limits<std::size_t>::max();
@@ -53,7 +55,7 @@ void WeightLayer::bindShared(const LayerList& earlier,
     }
 }
 
-// The index behind the last of the earlier layers is that of this one.
+// The index after the last of the earlier layers is that of this one.
 const WeightLayer* WeightLayer::sharingLayer(const LayerList& earlier, std::size_t index) const {
     if (index == earlier.size()) {
         return this;
@@ -71,6 +73,7 @@ const Matrix& WeightLayer::usableWeights(std::int32_t inputIndex) const {
 
 const Matrix& WeightLayer::usableBiases(std::int32_t rows, std::int32_t cols) const {
     const Matrix& matrix = *biases->matrix;
+    // As addVector broadcasts them: one row over columns, anything else over rows.
     requireUsable(biases->isComplete && matrix.numElements <= (matrix.numRows == 1 ? cols : rows));
     return matrix;
 }

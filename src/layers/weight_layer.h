@@ -8,8 +8,8 @@
 
 #include "layers/layer.h"
 
-// A matrix of weights as a layer holds it. Layers may share one; `source` then says from where this
-// one has it, and is null for the first. `isComplete` is false where its file was too short.
+// A layer's matrix of weights. Layers may share one: `source` then points to the weights that it
+// was taken from, and is null where it was loaded. `isComplete` is false if its file was too short.
 struct Weights {
     std::shared_ptr<Matrix> matrix;
     const Weights* source = nullptr;
@@ -18,18 +18,18 @@ struct Weights {
 
 class WeightLayer : public Layer {
   public:
-    // Loads the files of the section's keys `weights` (each transposed, where asked for) and
-    // `biases`, and binds them. With the keys `weightSourceLayerIndices` and
-    // `weightSourceMatrixIndices` the weights are those of earlier layers, or of this one, instead.
-    // Throws BuildError where those name no weights.
+    // Loads and binds the files that the keys `weights` and `biases` name; `transposed` applies to
+    // the weights. With the keys `weightSourceLayerIndices` and `weightSourceMatrixIndices`, the
+    // weights are shared with earlier layers, or with this one, instead. Throws BuildError if those
+    // select no weights.
     WeightLayer(const LayerSource& source, bool transposed);
 
     std::vector<std::unique_ptr<Weights>> weights;  // one for each input
     std::unique_ptr<Weights> biases;                // an empty matrix adds nothing
 
   protected:
-    // Throw UnusableLayer where there is no complete matrix, or where adding the biases to `rows`
-    // x `cols` values would reach beyond them.
+    // Throw UnusableLayer if there is no complete matrix, or if adding the biases to `rows` x
+    // `cols` values would write past them.
     const Matrix& usableWeights(std::int32_t inputIndex) const;
     const Matrix& usableBiases(std::int32_t rows, std::int32_t cols) const;
 

@@ -15,17 +15,17 @@ static_assert(CblasNoTrans == kRowMajor && CblasTrans == kTransposed);
 
 namespace {
 
-// A BLAS built without OpenMP has threads of its own, and one setting for the whole process.
+// A BLAS built without OpenMP runs its own threads, with one setting for the whole process.
 #if defined(ZOMU_BLAS_OWN_THREADS)
 class OneThread {
   public:
     OneThread() { [[maybe_unused]] static const bool set = (openblas_set_num_threads(1), true); }
 };
 #else
-// In a team of one, the BLAS takes OpenMP's default team size for the number of threads it will
-// get, and lets their shares of the work wait for each other. Where OpenMP then grants fewer (a
-// thread limit, a dynamic team on a busy machine) they wait for ever. So it is told 1, which
-// changes the setting of the calling task alone.
+// In a team of one, the BLAS expects as many threads as OpenMP's default team size, and their
+// shares of the work wait for each other. If OpenMP then grants fewer (a thread limit, or a dynamic
+// team on a busy machine), they wait forever. Setting the size to 1 prevents that and affects the
+// calling task only.
 class OneThread {
   public:
     OneThread() : former(omp_get_max_threads()) { omp_set_num_threads(1); }
@@ -65,7 +65,7 @@ void addScaled(std::int32_t n, float alpha, const float* x, float* y, std::int32
 }
 
 void scaleInPlace(std::int32_t n, float alpha, float* x, std::int32_t xStep) {
-    // Here the BLAS would store zeros without a look at x.
+    // For these the BLAS would store zeros without reading x.
     if (alpha == 0.0F || std::isnan(alpha)) {
         for (std::int32_t i = 0; i < n; ++i) {
             x[static_cast<std::ptrdiff_t>(i) * xStep] *= alpha;

@@ -1,4 +1,4 @@
-// The floating-point mode of a thread, for as long as the library works on it.
+// The floating-point mode of a thread while the library runs on it.
 #ifndef ZOMU_MATRIX_FLOAT_MODE_H
 #define ZOMU_MATRIX_FLOAT_MODE_H
 
@@ -8,13 +8,13 @@
 #include <cfenv>
 #endif
 
-// A host may round in another direction, flush small numbers to zero or let operations trap. While
-// one of these lives, its thread rounds to nearest, keeps subnormal numbers and does not trap; then
-// the host's mode is back, with the host's own exception flags. Threads of a team may have any mode
-// too, since they take over that of the thread that started them.
+// A host may round in another direction, flush subnormals to zero or enable traps. While an object
+// of this class exists, its thread rounds to nearest, keeps subnormals and does not trap; then the
+// host's mode is restored, exception flags included. Threads of a team may have any mode too, since
+// they inherit that of the thread that started them.
 //
-// A compiler may move arithmetic across a change of mode that it sees. So what is to be computed in
-// this mode stands in another translation unit than the object that sets it.
+// A compiler may move arithmetic across a mode change that it can see. So the arithmetic is in a
+// different translation unit than the object that sets its mode.
 class DefaultFloatMode {
   public:
     DefaultFloatMode(const DefaultFloatMode&) = delete;
@@ -22,7 +22,7 @@ class DefaultFloatMode {
 
 #if defined(__SSE2__) || defined(_M_X64)
     DefaultFloatMode() : hostMode(_mm_getcsr()) {
-        constexpr unsigned kDefault = 0x1F80;  // as every x86-64 process starts: all masked
+        constexpr unsigned kDefault = 0x1F80;  // as in a new x86-64 process: all traps masked
         _mm_setcsr(kDefault);
     }
     ~DefaultFloatMode() {

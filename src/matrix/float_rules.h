@@ -1,4 +1,4 @@
-// What every file with fixed float arithmetic relies on, asserted where it is compiled.
+// What every file with bit-exact float arithmetic relies on, checked when it is compiled.
 #ifndef ZOMU_MATRIX_FLOAT_RULES_H
 #define ZOMU_MATRIX_FLOAT_RULES_H
 
@@ -11,11 +11,11 @@
 #error "fast-math changes results: build without it"
 #endif
 #if defined(_M_FP_CONTRACT)
-#error "a fused multiply-add rounds once where the order says twice: build without /fp:contract"
+#error "a fused multiply-add rounds once instead of twice: build without /fp:contract"
 #endif
-// No compiler but Visual C++ tells a source whether it contracts, and none whether it leaves the
-// arithmetic to the linker. So the build says that it has turned both off, where it turns them off;
-// see cmake/ZomuTargets.cmake.
+// Only Visual C++ tells a source whether it contracts, and no compiler tells whether it leaves code
+// generation to the linker. So the build, which turns both off, defines a macro that says so; see
+// cmake/ZomuTargets.cmake.
 #if !defined(ZOMU_FLOATS_AS_WRITTEN)
 #error \
     "build with -ffp-contract=off -fno-fast-math -fno-lto (Visual C++: /fp:precise, no /GL) and ZOMU_FLOATS_AS_WRITTEN"
@@ -27,9 +27,9 @@ static_assert(FLT_EVAL_METHOD == 0, "float expressions must be evaluated in floa
 static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<double>::is_iec559,
               "floats must be IEEE 754");
 
-// Cuts towards zero. What does not fit, NaN included, gives the lowest integer on every processor,
-// as a plain cast does only on some. The cast sees a value in its range whatever the input is, so that a loop of
-// these becomes vector instructions.
+// Truncates towards zero. Values out of range and NaN give the lowest integer on every processor; a
+// plain cast does so only on some. The cast itself always gets a value in range, whatever the
+// input, so a loop of these can be vectorised.
 inline std::int32_t trunc32(float value) {
     constexpr float kLimit = 2147483648.0F;  // 2^31; -2^31 is in range, and NaN fails both tests
     const bool isInRange = (value >= -kLimit) & (value < kLimit);
@@ -37,7 +37,7 @@ inline std::int32_t trunc32(float value) {
     return isInRange ? result : std::numeric_limits<std::int32_t>::min();
 }
 
-// Functions of a float, taken in 64 bits and narrowed: two roundings.
+// Functions of a float, computed in 64 bits and narrowed: two roundings.
 inline float narrowSqrt(float x) {
     return static_cast<float>(std::sqrt(static_cast<double>(x)));
 }

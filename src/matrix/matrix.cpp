@@ -13,8 +13,8 @@ std::size_t bytesOf(std::int32_t elements) {
     return static_cast<std::size_t>(elements) * sizeof(float);
 }
 
-// rows x cols, where that is a number of elements at all; otherwise the allocation fails here and
-// does not wrap around.
+// rows x cols. A product that does not fit in 32 bits fails here as an allocation would, instead of
+// wrapping around.
 std::int32_t elementCount(std::int32_t rows, std::int32_t cols) {
     const std::int64_t product = static_cast<std::int64_t>(rows) * cols;
     if (product > std::numeric_limits<std::int32_t>::max() ||
@@ -68,7 +68,7 @@ Matrix::Matrix(Matrix&& other) noexcept
       numElements(std::exchange(other.numElements, 0)),
       trans(std::exchange(other.trans, kRowMajor)) {}
 
-// The other matrix takes this one's former storage with it, and releases it if that was owned.
+// The other matrix takes over this one's former storage and releases it if it was owned.
 Matrix& Matrix::operator=(Matrix&& other) noexcept {
     std::swap(data, other.data);
     std::swap(ownsData, other.ownsData);
@@ -93,7 +93,7 @@ void Matrix::resize(std::int32_t rows, std::int32_t cols) {
     if (numElements != elements) {
         assert(ownsData);
         delete[] data;
-        data = nullptr;  // and stays so, with no elements, if the allocation throws
+        data = nullptr;  // and stays null, with no elements, if the allocation throws
         numRows = numCols = numElements = 0;
         data = new float[static_cast<std::size_t>(elements)];
     }
@@ -127,6 +127,7 @@ std::unique_ptr<Matrix> Matrix::copy() const {
 
 std::unique_ptr<Matrix> Matrix::transpose() const {
     if (trans == kTransposed) {
+        // Storage in transposed order is the transpose in row-major order.
         return std::make_unique<Matrix>(view(data, numCols, numRows));
     }
     auto result = std::make_unique<Matrix>(numCols, numRows);

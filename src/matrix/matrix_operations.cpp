@@ -23,10 +23,10 @@ float maximum(float x, float y) {
 
 namespace {
 
-// How a vector meets a matrix. `lines` counts the rows that a row vector meets, or the columns that
-// a column vector meets. Along the storage's own direction a line lies dense and the next one
-// starts behind it; across it, a line's elements are a whole line apart and the next one starts one
-// float further.
+// How a vector is broadcast over a matrix. `lines` counts the rows that a row vector applies to, or
+// the columns that a column vector applies to. Along the storage direction, a line is dense and the
+// next one starts right after it; across it, the elements of a line are `lines` floats apart and
+// the next line starts one float further.
 struct Lines {
     bool isDense;
     std::int32_t lines;
@@ -40,10 +40,10 @@ Lines linesAlong(const Matrix& vec, const Matrix& matrix) {
             isRow ? matrix.numCols : matrix.numRows};
 }
 
-// Adds element e of the vector to run e of the storage: the biases of a convolution. Line by line,
-// as other vectors are added, every step would skip a whole run. The bits are the same: each
-// element gets one addition, and the product with a scale of 1 is exact, whether the BLAS fuses it
-// or not.
+// Adds element e of the vector to the e-th run of the storage, as for the biases of a convolution.
+// Line by line, as in the general case, every step would skip a whole run. The bits are the same:
+// each element gets one addition, and the product with a scale of 1 is exact, whether or not the
+// BLAS fuses it.
 void addToDenseRuns(const Matrix& vec, std::int32_t runLength, float* y) {
     for (std::int32_t e = 0; e < vec.numElements; ++e, y += runLength) {
         const float x = vec.data[e];
@@ -86,8 +86,8 @@ void Matrix::addScalar(float s, Matrix& target) const {
 
 void Matrix::maxWithScalar(float s, Matrix& target) const {
     target.resize(*this);
-    // In place, with one pointer, the loop becomes vector instructions; with two that may overlap
-    // it does not. Each element is one comparison either way.
+    // In place, with one pointer, the compiler vectorises the loop; with two that may overlap it
+    // does not. Each element is one comparison either way.
     if (&target == this) {
         float* x = data;
         for (std::int32_t n = 0; n < numElements; ++n) {
@@ -126,7 +126,7 @@ void Matrix::addVector(const Matrix& vec, float scale, Matrix& target) const {
         copy(target);
     }
     if (target.numElements == 0) {
-        return;  // maybe without storage: lines would start at places that do not exist
+        return;  // there may be no storage for lines to start in
     }
     const Lines along = linesAlong(vec, target);
     if (!along.isDense && scale == 1.0F) {
@@ -141,13 +141,13 @@ void Matrix::addVector(const Matrix& vec, float scale, Matrix& target) const {
     }
 }
 
-// One call for each element of the vector: what it meets is a line in the other direction.
+// One call for each element of the vector, which applies to a line in the other direction.
 void Matrix::eltwiseMultByVector(const Matrix& vec, Matrix& target) const {
     if (&target != this) {
         copy(target);
     }
     if (target.numElements == 0) {
-        return;  // maybe without storage: lines would start at places that do not exist
+        return;  // there may be no storage for lines to start in
     }
     const Lines along = linesAlong(vec, target);
     const std::int32_t elementStep = along.isDense ? 1 : along.lines;
@@ -228,6 +228,7 @@ void Matrix::apply(ElementFunction function, Matrix& target) const {
             std::fill_n(y, numElements, 1.0F);
             break;
         case ElementFunction::LogisticByTanh:
+            // 1 / (1 + exp(-x)) = (tanh(x / 2) + 1) / 2
             scale(0.5F, target);
             target.apply(ElementFunction::Tanh);
             target.addScalar(1.0F, target);

@@ -1,10 +1,10 @@
 // Element-wise functions over dense arrays of n floats, element count first.
 //
-// `y` may be the same array as an input. A count of 0 does nothing. Each element is independent of
-// the others, so that results do not depend on n or on alignment. vsInv, vsDiv, vsMul and vsSqr are
-// one rounding; vsLn, vsExp and vsTanh are the 64-bit function of the standard library narrowed to
-// 32 bits, and stay within 1 ULP of it. Special values are those of IEEE 754. Any thread may call
-// these at any time on data of its own.
+// `y` may be the same array as an input. A count of 0 does nothing. Elements are independent of
+// each other: results do not depend on n or on alignment. vsInv, vsDiv, vsMul and vsSqr round once;
+// vsLn, vsExp and vsTanh are the 64-bit functions of the standard library narrowed to 32 bits, and
+// stay within 1 ULP of them. Special values follow IEEE 754. Any thread may call these at any time
+// on its own data.
 #ifndef ZOMU_MATRIX_VECTOR_FUNCTIONS_H
 #define ZOMU_MATRIX_VECTOR_FUNCTIONS_H
 

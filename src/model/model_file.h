@@ -1,16 +1,16 @@
-// Opening the files of the model folder, with the one line that tells of a failure.
+// Opens the files of the model folder, and reports those that cannot be opened.
 #ifndef ZOMU_MODEL_MODEL_FILE_H
 #define ZOMU_MODEL_MODEL_FILE_H
 
 #include <fstream>
 #include <string>
 
-// Opens `path` for binary reading and clears the stream's state. Where that fails, puts "load
-// <path> failed" on standard output, flushes it and returns false. A folder cannot be opened,
-// although some systems let it.
+// Opens `path` for binary reading and clears the stream's state. If that fails, prints "load <path>
+// failed" to standard output, flushes it and returns false. A folder fails too, although some
+// systems allow opening one.
 bool openModelFile(std::ifstream& stream, const std::string& path);
 
-// The line alone, for a caller that knows already that `path` cannot be opened.
+// Prints the line alone, for a caller that already knows that `path` cannot be opened.
 void reportUnopenedFile(const char* path);
 
 #endif

@@ -18,22 +18,22 @@ namespace {
 
 constexpr std::size_t kPathRoom = 260;
 
-// There is no status to return from a load: a folder that cannot even be named ends the process.
+// A load has no status to return: a folder whose path does not fit ends the process.
 [[noreturn]] void endProcess(const char* reason) {
     std::fprintf(stderr, "ZOMU: %s\n", reason);
     std::abort();
 }
 
-// Opens the file `name` of the model folder. The folder's name ends in a separator and one more
-// stands in front of the file's name; the system folds the two into one.
+// Opens the file `name` of the model folder. `modelDir` ends in a separator, and another one is
+// added before the name; the system treats the two as one.
 bool openTableFile(std::ifstream& stream, const char* name) {
     char path[kPathRoom];
     const int length = std::snprintf(path, sizeof path, "%s%c%s", modelDir, kSeparator, name);
     if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) {
         endProcess("the path of a model file is longer than 259 bytes");
     }
-    // A load cannot fail, and an exception that met the loader would end the process: a file for
-    // which there is no memory is one that cannot be opened.
+    // A load cannot fail, and an exception that reached the loader would end the process: an
+    // allocation failure counts as a file that cannot be opened.
     try {
         return openModelFile(stream, path);
     } catch (const std::bad_alloc&) {
@@ -47,8 +47,8 @@ void readInto(std::ifstream& stream, void* destination, std::size_t bytes) {
     stream.read(static_cast<char*>(destination), static_cast<std::streamsize>(bytes));
 }
 
-// A mean image says itself how many floats it has. A count beyond its slot runs on into the
-// following slots, whose own files come later; the end of the table is the end in any case.
+// The file of a mean image starts with its number of floats. A count beyond its slot continues into
+// the following slots, whose own files are loaded later, but never past the end of the table.
 void loadMeanImage(std::ifstream& stream, MeanImages& meanImages, int slot) {
     std::int32_t count = 0;
     readInto(stream, &count, sizeof count);
@@ -69,6 +69,7 @@ void loadTable(std::ifstream& stream, const char* name, void* table, std::size_t
 void findModelDirectory() {
     char directory[kTempPathRoom] = {};
     queryTemporaryDirectory(directory);
+    // The final separator; a query that failed has left an empty string.
     char* lastSeparator = std::strrchr(directory, kSeparator);
     if (lastSeparator == nullptr) {
         endProcess("the path of the temporary directory is empty or longer than 255 bytes");

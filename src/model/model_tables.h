@@ -13,28 +13,28 @@ constexpr char kModelFolderName[] = "~zvplugintmp~";
 using MeanImages = float[kNetCount][kMeanImageRoom];  // slot k is subtracted from patch k
 using ProjectionTable = float[kProjectionCount][kFeatureCount];
 
-// What the model folder holds besides the weights of the networks.
+// What the model folder contains besides the networks' weights.
 struct ModelTables {
     MeanImages meanImages;
     float featureMean[kFeatureCount];
-    ProjectionTable projectionA;  // behind quadraticTerm
-    ProjectionTable projectionB;  // behind projection
+    ProjectionTable projectionA;  // for quadraticTerm
+    ProjectionTable projectionB;  // for projection
 };
 
-// All of it is plain static storage, so that no order of initialisation can matter. It reads as
-// zero until the library has been loaded, and wherever a file is missing or short; nothing writes
-// it afterwards, so that any thread may read it. Only the service names it: everything below is
-// handed what it needs.
+// All of it is plain static storage: the order of initialisation does not matter. It is zero until
+// the library has been loaded, and wherever a file is missing or short. Nothing writes it
+// afterwards, and any thread may read it. Only the service uses these names; lower levels get what
+// they need as arguments.
 extern char tempPath[kTempPathRoom];  // without its final separator
-// `tempPath`, a separator, the folder's name (whose size counts a NUL), a separator.
+// `tempPath`, a separator, the folder's name (its size includes a NUL), a separator.
 extern char modelDir[kTempPathRoom + sizeof kModelFolderName + 1];
 extern ModelTables g_modelTables;
 
-// Fills `tempPath` and `modelDir`; ends the process where the temporary directory is too long to be
+// Fills `tempPath` and `modelDir`; ends the process if the temporary directory is too long to be
 // used.
 void findModelDirectory();
 
-// Reads below `modelDir`, in the order mean images 1 to 25, "6-0", "6-1", "6-2", and prints "load
+// Reads mean images 1 to 25, "6-0", "6-1" and "6-2" from `modelDir`, in that order. Prints "load
 // <path> failed" for each file that cannot be opened.
 void loadModelTables(ModelTables& tables);
 

@@ -10,6 +10,7 @@ namespace {
 LoadedMatrix readMatrix(std::ifstream& stream) {
     LoadedMatrix loaded;
     loaded.matrix = std::make_unique<Matrix>(stream);
+    // A read that ends with the file's last byte leaves the state good.
     loaded.isComplete = stream.good();
     return loaded;
 }
@@ -25,7 +26,7 @@ std::vector<LoadedMatrix> loadWeightList(const std::string& folder,
             continue;
         }
         LoadedMatrix loaded = readMatrix(stream);
-        // Not worth it for a short file, which no layer will use and whose sizes may be anything.
+        // Not for a short file: no layer will use it, and its sizes may be anything.
         if (transposed && loaded.isComplete) {
             loaded.matrix = loaded.matrix->transpose();
         }

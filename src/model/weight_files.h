@@ -9,22 +9,22 @@
 
 #include "matrix/matrix.h"
 
-// A matrix as its file gave it. Where the file was shorter than its own sizes say, some elements
-// have no value and `isComplete` is false; an empty matrix that was never read counts as complete.
+// A matrix as its file gave it. If the file was shorter than its own sizes say, some elements are
+// uninitialised and `isComplete` is false; an empty matrix that was never read counts as complete.
 struct LoadedMatrix {
     std::unique_ptr<Matrix> matrix;
     bool isComplete = true;
 };
 
-// Both take the folder's path with a separator at its end and append the file's name to it. A file
-// that cannot be opened prints its line.
+// Both take the folder's path, which ends in a separator, and append the file's name. A file that
+// cannot be opened is reported.
 
 // One matrix for each file that can be opened, in the order of `names`; the others leave no gap.
 // `transposed` turns each file's rows into columns.
 std::vector<LoadedMatrix> loadWeightList(const std::string& folder,
                                          const std::vector<std::string>& names, bool transposed);
 
-// The matrix of one file, never transposed; an empty matrix where it cannot be opened.
+// The matrix of one file, never transposed; an empty matrix if it cannot be opened.
 LoadedMatrix loadBias(const std::string& folder, const std::string& name);
 
 #endif

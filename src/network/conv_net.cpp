@@ -42,8 +42,8 @@ void build(ConvNet& net, const NetDescription& description, const std::string& f
         const DescriptionSection* section = getSection(description, name);
         std::string type;
         getString(section, "type", type);
-        // Its constructor has to return before a layer is in the list: until then the list holds
-        // the layers in front of it.
+        // A layer joins the list after its construction: until then the list holds the layers
+        // before it.
         std::unique_ptr<Layer> created = createLayer(type, {name, section, folder, net.layers});
         net.layers.push_back(std::move(created));
         Layer& layer = *net.layers.back();
@@ -52,13 +52,14 @@ void build(ConvNet& net, const NetDescription& description, const std::string& f
         }
         for (const std::string& inputName : getStringList(section, "inputs")) {
             const std::ptrdiff_t index = indexOfName(names, inputName);
+            // Inputs come earlier in the list, which rules out cycles.
             if (index < 0 || index >= i) {
                 throw BuildError{"Unknown input " + inputName + " of layer " + name};
             }
             layer.prev.push_back(net.layers[static_cast<std::size_t>(index)].get());
         }
     }
-    // In list order, so that it is the description that decides in which order layers fire.
+    // In list order: the description determines the order in which layers fire.
     for (const auto& layer : net.layers) {
         for (Layer* input : layer->prev) {
             input->next.push_back(layer.get());

@@ -8,12 +8,12 @@
 #include "layers/layer.h"
 
 struct ConvNet {
-    // Builds the network that the NUL-terminated `text` describes, with weights from `folder` (a
-    // separator at its end). Keeps a pointer to neither. Networks may be built on several threads
-    // at once.
+    // Builds the network that the NUL-terminated `text` describes, with weights from `folder`,
+    // which ends in a separator. Keeps a pointer to neither. Networks may be built on several
+    // threads at once.
     //
-    // A description that cannot be built prints "Error creating ConvNet: " and the reason, and ends
-    // the process with exit status 1.
+    // If the description cannot be built, prints "Error creating ConvNet: " and the reason, and
+    // ends the process with exit status 1.
     ConvNet(const char* text, const std::string& folder);
 
     LayerList layers;                // in the order of the description
@@ -21,7 +21,7 @@ struct ConvNet {
 };
 
 // Runs the network: each data layer takes its matrix from `patches`. Returns the output of the last
-// layer, or null where there are no layers. Touches nothing but the network.
+// layer, or null if there are no layers. Touches nothing but the network.
 Matrix* runNet(ConvNet& net, const MatrixList& patches);
 
 #endif

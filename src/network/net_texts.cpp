@@ -5,7 +5,8 @@
 
 namespace {
 
-// Numbers of one input size, by stage: index 0 to 3 for conv1, conv2, local3 and local4.
+// Sizes that follow from the input's side, by stage: index 0 to 3 for conv1, conv2, local3 and
+// local4.
 struct NetGeometry {
     int S[4];  // side of the stage's input, imgSize
     int P[4];  // its pixels, imgPixels
@@ -26,8 +27,8 @@ constexpr int kInputChannels[kDescriptionCount] = {3, 3, 3, 1, 3, 1, 1, 3, 1, 1,
                                                    3, 1, 1, 3, 1, 3, 1, 3, 1, 3, 1, 3};
 
 // What all networks share. `$` marks what differs: $N the network's number, $I its index, $C the
-// planes of its input, and a letter of the geometry with its stage, counted from 0, or with the
-// number of its pool, counted from 1. Every line end becomes blank, LF, blank in the finished text.
+// planes of its input, and a letter of NetGeometry followed by the stage, counted from 0, or for O
+// by the pool, counted from 1. Every line end becomes space, LF, space in the finished text.
 constexpr std::string_view kTemplate = R"([Net]
 LayerCount=13
 LayerNames=data_conv1_neuron1_pool1_conv2_neuron2_pool2_local3_neuron3_pool3_local4_neuron4_fc
@@ -159,10 +160,10 @@ weights=5-$N-1_5-$N-2
 biases=5-$N-3
 )";
 
-// The longest text with its NUL; one that outgrew it would not compile.
+// Room for the longest text with its NUL; a longer one would not compile.
 constexpr std::size_t kTextRoom = 1689;
 
-// A text in the making, then the text itself with zeros behind it.
+// A text under construction, then the finished text padded with zeros.
 struct NetText {
     char bytes[kTextRoom] = {};
     std::size_t length = 0;
@@ -207,8 +208,8 @@ constexpr NetText writeNetText(int index) {
     return text;
 }
 
-// Written by the compiler, each in an evaluation of its own, so that no limit on the steps of one
-// is met and nothing is left to do at load time.
+// Built at compile time, each in a separate constant evaluation, which keeps the number of steps
+// below the compiler's limit.
 template <int kIndex>
 constexpr NetText kNetText = writeNetText(kIndex);
 

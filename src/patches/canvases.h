@@ -1,4 +1,4 @@
-// The canvases that faces are brought onto before patches are cut.
+// The canvases that faces are warped onto before patches are cropped.
 #ifndef ZOMU_PATCHES_CANVASES_H
 #define ZOMU_PATCHES_CANVASES_H
 
@@ -6,7 +6,7 @@
 
 constexpr int kCanvasSide = 160;
 
-// Scratch: every patch of their kind overwrites them, and writes what it reads before it reads it.
+// Scratch: each patch overwrites the canvas of its kind, and writes pixels before it reads them.
 struct FaceCanvases {
     std::uint8_t greyCanvas[kCanvasSide * kCanvasSide];
     std::uint8_t colourCanvas[kCanvasSide * kCanvasSide * 3];  // interleaved, in the source's order

@@ -29,11 +29,14 @@ PatchAlignment alignPatch(const LandmarkEntry& upperAnchor, const LandmarkEntry&
     const float dist = narrowSqrt((x1 - x2) * (x1 - x2) + (y1 - y2) * (y1 - y2));
 
     PatchAlignment result;
-    // The distance of the anchors moves Q; the scale is t / S whatever it is.
+    // The anchors are dist apart in the image and t dist / S on the canvas: the scale is t / S
+    // whatever their distance.
     const float Q = ((t * dist) / S) + kAnchorRow;
     result.Q = Q;
 
-    // Sums over the two point pairs, which both fits share.
+    // Sums over the two pairs (x, y) -> (x', y'), which both fits share: dA sums x x' + y y', dB
+    // sums x y' - y x', and dC is -dB. Setting the derivatives of the squared error to zero gives
+    // the quotients below, where 2 is the number of pairs.
     const float sx = x2 + x1;
     const float sy = y2 + y1;
     const float ss = (y2 * y2 + x2 * x2) + (y1 * y1 + x1 * x1);
@@ -49,7 +52,7 @@ PatchAlignment alignPatch(const LandmarkEntry& upperAnchor, const LandmarkEntry&
     result.c = ((ss * tx - dA * sx) + dB * sy) / D;
     result.d = ((ss * ty - dA * sy) - dB * sx) / D;
 
-    // The way back is fitted with the pairs swapped. Inverting a, b, c and d would round
+    // The inverse is a fit of its own, with the pairs swapped: inverting a, b, c and d would round
     // differently.
     const float ss2 = ((Q * Q) + kAnchorColumn * kAnchorColumn) +
                       (kAnchorColumn * kAnchorColumn + kAnchorRow * kAnchorRow);
@@ -71,8 +74,8 @@ CanvasPoint toCanvas(const PatchAlignment& alignment, const LandmarkEntry& landm
 
 namespace {
 
-// One canvas while patches are cut that see the face through the same transform. Only what the
-// crops read is warped, and once: each canvas row knows the columns that it holds already.
+// A canvas for all patches with the same transform. Only what their crops read is warped, and only
+// once: each canvas row records the columns that it already holds.
 class SharedCanvas {
   public:
     SharedCanvas(const SourceImage& source, const CanvasToImage& inverse, FaceCanvases& canvases,
@@ -82,11 +85,12 @@ class SharedCanvas {
           warp(isColour ? warpColour : warpGrey),
           canvas(isColour ? canvases.colourCanvas : canvases.greyCanvas) {}
 
-    // Neighbouring pieces are joined: a gap between them is warped as well.
+    // A row holds a single range of columns: a gap between two areas is warped as well.
     void cover(const CanvasArea& area) {
         for (int y = area.y0; y < area.y1; ++y) {
             Columns& held = rows[static_cast<std::size_t>(y)];
             if (held.begin == held.end) {
+                // Nothing is held yet: the second call below warps the whole row of the area.
                 held = {area.x0, area.x0};
             }
             warpColumns(y, {area.x0, held.begin});
@@ -149,6 +153,7 @@ PatchList cutFacePatches(FaceCanvases& canvases, const MeanImages& meanImages,
     const LandmarkEntry* kept = keptLandmarks.data();
 
     PatchList patches(kPatchCount);
+    // The first patch of each transform, its leader, takes all others with that transform along.
     for (int leader = 0; leader < kPatchCount; ++leader) {
         if (patches[static_cast<std::size_t>(leader)] != nullptr) {
             continue;

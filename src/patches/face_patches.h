@@ -14,24 +14,24 @@
 
 using PatchList = std::vector<std::unique_ptr<Matrix>>;
 
-// Similarity transforms of one patch: x' = a x - b y + c, y' = b x + a y + d takes an image point
-// to the canvas; `inverse` takes a canvas pixel to the image and is fitted on its own.
+// Similarity transforms of one patch: x' = a x - b y + c, y' = b x + a y + d maps an image point to
+// the canvas; `inverse` maps a canvas pixel to the image and is fitted separately.
 struct PatchAlignment {
     float Q;  // canvas row of the lower anchor
     float a, b, c, d;
     CanvasToImage inverse;
 };
 
-// The least-squares similarities that bring the anchors to (80, 60) and (80, Q), with the scale
+// The least-squares similarities that map the anchors to (80, 60) and (80, Q), with the scale
 // canonicalEyeSpan / imageEyeSpan canvas pixels per image pixel.
 PatchAlignment alignPatch(const LandmarkEntry& upperAnchor, const LandmarkEntry& lowerAnchor,
                           std::int32_t canonicalEyeSpan, float imageEyeSpan);
 
 CanvasPoint toCanvas(const PatchAlignment& alignment, const LandmarkEntry& landmark);
 
-// Cuts the 25 patches, one after another on the calling thread, by way of the canvases. Entry k is
-// a 2 x (channels x size x size) matrix: row 0 the crop, row 1 the mirrored crop, mean image k
-// subtracted. `landmarks` keeps the contract.
+// Cuts the 25 patches on the calling thread, by way of the canvases. Entry k is a 2 x (channels x
+// size x size) matrix: row 0 the crop, row 1 the mirrored crop, mean image k subtracted.
+// `landmarks` must meet the contract.
 PatchList cutFacePatches(FaceCanvases& canvases, const MeanImages& meanImages,
                          const SourceImage& image, const LandmarkRecord& landmarks);
 

@@ -14,12 +14,13 @@
 namespace {
 
 float toDegrees(float radians) {
+    // The product is rounded to 32 bits, the quotient is taken in 64.
     return static_cast<float>(static_cast<double>(radians * 180.0F) / std::numbers::pi);
 }
 
-// Makes of two affine rows a = (s0, s1, s2) and b = (s4, s5, s6) the nearest two orthogonal rows of
-// one length, which become rows 0 and 1 of R, then k from row 0. For rows that are orthogonal
-// already c2 is 0 and k the mean of their lengths.
+// Replaces the affine rows a = (s0, s1, s2) and b = (s4, s5, s6) by the nearest two orthogonal rows
+// of equal length. Divided by that length, k, they become rows 0 and 1 of R. If a and b are already
+// orthogonal, c2 is 0 and k is the mean of their lengths.
 void correctToRotation(const float (&s)[8], HeadPose& pose) {
     const float aa = (s[0] * s[0] + s[1] * s[1]) + s[2] * s[2];
     const float bb = (s[4] * s[4] + s[5] * s[5]) + s[6] * s[6];
@@ -40,10 +41,11 @@ void correctToRotation(const float (&s)[8], HeadPose& pose) {
         R[3 + i] = s[4 + i] * c3 - s[i] * c2;
     }
     pose.k = narrowSqrt(R[2] * R[2] + (R[1] * R[1] + R[0] * R[0]));
-    // Row 1 is scaled by the length of row 0 as well.
+    // Row 1 is divided by the length of row 0, too.
     for (int i = 0; i < 6; ++i) {
         R[i] /= pose.k;
     }
+    // Row 2 is the cross product of rows 0 and 1.
     R[6] = R[5] * R[1] - R[4] * R[2];
     R[7] = R[3] * R[2] - R[5] * R[0];
     R[8] = R[4] * R[0] - R[3] * R[1];
@@ -103,7 +105,7 @@ HeadPose fitHeadPose(const ImagePoint* image, const ModelPoint* model, int n) {
         return ModelPoint{p.X - mX, p.Y - mY, p.Z - mZ};
     });
 
-    // A singular system is no reason to stop: the pose is then made of the raw right-hand sides.
+    // A singular system is not an error: the pose is then computed from the raw right-hand sides.
     float s[8];
     fitAffineCamera(centredImage.data(), centredModel.data(), n, s);
 
@@ -111,6 +113,7 @@ HeadPose fitHeadPose(const ImagePoint* image, const ModelPoint* model, int n) {
     correctToRotation(s, pose);
     const float(&R)[9] = pose.R;
     const float k = pose.k;
+    // The fit was centred: T maps the model's mean to the image's mean, at depth 0.
     pose.T[0] = mu - ((R[0] * mX + R[1] * mY) + R[2] * mZ) * k;
     pose.T[1] = mv - ((R[4] * mY + R[3] * mX) + R[5] * mZ) * k;
     pose.T[2] = -(((R[6] * mX + R[7] * mY) + R[8] * mZ) * k);
@@ -151,13 +154,15 @@ bool fitAffineCamera(const ImagePoint* image, const ModelPoint* model, int n, fl
         s[6] += p.v * m.Z;
         s[7] += p.v;
     }
+    // Normal equations: `block` sums (X, Y, Z, 1) times itself, s sums it times u and v.
     const float block[4][4] = {
         {XX, XY, XZ, X},
         {XY, YY, YZ, Y},
         {XZ, YZ, ZZ, Z},
         {X, Y, Z, one},
     };
-    // u and v share one block; the zeros between them change no number of either solution.
+    // u and v share one block of coefficients; the zeros between the two do not change either
+    // solution.
     float a[8][8] = {};
     for (int i = 0; i < 4; ++i) {
         for (int j = 0; j < 4; ++j) {
@@ -182,11 +187,12 @@ bool solveCholesky8(float (&a)[8][8], float (&g)[8]) {
         for (int k = 0; k < i; ++k) {
             t -= a[i][k] * a[i][k];
         }
-        if (t < FLT_MIN) {  // false for NaN, which runs through to the solution
+        if (t < FLT_MIN) {  // false for NaN, which propagates to the solution
             return false;
         }
         a[i][i] = 1.0F / narrowSqrt(t);
     }
+    // Forward substitution, L y = g, then backward, L^T x = y.
     for (int i = 0; i < 8; ++i) {
         float t = g[i];
         for (int k = 0; k < i; ++k) {
@@ -204,8 +210,8 @@ bool solveCholesky8(float (&a)[8][8], float (&g)[8]) {
     return true;
 }
 
-// Divides by the largest of w, x, y and z in size, by way of the diagonal, so that s stays away
-// from 0.
+// p is 4 w^2. Where it is not above 0, as at half a turn, x, y or z takes the place of w as the
+// divisor: the one whose diagonal element is largest, which keeps s away from 0.
 Quaternion rotationToQuaternion(const float (&R)[9]) {
     Quaternion q;
     const float p = ((R[4] + R[0]) + R[8]) + 1.0F;
@@ -237,11 +243,13 @@ void quaternionToEuler(const Quaternion& q, float (&e)[3]) {
     const double yy = static_cast<double>(q.y * q.y);
     const double zz = static_cast<double>(q.z * q.z);
     const double ww = static_cast<double>(q.w * q.w);
+    // The sine of the angle about y.
     const double t = 2.0 * static_cast<double>(q.y * q.w - q.z * q.x);
     constexpr double kSlack = 1e-6;
     constexpr auto kQuarterTurn = static_cast<float>(std::numbers::pi / 2.0);
 
-    // At t = 1 and -1 only the sum of the other two turns is known: all of it goes to e[2].
+    // Gimbal lock at t = 1 and -1: only one combination of the other two angles is determined, and
+    // all of it goes to e[2].
     if (t + kSlack >= 1.0 && 1.0 >= t - kSlack) {
         e[0] = 0.0F;
         e[1] = kQuarterTurn;

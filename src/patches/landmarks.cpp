@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
-// Behind each row stands the id of its landmark. Rows 0 and 1 are the eyes.
+// The comment after each row is the id of its landmark. Rows 0 and 1 are the eyes.
 const float kHeadModel[kModelPointCount][3] = {
     {-3.227F, -3.484F, 9.589F},    // 0
     {3.05F, -3.546F, 9.59F},       // 1
@@ -59,7 +59,7 @@ bool isSideOfHead(std::int32_t id) {
     return id == 240 || id == 241 || id == 315 || id == 316;
 }
 
-// By offset, because the declared length of the array is not the length of what the host allocated.
+// By offset, because the host may have allocated more or fewer entries than the array declares.
 const LandmarkEntry* entriesOf(const LandmarkRecord& record) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(&record);
     return reinterpret_cast<const LandmarkEntry*>(bytes + offsetof(LandmarkRecord, entries));
@@ -105,7 +105,7 @@ KeptLandmarks selectKeptLandmarks(const LandmarkRecord& record) {
             kept[taken++] = entries[i];
         }
     }
-    // Stable, so that two entries under one id keep their order with every standard library.
+    // Stable: two entries with the same id keep their order with every standard library.
     std::stable_sort(kept.begin(), kept.end(), [](const LandmarkEntry& a, const LandmarkEntry& b) {
         return compareLandmarkIds(&a, &b) < 0;
     });

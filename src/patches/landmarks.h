@@ -1,5 +1,4 @@
-// The landmark contract: ids, the fixed head model behind them, and the 25 that address the
-// patches.
+// The landmark contract: ids, the fixed head model, and the 25 landmarks that place the patches.
 #ifndef ZOMU_PATCHES_LANDMARKS_H
 #define ZOMU_PATCHES_LANDMARKS_H
 
@@ -21,25 +20,25 @@ using KeptLandmarks = std::array<LandmarkEntry, kKeptCount>;
 // x across the face (negative is image left), y down it, z towards the viewer, in model units.
 extern const float kHeadModel[kModelPointCount][3];
 
-// The row of kHeadModel for each id; ids that stand for no landmark have row 0.
+// The row of kHeadModel for each id; ids without a landmark have row 0.
 extern const std::int32_t kLandmarkRow[kLandmarkIdCount];
 
-// True for the four landmarks at the sides of the head, which address no patch.
+// True for the four landmarks at the sides of the head, which do not place any patch.
 bool isSideOfHead(std::int32_t id);
 
 // The record's entries, `count` of them, which may be more or fewer than its type declares.
 const LandmarkEntry* entriesOf(const LandmarkRecord& record);
 
-// What is wrong with a record, as a short text without a line end, or null if it keeps the
+// What is wrong with a record, as a short text without a line end, or null if it meets the
 // contract: `count` at least 25, ids from 0 to 317, exactly 25 entries besides those at the sides
-// of the head. The walk stops at the 26th of these, so that no more of a bad record is read than of
-// a good one.
+// of the head. Reading stops at the 26th of these: no more of a bad record is read than of a good
+// one.
 const char* whyRecordIsRefused(const LandmarkRecord& record);
 
 // Orders two entries (`const void*` to LandmarkEntry, for the standard sort) by `id`: 1, -1 or 0.
 int compareLandmarkIds(const void* first, const void* second);
 
-// The first 25 entries that are not at the sides of the head, ordered by id. `record` keeps the
+// The first 25 entries that are not at the sides of the head, ordered by id. `record` must meet the
 // contract.
 KeptLandmarks selectKeptLandmarks(const LandmarkRecord& record);
 

@@ -1,7 +1,7 @@
 #include "patches/patch_layout.h"
 
 // Left-right pairs name the image-left landmark first, so that its crop and the mirrored crop of
-// its counterpart show the same side of a face. Midline landmarks stand in both columns.
+// its counterpart show the same side of a face. Midline landmarks are in both columns.
 const PatchLayout kPatchLayout = {
     .size = {55, 55, 47, 47, 47, 47, 47, 47, 47, 47, 47, 47, 47,
              47, 47, 47, 47, 47, 47, 47, 47, 47, 47, 47, 47},

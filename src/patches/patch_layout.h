@@ -1,4 +1,4 @@
-// Which 25 patches are cut from a face: the table behind cutFacePatches and the crops.
+// Which 25 patches are cut from a face: the table that cutFacePatches and the crops follow.
 #ifndef ZOMU_PATCHES_PATCH_LAYOUT_H
 #define ZOMU_PATCHES_PATCH_LAYOUT_H
 

@@ -13,16 +13,16 @@ const std::uint8_t* rowOf(const SourceImage& image, std::int32_t row) {
     return image.bytes + static_cast<std::ptrdiff_t>(row) * image.stride;
 }
 
-// A piece of one canvas row, column by column of the calculation. Each loop over it does one simple
-// thing to all pixels, so that the compiler turns it into vector instructions; every pixel still
-// gets the operations of a pixel by itself, in their order.
+// A piece of one canvas row, as a structure of arrays. Each loop over it does one simple step for
+// all pixels, which the compiler can vectorise; every pixel still gets the same operations in the
+// same order as on its own.
 struct Samples {
     int count;
-    // Where the pixel lies in the image: the upper left of its four neighbours, and their weights.
+    // Where the pixel is in the image: the upper left of its four neighbours, and their weights.
     std::int32_t cx[kCanvasSide], cy[kCanvasSide];
     float wTL[kCanvasSide], wTR[kCanvasSide], wBL[kCanvasSide], wBR[kCanvasSide];
-    // The neighbours' bytes: blue, green, red, blue of the left and the right one; green, red of
-    // the right one. Lowest byte first.
+    // The neighbours' bytes, lowest first: blue, green and red of the left one with blue of the
+    // right one, then green and red of the right one.
     std::uint32_t upper[kCanvasSide], upperRest[kCanvasSide];
     std::uint32_t lower[kCanvasSide], lowerRest[kCanvasSide];
 };
@@ -39,9 +39,10 @@ void locate(const SourceImage& image, const CanvasToImage& transform, int Y, int
         const float sy = ((fX * B) + YA) + E;
         const std::int32_t ix = trunc32(sx);
         const std::int32_t iy = trunc32(sy);
-        // Fractions from before the clamp, so that they are negative left and top of the image.
+        // Fractions from before the clamp: they are negative to the left of the image and above it.
         const float fx = sx - static_cast<float>(ix);
         const float fy = sy - static_cast<float>(iy);
+        // Up to the last pixel but one: the right and the lower neighbour exist.
         samples.cx[i] = std::min(std::max(ix, 0), image.width - 2);
         samples.cy[i] = std::min(std::max(iy, 0), image.height - 2);
         samples.wTR[i] = (1.0F - fy) * fx;
@@ -102,7 +103,7 @@ struct TakeGrey {
     }
 };
 
-// Low bytes: wrapped, not saturated. 300 gives 44, -3 gives 253.
+// Keeps the low bytes of the results, which wrap instead of saturating: 300 gives 44, -3 gives 253.
 template <typename Take>
 void blend(const Samples& samples, std::int32_t* result) {
     for (int i = 0; i < samples.count; ++i) {
@@ -138,7 +139,7 @@ void storeColour(const Samples& samples, std::uint8_t* canvas) {
     }
 }
 
-// Both warps, which differ in what they store.
+// Both warps, which only differ in what they store.
 template <int kChannels>
 void warp(const SourceImage& image, const CanvasToImage& transform, const CanvasArea& area,
           void (*store)(const Samples&, std::uint8_t*), std::uint8_t* canvas) {
@@ -151,16 +152,16 @@ void warp(const SourceImage& image, const CanvasToImage& transform, const Canvas
     }
 }
 
-// The canvas row or column nearest to a position that has 0.5 added already.
+// The canvas row or column nearest to a position that already has 0.5 added.
 int canvasIndex(float position) {
     return std::clamp(trunc32(position), 0, kCanvasSide - 1);
 }
 
 // The canvas row that row r of a crop reads, and the column that its column q reads. They ascend
-// with r and q (mirrored columns descend) while the positions fit into 32 bits, since rounded sums,
-// cuts and clamps of ascending values ascend. Beyond that trunc32 gives its lowest number, so that
-// such positions read row or column 0 whatever their sign; a position is so large then that floats
-// are more than 100 pixels apart, and all of a crop falls onto one of them or its neighbours.
+// with r and q (mirrored columns descend) while positions fit in 32 bits, since rounding,
+// truncation and clamping are monotonic. Beyond that, trunc32 gives its lowest number, and such
+// positions read row or column 0 whatever their sign. Floats of that size are more than 100 pixels
+// apart: all of a crop falls onto one of them or its neighbours.
 int canvasRowOf(CanvasPoint centre, int patch, int r) {
     const float shift =
         static_cast<float>(kPatchLayout.canonicalEyeSpan[patch]) * kPatchLayout.shiftFactor[patch];
@@ -193,8 +194,7 @@ void clearMargins(int patch, int planes, float* row) {
     }
 }
 
-// All four crops. Only the canvas column is mirrored: the mean image and the place where a value
-// lands are not.
+// All four crops. Only the canvas column is mirrored, not the mean image or the stored position.
 template <int kChannels, bool kMirrored>
 void crop(const std::uint8_t* canvas, CanvasPoint centre, int patch, const float* mean,
           float* row) {

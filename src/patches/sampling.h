@@ -1,7 +1,7 @@
-// The pixel kernels of the patch stage. A pixel of an image is one byte of blue, green and red each;
-// rows are `stride` bytes apart, upwards or downwards. Canvases are 160 x 160, without gaps.
+// The pixel kernels of the patch stage. A pixel of an image is one byte each of blue, green and
+// red; rows are `stride` bytes apart, in either direction. Canvases are 160 x 160, without padding.
 //
-// The arithmetic is that of 32-bit floats, in the order of the code and with its roundings.
+// Arithmetic is in 32-bit floats, in the order written, with every operation rounded.
 #ifndef ZOMU_PATCHES_SAMPLING_H
 #define ZOMU_PATCHES_SAMPLING_H
 
@@ -18,28 +18,28 @@ struct CanvasPoint {
     float x, y;
 };
 
-// The grey value of a pixel: (601 g + 117 b + 306 r) / 1024, cut. The weights add up to 1024, so
-// that bytes give a byte.
+// The grey value of a pixel: (601 g + 117 b + 306 r) / 1024, truncated. The weights add up to 1024:
+// bytes give a byte.
 constexpr std::int32_t toGrey(std::int32_t b, std::int32_t g, std::int32_t r) {
     return (601 * g + 117 * b + 306 * r) >> 10;
 }
 
-// An image as the host hands it over, at least 2 x 2.
+// An image as the host passes it, at least 2 x 2.
 struct SourceImage {
     const std::uint8_t* bytes;
     std::int32_t width, height, stride;
 };
 
-// Pixels x0 to before x1 of canvas rows y0 to before y1.
+// The canvas columns [x0, x1) of the rows [y0, y1).
 struct CanvasArea {
     int x0, x1, y0, y1;
 };
 
 constexpr CanvasArea kWholeCanvas = {0, kCanvasSide, 0, kCanvasSide};
 
-// Bilinear resampling of the image's grey values, or of its three bytes, onto an area of a canvas.
-// Reads stay inside the image; left and top of it values are extrapolated, and only the low 8 bits
-// of a result are kept, so that they wrap. The rest of the canvas stays as it is.
+// Resample the image's grey values, or its three bytes, bilinearly onto an area of a canvas. Reads
+// stay inside the image; to the left of it and above it values are extrapolated. Only the low 8
+// bits of a result are kept: it wraps. The rest of the canvas is unchanged.
 void warpGrey(const SourceImage& image, const CanvasToImage& transform, const CanvasArea& area,
               std::uint8_t* greyCanvas);
 void warpColour(const SourceImage& image, const CanvasToImage& transform, const CanvasArea& area,

@@ -9,8 +9,8 @@ void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]) {
     GetTempPathA(kTempPathRoom, buffer);
 }
 
-// Windows opens none. Its paths are in the system's code page here, which std::filesystem would
-// take for UTF-8.
+// Windows does not open folders as files. Paths are in the system's code page here, which
+// std::filesystem could misread.
 bool isOpenableFolder(const char*) {
     return false;
 }
@@ -35,6 +35,7 @@ void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]) {
     buffer[0] = '\0';
     std::size_t length = std::strlen(directory);
     const bool endsInSeparator = directory[length - 1] == kSeparator;
+    // The buffer also holds the separator and the NUL.
     if (length + (endsInSeparator ? 0 : 1) >= sizeof buffer) {
         return;
     }

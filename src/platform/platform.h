@@ -1,5 +1,5 @@
-// The questions that every operating system answers in its own way: where temporary files live,
-// what separates folders, and what opens like a file without being one.
+// What differs between operating systems: the temporary directory, the path separator, and whether
+// a folder opens like a file.
 #ifndef ZOMU_PLATFORM_PLATFORM_H
 #define ZOMU_PLATFORM_PLATFORM_H
 
@@ -12,12 +12,12 @@ constexpr char kSeparator = '\\';
 constexpr char kSeparator = '/';
 #endif
 
-// Writes the temporary directory, with a separator at its end, to `buffer`; an empty text where it
-// does not fit. Without GetTempPathA it is the first of TMPDIR, TMP, TEMP and TEMPDIR that is set
-// and not empty, else /tmp.
+// Writes the temporary directory, which ends in a separator, to `buffer`; an empty string if it
+// does not fit. On systems without GetTempPathA it is the first of TMPDIR, TMP, TEMP and TEMPDIR
+// that is set and not empty, else /tmp.
 void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]);
 
-// True where `path` is a folder that the system would open like a file.
+// True if `path` is a folder that the system would open like a file.
 bool isOpenableFolder(const char* path);
 
 #endif

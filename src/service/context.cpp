@@ -7,7 +7,7 @@
 
 static_assert(kDescriptionCount == kNetCount, "network k is built from description k");
 
-// The canvases need no values: each patch writes its own before it reads.
+// The canvases stay uninitialised: each patch writes the pixels that it reads.
 ZomuContext::ZomuContext() = default;
 
 ZomuContext::ZomuContext(const std::string& weightFolder) {

@@ -1,4 +1,4 @@
-// What stands behind the public handle.
+// What the public handle points to.
 #ifndef ZOMU_SERVICE_CONTEXT_H
 #define ZOMU_SERVICE_CONTEXT_H
 
@@ -14,7 +14,7 @@ struct ConvNet;
 // `nets[k]` is built from description k and fed patch k.
 struct ZomuContext {
     ZomuContext();                                          // without networks
-    explicit ZomuContext(const std::string& weightFolder);  // a separator at its end
+    explicit ZomuContext(const std::string& weightFolder);  // ends in a separator
     ~ZomuContext();
     ZomuContext(const ZomuContext&) = delete;
     ZomuContext& operator=(const ZomuContext&) = delete;

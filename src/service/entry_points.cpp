@@ -25,12 +25,14 @@ void refuseTemplate(const char* reason, FaceTemplate& templateOut) {
 
 ZomuContext* ZomuCreate() {
     const DefaultFloatMode mode;
+    // The numbers in descriptions are parsed in the default mode, too.
     return std::make_unique<ZomuContext>(modelDir).release();
 }
 
 void ZomuExtractTemplate(ZomuContext* context, const std::uint8_t* image, std::int32_t width,
                          std::int32_t height, std::int32_t stride, const LandmarkRecord* landmarks,
                          FaceTemplate* templateOut) {
+    // Without a context or a template there is nothing to compute or to fill.
     if (context == nullptr || templateOut == nullptr) {
         return;
     }

@@ -21,10 +21,10 @@ static_assert(kPatchCount == kNetCount, "network k reads patch k");
 
 namespace {
 
-// Runs one network and stores its 320 features. Where its layers do not fit each other, or give an
-// output of another size, the features are NaN and so will be every value of the template.
+// Runs one network and stores its 320 features. If its layers do not match, or its output has
+// another size, the features are NaN, and so is every value of the template.
 void runIntoFeatures(ConvNet& net, const MatrixList& patches, float* destination) {
-    const DefaultFloatMode mode;  // of this thread of the team
+    const DefaultFloatMode mode;  // for this thread of the team
     try {
         const Matrix* out = runNet(net, patches);
         requireUsable(out != nullptr && out->numElements == kOutputValues);
@@ -35,10 +35,10 @@ void runIntoFeatures(ConvNet& net, const MatrixList& patches, float* destination
 }
 
 // One contiguous block of networks for each thread of the team. A network belongs to one iteration
-// and writes its own slice of `features`, so that the size of the team changes no bit.
+// and writes its own slice of `features`, so the team size does not change a bit.
 //
-// An exception that left an iteration would end the process. It waits until all are done and then
-// goes on from the calling thread: that of the first network, if there are several.
+// An exception that left an iteration would end the process. It is kept until all iterations are
+// done and then rethrown on the calling thread; of several, that of the first network.
 void runNetworks(ZomuContext& context, const MatrixList& patches, float* features) {
     std::array<int, kNetCount> table;
     std::iota(table.begin(), table.end(), 0);

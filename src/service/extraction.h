@@ -8,18 +8,18 @@
 #include "service/context.h"
 #include "zomu.h"
 
-// Why no template can be made of these arguments, as a short text, or null if nothing speaks
-// against.
+// Why these arguments cannot give a template, as a short text, or null if they can.
 const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, std::int32_t height,
                                  const LandmarkRecord* landmarks);
 
-// What the 25 networks make of one face: 8000 features, each half of each network's output scaled
-// to unit length, the feature mean not yet subtracted. The arguments have not been refused.
+// What the 25 networks compute for one face: 8000 features, each half of each network's output
+// scaled to unit length, the feature mean not yet subtracted. The arguments must not have been
+// refused.
 void computeFeatures(ZomuContext& context, const MeanImages& meanImages, const std::uint8_t* image,
                      std::int32_t width, std::int32_t height, std::int32_t stride,
                      const LandmarkRecord& landmarks, float* features);
 
-// The template of one face. The arguments have not been refused.
+// The template of one face. The arguments must not have been refused.
 void extractTemplate(ZomuContext& context, const ModelTables& tables, const std::uint8_t* image,
                      std::int32_t width, std::int32_t height, std::int32_t stride,
                      const LandmarkRecord& landmarks, FaceTemplate& templateOut);

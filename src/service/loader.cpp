@@ -5,26 +5,26 @@
 
 #include <windows.h>
 
-// The library stays in memory from now on: the team's threads live on between extractions, and a
-// host that closes the library must not take the OpenMP runtime's code from under them.
-static void stayInMemory() {
+// Keeps the library in memory from now on: the team's threads outlive an extraction, and a host
+// that closes the library must not unmap the OpenMP runtime's code under them.
+static void pinInMemory() {
     HMODULE self = nullptr;
     GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                       reinterpret_cast<LPCSTR>(&stayInMemory), &self);
+                       reinterpret_cast<LPCSTR>(&pinInMemory), &self);
 }
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
     if (reason == DLL_PROCESS_ATTACH) {
-        stayInMemory();
+        pinInMemory();
         attachLibrary();
     }
-    return TRUE;  // a table that cannot be read never fails the load
+    return TRUE;  // a table that cannot be read does not fail the load
 }
 
 #else
 
-// Runs before dlopen returns, or before main. All that it touches is plain static storage, so it
-// does not matter which of the library's initialisers the linker puts first.
+// Runs before dlopen returns, or before main. Everything it touches is plain static storage, so the
+// order of the library's initialisers does not matter.
 __attribute__((constructor)) static void onLoad() {
     attachLibrary();
 }

@@ -2,7 +2,7 @@
 
 #include "matrix/float_rules.h"
 
-// One accumulator, strictly in index order, every product rounded before it is added: the score is
+// One accumulator, strictly in index order, every product rounded before it is added: the score has
 // the same bits everywhere.
 float compareTemplates(const FaceTemplate& a, const FaceTemplate& b) {
     float dot = 0.0F;

@@ -9,7 +9,7 @@ static_assert(kProjectionCount == ZOMU_PROJECTION_SIZE);
 
 namespace {
 
-// Squares are rounded to 32 bits, their sum runs in 64, and the sum is narrowed before its root.
+// Squares are rounded to 32 bits and summed in 64; the sum is narrowed before the square root.
 float lengthOf(const float* values) {
     double sum = 0.0;
     for (int c = 0; c < kOutputUnits; ++c) {
@@ -19,7 +19,7 @@ float lengthOf(const float* values) {
     return narrowSqrt(static_cast<float>(sum));
 }
 
-// A division for each value, in 64 bits: a product with the reciprocal would round differently.
+// Each value is divided, in 64 bits: a product with the reciprocal would round differently.
 void storeUnitLength(const float* values, float* destination) {
     const auto length = static_cast<double>(lengthOf(values));
     for (int c = 0; c < kOutputUnits; ++c) {
@@ -27,20 +27,20 @@ void storeUnitLength(const float* values, float* destination) {
     }
 }
 
-// Rows do not depend on each other: several advance side by side, so that the additions of one do
-// not wait for those of another, while the sum of each row keeps its order. Tiles of 4 rows and 4
-// columns are multiplied row by row and added column by column, which lets a compiler use vector
-// instructions for both. The bits are those of one row after another: each product is rounded once,
-// and a row's products are added to its sum one at a time, in the order of their columns. Where a
-// product and its sum stand does not matter, since addition gives the same either way round.
+// Rows are independent. Several advance together, which hides the latency of one row's additions
+// behind those of the others, while each row's sum keeps its order. Tiles of 4 rows and 4 columns
+// are multiplied row by row and added column by column, which the compiler can vectorise. The bits
+// are those of one row after another: each product is rounded once, and a row's products are added
+// to its sum one at a time, in column order. Addition is commutative, so it does not matter which
+// operand the sum is.
 constexpr int kTile = 4;
-constexpr int kLine = 16;  // columns that one step takes: as many floats as a cache line holds
+constexpr int kLine = 16;  // columns per step: the floats of one cache line
 constexpr int kRowsAtOnce = 20;
 static_assert(kRowsAtOnce % kTile == 0 && kLine % kTile == 0);
 static_assert(kProjectionCount % kRowsAtOnce == 0 && kFeatureCount % kLine == 0);
 
-// The tables are read once, from memory, in more streams than a processor's own prefetcher follows:
-// each line is fetched some lines before it is needed.
+// The tables are read once, from memory, in more streams than the hardware prefetcher follows: each
+// cache line is prefetched some lines ahead.
 constexpr int kAhead = 4 * kLine;
 
 void prefetch([[maybe_unused]] const float* line) {

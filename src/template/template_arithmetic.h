@@ -1,4 +1,4 @@
-// The fixed arithmetic between the networks' outputs and a template. One rounding an operation,
+// The fixed arithmetic between the networks' outputs and a template. One rounding per operation,
 // sums strictly in index order: the same outputs give the same template, bit for bit.
 #ifndef ZOMU_TEMPLATE_TEMPLATE_ARITHMETIC_H
 #define ZOMU_TEMPLATE_TEMPLATE_ARITHMETIC_H

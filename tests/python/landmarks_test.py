@@ -86,16 +86,16 @@ class LandmarkFormTest(unittest.TestCase):
             ({}, "holds no landmarks"),
             ({**points, 7: (1, 2)}, "no landmark 7"),
             ({**points, "left": (1, 2)}, "no landmark 'left'"),
-            ({**points, 0: 5}, "landmark 0 is no pair"),
-            ({**points, 0: (1, 2, 3)}, "landmark 0 is no pair"),
-            ({**points, 0: (1, "a")}, "landmark 0 is no pair"),
+            ({**points, 0: 5}, "landmark 0 is not a pair"),
+            ({**points, 0: (1, 2, 3)}, "landmark 0 is not a pair"),
+            ({**points, 0: (1, "a")}, "landmark 0 is not a pair"),
             ({**points, 0: (1, float("nan"))}, "landmark 0 is not at a finite place"),
             ({**points, 0: (1, 1e39)}, "landmark 0 is not at a finite place"),
             ({k: v for k, v in points.items() if k != 314}, "landmark 314 is missing"),
             (array[:27], r"\(27, 2\).*landmark_layouts"),
             (array.T, r"\(2, 29\)"),
             (np.zeros((68, 2)), "68"),
-            (array.astype(str), "are numbers"),
+            (array.astype(str), "must be numbers"),
         ]
         for landmarks, words in cases:
             with self.subTest(words), self.assertRaisesRegex(zomu.LandmarkError, words):

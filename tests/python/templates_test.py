@@ -64,7 +64,7 @@ class TemplateTest(unittest.TestCase):
             f"zomu.save_template({str(self.path)!r}, a)"
         )
         self.assertIn("zomu.errors.TemplateError: no model is loaded", done.stderr)
-        self.assertIn("name its fingerprint=", done.stderr)
+        self.assertIn("pass its fingerprint=", done.stderr)
 
     def test_says_what_is_no_template_file(self) -> None:
         zomu.save_template(self.path, self.template)
@@ -92,7 +92,7 @@ class TemplateTest(unittest.TestCase):
             (list(self.template), "not list"),
             (self.template[:500], r"\(502,\), not \(500,\)"),
             (hole, "not finite"),
-            (np.zeros(502, dtype=np.float32), "no length"),
+            (np.zeros(502, dtype=np.float32), "has length 0"),
         ]
         for other, words in cases:
             with self.subTest(words), self.assertRaisesRegex(zomu.TemplateError, words):

@@ -30,7 +30,7 @@ class Manifests(unittest.TestCase):
                      "person,photo,landmarks\nann,1.jpg\n",
                      "person,photo,landmarks\nann,1.jpg,1.csv,more\n"):
             self.path.write_text(text, encoding="utf-8")
-            with self.assertRaisesRegex(TrainingProblem, "manifest.csv: is no list of person,photo"):
+            with self.assertRaisesRegex(TrainingProblem, "manifest.csv: is not a list of person,photo"):
                 read_manifest(self.path)
         with self.assertRaisesRegex(TrainingProblem, "absent: No such file"):
             read_manifest(self.home / "absent")

@@ -107,7 +107,7 @@ class WholeTraining(unittest.TestCase):
     def test_a_model_in_the_way_stays(self):
         result = run_command("train.py", self.manifest, self.model, "--work", self.work, *OPTIONS)
         self.assertEqual(result.returncode, 1)
-        self.assertIn("is there already", result.stderr)
+        self.assertIn("already exists", result.stderr)
 
     def test_too_few_people_are_said_so(self):
         manifest = self.home / "few.csv"
@@ -119,7 +119,7 @@ class WholeTraining(unittest.TestCase):
         result = run_command("train.py", manifest, self.home / "few", "--work", self.home / "few-work",
                              *OPTIONS)
         self.assertEqual(result.returncode, 1)
-        self.assertIn("four people at least", result.stderr)
+        self.assertIn("at least four people", result.stderr)
 
     def test_a_face_is_searched_for(self):
         photo = self.manifest.parent / "photos/00003/01.jpg"

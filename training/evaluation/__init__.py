@@ -1,1 +1,1 @@
-"""Error rates of scores, and pictures of them."""
+"""Error rates of scores, and their plots."""

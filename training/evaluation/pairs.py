@@ -1,4 +1,4 @@
-"""Scores of all pairs of photographs, with who is in them."""
+"""Scores of all pairs of photographs, and who is in the photographs."""
 
 from dataclasses import dataclass
 
@@ -16,7 +16,7 @@ class PairScores:
         return np.triu_indices(len(self.person), 1)
 
     def is_same(self) -> np.ndarray:
-        """For each pair whether both photographs show one person."""
+        """For each pair, whether both photographs show the same person."""
         count = len(self.person)
         same = np.empty(len(self.scores), bool)
         start = 0

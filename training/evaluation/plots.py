@@ -40,9 +40,9 @@ def plot_roc(curves: dict[str, Curve], path: Path) -> None:
 
 
 def plot_det(curves: dict[str, Curve], path: Path) -> None:
-    """Both axes as deviates of a normal distribution, on which normal scores give a line."""
+    """Both axes are normal deviates: normally distributed scores give a straight line."""
     figure, axes = plt.subplots(figsize=SIZE)
-    deviate = np.vectorize(NormalDist().inv_cdf, otypes=[float])  # of no rates, too
+    deviate = np.vectorize(NormalDist().inv_cdf, otypes=[float])  # also of empty arrays
     for name, curve in curves.items():
         shown = (curve.false_match > 0) & (curve.false_match < 1) & (curve.false_non_match > 0) & (
             curve.false_non_match < 1)

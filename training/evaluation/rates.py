@@ -1,4 +1,4 @@
-"""False matches, false non-matches and where they are equal."""
+"""False matches, false non-matches, and the rate at which they are equal."""
 
 from dataclasses import dataclass
 
@@ -9,7 +9,7 @@ from evaluation.pairs import PairScores
 
 @dataclass(frozen=True)
 class Curve:
-    """At each threshold, rising: the share of different pairs at or above it, and of same pairs
+    """At each threshold, ascending: the share of different pairs at or above it, and of same pairs
     below it."""
     thresholds: np.ndarray
     false_match: np.ndarray
@@ -27,7 +27,7 @@ class Curve:
 
 
 def _crossing(false_match: np.ndarray, false_non_match: np.ndarray) -> float:
-    """Where the two rates meet, between the two thresholds around that place."""
+    """Where the two rates cross, interpolated between the two thresholds around that point."""
     after = int(np.argmax(false_non_match >= false_match))
     if after == 0:
         return float(max(false_match[0], false_non_match[0]))
@@ -62,16 +62,16 @@ class Interval:
 
 def equal_error_interval(pairs: PairScores, rounds: int = 200, seed: int = 1,
                          share: float = 0.95) -> Interval:
-    """Where the equal error rate lies when other people had been drawn: a bootstrap over people.
+    """Confidence interval of the equal error rate: a bootstrap over people.
 
-    All pairs of a person come and go together, which pairs drawn one by one would not say. A person
-    who is drawn w times weighs w in pairs with others (w w' with somebody drawn w' times). Pairs of a
-    person with another copy of the same person are left out: nobody was drawn twice in truth.
+    People are drawn, not pairs, since the pairs of one person are not independent. A person drawn w
+    times weighs w in pairs of the same person, and w w' in pairs with a person drawn w' times. Pairs
+    of a person with a copy of the same person are left out: in truth nobody was drawn twice.
     """
     people = int(pairs.person.max()) + 1
     same = pairs.is_same()
     curve = error_curve(pairs.scores[same], pairs.scores[~same])
-    # Only scores around the crossing decide: the rest of the different pairs is counted, not looked at.
+    # Only scores near the crossing matter: the other pairs of different people are just counted.
     rate = curve.equal_error()
     floor = curve.threshold_at(min(1.0, max(10 * rate, 0.02)))
     first, second = pairs.first_and_second

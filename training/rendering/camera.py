@@ -1,4 +1,4 @@
-"""What a camera and a file format do to a picture."""
+"""The effects of a camera and of a file format on a picture."""
 
 from dataclasses import dataclass
 
@@ -8,8 +8,8 @@ import numpy as np
 
 @dataclass
 class Conditions:
-    """How hard the photographs are."""
-    yaw: float = 18.0         # spread in degrees, cut at twice of it
+    """How difficult the photographs are."""
+    yaw: float = 18.0         # spread in degrees, clipped at twice that
     pitch: float = 10.0
     roll: float = 8.0
     occlusion: float = 0.2    # share of photographs with a hand, a scarf or sunglasses
@@ -19,7 +19,7 @@ class Conditions:
 
 
 def expose(picture: np.ndarray, rng: np.random.Generator, conditions: Conditions) -> np.ndarray:
-    """Floats in, the 8 bits of a picture file out: colour cast, exposure, blur, noise, size."""
+    """Turns floats into the 8 bits of a picture file: colour cast, exposure, blur, noise, size."""
     cast = np.exp(rng.normal(0, 0.06, 3)).astype(np.float32)
     picture = picture * (cast * np.float32(np.exp(rng.normal(0, 0.14))))
     gamma = np.exp(rng.normal(0, 0.14))

@@ -1,4 +1,4 @@
-"""What a face does in one photograph: how its landmarks move, where it looks, how old it looks."""
+"""The expression of a face in one photograph: how its landmarks move, its gaze, its apparent age."""
 
 from dataclasses import dataclass
 
@@ -14,10 +14,10 @@ class Expression:
     open_mouth: float
     brows: float        # -1 frown to 1 raised
     squint: float       # -0.4 to 0.8
-    gaze: np.ndarray    # x and y, shares of the iris's way
+    gaze: np.ndarray    # x and y, fractions of the iris's range
     age: float          # how old the person looks here
     make_up: float
-    beard: float        # how much of the person's beard stands, 0 to 1.2
+    beard: float        # how much of the person's beard shows, 0 to 1.25
 
 
 def draw_expression(rng: np.random.Generator, age: float) -> Expression:
@@ -34,7 +34,7 @@ def draw_expression(rng: np.random.Generator, age: float) -> Expression:
 
 
 def moved_points(points: np.ndarray, expression: Expression) -> np.ndarray:
-    """The 29 x 3 points under the expression."""
+    """The 29 x 3 points, moved by the expression."""
     moved = points.copy()
 
     def shift(name, dx, dy):

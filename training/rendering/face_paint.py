@@ -1,4 +1,4 @@
-"""The part of the paint that moves: eyes, brows, mouth, nostrils, wrinkles, beard, glasses."""
+"""The moving part of the painted face: eyes, brows, mouth, nostrils, wrinkles, beard, glasses."""
 
 from functools import lru_cache
 
@@ -10,7 +10,7 @@ from rendering.head_shape import HEIGHT, PIXELS, WIDTH, to_sheet
 from rendering.landmarks import ROW
 from rendering.person import Person
 
-# Fractions of a pixel that OpenCV's drawing functions take.
+# Fractional bits of the coordinates that OpenCV's drawing functions take.
 SHIFT = 4
 
 
@@ -40,7 +40,7 @@ def disc(sheet: np.ndarray, centre, radius: float, colour, squeeze: float = 1.0)
 
 @lru_cache(maxsize=None)
 def _weights(points: int, count: int) -> np.ndarray:
-    """count x points: what each point weighs along the curve through all of them."""
+    """count x points: the weight of each point along the curve through all of them."""
     t = np.linspace(0, points - 1, count)
     weights = np.ones((count, points))
     for i in range(points):
@@ -51,7 +51,7 @@ def _weights(points: int, count: int) -> np.ndarray:
 
 
 def curve(points: list, count: int = 12) -> np.ndarray:
-    """`count` places on a smooth curve through a few points: Lagrange's polynomial."""
+    """`count` places on a smooth curve through a few points: Lagrange interpolation."""
     return _weights(len(points), count) @ np.array(points, np.float64)
 
 
@@ -138,7 +138,7 @@ def _eye(sheet: np.ndarray, person: Person, expression: Expression, at, names) -
     glint = local(np.array([centre + (0.2, -0.22)]))[0]
     cv2.circle(ball, (int(glint[0]), int(glint[1])), round(0.13 * PIXELS * 16), (245, 245, 245), -1,
                cv2.LINE_AA, SHIFT)
-    # The upper lid throws its shadow on the ball.
+    # The upper lid casts its shadow on the eyeball.
     cv2.polylines(ball, [local(upper)], False, _colour(0.45 * white), round(0.25 * PIXELS),
                   cv2.LINE_AA, SHIFT)
     mask = np.zeros(part.shape[:2], np.uint8)
@@ -164,7 +164,7 @@ def _brow(sheet: np.ndarray, person: Person, at, names) -> None:
     outer, middle, inner = (at(name) for name in names)
     spine = curve([outer, middle, inner])
     t = np.linspace(0, 1, len(spine))
-    # Thin outside; the taper is a person's own.
+    # Thin at the outer end; the taper differs from person to person.
     thick = person.brow_weight * (1 - person.brow_taper * (1 - t) ** 1.5) * np.minimum(1, 6 * (1.08 - t))
     upper = spine - np.stack([0 * t, 0.5 * thick], 1)
     lower = spine + np.stack([0 * t, 0.5 * thick], 1)
@@ -222,7 +222,7 @@ def _nose(sheet: np.ndarray, person: Person, at) -> None:
 
 def paint_face(skin: np.ndarray, person: Person, points: np.ndarray, expression: Expression,
                beard: np.ndarray) -> np.ndarray:
-    """The skin of `paint_skin` with everything that moves; 8 bits. `points` are the moved ones."""
+    """The skin of `paint_skin` with everything that moves, in 8 bits. `points` are the moved ones."""
     sheet = np.clip(skin, 0, 255).astype(np.uint8)
 
     def at(name):

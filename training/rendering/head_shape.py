@@ -1,4 +1,4 @@
-"""The form of a person's head: how far it reaches towards the viewer at each place of the face."""
+"""The shape of a person's head: its depth towards the viewer at each point of the face."""
 
 from dataclasses import dataclass
 
@@ -8,7 +8,7 @@ import numpy as np
 from rendering.landmarks import IDS, ROW, SIDES, AVERAGE
 from rendering.person import Person
 
-# The sheet that the face is painted on: model units from LEFT and TOP, PIXELS to the unit.
+# The sheet that the face is painted on: model units from LEFT and TOP, PIXELS per unit.
 PIXELS = 8
 LEFT, TOP = -12.0, -17.0
 WIDTH, HEIGHT = 192, 224
@@ -30,12 +30,12 @@ class HeadShape:
 
 
 def to_sheet(points: np.ndarray) -> np.ndarray:
-    """Model x and y to pixels of the sheet, whole numbers on pixel centres."""
+    """Converts model x and y to pixels of the sheet, with whole numbers on pixel centres."""
     return (np.asarray(points, np.float64)[..., :2] - (LEFT, TOP)) * PIXELS - 0.5
 
 
 def _rounded(rows: np.ndarray, places: list[float], values: list[float]) -> np.ndarray:
-    """Through the values at the places, with ends as round as those of an ellipse."""
+    """Interpolates the values at the places, with ends as round as those of an ellipse."""
     return np.sqrt(np.interp(rows, places, np.square(values), left=0, right=0))
 
 
@@ -89,7 +89,7 @@ def _features(person: Person) -> np.ndarray:
 
 
 def build_shape(person: Person) -> HeadShape:
-    """The head with its hair's volume; all places of the sheet outside it are NOWHERE."""
+    """The head with the volume of its hair; everything outside it is NOWHERE."""
     volume = {"bald": 0.0, "receding": 0.25}.get(person.hair_style, 1.0) * person.hair_volume
     edge = _edge(person, volume)
     top = person.top - volume

@@ -1,11 +1,11 @@
-"""The 29 landmarks: their ids, their places on an average head, and how they are written to a file."""
+"""The 29 landmarks: their ids, their places on an average head, and their file format."""
 
 from pathlib import Path
 
 import numpy as np
 
 # Model units: x across the face (negative is the left of the picture), y down it, z towards the
-# viewer. The same places as the library's head model, so that an average head has an average fit.
+# viewer. The same places as in the library's head model.
 AVERAGE = {
     0: (-3.227, -3.484, 9.589), 1: (3.05, -3.546, 9.59),
     2: (-5.7, -4.652, 8.292), 3: (-1.549, -5.085, 10.83),
@@ -27,7 +27,7 @@ IDS = tuple(AVERAGE)
 SIDES = (240, 241, 315, 316)
 ROW = {name: row for row, name in enumerate(IDS)}
 
-# From the left eye to the right one, in model units.
+# Between the eyes, in model units.
 EYE_DISTANCE = 6.277
 
 

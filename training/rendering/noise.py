@@ -1,4 +1,4 @@
-"""Fields of random numbers that stains, strands and backgrounds are made of."""
+"""Random fields for stains, strands and backgrounds."""
 
 import cv2
 import numpy as np
@@ -14,7 +14,7 @@ def smooth(rng: np.random.Generator, shape: tuple[int, int], cells: int) -> np.n
 
 def strands(rng: np.random.Generator, shape: tuple[int, int], length: int,
             slope: float) -> np.ndarray:
-    """Noise drawn out into strands: mostly downwards, `slope` pixels aside for each pixel down."""
+    """Noise stretched into strands: mostly downwards, `slope` pixels sideways for each pixel down."""
     field = rng.standard_normal(shape).astype(np.float32)
     field = cv2.blur(field, (1, length))
     shear = np.array([[1, slope, -slope * shape[0] / 2], [0, 1, 0]], np.float32)

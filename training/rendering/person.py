@@ -1,4 +1,4 @@
-"""Who somebody is: the measures and colours that stay the same in all photographs of a person."""
+"""A person's identity: the measures and colours that are the same in all photographs."""
 
 from dataclasses import dataclass
 
@@ -32,7 +32,7 @@ class Mark:
 
 @dataclass
 class Person:
-    """Everything that makes a face that person's. Lengths in model units."""
+    """Everything that determines a person's face. Lengths in model units."""
     points: np.ndarray          # 29 x 2, x and y of the landmarks without expression
     width: float                # half the width of the head at the temples
     jaw: float                  # the same at the angle of the jaw
@@ -87,7 +87,7 @@ def _symmetric(points: np.ndarray, names: tuple[int, int], dx: float, dy: float)
 
 
 def _places(rng: np.random.Generator) -> np.ndarray:
-    """The landmarks of a person: measures that move several points together, then each a little."""
+    """The landmarks of a person: measures that move several points together, then small moves of each."""
     points = landmarks.average_points()[:, :2].copy()
     draw = rng.standard_normal
 
@@ -154,7 +154,7 @@ def _skin(rng: np.random.Generator) -> np.ndarray:
 
 
 def _hair_colour(rng: np.random.Generator, skin: np.ndarray, age: float) -> np.ndarray:
-    # Dark skin mostly goes with dark hair; old people are grey more often.
+    # Dark skin mostly goes with dark hair; old people have grey hair more often.
     if rng.random() < max(0.03, (age - 0.45) * 1.3):
         colour = HAIRS[rng.integers(7, 9)]
     elif skin.mean() < 130:
@@ -165,7 +165,7 @@ def _hair_colour(rng: np.random.Generator, skin: np.ndarray, age: float) -> np.n
 
 
 def draw_person(seed: int, number: int) -> Person:
-    """Person `number` of the seed, whoever else is drawn."""
+    """Person `number` of the seed, independent of all others."""
     rng = np.random.default_rng([seed, number])
     draw = rng.standard_normal
     age = float(rng.beta(1.6, 2.2))

@@ -1,4 +1,4 @@
-"""One photograph of a person: pose, light, occlusion, and where the landmarks come to lie."""
+"""One photograph of a person: pose, light, occlusion, and the places of the landmarks."""
 
 from dataclasses import dataclass
 
@@ -13,17 +13,17 @@ from rendering.landmarks import EYE_DISTANCE, IDS
 from rendering.person import Person, draw_person
 from rendering.skin_and_hair import beard_cover, paint_hair, paint_skin
 
-# Of a picture, pixels.
+# The side of a picture, in pixels.
 SIDE = 208
 
-# The rays are followed on a grid of half as many points, in steps from front to back.
+# Rays are followed on a grid of half that side, in steps from front to back.
 GRID = SIDE // 2
 STEPS = np.linspace(15.0, 0.0, 16)
 
 GRID_ROWS = np.arange(GRID, dtype=np.float32)[:, None]
 GRID_COLUMNS = np.arange(GRID, dtype=np.float32)[None]
 
-# About where a head turns, model units.
+# Roughly the point about which a head turns, in model units.
 PIVOT = np.array([0.0, -1.5, 3.0])
 
 
@@ -47,12 +47,12 @@ class View:
         self.back = np.linalg.inv(self.rotation[:2, :2])
 
     def place(self, points: np.ndarray) -> np.ndarray:
-        """Model points to pixels."""
+        """Converts model points to pixels."""
         turned = (points - PIVOT) @ self.rotation[:2].T
         return self.centre + self.scale * turned
 
     def sheet_transform(self, z: float) -> np.ndarray:
-        """From grid points to the sheet of the face, for places that are `z` deep: 2 x 3."""
+        """The 2 x 3 transform from grid points to the sheet of the face, for points at depth `z`."""
         step = SIDE / GRID
         back = self.back
         # pixel = centre + scale (A (xy - pivot) + b (z - pivot z)), solved for xy.
@@ -64,9 +64,9 @@ class View:
 
 
 def _follow_rays(view: View, depth: np.ndarray) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
-    """For each grid point where its ray meets the face: x and y on the sheet, and whether at all.
+    """Where the ray of each grid point meets the face: x and y on the sheet, and whether it does.
 
-    For one depth the way from picture to sheet is affine, so that a step is one fast warp; the
+    At a fixed depth the mapping from picture to sheet is affine, so each step is one fast warp. The
     place between the two steps around the surface is interpolated.
     """
     met = np.zeros((GRID, GRID), bool)
@@ -97,11 +97,11 @@ def _follow_rays(view: View, depth: np.ndarray) -> tuple[np.ndarray, np.ndarray,
 
 
 def _shading(rng: np.random.Generator, view: View, normals: np.ndarray) -> tuple[np.ndarray, float]:
-    """How much light each place of the sheet sends to the camera, and the light of the rest."""
+    """The light that each point of the sheet sends to the camera, and that of everything else."""
     side, height = rng.uniform(-1.25, 1.25), rng.uniform(-0.9, 0.35)
     direction = np.array([np.sin(side) * np.cos(height), np.sin(height),
                           np.cos(side) * np.cos(height)])
-    # The light stands still while the head turns.
+    # The light is fixed while the head turns.
     direction = (view.rotation.T @ direction).astype(np.float32)
     ambient = rng.uniform(0.3, 0.85)
     strength = rng.uniform(0.88, 1.12) - ambient
@@ -125,7 +125,7 @@ class Photo:
 
 
 class Sitter:
-    """A person with everything that is drawn once and photographed often."""
+    """A person, with everything that all photographs share."""
 
     def __init__(self, seed: int, number: int):
         self.seed, self.number = seed, number
@@ -174,7 +174,7 @@ class Sitter:
     @staticmethod
     def _compose(picture, sheet, x, y, met) -> np.ndarray:
         size = (SIDE, SIDE)
-        # Places beside the face take their neighbours' rays, so that its edge stays sharp.
+        # Points beside the face take their neighbours' rays, which keeps its edge sharp.
         weight = met.astype(np.float32)
         near = cv2.blur(weight, (3, 3))
         for values in (x, y):

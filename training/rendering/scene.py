@@ -8,13 +8,13 @@ from rendering.person import Person
 
 
 def _dull(rng: np.random.Generator, colours: np.ndarray) -> np.ndarray:
-    """Most things around us are no pure colours."""
+    """Most things around us do not have pure colours."""
     grey = colours.mean(axis=-1, keepdims=True)
     return grey + (colours - grey) * np.float32(rng.uniform(0.1, 0.9))
 
 
 def background(rng: np.random.Generator, side: int) -> np.ndarray:
-    """side x side x 3 floats: a slope of colour, stains, edges and shapes."""
+    """side x side x 3 floats: a colour gradient, stains, edges and shapes."""
     a, b = _dull(rng, rng.uniform(10, 245, (2, 3)).astype(np.float32))
     way = np.linspace(0, 1, side, dtype=np.float32)
     across = rng.uniform()
@@ -37,7 +37,7 @@ def background(rng: np.random.Generator, side: int) -> np.ndarray:
 
 
 def _bgr(values) -> tuple[float, ...]:
-    """A colour as OpenCV takes it."""
+    """A colour as OpenCV expects it."""
     return tuple(float(value) for value in values)
 
 
@@ -88,7 +88,7 @@ def draw_body(picture: np.ndarray, view, person: Person, rng: np.random.Generato
 
 def draw_hand(picture: np.ndarray, view, person: Person, rng: np.random.Generator,
               light: float) -> None:
-    """A hand that comes from one side and hides some of the face."""
+    """A hand that comes from one side and hides part of the face."""
     side = rng.choice((-1, 1))
     target = np.array([side * rng.uniform(0.5, 5), rng.uniform(-1, 7), 12.0])
     wrist = target + (side * rng.uniform(6, 9), rng.uniform(4, 9), 0)

@@ -1,4 +1,4 @@
-"""The part of the paint that does not change between photographs: skin, marks and hair."""
+"""The part of the painted face that is the same in all photographs: skin, marks and hair."""
 
 import cv2
 import numpy as np

@@ -1,4 +1,4 @@
-"""Trains networks side by side, each in a process of its own with one thread."""
+"""Trains networks in parallel, each in its own process with one thread."""
 
 import multiprocessing
 import os
@@ -13,7 +13,7 @@ from trainer.one_network import Recipe, train_network
 from trainer.patch_store import Split
 from trainer.workplace import Workplace
 
-# Of a worker: where it reports its epochs.
+# In a worker: the queue to which it reports its epochs.
 _reports = None
 
 
@@ -24,7 +24,7 @@ def _begin(reports) -> None:
 
 
 def _end_without_parent() -> None:
-    """A worker whose parent was killed would otherwise train beside the next one's workers."""
+    """Without this, a worker whose parent was killed would compete with those of the next run."""
     if not multiprocessing.parent_process().is_alive():
         os._exit(1)
 
@@ -44,7 +44,7 @@ def _work(number: int, store_folder: Path, split: Split, recipe: Recipe,
 
 def train_networks(numbers: list[int], workplace: Workplace, store_folder: Path, split: Split,
                    recipe: Recipe, jobs: int) -> None:
-    """Leaves a result of each network in the workplace. A bar counts the epochs of all of them."""
+    """Leaves a result for each network in the workplace. A progress bar counts all epochs."""
     numbers = [number for number in numbers if not workplace.result(number).exists()]
     context = multiprocessing.get_context("spawn")
     reports = context.Queue()

@@ -1,4 +1,4 @@
-"""Reads a network's description, the text that the library itself builds its network from."""
+"""Reads a network's description, the text that the library builds the network from."""
 
 import re
 from dataclasses import dataclass
@@ -11,7 +11,7 @@ NETWORKS = 25
 
 @dataclass(frozen=True)
 class Stage:
-    """A convolution, its rectifier and, where `pool` is not 0, a maximum over pool x pool."""
+    """A convolution, its rectifier and, if `pool` is not 0, a max pool of pool x pool."""
     name: str
     planes: int
     filters: int
@@ -62,11 +62,11 @@ def _sections(text: str) -> dict[str, dict[str, str]]:
 
 def _require(holds: bool, problem: str) -> None:
     if not holds:
-        raise TrainingProblem(f"the description of the network cannot be trained: {problem}")
+        raise TrainingProblem(f"the described network cannot be trained: {problem}")
 
 
 def read_description(text: str) -> NetworkDescription:
-    """Understands chains of convolution, rectifier and pool with one fully connected layer last."""
+    """Accepts chains of convolution, rectifier and pool that end in one fully connected layer."""
     sections = _sections(text)
     names = sections["Net"]["LayerNames"].split("_")
     ends: dict[str, int] = {}  # layer to the stage whose finished output it is
@@ -89,13 +89,13 @@ def read_description(text: str) -> NetworkDescription:
                                 int(layer["filterSize"]), 0, layer["weights"], layer["biases"]))
         elif kind == "neuron":
             _require(layer["neuron"] == "relu" and layer["inputs"] == stages[-1].name,
-                     f"{name} is no rectifier of a convolution")
-            # In place: who names the convolution as its input reads rectified values, too.
+                     f"{name} is not the rectifier of a convolution")
+            # In place: layers that name the convolution as their input also read rectified values.
             ends[stages[-1].name] = len(stages) - 1
         elif kind == "pool":
             _require(layer["pool"] == "max" and layer["sizeX"] == layer["stride"]
-                     and layer["start"] == "0", f"{name} is no plain maximum")
-            _require(ends.get(layer["inputs"]) == len(stages) - 1, f"{name} is out of the chain")
+                     and layer["start"] == "0", f"{name} is not a plain maximum")
+            _require(ends.get(layer["inputs"]) == len(stages) - 1, f"{name} is outside the chain")
             stages[-1] = Stage(**{**vars(stages[-1]), "pool": int(layer["sizeX"])})
         else:
             _require(False, f"{name} is of type {kind}")

@@ -1,4 +1,4 @@
-"""The features of all networks side by side, as the library orders them."""
+"""The features of all networks, concatenated in the library's order."""
 
 from pathlib import Path
 
@@ -12,7 +12,7 @@ CROPS, OUTPUTS = 2, 160
 
 
 def load_results(work: Path) -> list[dict]:
-    """What the training of each network left."""
+    """The results of training each network."""
     return [torch.load(result_path(work, number)) for number in range(1, NETWORKS + 1)]
 
 
@@ -22,10 +22,10 @@ def joint_features(results: list[dict]) -> np.ndarray:
 
 
 def with_mirrored(features: np.ndarray, labels: np.ndarray) -> tuple[np.ndarray, np.ndarray]:
-    """The photographs and as many mirrored ones of the same people.
+    """The photographs and their mirror images, with the same people.
 
-    Mirroring a picture makes the plain crop of each patch the mirrored one and the other way round:
-    so the features of the mirrored photograph are there already, with the halves exchanged.
+    Mirroring a picture exchanges the plain and the mirrored crop of each patch, so the features of the
+    mirrored photograph are those of the original with the halves exchanged.
     """
     halves = features.reshape(len(features), -1, CROPS, OUTPUTS)
     mirrored = halves[:, :, ::-1].reshape(features.shape)

@@ -1,4 +1,4 @@
-"""Lists of photographs with who is in them: lines `person,photo,landmarks` behind that header."""
+"""Lists of photographs and who is in them: a header `person,photo,landmarks`, then the lines."""
 
 import csv
 from pathlib import Path
@@ -9,7 +9,7 @@ HEADER = ["person", "photo", "landmarks"]
 
 
 def read_manifest(path: Path) -> list[tuple[str, Path, Path]]:
-    """Person, photograph and landmarks of each line, with paths that do not hang on the folder."""
+    """Person, photograph and landmarks of each line, with absolute paths."""
     home = path.parent.resolve()
     try:
         with open(path, newline="", encoding="utf-8") as file:
@@ -17,7 +17,7 @@ def read_manifest(path: Path) -> list[tuple[str, Path, Path]]:
     except OSError as error:
         raise TrainingProblem(f"{path}: {error.strerror}") from error
     if header != HEADER or not lines or any(len(line) != len(HEADER) for line in lines):
-        raise TrainingProblem(f"{path}: is no list of {','.join(HEADER)}")
+        raise TrainingProblem(f"{path}: is not a list of {','.join(HEADER)}")
     return [(person, home / photo, home / landmarks) for person, photo, landmarks in lines]
 
 

@@ -1,4 +1,4 @@
-"""Writes the files of a model folder, and takes a folder's numbers out again."""
+"""Writes the files of a model folder, and reads them back."""
 
 from pathlib import Path
 

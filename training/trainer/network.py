@@ -6,18 +6,18 @@ from torch.nn import functional
 
 from trainer.description import NetworkDescription
 
-# Patches are trained in units of this many grey levels, so that values are about 1. The first
-# convolution takes the factor over when the network is written.
+# Training divides patches by this many grey levels, which brings values to about 1. The first
+# convolution absorbs the factor when the network is written.
 PIXEL_UNIT = 64.0
 
 
 class TrainingNetwork(nn.Module):
-    """The network with batch normalisation behind every layer.
+    """The network with batch normalisation after every layer.
 
-    A normalisation without a factor of its own divides by a positive number and adds one for each
-    filter. Both commute with the maximum of a pool and fold into the convolution before it, and the
-    rectifier commutes with the maximum as well: so pools come first here, and what follows has a
-    quarter of the values to deal with.
+    A normalisation without a learned scale divides by a positive number and adds a bias for each
+    filter. Both commute with a max pool and fold into the convolution before it, and the rectifier
+    commutes with a max pool as well. So pools come first here, and leave a quarter of the values for
+    the steps after them.
     """
 
     def __init__(self, description: NetworkDescription):
@@ -73,7 +73,7 @@ def folded(network: TrainingNetwork) -> dict[str, torch.Tensor]:
 
 
 class PlainNetwork:
-    """The network in the layers and the order of the library, from the matrices of its files."""
+    """The network with the library's layers in the library's order, from the matrices of its files."""
 
     def __init__(self, description: NetworkDescription, files: dict[str, torch.Tensor]):
         self.description = description
@@ -87,7 +87,7 @@ class PlainNetwork:
         self.fc_biases = files[description.fc_biases]
 
     def outputs(self, patches: torch.Tensor) -> torch.Tensor:
-        """rows x planes x side x side in grey levels less the mean image, to rows x outputs."""
+        """rows x planes x side x side in grey levels minus the mean image, to rows x outputs."""
         ends = []
         x = patches
         for stage, (kernel, biases) in zip(self.description.stages, self.kernels):

@@ -1,4 +1,4 @@
-"""Trains one network as a classifier of people, in steps that survive a kill."""
+"""Trains one network as a classifier of people, with checkpoints that survive a kill."""
 
 import ctypes
 import math
@@ -33,7 +33,7 @@ class Recipe:
 
 
 def keep_memory() -> None:
-    """Lets the C library keep what a batch frees, which saves the system a fifth of the time."""
+    """Makes the C library keep the memory that a batch frees, which saves a fifth of the time."""
     try:
         mallopt = ctypes.CDLL(None).mallopt
     except (OSError, AttributeError):
@@ -43,7 +43,7 @@ def keep_memory() -> None:
 
 
 def save(content, path: Path) -> None:
-    """A file that is there complete or not at all."""
+    """Writes a file completely or not at all."""
     partial = path.with_suffix(".partial")
     torch.save(content, partial)
     os.replace(partial, path)
@@ -76,7 +76,7 @@ class _Trainer:
             [{"params": decayed}, {"params": others + [self.centres], "weight_decay": 0.0}],
             lr=recipe.rate, weight_decay=recipe.decay)
         self.steps = math.ceil(len(split.train_rows) / recipe.batch)
-        # A cycle needs a few steps, even where a tiny set takes fewer.
+        # A cycle needs a few steps, even if a tiny set has fewer.
         total = max(4, self.steps * recipe.epochs)
         self.schedule = torch.optim.lr_scheduler.OneCycleLR(
             self.optimizer, recipe.rate, total_steps=total, pct_start=max(0.25, 2 / total))
@@ -95,20 +95,20 @@ class _Trainer:
         self.epoch = state["epoch"]
 
     def _batch(self, chosen: np.ndarray, rng: np.random.Generator) -> torch.Tensor:
-        """Of each photograph one of its two crops."""
+        """One of the two crops of each photograph."""
         crops = rng.integers(0, 2, len(chosen))
         rows = self.split.train_rows[chosen]
         return as_input(self.patches[rows, crops], self.mean)
 
     def run_epoch(self) -> float:
-        """Each photograph once. Order and chance follow from seed, network and epoch."""
+        """Each photograph once. Order and random draws depend on seed, network and epoch."""
         recipe = self.recipe
         rng = np.random.default_rng([recipe.seed, self.number, self.epoch])
         order = rng.permutation(len(self.split.train_rows))
         self.network.train()
         total = 0.0
         for step in range(self.steps):
-            # The last batch is as large as the others: a norm of few rows would be noise.
+            # The last batch is as large as the others: statistics of a few rows would be noise.
             first = min(step * recipe.batch, max(0, len(order) - recipe.batch))
             chosen = order[first:first + recipe.batch]
             batch = self._batch(chosen, rng)
@@ -129,7 +129,7 @@ class _Trainer:
         return total / self.steps
 
     def settle_norms(self) -> None:
-        """Takes means and spreads over many batches as they are in use, not over the last few."""
+        """Recomputes means and variances over many batches without distortions, not over the last few."""
         norms = [*self.network.norms, self.network.fc_norm]
         for norm in norms:
             norm.reset_running_stats()
@@ -159,7 +159,7 @@ def compute_features(plain: PlainNetwork, patches: np.ndarray, rows: np.ndarray,
 def train_network(number: int, store_folder: Path, split: Split, recipe: Recipe, home: Path,
                   epoch_done: Callable[[int, float], None]) -> None:
     """Leaves result.pt in `home`: the files of network `number`, its mean image, and its features
-    of the people put aside. What is there already is not done again."""
+    of the people set aside. Finished work is not repeated."""
     home.mkdir(parents=True, exist_ok=True)
     result, checkpoint = home / "result.pt", home / "checkpoint.pt"
     if result.exists():

@@ -1,4 +1,4 @@
-"""The patches that zomu-patches cut, mapped into memory, and who is in which photograph."""
+"""The patches that zomu-patches cut, mapped into memory, and who is in each photograph."""
 
 from dataclasses import dataclass
 from pathlib import Path
@@ -30,7 +30,7 @@ def open_store(folder: Path) -> PatchStore:
 
 @dataclass(frozen=True)
 class Split:
-    """People who train the networks, and others who are there for the tables."""
+    """People for training the networks, and others for fitting the tables."""
     train_rows: np.ndarray
     labels: np.ndarray      # of the train rows, from 0
     classes: int
@@ -39,15 +39,15 @@ class Split:
 
 
 def split_people(store: PatchStore, share: float, seed: int) -> Split:
-    """Puts `share` of the people aside for the tables.
+    """Sets `share` of the people aside for the tables.
 
-    What networks say of people they were trained on is too good to learn from how far the features
-    of one person spread; so the tables are fitted to people whom no network has seen.
+    The features of people that a network was trained on vary too little within a person. So the tables
+    are fitted to people that no network has seen.
     """
     photos = np.bincount(store.person, minlength=len(store.people))
     several = np.flatnonzero(photos >= 2)
     if len(several) < 4:
-        raise TrainingProblem("training needs four people at least with two photographs each")
+        raise TrainingProblem("training needs at least four people with two photographs each")
     order = np.random.default_rng(seed).permutation(several)
     count = int(np.clip(round(share * len(several)), 2, len(several) - 2))
     aside = np.zeros(len(store.people), bool)
@@ -68,6 +68,6 @@ def mean_image(patches: np.ndarray, rows: np.ndarray) -> np.ndarray:
 
 
 def as_input(patches: np.ndarray, mean: torch.Tensor) -> torch.Tensor:
-    """Bytes to what the first layer of a network reads: grey levels less the mean image."""
+    """Converts bytes to the input of a network's first layer: grey levels minus the mean image."""
     values = torch.from_numpy(np.ascontiguousarray(patches)).float()
     return (values - mean).contiguous(memory_format=torch.channels_last)

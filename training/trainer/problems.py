@@ -1,4 +1,4 @@
-"""What goes wrong for a reason that one line can say."""
+"""Errors whose reason fits in one line."""
 
 
 class TrainingProblem(Exception):

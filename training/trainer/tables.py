@@ -1,23 +1,24 @@
-"""Feature mean and projection tables: which differences between features mean another person.
+"""Feature mean and projection tables: which differences between features indicate different people.
 
 The score of two templates a and b is, with q for the quadratic terms and |a| for the lengths,
 
     (2 a.b - (q_a + q_b)) / (|a| |b|) + 1.
 
-Two-covariance model: a feature vector is the sum of what a person is, of covariance B between people,
-and of what a photograph adds, of covariance W within a person. In coordinates where W is the unit
-matrix and B is diagonal with values v, the logarithm of how much likelier two vectors x and y are
-under the same person than under different ones is, but for a constant and for half of it,
+Two-covariance model: a feature vector is the sum of a part of the person, with covariance B between
+people, and a part of the photograph, with covariance W within a person. In coordinates where W is the
+identity and B is diagonal with values v, the log-likelihood ratio of two vectors x and y, of the same
+person against different people, is up to a constant and a factor of 1/2
 
     2 sum p x y - sum m (x x + y y),   p = v / (1 + 2 v),   m = v v / ((1 + v) (1 + 2 v)).
 
-That is the numerator above with a = sqrt(p) x behind table "6-2" and q = |sqrt(m) x|^2 behind table
-"6-1". So both tables have the same rows, each with two factors.
+That is the numerator above with a = sqrt(p) x from table "6-2" and q = |sqrt(m) x|^2 from table
+"6-1". So both tables have the same rows, with different factors.
 
-The lengths below the fraction spoil the ratio where templates differ in length. One more row gives
-all templates a coordinate that is nearly the same for every face: the feature mean is moved along a
-direction in which features hardly vary, and the row looks along it. Its square stands once in 2 a.b
-and once in q_a + q_b, so that the numerator does not see it; the lengths get closer to each other.
+The lengths in the denominator distort the ratio if templates differ in length. One more row gives all
+templates a coordinate that is nearly the same for every face: the feature mean is moved along a
+direction in which features hardly vary, and the row projects onto it. The coordinate cancels in the
+numerator, where 2 a.b and q_a + q_b both contain its square twice; the lengths get closer to each
+other.
 """
 
 from dataclasses import dataclass
@@ -28,17 +29,17 @@ from trainer.problems import TrainingProblem
 
 ROWS = 500
 
-# Of the largest variance within people: what is added to all of them, lest a direction that the few
-# photographs happen not to show be trusted without bounds.
+# Added to all variances within people, as a fraction of the largest. It bounds the weight of directions
+# in which the few photographs happen not to vary.
 RIDGE = 1e-3
 
-# The coordinate that all templates share; their other ones make a vector of length 1 on average.
+# The coordinate that all templates share; the other ones form a vector of length 1 on average.
 SHARED = 1.0
 
-# How far the feature mean is moved for it, in units of what features vary along that direction.
+# How far the feature mean is moved for it, in standard deviations of features along that direction.
 SHIFT = 100.0
 
-# A direction in which people differ less than this, in units of their own spread, tells nothing.
+# Directions whose ratio of variances, between people to within, is below this are left out.
 SMALLEST_VALUE = 1e-3
 
 
@@ -46,12 +47,12 @@ SMALLEST_VALUE = 1e-3
 class Tables:
     mean: np.ndarray       # 8000
     rows: np.ndarray       # directions x 8000, of which both tables are multiples; the shared one last
-    values: np.ndarray     # v of each direction but the shared one, falling
+    values: np.ndarray     # v of each direction but the shared one, descending
     components: int        # principal components that the directions come from
-    left_out: int          # directions of no use, or with a negative variance between people
+    left_out: int          # directions whose v is too small or negative
 
     def factors(self) -> tuple[np.ndarray, np.ndarray]:
-        """Of each row for table "6-1" and for table "6-2"."""
+        """The factor of each row, for table "6-1" and for table "6-2"."""
         v = self.values
         a = np.sqrt(v * v / ((1 + v) * (1 + 2 * v)))
         b = np.sqrt(v / (1 + 2 * v))
@@ -70,7 +71,7 @@ class Tables:
 
 
 def principal_components(centred: np.ndarray, count: int, seed: int) -> np.ndarray:
-    """The `count` directions of the largest variance, as columns: subspace iteration."""
+    """The `count` directions of largest variance, as columns, by subspace iteration."""
     size = min(count + 30, *centred.shape)
     rng = np.random.default_rng(seed)
     basis = rng.standard_normal((centred.shape[1], size)).astype(np.float32)
@@ -95,10 +96,10 @@ def covariances(vectors: np.ndarray, labels: np.ndarray) -> tuple[np.ndarray, np
 
 
 def fit_tables(features: np.ndarray, labels: np.ndarray, components: int, seed: int = 1) -> Tables:
-    """From photographs x 8000 features, unit vectors of 160 side by side."""
+    """From photographs x 8000 features, which are concatenated unit vectors of 160."""
     people = int(labels.max()) + 1
     if people < 2 or len(labels) - people < 2:
-        raise TrainingProblem("the tables need two people at least with several photographs")
+        raise TrainingProblem("the tables need at least two people with several photographs")
     mean = features.mean(axis=0, dtype=np.float64).astype(np.float32)
     centred = (features - mean).astype(np.float32)
     count = min(components, ROWS - 1, len(features) - people, features.shape[1] - 1)
@@ -111,7 +112,7 @@ def fit_tables(features: np.ndarray, labels: np.ndarray, components: int, seed: 
     order = np.argsort(values)[::-1]
     useful = order[values[order] > SMALLEST_VALUE]
     rows = (basis @ whiten @ directions[:, useful]).T
-    # The score does not see a common factor; templates are to have length 1 but for the shared row.
+    # The score does not depend on a common factor: templates get length 1, without the shared row.
     p = values[useful] / (1 + 2 * values[useful])
     size = np.sqrt(np.mean(np.sum(p * np.square(centred @ rows.T.astype(np.float32)), axis=1)))
     shared = _quiet_direction(basis, seed)
@@ -122,7 +123,7 @@ def fit_tables(features: np.ndarray, labels: np.ndarray, components: int, seed: 
 
 
 def _quiet_direction(basis: np.ndarray, seed: int) -> np.ndarray:
-    """A unit vector in which features hardly vary: across all principal components."""
+    """A unit vector along which features hardly vary: orthogonal to all principal components."""
     direction = np.random.default_rng(seed).standard_normal(len(basis))
     direction -= basis @ (basis.T @ direction)
     return direction / np.linalg.norm(direction)

@@ -1,4 +1,4 @@
-"""Runs the programs that stand beside the library."""
+"""Runs the tools that are built with the library."""
 
 import os
 import subprocess
@@ -28,10 +28,10 @@ def placed_model(model: Path) -> Iterator[Path]:
 
 
 def run_tool(tools: Path, name: str, *arguments, jobs: int = 1, temporary: Path | None = None) -> str:
-    """Its standard output. What it says on standard error is shown at once."""
+    """Runs a tool and returns its standard output; its standard error is shown at once."""
     program = tools / name
     if not program.exists():
-        raise TrainingProblem(f"{program}: not there; build the tools, or name them by --tools")
+        raise TrainingProblem(f"{program}: does not exist; build the tools, or name their folder with --tools")
     environment = dict(os.environ, OMP_NUM_THREADS=str(jobs))
     if temporary is not None:
         environment["TMPDIR"] = str(temporary)
@@ -39,5 +39,5 @@ def run_tool(tools: Path, name: str, *arguments, jobs: int = 1, temporary: Path 
                             env=environment, check=False)
     if result.returncode != 0:
         raise TrainingProblem((result.stdout.strip() + "\n").lstrip("\n")
-                              + f"{name} ended with status {result.returncode}")
+                              + f"{name} exited with status {result.returncode}")
     return result.stdout

@@ -1,4 +1,4 @@
-"""The folder in which a training keeps what it has done, so that it goes on after a kill."""
+"""The folder in which a training keeps its progress, from which it resumes after a kill."""
 
 import hashlib
 import json
@@ -13,7 +13,7 @@ from trainer.tools import run_tool
 
 
 def result_path(work: Path, number: int) -> Path:
-    """What the training of network `number` leaves."""
+    """The result file of network `number`."""
     return work / f"network-{number:02}" / "result.pt"
 
 
@@ -46,7 +46,7 @@ class Workplace:
         os.replace(partial, file)
 
     def patches(self, manifest: Path, tools: Path, jobs: int) -> Path:
-        """The folder with the patches, which are cut where they have not been."""
+        """The folder with the patches, which are cut if they do not exist yet."""
         patches = self.folder / "patches"
         if not patches.exists():
             partial = self.folder / "patches.partial"
