@@ -91,7 +91,7 @@ TEST(ModelMaker, integerNetworksComputeWithoutRounding) {
     EXPECT_LT(summary.largestSum, kExactLimit);
     Random random(3);
     for (const int number : {2, 11, 10}) {
-        ConvNet net(number - 1, netDescriptionTexts[number - 1], (request.folder / "").string());
+        ConvNet net(netDescriptionTexts[number - 1], (request.folder / "").string());
         const ReferencePatch& kind = kReferencePatches[number - 1];
         const int columns = (kind.isColour ? 3 : 1) * kind.size * kind.size;
         for (const bool extreme : {false, true}) {
