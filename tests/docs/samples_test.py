@@ -21,7 +21,7 @@ BUILD = Path(os.environ["ZOMU_TEST_BUILD"])
 MODEL = Path(os.environ["ZOMU_TEST_MODEL"])
 
 # Blocks with one of these build the project, test it or want a machine of another kind.
-WHOLE_BUILD = re.compile(r"^\s*(scripts/|cmake |ctest |build/(dev|fuzz)/|sudo )", re.M)
+WHOLE_BUILD = re.compile(r"^\s*(scripts/|cmake |ctest |build/(dev|fuzz)/|tests/fuzz/|sudo )", re.M)
 COMPILED_BY_CMAKE = {"README.md", "docs/landmarks.md"}
 # A network, which the tests of the layers' document build and run; diagrams; what programs print.
 NO_PROGRAMS = {"", "text", "ini", "mermaid"}

@@ -36,18 +36,17 @@ struct Range {
     bool isFlat() const { return highest < first + kFlat && lowest > first - kFlat; }
 };
 
-// The allocator learns from large blocks that are freed to keep tens of megabytes for the next
-// ones, and whether it can give them back then depends on which small block happens to lie behind
-// them. With fixed limits it returns what is free, and what is measured is the library's.
-void keepNothingInReserve() {
-    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
-    mallopt(M_TRIM_THRESHOLD, 128 * 1024);
+// The allocator keeps tens of megabytes of freed memory for the next requests, and more or less of it
+// depending on which small block happens to be the last of its heap. Once it has been told to return
+// all of that, what is measured is the library's.
+double residentMegabytesInUse() {
+    malloc_trim(0);
+    return residentMegabytes();
 }
 
 }  // namespace
 
 TEST(Endurance, createAndDestroyLeaveTheResidentMemoryFlat) {
-    keepNothingInReserve();
     const int rounds = isFullSweep() ? 300 : 30;
     loadTablesFrom(ZOMU_EXACT_MODEL);
     const Scene face = scene(0);
@@ -59,11 +58,11 @@ TEST(Endurance, createAndDestroyLeaveTheResidentMemoryFlat) {
         const FaceTemplate result = extractScene(context, face);
         first = round == 1 ? result : first;
         ASSERT_TRUE(sameTemplates(first, result)) << "round " << round;
-        const double withContext = residentMegabytes();
+        const double withContext = residentMegabytesInUse();
         ZomuDestroy(context);
         if (round >= 3) {
             inUse.take(withContext);
-            destroyed.take(residentMegabytes());
+            destroyed.take(residentMegabytesInUse());
         }
     }
     EXPECT_TRUE(inUse.isFlat()) << inUse.lowest << " to " << inUse.highest;

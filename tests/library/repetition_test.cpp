@@ -2,7 +2,10 @@
 // size. And the same memory.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "library/host_run.h"
 #include "support/environment.h"
@@ -49,13 +52,24 @@ TEST(Repetition, overlappingCreatesGiveGoodContexts) {
     expectAll(plainRun(), runHost(sharedTemporaryDirectory(), {"create-on-threads", "4"}), 4);
 }
 
-// One create after the other: their lines do not mix.
-TEST(Repetition, overlappingCreatesWaitForEachOther) {
+// Lines of several creates take turns, but each is whole.
+TEST(Repetition, overlappingCreatesPrintWholeLines) {
+    const auto sorted = [](const std::string& text) {
+        std::istringstream stream(text);
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(stream, line);) {
+            lines.push_back(line);
+        }
+        std::sort(lines.begin(), lines.end());
+        return lines;
+    };
     const TemporaryFolder empty;
     const std::string path = empty.path().string();
     const std::string lines = weightLines(path);
-    EXPECT_TRUE(ended(runHost(path, {"create-on-threads", "4"}),
-                      tableLines(path) + lines + lines + lines + lines, 4 * kTemplateSize));
+    const HostRun run = runHost(path, {"create-on-threads", "4"});
+    ASSERT_TRUE(ended(run, run.out, 4 * kTemplateSize));
+    EXPECT_EQ(run.out.substr(0, tableLines(path).size()), tableLines(path));
+    EXPECT_EQ(sorted(run.out), sorted(tableLines(path) + lines + lines + lines + lines));
 }
 
 struct Team {

@@ -113,8 +113,6 @@ static const Damage kDamages[] = {
     {"fcFirstMissing", 5, 1, remove, true},
     {"fcSecondMissing", 5, 2, remove, true},
     {"fcFirstOf100Columns", 5, 1, keep100Columns},
-    {"fcSecondOf100Columns", 5, 2, keep100Columns},
-    {"fcFirstRowTooMany", 5, 1, addRows<1>},
     {"fcSecondRowTooFew", 5, 2, addRows<-1>},
     {"fcSecondOneByteShort", 5, 2, cutLastByte},
     {"fcBiasesAsAColumn", 5, 3, swapSizes},
@@ -157,6 +155,29 @@ TEST(WeightFiles, anotherNumberOfFiltersDoesNoHarm) {
             EXPECT_TRUE(ended(model.extract(), "", kTemplateSize));
         }
     }
+}
+
+// Rows behind those that the input reaches are not read.
+TEST(WeightFiles, oneRowTooManyOfTheFullyConnectedLayerChangesNothing) {
+    ModelVariant model;
+    for (const int matrix : {1, 2}) {
+        const WeightFile shape = fileOf(13, 5, matrix);
+        addRows<1>(model, shape.name(13), shape);
+    }
+    const HostRun run = model.extract();
+    ASSERT_TRUE(ended(run, "", kTemplateSize));
+    EXPECT_TRUE(sameTemplate(plainRun(), 0, run, 0));
+}
+
+// The second input then adds to the first outputs alone.
+TEST(WeightFiles, fewerColumnsForTheSecondInputOfTheFullyConnectedLayerDoNoHarm) {
+    const WeightFile shape = fileOf(13, 5, 2);
+    ModelVariant model;
+    keep100Columns(model, shape.name(13), shape);
+    const HostRun run = model.extract(2);
+    ASSERT_TRUE(ended(run, "", 2 * kTemplateSize));
+    EXPECT_TRUE(isFiniteTemplate(run, 0));
+    EXPECT_FALSE(sameTemplate(plainRun(), 0, run, 0));
 }
 
 // Both of the fully connected layer's matrices alike, so that only the output has another size.
