@@ -89,7 +89,8 @@ static std::size_t bytes(Align alignment) {
 ZOMU_REPLACE(void*, new, (std::size_t n), { return allocate(n, 0); })
 ZOMU_REPLACE(void*, new, (std::size_t n, Align a), { return allocate(n, bytes(a)); })
 ZOMU_REPLACE(void*, new, (std::size_t n, const Quiet&) noexcept, { return allocateQuietly(n, 0); })
-ZOMU_REPLACE(void*, new, (std::size_t n, Align a, const Quiet&) noexcept, { return allocateQuietly(n, bytes(a)); })
+ZOMU_REPLACE(void*, new, (std::size_t n, Align a, const Quiet&) noexcept,
+             { return allocateQuietly(n, bytes(a)); })
 ZOMU_REPLACE(void, delete, (void* block) noexcept, { release(block); })
 ZOMU_REPLACE(void, delete, (void* block, std::size_t) noexcept, { release(block); })
 ZOMU_REPLACE(void, delete, (void* block, const Quiet&) noexcept, { release(block); })
