@@ -16,7 +16,7 @@ targets=(
     "lists 48 2500000"
     "description 256 1500000"
     "landmark_file 1024 1000000"
-    "patches 512 2000000"
+    "patches 700 2000000"
     "extraction 1024 50000"
     "model_files 512 200000"
     "picture_file 2048 1000000"

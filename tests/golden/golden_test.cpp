@@ -8,10 +8,10 @@
 
 #include "description/parameters.h"
 #include "golden/portrait_template.h"
+#include "model/model_tables.h"
 #include "reference/reference_arithmetic.h"
 #include "reference/reference_network.h"
 #include "reference/reference_patches.h"
-#include "model/model_tables.h"
 #include "support/bits.h"
 #include "support/temporary_folder.h"
 
@@ -78,7 +78,8 @@ TEST_F(GoldenTemplate, isWhatThePlainSecondWritingFinds) {
     }
     referenceSubtractFeatureMean(features.data(), g_modelTables.featureMean);
     FaceTemplate expected;
-    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0], expected);
+    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0],
+                             &g_modelTables.projectionB[0][0], expected);
     EXPECT_TRUE(sameFloats(valuesOf(expected), extracted));
 }
 

@@ -5,14 +5,14 @@
 #include <stdexcept>
 #include <vector>
 
-#include "network/net_texts.h"
 #include "model/exact_sums.h"
 #include "model/model_file_writer.h"
 #include "model/model_files.h"
+#include "model/model_tables.h"
 #include "model/net_plan.h"
 #include "model/occupied_folder.h"
 #include "model/staged_folder.h"
-#include "model/model_tables.h"
+#include "network/net_texts.h"
 
 namespace fs = std::filesystem;
 

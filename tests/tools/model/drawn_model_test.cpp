@@ -9,11 +9,11 @@
 #include <memory>
 #include <vector>
 
-#include "network/net_texts.h"
 #include "model/model_tables.h"
-#include "template/template_arithmetic.h"
+#include "network/net_texts.h"
 #include "support/bits.h"
 #include "support/random.h"
+#include "template/template_arithmetic.h"
 #include "zomu.h"
 
 static NetPlan planOf(int net) {

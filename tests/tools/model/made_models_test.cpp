@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "model/model_maker.h"
+#include "model/model_tables.h"
 #include "service/context.h"
 #include "service/extraction.h"
-#include "model/model_tables.h"
 #include "support/bits.h"
 #include "support/people.h"
 #include "support/random.h"
@@ -40,8 +40,9 @@ class MadeModel : public testing::TestWithParam<WeightKind> {
 
     std::vector<float> features(const FacePicture& face) {
         std::vector<float> values(kFeatureCount);
-        computeFeatures(*context, tables->meanImages, face.picture.pixels.data(), face.picture.width,
-                        face.picture.height, 3 * face.picture.width, face.landmarks, values.data());
+        computeFeatures(*context, tables->meanImages, face.picture.pixels.data(),
+                        face.picture.width, face.picture.height, 3 * face.picture.width,
+                        face.landmarks, values.data());
         return values;
     }
 

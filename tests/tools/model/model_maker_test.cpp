@@ -13,11 +13,11 @@
 #include <utility>
 #include <vector>
 
-#include "network/conv_net.h"
-#include "network/net_texts.h"
 #include "model/exact_sums.h"
 #include "model/model_check.h"
 #include "model/model_files.h"
+#include "network/conv_net.h"
+#include "network/net_texts.h"
 #include "reference/reference_network.h"
 #include "reference/reference_tables.h"
 #include "support/random.h"

@@ -72,8 +72,8 @@ TEST(PatchSheet, showsBothCropsOfAPair) {
     static constexpr MeanImages kNoMeanImages = {};
     FaceCanvases canvases;
     const PatchList patches = cutFacePatches(
-        canvases, kNoMeanImages, {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
-        face.landmarks);
+        canvases, kNoMeanImages,
+        {picture.pixels.data(), picture.width, picture.height, 3 * picture.width}, face.landmarks);
     long rows[2] = {0, 0};
     for (int k = 0; k < kPatchCount; ++k) {
         const int plane = kPatchLayout.size[k] * kPatchLayout.size[k];
