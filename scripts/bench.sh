@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Measures the library: every kernel, layer and stage and the whole, each beside what it is compared
-# with. Prints the table of what is promised; the results stay in build/bench/results. A machine that
-# does nothing else gives the best figures.
+# Measures the library: every kernel, layer and stage and the whole, each together with what it is compared
+# with. Prints the table of performance targets; the results are in build/bench/results. Use an idle machine
+# for the best figures.
 #
 #   scripts/bench.sh                  all of it, some minutes
-#   scripts/bench.sh --instructions   counts instructions instead, which noise cannot touch, and
+#   scripts/bench.sh --instructions   counts instructions instead, which noise does not affect, and
 #                                     compares them with the stored figures
 source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/lib/preamble.sh"
 
@@ -22,7 +22,7 @@ build bench zomu_bench zomu-model
 temporary_model build/bench/tools "$results/tmp"
 
 # measure PROGRAM JSON [OPTION...]: repetitions of different benchmarks take turns, so that a slow
-# moment does not fall on one alone.
+# moment does not affect only one of them.
 measure() {
     "$1" --benchmark_repetitions=9 --benchmark_min_time=0.05 \
         --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
@@ -30,7 +30,7 @@ measure() {
 }
 measure build/bench/bench/zomu_bench "$results/results.json" >"$results/bench.log"
 options=()
-# The other choice of the product, where its package (libdnnl-dev) is installed.
+# The other library for the matrix products, if its package (libdnnl-dev) is installed.
 if echo '#include <dnnl.h>' | "${CC:-cc}" -E - >"$results/onednn.log" 2>&1; then
     quietly "$results/configure.log" cmake --preset bench -B build/bench-onednn -DZOMU_SGEMM=onednn
     quietly "$results/build.log" cmake --build build/bench-onednn --target zomu_bench

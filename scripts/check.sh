@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Everything that developers check, measure and build beside scripts/demo.sh and scripts/test.sh.
+# Everything that developers check, measure and build besides scripts/demo.sh and scripts/test.sh.
 #
 #   scripts/check.sh VERB [ARGUMENT...]
 #   scripts/check.sh VERB --help
 source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/lib/preamble.sh"
 
-# A verb is a file of scripts/check/, whose first line of comment says what it does. Each file runs with
+# Each verb is a file in scripts/check/, whose first line is a comment that says what it does. It runs with
 # the functions of the preamble, in the root of the project.
 list_verbs() {
     usage scripts/check.sh

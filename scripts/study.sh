@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Looks into the model that scripts/train.sh left in build/training: networks alone and together,
-# components, harder photographs, and two networks trained from other seeds. Takes half an hour; run
-# again, it goes on where it was ended. Tables and plots: build/training/study.
+# Studies the model that scripts/train.sh left in build/training: networks alone and together,
+# components, harder photographs, and two networks trained from other seeds. Takes half an hour; if it was
+# ended, another run continues there. Tables and plots: build/training/study.
 #
 #   scripts/study.sh [--jobs N]
 source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/lib/preamble.sh"
@@ -15,10 +15,10 @@ elif [ $# -gt 0 ]; then
 fi
 home=build/training
 trained=$home/work
-[ -d "$home/model" ] || fail "There is no $home/model: scripts/train.sh makes it"
+[ -d "$home/model" ] || fail "There is no $home/model: run scripts/train.sh first"
 needs demo training
 
-# render NAME OPTIONS...: photographs of the first people who are held out, harder or easier ones.
+# render NAME OPTIONS...: harder or easier photographs of the first held-out people.
 render() {
     local folder=$home/$1
     shift

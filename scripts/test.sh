@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what tests need, builds, and runs the tests of every day. What takes long, or wants packages
-# that only developers have, is left to scripts/check.sh.
+# Installs what tests need, builds, and runs the everyday tests. What takes long, or needs packages that
+# only developers have, is left to scripts/check.sh.
 source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/lib/preamble.sh"
 
 [ $# -eq 0 ] || fail "scripts/test.sh takes no arguments; scripts/check.sh tests does."

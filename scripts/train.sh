@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Makes the demonstration model from nothing: renders people, trains on them, packs the model, and
-# measures it on people it has never seen. Takes hours; run again, it goes on where it was ended. All
-# it leaves lies in build/training.
+# Creates the demonstration model from nothing: renders people, trains on them, packs the model, and
+# measures it on people it has never seen. Takes hours; if it was ended, another run continues there. All
+# of its files are in build/training.
 #
 #   scripts/train.sh [--people N] [--photos N] [--epochs N] [--held-out N] [--jobs N]
 source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/lib/preamble.sh"
@@ -34,7 +34,7 @@ needs demo training
 build release zomu-model zomu-patches zomu-scores
 tools=build/release/tools
 
-# render NAME OPTIONS...: photographs in a folder of that name, whose manifest is written last.
+# render NAME OPTIONS...: photographs in a folder of that name; its manifest is written last.
 render() {
     local folder=$home/$1
     shift
@@ -44,7 +44,7 @@ render() {
     fi
 }
 
-# People who are measured on have numbers that no training reaches.
+# The people to measure with have numbers above those of all people to train on.
 strangers=(--people "$held_out" --photos 8 --first 50000)
 render people --people "$people" --photos "$photos" --jitter 0 3
 render held-out "${strangers[@]}"

@@ -1,12 +1,12 @@
-# Times and instruction counts (scripts/bench.sh), and the comparison with other makers' parts.
+# Times and instruction counts (scripts/bench.sh), and the comparison with other libraries.
 #
 #   scripts/check.sh bench [--instructions]             as scripts/bench.sh
-#   scripts/check.sh bench peers [PICTURE LANDMARKS]    without a face: the sample portrait
+#   scripts/check.sh bench peers [PICTURE LANDMARKS]    default: the sample portrait
 #
-# The peers: OpenCV cuts the patches, ONNX Runtime runs the networks, NumPy projects. Both sides work on the
-# same face with the same model, and their numbers are compared before their times. Prints one table;
-# everything it leaves lies in build/bench-peers. The first run fetches some 250 MB from Debian and npm. A
-# machine that does nothing else gives the best figures.
+# The peers: OpenCV cuts the patches, ONNX Runtime runs the networks, NumPy computes the projection. Both
+# sides work on the same face with the same model, and their numbers are compared before their times. Prints
+# one table; all of its files are in build/bench-peers. The first run downloads some 250 MB from Debian and
+# npm. Use an idle machine for the best figures.
 if [ "${1:-}" != peers ]; then
     exec scripts/bench.sh "$@"
 fi
@@ -25,7 +25,7 @@ packages=(python3-numpy python3-onnx python3-opencv)
 command -v node >/dev/null || packages+=(nodejs)
 command -v npm >/dev/null || packages+=(npm)
 needs gate "${packages[@]}"
-# The package brings its library for the CPU; its install script would only fetch others.
+# The package contains its library for the CPU; its install script would only download others.
 if ! grep -qs "\"version\": \"$runtime\"" "$results/node_modules/onnxruntime-node/package.json"; then
     echo "Installing: onnxruntime-node $runtime (into build/bench-peers)"
     quietly "$results/npm.log" npm install --ignore-scripts --no-audit --no-fund --prefix "$results" \
@@ -37,7 +37,7 @@ temporary_model build/bench/tools "$results/tmp"
 model="$TMPDIR/~zvplugintmp~"
 quietly "$results/export.log" tools/export_onnx.py "$model" "$results/onnx"
 
-# Both sides take turns, so that a slow moment does not fall on one alone.
+# Both sides take turns, so that a slow moment does not affect only one of them.
 rm -rf "$results"/round-*
 folders=()
 for ((round = 1; round <= rounds; ++round)); do

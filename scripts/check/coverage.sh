@@ -1,6 +1,6 @@
 # Line and branch coverage of src/ by the unit and golden tests.
 #
-#   scripts/check.sh coverage [FOLDER...]    folders of src/ to print; without any: all of them
+#   scripts/check.sh coverage [FOLDER...]    folders of src/ to print; default: all
 #
 # Prints a table by file, then each line that no test ran. Branches that only an exception takes are left out.
 needs tests gcovr

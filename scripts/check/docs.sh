@@ -1,8 +1,8 @@
 # Builds the documentation site from the documents and the public headers, and follows its links.
 #
-#   scripts/check.sh docs [FOLDER]    without a folder: build/docs
+#   scripts/check.sh docs [FOLDER]    default: build/docs
 #
-# Pages can be opened as files; the search wants a server, such as the one that is named at the end.
+# Pages can be opened as files; the search needs a server, such as the one in the last line of output.
 [ $# -le 1 ] || wrong_usage
 site=$(realpath --canonicalize-missing "${1:-build/docs}")
 

@@ -1,9 +1,9 @@
-# Everything that scripts/test.sh leaves out, but for what takes hours; an hour and more on two cores.
+# Everything that scripts/test.sh leaves out, except what takes hours; more than an hour on two cores.
 #
-#   scripts/check.sh full [PART...]    without a part: all
+#   scripts/check.sh full [PART...]    default: all parts
 #
-# Prints a line for each part, with its time; what a part printed is in build/full/PART.log. A part that
-# fails does not end the others. Not among them: mutate, coverage, fuzz --full, bench, and the training of
+# Prints a line for each part, with its time; the output of a part is in build/full/PART.log. A part that
+# fails does not stop the others. Not included: mutate, coverage, fuzz --full, bench, and the training of
 # the demonstration model (scripts/train.sh).
 parts=(
     "tests tests full"             # browser, training, OpenCV, site, documents, the walk through the README

@@ -1,16 +1,16 @@
-# Builds the fuzz targets with clang and runs them, from the stored corpora and what earlier runs found.
+# Builds the fuzz targets with Clang and runs them, from the stored inputs and what earlier runs found.
 #
 #   scripts/check.sh fuzz [--seconds N | --full] [TARGET...]
 #
-#   --seconds N   N seconds for each target; without any option: 60
+#   --seconds N   N seconds for each target; default: 60
 #   --full        the full number of runs: 20 million over the texts, 2 million over the patch stage,
 #                 50,000 whole extractions, 1 million pictures and 200,000 model files; takes hours
 #
-# As many run at a time as there are processors. Prints a line for each target; exit status 1 if any of
-# them crashed. New finds go to build/fuzz/finds, inputs that crash to build/fuzz/crashes, and what each
-# target printed to build/fuzz/logs.
+# Runs as many targets at a time as there are processors. Prints a line for each target; exit status 1 if
+# any of them crashed. New finds go to build/fuzz/finds, inputs that crash to build/fuzz/crashes, and the
+# output of each target to build/fuzz/logs.
 
-# Target, the most bytes of an input, and the runs of --full.
+# Target, the maximal length of an input in bytes, and the runs of --full.
 targets=(
     "numbers 48 15000000"
     "lists 48 2500000"
@@ -53,8 +53,8 @@ fuzz() {
     mkdir -p "${folders[0]}" "$build/crashes/$target"
     python3 -B tests/fuzz/corpus.py unpack "$target" "${folders[1]}"
     start=$SECONDS
-    # One thread for the networks. Standard output holds the library's lines on files that are missing.
-    # An input takes milliseconds; the limit of 300 s is for machines that are busy with other work.
+        # One thread for the networks. Standard output has the library's lines about missing files. An input
+    # takes milliseconds; the limit of 300 s is for machines that are busy with other work.
     OMP_NUM_THREADS=1 "$build/tests/fuzz/fuzz_$target" "$3" -max_len="$2" -timeout=300 \
         -report_slow_units=300 -rss_limit_mb=4096 -print_final_stats=1 \
         -artifact_prefix="$build/crashes/$target/" \

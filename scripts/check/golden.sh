@@ -37,8 +37,8 @@ if [ "$part" != kernels ]; then
     done
 fi
 
-# The only code that picks instructions at run time is OpenBLAS's: the same tests with each of its kernel
-# sets that this processor can run.
+# Only OpenBLAS selects instructions at run time: the same tests with each of its kernel sets that this
+# processor supports.
 if [ "$part" != compilers ]; then
     build dev zomu_tests zomu_golden_tests
     products="EveryKindNet.*:AnyNetwork.*:NetworkReference.*:ConvForward.*:FCLayerTest.*:ConvLayerTest.*"
@@ -50,7 +50,7 @@ if [ "$part" != compilers ]; then
             judge "$OPENBLAS_CORETYPE-products" build/dev/tests/zomu_tests --gtest_brief=1 \
                 --gtest_filter="$products"
         else
-            echo "left out: ${choice%:*}, which this processor cannot run"
+                        echo "left out: ${choice%:*}, which this processor does not support"
         fi
     done
 fi

@@ -1,28 +1,28 @@
 # Linters: clang-tidy over the library, the tools and the headers, pyflakes, ShellCheck.
 #
 #   scripts/check.sh lint         takes some minutes
-#   scripts/check.sh lint deep    cppcheck over the same, and GCC's analyser over what is in C
+#   scripts/check.sh lint deep    cppcheck over the same, and GCC's analyser over the sources in C
 case ${*:-quick} in
 quick)
     needs gate
     quietly build/logs/dev-configure.log cmake --preset dev --log-level=WARNING
-    # Half of a run is spent on headers of other libraries, again for each source: one process for each
-    # processor. The precompiled headers of the tests are GCC's, so that tests stay out.
+        # Half of the time goes to headers of other libraries, again for each source, so one process runs on
+    # each processor. The tests are left out because their precompiled headers are GCC's.
     mapfile -t sources < <(git ls-files 'src/*.cpp' 'tools/*.cpp' |
         grep -v '^tools/command_line/')
     printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 1 \
         clang-tidy --quiet -p build/dev --extra-arg=-Wno-unknown-warning-option 2>build/logs/tidy.log ||
-        fail "clang-tidy has found something."
+                fail "clang-tidy reports problems."
     clang-tidy --quiet include/zomu.hpp -- -x c++ -std=c++17 -Iinclude 2>>build/logs/tidy.log
-    echo "clang-tidy: nothing in ${#sources[@]} sources and the public headers"
+        echo "clang-tidy: no problems in ${#sources[@]} sources and the public headers"
 
     mapfile -t python < <(git ls-files '*.py'; git grep -lE '^#!.*python' -- training)
     pyflakes3 "${python[@]}"
-    echo "pyflakes: nothing in ${#python[@]} files"
+        echo "pyflakes: no problems in ${#python[@]} files"
 
     mapfile -t shell < <(git ls-files '*.sh' .ci/run)
     shellcheck --shell=bash --severity=warning --external-sources --source-path=SCRIPTDIR "${shell[@]}"
-    echo "ShellCheck: nothing in ${#shell[@]} files"
+        echo "ShellCheck: no problems in ${#shell[@]} files"
     ;;
 deep)
     needs demo cppcheck
@@ -33,11 +33,11 @@ deep)
         --suppressions-list="$left" -Iinclude)
     "${check[@]}" --language=c++ --std=c++20 -Isrc -Itools -Iexamples src tools
     "${check[@]}" --std=c11 -Iexamples examples include
-    echo "cppcheck: nothing left"
+        echo "cppcheck: no problems"
     for source in examples/*.c; do
         gcc -std=c11 -O2 -fanalyzer -Wall -Wextra -Werror -Iinclude -Iexamples -c "$source" -o /dev/null
     done
-    echo "gcc -fanalyzer: nothing left"
+        echo "gcc -fanalyzer: no problems"
     ;;
 *) wrong_usage ;;
 esac

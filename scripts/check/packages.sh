@@ -1,11 +1,11 @@
-# Builds the Debian packages; with "try", also uses them in a fresh Debian 12 of its own.
+# Builds the Debian packages; with "try", also uses them in a fresh Debian 12.
 #
 #   scripts/check.sh packages        the library, its development files, the tools, the Python package: in
 #                                    build/package/packages; prints their names and sizes
-#   scripts/check.sh packages try    then makes a system with debootstrap, as root, in build/package/root,
-#                                    installs them there and uses each as somebody new to them would: a
-#                                    project in C and C++ by CMake and by pkg-config, the example, the
-#                                    tools, Python. Shows every command with its output.
+#   scripts/check.sh packages try    then creates a system with debootstrap, as root, in build/package/root,
+#                                    installs them there and uses each as a new user would: a project in C
+#                                    and C++ with CMake and with pkg-config, the example, the tools,
+#                                    Python. Shows every command with its output.
 case ${*:-build} in
 build | try) ;;
 *) wrong_usage ;;
@@ -19,13 +19,13 @@ rm -rf build/package/packages/_CPack_Packages
 (cd build/package/packages && stat --printf='%n %s bytes\n' -- *.deb)
 [ $# -eq 1 ] || return 0
 
-[ "$(id -u)" -eq 0 ] || fail "Only root can make a system of its own."
+[ "$(id -u)" -eq 0 ] || fail "Only root can create a system with debootstrap."
 needs debootstrap
 root=$PWD/build/package/root
 if [ ! -e "$root/complete" ]; then
     rm -rf "$root"
     quietly build/logs/debootstrap.log debootstrap --variant=minbase bookworm "$root"
-    # The package sources of this machine, with whatever it takes to reach them, and no others.
+        # The package sources of this machine, with the settings to reach them, and no others.
     rm -f "$root/etc/apt/sources.list"
     cp -r /etc/apt/. "$root/etc/apt/"
     touch "$root/complete"

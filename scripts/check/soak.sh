@@ -1,9 +1,9 @@
-# Two contexts on two threads extract and compare without a pause: same bits, flat memory.
+# Two contexts on two threads extract and compare without a pause: same bits, constant memory use.
 #
-#   scripts/check.sh soak [MINUTES]    without a number: 15
+#   scripts/check.sh soak [MINUTES]    default: 15
 #
-# Every template must have the bits of the first one of its face, and the memory must stay as it is after
-# the first minute. Prints figures every minute and a verdict; exit status 1 where it fails.
+# Every template must have the bits of the first one of its face, and memory use must not grow after the
+# first minute. Prints figures every minute and a verdict; exit status 1 if it fails.
 minutes=${1:-15}
 if [ $# -gt 1 ] || ! [[ $minutes =~ ^[1-9][0-9]{0,5}$ ]]; then
     wrong_usage

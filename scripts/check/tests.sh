@@ -1,4 +1,4 @@
-# Builds, and runs tests: those of scripts/test.sh, or chosen ones.
+# Builds, and runs tests: those of scripts/test.sh, or selected ones.
 #
 #   scripts/check.sh tests [OPTION...]         options of CTest, such as -R HeadPose
 #   scripts/check.sh tests full [OPTION...]    the tests that scripts/test.sh leaves out, such as -L training

@@ -1,11 +1,11 @@
 # Builds for Windows with Debian's cross compiler, and runs the tests under Wine.
 #
-#   scripts/check.sh windows             builds ZOMU.dll, the tools and the tests, and tests
-#   scripts/check.sh windows --cached    the same where all libraries are in the cache; else says so and ends
-#   scripts/check.sh windows --time      builds, and prints the time of one extraction beside Linux
+#   scripts/check.sh windows             builds ZOMU.dll, the tools and the tests, and runs the tests
+#   scripts/check.sh windows --cached    the same if all libraries are in the cache; else says so and ends
+#   scripts/check.sh windows --time      builds, and prints the time of one extraction, also for Linux
 #
-# What it builds lies in build/windows, the libraries it needs in a cache folder; only the first run on a
-# machine has to make those, which takes some minutes. Ends with the numbers of tests.
+# Builds in build/windows, and the libraries that it needs in a cache folder. Only the first run on a
+# machine has to build those, which takes some minutes. The last line has the numbers of tests.
 mode=${1:-}
 if [ $# -gt 1 ] || ! [[ $mode =~ ^(|--cached|--time)$ ]]; then
     wrong_usage
@@ -19,20 +19,20 @@ else
     libraries=$(scripts/lib/windows-libraries.sh) || status=$?
 fi
 if [ "$status" -eq 3 ]; then
-    echo "Left out: the tests for Windows. scripts/check.sh windows makes the libraries that they need."
+        echo "Left out: the tests for Windows. scripts/check.sh windows builds the libraries that they need."
     exit 0
 fi
 [ "$status" -eq 0 ] || exit "$status"
 export ZOMU_WINDOWS_LIBRARIES=${libraries//$'\n'/;}
 
-# Wine with a prefix of its own, without windows and words, and with one server for all programs.
+# Wine with a prefix of its own, without windows and messages, and with one server for all programs.
 home=$PWD/build/windows
 export WINEPREFIX=$home/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml=" DISPLAY=
 wine=$(command -v wine64 || echo /usr/lib/wine/wine64)
 wineserver=$(command -v wineserver || echo /usr/lib/wine/wineserver)
 mkdir -p "$home"
 trap '"$wineserver" --kill || true' EXIT
-"$wineserver" --persistent || true # an earlier one may still be there
+"$wineserver" --persistent || true # an earlier one may still run
 "$wine" wineboot --init >"$home/wineboot.log" 2>&1
 
 build windows -DZOMU_BUILD_BENCH=ON
@@ -41,8 +41,8 @@ ls -l "$home/bin/ZOMU.dll"
 if [ "$mode" = --time ]; then
     build bench zomu_extraction_time zomu-model
     (temporary_model build/bench/tools "$home/time")
-    # Both systems take turns, so that a slow moment does not fall on one alone. Wine passes no TMP on
-    # from outside; a program that it starts may get one.
+        # Both systems take turns, so that a slow moment does not affect only one of them. Wine does not pass
+    # on TMP from its environment, but a program that it starts may set it.
     echo "Milliseconds of one extraction, the median of 100"
     for round in 1 2 3; do
         for threads in 1 2; do
@@ -55,8 +55,8 @@ if [ "$mode" = --time ]; then
     exit 0
 fi
 
-# A test that hangs is ended. Programs of GoogleTest say how many of their tests passed and failed; one
-# that says nothing of the kind, or fails without a failed test, is a test itself.
+# A test that hangs is ended. GoogleTest programs print how many of their tests passed and failed; a program
+# that does not, or that fails without a failed test, counts as one test.
 status=0
 ctest --preset windows --verbose --parallel "$(nproc)" --timeout 900 >"$home/ctest.log" 2>&1 || status=$?
 read -r passed failed < <(tr -d '\r' <"$home/ctest.log" | awk '

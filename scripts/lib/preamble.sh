@@ -1,4 +1,4 @@
-# What the scripts begin with. Sourced; the working directory is the root of the project afterwards.
+# The common start of the scripts. To be sourced; changes the working directory to the root of the project.
 set -euo pipefail
 shopt -s inherit_errexit
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -9,12 +9,12 @@ fail() {
     exit 1
 }
 
-# usage FILE: the comment at the top of a script tells how it is called.
+# usage FILE: prints the comment at the top of a script, which says how to call it.
 usage() {
     sed -n '/^#!/d; /^#/!q; s/^# \{0,1\}//p' "$1"
 }
 
-# wrong_usage [FILE]: without one, of the verb that calls it
+# wrong_usage [FILE]: default: the script that calls it
 wrong_usage() {
     usage "${1:-${BASH_SOURCE[1]}}" >&2
     exit 2
@@ -25,7 +25,7 @@ needs() {
     scripts/install-dependencies.sh "$@"
 }
 
-# quietly LOG COMMAND...: shows the log only where the command fails.
+# quietly LOG COMMAND...: shows the log only if the command fails.
 quietly() {
     local log=$1
     shift
@@ -36,8 +36,8 @@ quietly() {
     fi
 }
 
-# build PRESET [-DNAME=VALUE...] [TARGET...]: without targets, those of the build preset. A terminal sees
-# the progress, anybody else the log of a build that fails.
+# build PRESET [-DNAME=VALUE...] [TARGET...]: default: the targets of the build preset. Shows the progress on
+# a terminal; otherwise only the log of a build that fails.
 build() {
     local preset=$1 options=() targets=() started=$SECONDS word
     shift
@@ -59,15 +59,15 @@ build() {
     echo "Built: $preset, in $((SECONDS - started)) s"
 }
 
-# run_tests PRESET [OPTION...]: of CTest. Its last line has the numbers.
+# run_tests PRESET [OPTION...]: options of CTest. Its output ends with the numbers of tests.
 run_tests() {
     local preset=$1
     shift
     ctest --preset "$preset" --parallel "$(nproc)" --no-label-summary --progress "$@"
 }
 
-# temporary_model TOOLS FOLDER: makes FOLDER the temporary directory of what runs from here on, with a
-# model of random numbers, where the library looks for it.
+# temporary_model TOOLS FOLDER: makes FOLDER the temporary directory from here on, with a model of random
+# numbers where the library looks for it.
 temporary_model() {
     export TMPDIR=$2
     local model="$2/~zvplugintmp~"
