@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Shows the library at work: builds it, unpacks the demonstration model, scores the sample face against
-# changed copies of itself and against people who do not exist, and these against each other. All it
-# leaves lies in build/demo/; a second run is quick.
+# Demonstrates the library: builds it, unpacks the demonstration model, scores the sample face against
+# changed copies of itself and against people who do not exist, and these against each other. All of its
+# files are in build/demo/; a second run is quick.
 #
-#   scripts/demo.sh [--model DIR]    with another model folder than the demonstration model
+#   scripts/demo.sh [--model DIR]    with the model folder DIR instead of the demonstration model
 set -euo pipefail
 export LC_ALL=C # numbers with a point, in every tool and in printf
 cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
@@ -30,8 +30,7 @@ if [ ${#temporary} -gt 200 ]; then
 fi
 mkdir -p "$temporary"
 
-# A build folder of its own, with every option that matters: no other build can get in its way, and it
-# gets in no other's.
+# A build folder of its own, with every option that matters: it does not conflict with any other build.
 echo "Building the library and the tools in build/demo/build ..."
 build=build/demo/build
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DZOMU_BUILD_TOOLS=ON -DZOMU_BUILD_TESTS=OFF \
@@ -40,7 +39,7 @@ targets=(compare_faces zomu-inspect zomu-model zomu-scores zomu-variants)
 if [ -t 1 ]; then
     cmake --build "$build" --target "${targets[@]}"
 else
-    # One line for every tenth of the steps, and whatever the compiler has to say.
+        # One line for every tenth of the steps, and all messages of the compiler.
     cmake --build "$build" --target "${targets[@]}" | awk -F '[][/]' '
         /^\[[0-9]+\/[0-9]+\]/ {
             if (10 * $2 / $3 >= next_tenth + 1) {
@@ -55,7 +54,7 @@ fi
 tools=$build/tools
 compare=$build/examples/compare_faces
 
-# From here on every program has its temporary files in build/, the library its model among them.
+# From here on the temporary files of every program are in build/, including the library's model.
 export TMPDIR=$temporary
 model="$temporary/~zvplugintmp~"
 pack=models/rendered-people.pack
@@ -102,7 +101,7 @@ row mirrored.png "$changed/mirrored.png" "$changed/mirrored.csv" "left and right
 other=examples/data/people/photos/90006/00
 row 90006/00.jpg "$other.jpg" "$other.csv" "another face, drawn by a program"
 
-# People whom no training of ours has seen, and the portrait before them.
+# People who were not used in training, and the portrait before them.
 printf '\nScoring all pairs of the portrait and 48 pictures of 12 rendered people ...\n'
 {
     echo person,photo,landmarks
@@ -148,14 +147,14 @@ awk -F , '
 if [ -n "$own_model" ]; then
     printf '\nThe scores are those of your model: %s\n' "$own_model"
 else
-    # Which score one of 1,000 pairs of different rendered people reaches, as it was measured on the model.
+        # The score that one in 1,000 pairs of different rendered people reaches, as measured with this model.
     limit=$(awk -F '[:,]' '/"threshold at 0.1 % false matches"/ { printf "%.4f", $2 }' \
         models/rendered-people.json)
     cat <<TEXT
 
-Of 1,000 pairs of different rendered people one scores $limit or more, as it was measured on 1,000
-others. The model was trained on drawn heads and has never seen a photograph. It tells rendered people
-apart; it identifies no real person, and says nothing about how well another model would do.
+One in 1,000 pairs of different rendered people scores $limit or more, as measured on 1,000 other people.
+The model was trained on drawn heads and has never seen a photograph. It tells rendered people apart. It
+cannot identify real people, and says nothing about how well another model would do.
 TEXT
 fi
 cat <<TEXT

@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Installs the Debian packages of a group, and those that are named besides. Quick and silent when all
-# of them are there; otherwise it says what it installs and how far it is.
+# Installs the Debian packages of groups, and single packages. Quick and silent if all of them are
+# installed; otherwise it prints what it installs and its progress.
 #
-#   scripts/install-dependencies.sh [GROUP | PACKAGE]...    without any: demo
+#   scripts/install-dependencies.sh [GROUP | PACKAGE]...    default: demo
 #
 #   demo         what the library, the tools, the examples and scripts/demo.sh need
-#   tests        besides, what scripts/test.sh needs
-#   gate         besides, what .ci/run needs: linters, sanitizers, counts of instructions
-#   developers   everything that some verb of scripts/check.sh needs: browser, PyTorch, site, Windows
+#   tests        also what scripts/test.sh needs
+#   gate         also what .ci/run needs: linters, sanitizers, counts of instructions
+#   developers   everything that the verbs of scripts/check.sh need: browser, PyTorch, site, Windows
 set -euo pipefail
 
 demo=(
@@ -19,7 +19,7 @@ demo=(
 tests=(
     "${demo[@]}"
     libgtest-dev locales
-    libopenblas0-pthread # the BLAS of a host that the library is tested beside
+        libopenblas0-pthread # the BLAS of a host in the tests
     make                 # the generator of a project that uses an installed library
     mypy                 # the types of the Python package
 )
@@ -39,7 +39,7 @@ windows=(
     libz-mingw-w64-dev         # for libpng
     wine64
     dpkg-dev                   # unpacks source packages
-    googletest                 # the sources behind libgtest-dev
+        googletest                 # the sources of libgtest-dev
 )
 # shellcheck disable=SC2034 # the groups are used by their names
 developers=(
@@ -77,7 +77,7 @@ fi
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 
-# Passes on apt's own count and size of what comes, and each tenth of the way.
+# Prints apt's own number and size of the packages, and each tenth of the progress.
 show_progress() {
     local line kind='' step shown=-1
     while IFS= read -r line; do

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Cross-builds the static libraries of the Windows build from Debian's own source packages, in the
-# versions that are installed here, each once, into a cache folder that outlives the build:
-# ${XDG_CACHE_HOME:-$HOME/.cache}/zomu. Prints one folder a line; progress goes to standard error.
+# versions that are installed here. Each is built once, in a cache folder that outlives the build:
+# ${XDG_CACHE_HOME:-$HOME/.cache}/zomu. Prints one folder per line; progress goes to standard error.
 #
-#   scripts/lib/windows-libraries.sh             builds those that the cache lacks
-#   scripts/lib/windows-libraries.sh --cached    builds none: exit status 3 where the cache lacks one
+#   scripts/lib/windows-libraries.sh             builds those that are not in the cache
+#   scripts/lib/windows-libraries.sh --cached    builds none: exit status 3 if one is not in the cache
 set -euo pipefail
 shopt -s inherit_errexit
 
@@ -20,8 +20,8 @@ trap 'rm -rf "$work"' EXIT
 triplet=x86_64-w64-mingw32
 jobs=2
 
-# The compiler calls itself "12-posix", which OpenBLAS's makefiles take for a version below 4.6 and
-# leave out everything for AVX2. Under its plain name it gives a number alone.
+# The compiler reports its version as "12-posix". OpenBLAS's makefiles take that for a version below 4.6
+# and leave out everything for AVX2. Under its plain name, this wrapper reports the number alone.
 mkdir "$work/bin"
 cat >"$work/bin/$triplet-gcc" <<WRAPPER
 #!/bin/sh
@@ -37,7 +37,7 @@ for tool in g++ ar ranlib; do
 done
 export PATH=$work/bin:$PATH
 
-# quietly COMMAND...: shows what the command said only where it fails.
+# quietly COMMAND...: shows the output of the command only if it fails.
 quietly() {
     if ! "$@" >"$work/log" 2>&1; then
         tail --lines=60 "$work/log" >&2
@@ -46,7 +46,7 @@ quietly() {
     fi
 }
 
-# upstream_version PACKAGE: of an installed package, without epoch and the distribution's revision.
+# upstream_version PACKAGE: the version of an installed package, without epoch and Debian revision.
 upstream_version() {
     local version
     version=$(dpkg-query --show --showformat='${source:Version}' "$1")
@@ -54,8 +54,8 @@ upstream_version() {
     echo "${version%-*}"
 }
 
-# apt-get and apt-cache with a configuration of their own: this machine's sources, asked for source
-# packages instead of binary ones. The machine's configuration stays as it is.
+# apt-get and apt-cache with a configuration of their own: this machine's package sources, but for source
+# packages instead of binary ones. The machine's configuration does not change.
 private_apt() {
     local program=$1
     shift
@@ -83,7 +83,7 @@ read_source_lists() {
 }
 
 # fetch SOURCE VERSION: unpacks a source package of this upstream version into $work/SOURCE, with the
-# distribution's latest changes to it that can be had. A mirror may lack a part of a package.
+# latest available changes of the distribution. A mirror may lack a part of a package.
 fetch() {
     local revision
     [ -d "$work/apt" ] || read_source_lists
@@ -104,20 +104,20 @@ fetch() {
     if [ ! -d "$work/$1" ]; then
         if [ ! -d "$work/$1-unchanged" ]; then
             cat "$work/log" >&2
-            echo "No source package $1 $2 can be had. Are this machine's packages up to date?" >&2
+                        echo "There is no source package $1 $2. Are this machine's packages up to date?" >&2
             exit 1
         fi
-        echo "$1 $2: without the distribution's changes, which could not be had" >&2
+                echo "$1 $2: without the distribution's changes, which are not available" >&2
         mv "$work/$1-unchanged" "$work/$1"
     fi
     rm -rf "$work/fetched" "$work/$1-unchanged"
     cd "$work/$1"
 }
 
-# OpenBLAS with kernels for two kinds of processor (any x86-64, and those with AVX2), whose header stands
-# beside the archive: the distribution's names a type of Linux. NUM_THREADS is the most threads
-# that may multiply at once without a warning; left out it is the number of this machine's cores. The
-# target `netlib` adds LAPACK, which the distribution's makefile takes from Linux: it stays out.
+# OpenBLAS with kernels for two kinds of processors: any x86-64, and those with AVX2. It is installed with
+# its own header, since the distribution's uses a type of Linux. NUM_THREADS is the maximal number of
+# threads that may multiply at once without a warning; its default is the number of this machine's cores.
+# The target `netlib` adds LAPACK, which the distribution's makefile takes from Linux, so it is left out.
 build_openblas() { # PREFIX VERSION
     fetch openblas "$2"
     quietly make --jobs=$jobs CC=$triplet-gcc AR=$triplet-ar RANLIB=$triplet-ranlib HOSTCC=gcc \
@@ -141,7 +141,7 @@ build_libpng() {
         install-header-links install-library-links
 }
 
-# Without its assembler, which gives the same pixels faster.
+# Without its assembler code, which is faster but gives the same pixels.
 build_libjpeg_turbo() {
     fetch libjpeg-turbo "$2"
     quietly cmake -S . -B cross -G Ninja -DCMAKE_SYSTEM_NAME=Windows -DCMAKE_SYSTEM_PROCESSOR=x86_64 \
@@ -163,9 +163,9 @@ build_pixman() {
     quietly make install-pkgconfigDATA
 }
 
-# Pictures in memory and the system's own fonts, and nothing else. The distribution's changes are newer
-# than the makefiles, which need not be made again for them. The header takes the functions for those of
-# a DLL unless it is told, and the libraries behind it have to be named.
+# Only pictures in memory and the system's own fonts. The distribution's changes are newer than the
+# makefiles, which need not be regenerated for them. By default the header declares the functions as those
+# of a DLL, and the .pc file does not list all libraries that are needed.
 build_cairo() {
     fetch cairo "$2"
     export PKG_CONFIG_LIBDIR=$pixman/lib/pkgconfig
@@ -186,20 +186,20 @@ build_googletest() {
     quietly cmake --build "$work/googletest" --parallel $jobs --target install
 }
 
-# Headers alone, which need a folder of their own: beside them lie the headers of Linux.
+# Only headers. They need a folder of their own, since their original folder also has the headers of Linux.
 build_cli11() {
     mkdir -p "$1"/{include,share/cmake}
     cp -r /usr/include/CLI "$1/include/"
     cp -r /usr/share/cmake/CLI11 "$1/share/cmake/"
 }
 
-# library NAME VERSION [FLAGS]: builds it where the cache lacks it, and prints its folder. A folder gets
-# its name when it is complete.
+# library NAME VERSION [FLAGS]: builds the library if it is not in the cache, and prints its folder. A
+# folder gets its final name when it is complete.
 library() {
     local prefix=$cache/$1-$2${3:+-$3}
     if [ ! -d "$prefix" ]; then
         if [ -n "$only_cached" ]; then
-            echo "The cache lacks $(basename "$prefix")." >&2
+                        echo "$(basename "$prefix") is not in the cache." >&2
             exit 3
         fi
         echo "Building $(basename "$prefix") ..." >&2
