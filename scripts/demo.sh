@@ -39,7 +39,7 @@ targets=(compare_faces zomu-inspect zomu-model zomu-scores zomu-variants)
 if [ -t 1 ]; then
     cmake --build "$build" --target "${targets[@]}"
 else
-        # One line for every tenth of the steps, and all messages of the compiler.
+    # One line for every tenth of the steps, and all messages of the compiler.
     cmake --build "$build" --target "${targets[@]}" | awk -F '[][/]' '
         /^\[[0-9]+\/[0-9]+\]/ {
             if (10 * $2 / $3 >= next_tenth + 1) {
@@ -147,7 +147,7 @@ awk -F , '
 if [ -n "$own_model" ]; then
     printf '\nThe scores are those of your model: %s\n' "$own_model"
 else
-        # The score that one in 1,000 pairs of different rendered people reaches, as measured with this model.
+    # The score that one in 1,000 pairs of different rendered people reaches, as measured with this model.
     limit=$(awk -F '[:,]' '/"threshold at 0.1 % false matches"/ { printf "%.4f", $2 }' \
         models/rendered-people.json)
     cat <<TEXT

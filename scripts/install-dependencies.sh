@@ -19,7 +19,7 @@ demo=(
 tests=(
     "${demo[@]}"
     libgtest-dev locales
-        libopenblas0-pthread # the BLAS of a host in the tests
+    libopenblas0-pthread # the BLAS of a host in the tests
     make                 # the generator of a project that uses an installed library
     mypy                 # the types of the Python package
 )
@@ -39,7 +39,7 @@ windows=(
     libz-mingw-w64-dev         # for libpng
     wine64
     dpkg-dev                   # unpacks source packages
-        googletest                 # the sources of libgtest-dev
+    googletest                 # the sources of libgtest-dev
 )
 # shellcheck disable=SC2034 # the groups are used by their names
 developers=(

@@ -2,7 +2,7 @@
 #
 #   scripts/check.sh coverage [FOLDER...]    folders of src/ to print; default: all
 #
-# Prints a table by file, then each line that no test ran. Branches that only an exception takes are left out.
+# Prints a table by file, then each line that no test ran. Branches of exceptions are left out.
 needs tests gcovr
 build coverage zomu_tests zomu_golden_tests
 find build/coverage -name '*.gcda' -delete

@@ -53,7 +53,7 @@ fuzz() {
     mkdir -p "${folders[0]}" "$build/crashes/$target"
     python3 -B tests/fuzz/corpus.py unpack "$target" "${folders[1]}"
     start=$SECONDS
-        # One thread for the networks. Standard output has the library's lines about missing files. An input
+    # One thread for the networks. Standard output has the library's lines about missing files. An input
     # takes milliseconds; the limit of 300 s is for machines that are busy with other work.
     OMP_NUM_THREADS=1 "$build/tests/fuzz/fuzz_$target" "$3" -max_len="$2" -timeout=300 \
         -report_slow_units=300 -rss_limit_mb=4096 -print_final_stats=1 \

@@ -50,7 +50,7 @@ if [ "$part" != compilers ]; then
             judge "$OPENBLAS_CORETYPE-products" build/dev/tests/zomu_tests --gtest_brief=1 \
                 --gtest_filter="$products"
         else
-                        echo "left out: ${choice%:*}, which this processor does not support"
+            echo "left out: ${choice%:*}, which this processor does not support"
         fi
     done
 fi

@@ -6,23 +6,23 @@ case ${*:-quick} in
 quick)
     needs gate
     quietly build/logs/dev-configure.log cmake --preset dev --log-level=WARNING
-        # Half of the time goes to headers of other libraries, again for each source, so one process runs on
+    # Half of the time goes to headers of other libraries, again for each source, so one process runs on
     # each processor. The tests are left out because their precompiled headers are GCC's.
     mapfile -t sources < <(git ls-files 'src/*.cpp' 'tools/*.cpp' |
         grep -v '^tools/command_line/')
     printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 1 \
         clang-tidy --quiet -p build/dev --extra-arg=-Wno-unknown-warning-option 2>build/logs/tidy.log ||
-                fail "clang-tidy reports problems."
+        fail "clang-tidy reports problems."
     clang-tidy --quiet include/zomu.hpp -- -x c++ -std=c++17 -Iinclude 2>>build/logs/tidy.log
-        echo "clang-tidy: no problems in ${#sources[@]} sources and the public headers"
+    echo "clang-tidy: no problems in ${#sources[@]} sources and the public headers"
 
     mapfile -t python < <(git ls-files '*.py'; git grep -lE '^#!.*python' -- training)
     pyflakes3 "${python[@]}"
-        echo "pyflakes: no problems in ${#python[@]} files"
+    echo "pyflakes: no problems in ${#python[@]} files"
 
     mapfile -t shell < <(git ls-files '*.sh' .ci/run)
     shellcheck --shell=bash --severity=warning --external-sources --source-path=SCRIPTDIR "${shell[@]}"
-        echo "ShellCheck: no problems in ${#shell[@]} files"
+    echo "ShellCheck: no problems in ${#shell[@]} files"
     ;;
 deep)
     needs demo cppcheck
@@ -33,11 +33,11 @@ deep)
         --suppressions-list="$left" -Iinclude)
     "${check[@]}" --language=c++ --std=c++20 -Isrc -Itools -Iexamples src tools
     "${check[@]}" --std=c11 -Iexamples examples include
-        echo "cppcheck: no problems"
+    echo "cppcheck: no problems"
     for source in examples/*.c; do
         gcc -std=c11 -O2 -fanalyzer -Wall -Wextra -Werror -Iinclude -Iexamples -c "$source" -o /dev/null
     done
-        echo "gcc -fanalyzer: no problems"
+    echo "gcc -fanalyzer: no problems"
     ;;
 *) wrong_usage ;;
 esac

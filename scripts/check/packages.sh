@@ -25,7 +25,7 @@ root=$PWD/build/package/root
 if [ ! -e "$root/complete" ]; then
     rm -rf "$root"
     quietly build/logs/debootstrap.log debootstrap --variant=minbase bookworm "$root"
-        # The package sources of this machine, with the settings to reach them, and no others.
+    # The package sources of this machine, with the settings to reach them, and no others.
     rm -f "$root/etc/apt/sources.list"
     cp -r /etc/apt/. "$root/etc/apt/"
     touch "$root/complete"

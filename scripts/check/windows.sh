@@ -19,7 +19,7 @@ else
     libraries=$(scripts/lib/windows-libraries.sh) || status=$?
 fi
 if [ "$status" -eq 3 ]; then
-        echo "Left out: the tests for Windows. scripts/check.sh windows builds the libraries that they need."
+    echo "Left out: the tests for Windows. scripts/check.sh windows builds the libraries that they need."
     exit 0
 fi
 [ "$status" -eq 0 ] || exit "$status"
@@ -41,7 +41,7 @@ ls -l "$home/bin/ZOMU.dll"
 if [ "$mode" = --time ]; then
     build bench zomu_extraction_time zomu-model
     (temporary_model build/bench/tools "$home/time")
-        # Both systems take turns, so that a slow moment does not affect only one of them. Wine does not pass
+    # Both systems take turns, so that a slow moment does not affect only one of them. Wine does not pass
     # on TMP from its environment, but a program that it starts may set it.
     echo "Milliseconds of one extraction, the median of 100"
     for round in 1 2 3; do

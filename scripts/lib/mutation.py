@@ -1,13 +1,13 @@
-"""The mutation check behind scripts/check.sh mutate.
+"""The mutation check of scripts/check.sh mutate.
 
 A mutant is the source tree with one token changed. Each worker has a copy of the tree, in which it
-builds the tests again for every mutant and runs them: the suites of the changed folder first
+rebuilds the tests for every mutant and runs them: first the suites of the changed folder
 (tests/<folder>/), then the golden test, the other unit tests, the library tests, and the tests of the
-tools. A mutant is caught when a program fails, crashes or does not end. Mutants that do not compile are
-no mutants; others are drawn in their place.
+tools. A mutant is caught if a program fails, crashes or does not end. Mutants that do not compile do not
+count; others are drawn instead.
 
---replay takes what an earlier run printed or recorded, finds each of its mutants in the sources of
-today, by the text of the line, and says which verdicts have changed.
+--replay reads what an earlier run printed or recorded, finds each of its mutants in today's sources, by
+the text of the line, and prints which verdicts have changed.
 """
 
 import argparse
@@ -27,15 +27,15 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 WORK = ROOT / "build" / "mutation"
 SOURCES = {}  # by name, as they were when the check began
 
-# What a token may turn into. Binary operators stand between blanks, so that templates, pointers and
-# signs are left alone.
+# What may replace a token. Binary operators have blanks on both sides, so that templates, pointers and
+# signs are not changed.
 COMPARISONS = {"<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="], ">=": [">", "<"],
                "==": ["!="], "!=": ["=="]}
 OPERATORS = {"+": ["-"], "-": ["+"], "*": ["/"], "/": ["*"], "%": ["*"], "+=": ["-="],
              "-=": ["+="], "*=": ["/="], "&&": ["||"], "||": ["&&"]}
 UNARY = {"++": ["--"], "--": ["++"], "!": [""], "-": [""], "true": ["false"], "false": ["true"]}
 
-HIDDEN = re.compile(  # comments, texts, directives and assertions hold nothing to change
+HIDDEN = re.compile(  # comments, strings, directives and assertions are not changed
     r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\'|^[ \t]*#(?:\\\n|[^\n])*'
     r'|\b(?:static_)?assert\([^;]*;', re.DOTALL | re.MULTILINE)
 BINARY = re.compile(r"(?<= )(<=|>=|==|!=|\+=|-=|\*=|&&|\|\||[<>+\-*/%])(?= |\n)")
@@ -73,7 +73,7 @@ def mutants_of(path):
 
 
 def draw(seed, only):
-    """All mutants in a random order in which the three kinds take turns."""
+    """All mutants in a random order, in which the three kinds alternate."""
     sources = sorted(p for p in (ROOT / "src").rglob("*") if p.suffix in (".cpp", ".h"))
     everything = [m for p in sources if p.match(only) for m in mutants_of(p)]
     shuffler = random.Random(seed)
@@ -89,7 +89,7 @@ def draw(seed, only):
 
 
 class Worker:
-    """A copy of the tree with a build of its own."""
+    """A copy of the tree with its own build."""
 
     def __init__(self, number):
         self.tree = WORK / f"tree{number}"
@@ -110,7 +110,7 @@ class Worker:
                 shutil.copymode(source, copy)
 
     def prepare(self):
-        """Builds the unchanged tree, and measures what its tests take; False where they fail."""
+        """Builds the unchanged tree, and measures how long its tests take; False if they fail."""
         if not self.call(["cmake", "-G", "Ninja", "-S", self.tree, "-B", self.build_folder,
                           "-DCMAKE_BUILD_TYPE=None", "-DCMAKE_CXX_FLAGS=-O1",
                           "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST",
@@ -139,19 +139,19 @@ class Worker:
             started = time.monotonic()
             if self.fails(stage, 3600):
                 return False
-            # A mutant that runs on and on is given up; a machine may be busy with something else.
+            # A mutant that does not end is stopped; the limit allows for a busy machine.
             limit = 30 + 5 * (time.monotonic() - started)
             self.limits[stage[0]] = max(limit, self.limits.get(stage[0], 0))
         return True
 
     def call(self, command, timeout):
-        """True where the command ends with status 0."""
+        """True if the command ends with status 0."""
         limit = 12 << 30  # a mutant may allocate without end
         try:
             return subprocess.run(
                 [str(part) for part in command], timeout=timeout, stdout=subprocess.DEVNULL,
                 stderr=subprocess.DEVNULL,
-                # Passive: teams that wait do not take the processor from the other workers.
+                # Passive: teams that wait do not occupy the processors of other workers.
                 env={"OMP_WAIT_POLICY": "passive", **os.environ, "TMPDIR": str(self.scratch)},
                 preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (limit, limit)),
             ).returncode == 0
@@ -187,7 +187,7 @@ class Worker:
              f"--gtest_filter={only}"], timeout)
 
     def judge(self, mutant):
-        """'no mutant', None for a survivor, or who caught it."""
+        """'no mutant', None for a survivor, or the stage that caught it."""
         _, name, offset, old, new = mutant
         changed = self.tree / name
         text = SOURCES[name]
@@ -217,8 +217,8 @@ def describe(mutant):
 
 
 def judge_all(workers, mutants, report):
-    """Verdicts in the order of `mutants`. Those of one file follow each other on one worker: what the
-    one before changed is compiled again together with the next."""
+    """Verdicts in the order of `mutants`. Mutants of one file follow each other on one worker: what the
+    last one changed is recompiled together with the next."""
     files = {}
     for position, mutant in enumerate(mutants):
         files.setdefault(mutant[1], []).append(position)
@@ -234,7 +234,7 @@ def judge_all(workers, mutants, report):
                     if not waiting:
                         return
                     mine = waiting.pop()
-                    # The rest of a long file goes to the next who has nothing to do.
+                    # The rest of a long file goes to the next idle worker.
                     share = max(5, len(mutants) // (8 * len(workers)))
                     if len(mine) > share:
                         waiting.append(mine[share:])
@@ -325,8 +325,8 @@ def read_earlier(path):
 
 
 def find_again(earlier):
-    """For each earlier mutant that of today, or None: the same line in a file of the same name, the
-    nearest where there are several; else the only such line in any file."""
+    """Today's mutant for each earlier one, or None: the same line in a file of the same name, the
+    nearest if there are several; otherwise the only such line in any file."""
     lines = {}  # stripped text -> (file, line number, offset of its first character)
     for path in sorted(p for p in (ROOT / "src").rglob("*") if p.suffix in (".cpp", ".h")):
         name = str(path.relative_to(ROOT))
@@ -352,7 +352,7 @@ def find_again(earlier):
 
 
 def replay(workers, earlier, mutants, record):
-    """Judges earlier mutants again, and prints what has become of them."""
+    """Judges earlier mutants again, and prints how their verdicts have changed."""
     kept = [(was, mutant) for (was, *_), mutant in zip(earlier, mutants) if mutant]
 
     def report(position, mutant, verdict, seconds):
@@ -369,7 +369,7 @@ def replay(workers, earlier, mutants, record):
         groups.setdefault(key, []).append(mutant)
     print(f"\nearlier mutants: {len(earlier)}")
     gone = [entry for entry, mutant in zip(earlier, mutants) if not mutant]
-    print(f"gone, their line is no more: {len(gone)} (of which caught before: "
+    print(f"gone, their line no longer exists: {len(gone)} (of which caught before: "
           f"{sum(entry[0] for entry in gone)})")
     for key in ("caught before, caught now", "survived before, caught now",
                 "survived before, survive now", "no longer compile", "caught before, survive now"):
@@ -381,12 +381,12 @@ def replay(workers, earlier, mutants, record):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("--count", type=int, default=330, help="mutants that compile (%(default)s)")
-    parser.add_argument("--seed", type=int, default=1, help="which ones are drawn (%(default)s)")
+    parser.add_argument("--seed", type=int, default=1, help="seed of the random choice (%(default)s)")
     parser.add_argument("--only", default="src/*/*", help="pattern of source files (%(default)s)")
     parser.add_argument("--workers", type=int, default=os.cpu_count(), help="copies of the tree")
-    parser.add_argument("--record", metavar="FILE", help="where each verdict goes, a line of JSON each")
+    parser.add_argument("--record", metavar="FILE", help="write each verdict here, one line of JSON each")
     parser.add_argument("--replay", metavar="FILE",
-                        help="what an earlier run printed or recorded: judge its mutants again")
+                        help="judge the mutants of an earlier run again; its output or its --record file")
     arguments = parser.parse_args()
 
     if arguments.replay:

@@ -104,10 +104,10 @@ fetch() {
     if [ ! -d "$work/$1" ]; then
         if [ ! -d "$work/$1-unchanged" ]; then
             cat "$work/log" >&2
-                        echo "There is no source package $1 $2. Are this machine's packages up to date?" >&2
+            echo "There is no source package $1 $2. Are this machine's packages up to date?" >&2
             exit 1
         fi
-                echo "$1 $2: without the distribution's changes, which are not available" >&2
+        echo "$1 $2: without the distribution's changes, which are not available" >&2
         mv "$work/$1-unchanged" "$work/$1"
     fi
     rm -rf "$work/fetched" "$work/$1-unchanged"
@@ -199,7 +199,7 @@ library() {
     local prefix=$cache/$1-$2${3:+-$3}
     if [ ! -d "$prefix" ]; then
         if [ -n "$only_cached" ]; then
-                        echo "$(basename "$prefix") is not in the cache." >&2
+            echo "$(basename "$prefix") is not in the cache." >&2
             exit 3
         fi
         echo "Building $(basename "$prefix") ..." >&2
