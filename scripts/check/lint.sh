@@ -31,11 +31,11 @@ deep)
     grep --invert-match '^#' .cppcheck >"$left"
     check=(cppcheck --quiet -j "$(nproc)" --error-exitcode=1 "--enable=warning,performance,portability"
         --suppressions-list="$left" -Iinclude)
-    "${check[@]}" --language=c++ --std=c++20 -Isrc -Itools -Iexamples src tools
-    "${check[@]}" --std=c11 -Iexamples examples include
+    "${check[@]}" --language=c++ --std=c++20 -Isrc -Itools -Ipictures src tools
+    "${check[@]}" --std=c11 -Ipictures examples pictures include
     echo "cppcheck: no problems"
-    for source in examples/*.c; do
-        gcc -std=c11 -O2 -fanalyzer -Wall -Wextra -Werror -Iinclude -Iexamples -c "$source" -o /dev/null
+    for source in examples/*.c pictures/*.c; do
+        gcc -std=c11 -O2 -fanalyzer -Wall -Wextra -Werror -Iinclude -Ipictures -c "$source" -o /dev/null
     done
     echo "gcc -fanalyzer: no problems"
     ;;

@@ -117,7 +117,8 @@ std::int64_t extent(std::int64_t begin, std::int64_t end) {
 
 void maxPoolForward(const Matrix& images, Matrix& target, const PoolGeometry& pool) {
     const PoolShape shape = poolShape(images, target, pool);
-    // Such a target is smaller than the images. If it were the images, poolShape would have refused it.
+    // Such a target is smaller than the images. If it were the images, poolShape would have refused
+    // it.
     if (pool.sizeX == 2 && pool.stride == 2 && pool.start == 0 && pool.outputsX > 0 &&
         2 * pool.outputsX <= shape.side) {
         target.resize(images.numRows, shape.columns);

@@ -54,7 +54,8 @@ void build(ConvNet& net, const NetDescription& description, const std::string& f
             const std::ptrdiff_t index = indexOfName(names, inputName);
             // Inputs come earlier in the list, which rules out cycles.
             if (index < 0 || index >= i) {
-                throw BuildError{"Unknown input " + inputName + " of layer " + name};
+                throw BuildError{
+                    std::string("Unknown input ").append(inputName).append(" of layer ") + name};
             }
             layer.prev.push_back(net.layers[static_cast<std::size_t>(index)].get());
         }
