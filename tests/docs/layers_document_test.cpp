@@ -17,8 +17,6 @@
 
 namespace {
 
-using Keywords = std::vector<std::string>;
-
 const std::string kDocuments = std::string(ZOMU_PROJECT_FOLDER) + "/docs/";
 
 std::string contentsOf(const std::string& path) {
@@ -49,20 +47,12 @@ std::vector<Row> rowsOf(const std::string& key) {
 }
 
 template <typename Kind, std::size_t count>
-Keywords keywordsOf(const Kind (&kinds)[count]) {
-    Keywords keywords;
-    for (const Kind& kind : kinds) {
-        keywords.emplace_back(kind.keyword);
+void expectRows(const std::string& key, const Kind (&kinds)[count]) {
+    const std::vector<Row> rows = rowsOf(key);
+    ASSERT_EQ(rows.size(), count) << key;
+    for (std::size_t n = 0; n < count; ++n) {
+        EXPECT_EQ(rows[n].keyword, kinds[n].keyword);
     }
-    return keywords;
-}
-
-Keywords documentedFor(const std::string& key) {
-    Keywords keywords;
-    for (const Row& row : rowsOf(key)) {
-        keywords.push_back(row.keyword);
-    }
-    return keywords;
 }
 
 // A test selects a keyword in a description (`type=conv\n`) or hands it over (`"relu"`).
@@ -85,16 +75,10 @@ void expectTestsFor(const std::string& key) {
 
 }  // namespace
 
-TEST(LayersDocument, hasARowForEachLayerInTheOrderOfTheFactory) {
-    EXPECT_EQ(documentedFor("type"), keywordsOf(kLayerKinds));
-}
-
-TEST(LayersDocument, hasARowForEachPool) {
-    EXPECT_EQ(documentedFor("pool"), keywordsOf(kPoolKinds));
-}
-
-TEST(LayersDocument, hasARowForEachNeuron) {
-    EXPECT_EQ(documentedFor("neuron"), keywordsOf(kNeuronKinds));
+TEST(LayersDocument, hasARowForEachLayerPoolAndNeuronInTheOrderOfTheFactory) {
+    expectRows("type", kLayerKinds);
+    expectRows("pool", kPoolKinds);
+    expectRows("neuron", kNeuronKinds);
 }
 
 TEST(LayersDocument, namesTestsThatSelectEachKeyword) {

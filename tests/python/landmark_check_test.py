@@ -105,13 +105,9 @@ class LandmarkCheckTest(unittest.TestCase):
                 moved = dict(zip(numbers, places[shift:] + places[:shift]))
                 self.assertRegex(zomu.check_landmarks(moved), "is the order another one")
             dice.shuffle(places)
-            self.assertRegex(
-                zomu.check_landmarks(dict(zip(numbers, places))), "most of all landmark"
-            )
+            self.assertRegex(zomu.check_landmarks(dict(zip(numbers, places))), "most of all landmark")
         places = list(self.portrait.values())
-        self.assert_doubted(
-            dict(zip(self.portrait, places[3:] + places[:3])), "miss the head model"
-        )
+        self.assert_doubted(dict(zip(self.portrait, places[3:] + places[:3])), "miss the head model")
 
     def test_points_at_one_place_are_seen(self) -> None:
         self.assert_doubted(dict.fromkeys(self.portrait, (5.0, 5.0)), "at one place")

@@ -83,26 +83,19 @@ class LoadingTest(unittest.TestCase):
     def test_unusable_weights_are_an_error(self) -> None:
         model = linked_model(self.folder / "model", leave_out="1-1-1")
         (model / "1-1-1").write_bytes(bytes(3080))
-        self.assert_refuses(
-            f"extract(zomu.Context({str(model)!r}))", "ModelError", "no template", str(model)
-        )
+        self.assert_refuses(f"extract(zomu.Context({str(model)!r}))", "ModelError", "no template", str(model))
 
     def test_a_process_has_one_model(self) -> None:
         model = linked_model(self.folder / "model")
         self.assert_refuses(
-            f"zomu.Context({str(model)!r})\nzomu.load({str(self.folder)!r})",
-            "ModelError",
-            str(model),
-            "one model",
+            f"zomu.Context({str(model)!r})\nzomu.load({str(self.folder)!r})", "ModelError", str(model), "one model"
         )
 
     def test_without_a_library_it_says_what_to_do(self) -> None:
         words = ("cannot be loaded", "cmake --install", "ZOMU_LIBRARY", "library=FILE")
         self.assert_refuses("zomu.Context()", "LibraryError", *words, ZOMU_LIBRARY="/no/libZOMU.so")
         self.assert_refuses("zomu.Context()", "LibraryError", "libZOMU.so.0", ZOMU_LIBRARY="")
-        self.assert_refuses(
-            "zomu.Context(library='libc.so.6')", "LibraryError", "is not the library", "ZomuCreate"
-        )
+        self.assert_refuses("zomu.Context(library='libc.so.6')", "LibraryError", "is not the library", "ZomuCreate")
 
     def test_a_library_that_others_have_loaded_has_its_model_already(self) -> None:
         library = os.environ["ZOMU_LIBRARY"]
@@ -111,9 +104,7 @@ class LoadingTest(unittest.TestCase):
         self.assert_prints(load + "print(extract(zomu.Context()).shape)", "(502,)\n")
 
     def test_a_directory_that_would_end_the_process_is_an_error(self) -> None:
-        self.assert_refuses(
-            "zomu.Context()", "ModelError", "240 bytes", "237", TMPDIR="/" + "a" * 239
-        )
+        self.assert_refuses("zomu.Context()", "ModelError", "240 bytes", "237", TMPDIR="/" + "a" * 239)
         deep = self.folder
         while len(str(deep)) < 260:
             deep = deep / ("d" * 100)

@@ -50,9 +50,8 @@ TEST_F(ZomuModel, makesAndChecksAModelInPlainLines) {
     fs::remove(fs::path(model) / "3-3-1");
     fs::resize_file(fs::path(model) / "6-2", 100);
     const ProcessResult bad = runTool(kProgram, {"check", model});
-    EXPECT_EQ(bad.exitStatus, 1);
-    EXPECT_EQ(bad.out, "6-2: 100 bytes, 15999900 too few\n3-3-1: missing\n");
-    EXPECT_EQ(bad.err, "zomu-model: " + model + ": 2 of 303 files are wrong\n");
+    expectResult(bad, 1, "6-2: 100 bytes, 15999900 too few\n3-3-1: missing\n",
+                 "zomu-model: " + model + ": 2 of 303 files are wrong\n");
 
     expectDone(kProgram, {"make", model, "--force"}, "networks\nprojections\n" + model + kAll);
     expectDone(kProgram, {"check", model}, model + ": all 303 files are good\n");

@@ -21,12 +21,9 @@ def drawn_pairs(people: int, photos: int, distance: float, seed: int) -> PairSco
 
 
 class Pairs(unittest.TestCase):
-    def test_same_pairs_are_those_of_one_person(self):
-        person = person_indices(["b", "a", "b", "c"])
-        pairs = PairScores(np.zeros(6, np.float32), person)
+    def test_pairs_are_read_along_the_upper_triangle_and_same_are_those_of_one_person(self):
+        pairs = PairScores(np.zeros(6, np.float32), person_indices(["b", "a", "b", "c"]))
         self.assertEqual(pairs.is_same().tolist(), [False, True, False, False, False, False])
-
-    def test_matrices_are_read_along_the_upper_triangle(self):
         matrix = np.arange(9).reshape(3, 3)
         self.assertEqual(from_matrix(matrix, np.zeros(3, int)).scores.tolist(), [1, 2, 5])
 
@@ -38,10 +35,8 @@ class Rates(unittest.TestCase):
         self.assertGreater(curve.threshold_at(0), 1.0)
         self.assertEqual(curve.non_match_at(0), 0)
 
-    def test_scores_the_wrong_way_round_are_always_wrong(self):
+    def test_errors_are_counted_on_each_side(self):
         self.assertEqual(error_curve(np.array([0.0, 1.0]), np.array([2.0, 3.0])).equal_error(), 1)
-
-    def test_one_of_four_on_each_side(self):
         curve = error_curve(np.array([1.0, 3, 4, 5]), np.array([-1.0, 0, 0.5, 2]))
         self.assertAlmostEqual(curve.equal_error(), 0.25)
 

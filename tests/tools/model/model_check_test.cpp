@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "model/model_file_writer.h"
-#include "model/model_maker.h"
+#include "support/made_model.h"
 #include "support/temporary_folder.h"
 
 namespace fs = std::filesystem;
@@ -125,20 +125,18 @@ TEST(ModelCheck, aMissingFolderIsNotAListOfMissingFiles) {
 
 TEST(ModelCheck, damageOfAWholeModelIsListedFileByFile) {
     const TemporaryFolder parent;
-    ModelRequest request;
-    request.folder = parent.path() / "model";
-    request.weights = WeightKind::integer;
-    makeModel(request, [](int, int, const std::string&) {});
-    EXPECT_TRUE(checkModelFolder(request.folder).empty());
+    const fs::path model = parent.path() / "model";
+    makeModelIn(model);
+    EXPECT_TRUE(checkModelFolder(model).empty());
 
-    std::ofstream(request.folder / "notes") << "other files do not matter";
-    fs::remove(request.folder / "6-0");
-    fs::resize_file(request.folder / "6-1", 8000);
-    overwrite<std::int32_t>(request.folder / "0-3-0", 0, 9075);
-    overwrite(request.folder / "5-25-3", 8 + 4 * 159, std::numeric_limits<float>::quiet_NaN());
-    fs::remove(request.folder / "1-4-1");
-    fs::copy_file(request.folder / "1-1-1", request.folder / "1-4-1");
-    EXPECT_EQ(checkModelFolder(request.folder),
+    std::ofstream(model / "notes") << "other files do not matter";
+    fs::remove(model / "6-0");
+    fs::resize_file(model / "6-1", 8000);
+    overwrite<std::int32_t>(model / "0-3-0", 0, 9075);
+    overwrite(model / "5-25-3", 8 + 4 * 159, std::numeric_limits<float>::quiet_NaN());
+    fs::remove(model / "1-4-1");
+    fs::copy_file(model / "1-1-1", model / "1-4-1");
+    EXPECT_EQ(checkModelFolder(model),
               (std::vector<std::string>{
                   "0-3-0: count 9075, not 6627",
                   "6-0: missing",

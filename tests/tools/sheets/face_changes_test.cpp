@@ -9,6 +9,8 @@
 #include <cstring>
 #include <set>
 #include <stdexcept>
+#include <tuple>
+#include <utility>
 
 #include "patches/landmarks.h"
 #include "sheets/landmark_names.h"
@@ -91,32 +93,19 @@ TEST(FaceChanges, landmarksStayOnTheirSpot) {
 }
 
 TEST(FaceChanges, turningIsClockwise) {
-    const FacePicture face = spotFace(101, 101, 70.0, 50.0);
-    const FacePicture quarter = turned(face, 90.0);
+    const FacePicture quarter = turned(spotFace(101, 101, 70.0, 50.0), 90.0);
     EXPECT_NEAR(quarter.landmarks.entries[0].x, 50.0F, 1e-4F);
     EXPECT_NEAR(quarter.landmarks.entries[0].y, 70.0F, 1e-4F);
 }
 
-TEST(FaceChanges, turningByNothingChangesNothing) {
-    for (const auto& [width, height] : {std::pair{1, 1}, {2, 5}, {13, 8}}) {
-        const FacePicture face = noiseFace(width, height, 3);
-        expectSame(turned(face, 0.0), face);
-    }
-}
-
-TEST(FaceChanges, scalingByOneChangesNothing) {
-    const FacePicture face = noiseFace(13, 8, 4);
-    expectSame(scaled(face, 1.0), face);
-}
-
 TEST(FaceChanges, sizesAreRounded) {
     const FacePicture face = noiseFace(13, 7, 5);
-    const FacePicture larger = scaled(face, 1.6);  // 20.8 x 11.2
-    EXPECT_EQ(larger.picture.width, 21);
-    EXPECT_EQ(larger.picture.height, 11);
-    const FacePicture smaller = scaled(face, 0.1);  // 1.3 x 0.7
-    EXPECT_EQ(smaller.picture.width, 1);
-    EXPECT_EQ(smaller.picture.height, 1);
+    // To 20.8 x 11.2 and 1.3 x 0.7.
+    for (const auto& [factor, width, height] : {std::tuple{1.6, 21, 11}, {0.1, 1, 1}}) {
+        const FacePicture changed = scaled(face, factor);
+        EXPECT_EQ(changed.picture.width, width);
+        EXPECT_EQ(changed.picture.height, height);
+    }
     for (const double factor : {0.0, -1.0, 1e-9, 1e9, std::nan("")}) {
         EXPECT_THROW(scaled(face, factor), std::invalid_argument) << factor;
     }
@@ -143,9 +132,11 @@ TEST(FaceChanges, smallerPicturesAreAveraged) {
     }
 }
 
-TEST(FaceChanges, mirroringTwiceChangesNothing) {
-    for (const auto& [width, height] : {std::pair{1, 3}, {8, 8}, {13, 5}}) {
+TEST(FaceChanges, turningByNothingScalingByOneAndMirroringTwiceChangeNothing) {
+    for (const auto& [width, height] : {std::pair{1, 1}, {1, 3}, {2, 5}, {8, 8}, {13, 8}}) {
         const FacePicture face = noiseFace(width, height, 8);
+        expectSame(turned(face, 0.0), face);
+        expectSame(scaled(face, 1.0), face);
         expectSame(mirrored(mirrored(face)), face);
         const FacePicture once = mirrored(face);
         for (int y = 0; y < height; ++y) {
