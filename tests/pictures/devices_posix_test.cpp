@@ -18,7 +18,7 @@ TEST(LandmarkFile, fullDiskIsReported) {
 }
 
 // Small files meet the full disk only when they are closed.
-TEST(PictureFile, fullDiskIsReported) {
+TEST(PictureFileOnDevices, fullDiskIsReported) {
     for (const int side : {2, 200}) {
         const TestPicture source(side, side, 3 * side, 1);
         expectNotSaved("/dev/full", source.picture, "cannot be written: ");

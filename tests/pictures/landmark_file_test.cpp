@@ -109,9 +109,10 @@ TEST(LandmarkFile, keepsTheOrderOfTheLines) {
     const Parsed parsed = parse(text);
     expectRecord(parsed, 29);
     for (int i = 0; i < 29; ++i) {
-        EXPECT_EQ(parsed.record.entries[i].id, kAllIds[28 - i]);
-        EXPECT_EQ(parsed.record.entries[i].x, static_cast<float>(28 - i) + 0.25F);
-        EXPECT_EQ(parsed.record.entries[i].y, static_cast<float>(i - 28));
+        const auto number = static_cast<float>(28 - i);
+        const LandmarkEntry& entry = parsed.record.entries[i];
+        EXPECT_EQ(std::tuple(entry.id, entry.x, entry.y),
+                  std::tuple(kAllIds[28 - i], number + 0.25F, -number));
     }
 }
 
@@ -217,10 +218,7 @@ TEST(LandmarkFile, writtenFloatsComeBackToTheBit) {
 TEST(LandmarkFile, writesAHeaderAndPlainNumbers) {
     const TemporaryFolder folder;
     const std::string path = folder.prefix() + "a.csv";
-    LandmarkRecord record = {};
-    record.count = 2;
-    record.entries[0] = {316, 180.5F, -3.0F};
-    record.entries[1] = {0, 0.1F, 1e10F};
+    const LandmarkRecord record = {2, {}, {{316, 180.5F, -3.0F}, {0, 0.1F, 1e10F}}};
     Problem problem = {};
     ASSERT_TRUE(writeLandmarks(path.c_str(), &record, &problem));
     EXPECT_EQ(readFile(path), "id,x,y\n316,180.5,-3\n0,0.100000001,1e+10\n");

@@ -114,8 +114,7 @@ class WholeTraining(unittest.TestCase):
 
     def test_a_face_is_searched_for(self):
         photo = self.manifest.parent / "photos/00003/01.jpg"
-        arguments = ("search", photo, photo.with_suffix(".csv"), self.manifest, "--model", self.model,
-                     "--tools", TOOLS)
+        arguments = ("search", photo, photo.with_suffix(".csv"), self.manifest, "--model", self.model, "--tools", TOOLS)
         result = run_command(*arguments, "--top", 2, "--threshold", -100)
         self.assertEqual(result.returncode, 0, result.stderr)
         first, second, reached = result.stdout.splitlines()

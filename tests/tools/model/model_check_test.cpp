@@ -10,6 +10,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "model/model_file_writer.h"
@@ -34,6 +35,13 @@ void overwrite(const fs::path& path, std::streamoff offset, T value) {
 }
 
 using Damage = std::function<void(const fs::path&)>;
+
+void nothing(const fs::path&) {}
+
+void folderInstead(const fs::path& path) {
+    fs::remove(path);
+    fs::create_directory(path);
+}
 
 Damage sized(std::uintmax_t size) {
     return [size](const fs::path& path) { fs::resize_file(path, size); };
@@ -62,22 +70,13 @@ TEST(ModelCheck, eachDamageHasItsWords) {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     const std::string pointer =
         "version https://example.org/large-files/v1\noid sha256:0123\nsize 32\n";
-    const struct {
-        ModelFile file;
-        Damage damage;
-        std::string words;
-    } damages[] = {
-        {kWeights, [](const fs::path&) {}, ""},
-        {kImage, [](const fs::path&) {}, ""},
-        {kTable, [](const fs::path&) {}, ""},
+    const std::tuple<ModelFile, Damage, std::string> damages[] = {
+        {kWeights, nothing, ""},
+        {kImage, nothing, ""},
+        {kTable, nothing, ""},
         {kWeights, value(8, std::numeric_limits<float>::max()), ""},
         {kWeights, [](const fs::path& path) { fs::remove(path); }, "missing"},
-        {kWeights,
-         [](const fs::path& path) {
-             fs::remove(path);
-             fs::create_directory(path);
-         },
-         "not a file"},
+        {kWeights, folderInstead, "not a file"},
         {kWeights, sized(31), "31 bytes, 1 too few"},
         {kWeights, sized(7), "7 bytes, 25 too few"},
         {kWeights, sized(0), "0 bytes, 32 too few"},
