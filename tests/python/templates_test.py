@@ -25,10 +25,6 @@ class TemplateTest(unittest.TestCase):
         self.path = Path(folder.name, "a.zomu")
         self.other = Path(folder.name, "b.zomu")
 
-    def test_fingerprint_is_that_of_the_tool(self) -> None:
-        done = run(TOOLS / "zomu-model", "fingerprint", MODEL)
-        self.assertEqual(done.stdout, zomu.model_fingerprint(MODEL) + "\n")
-
     def test_files_are_those_of_the_tool(self) -> None:
         zomu.save_template(self.path, self.template)
         done = run(TOOLS / "zomu-template", "extract", PICTURE, LANDMARKS, self.other)
