@@ -190,13 +190,6 @@ TEST(LandmarkFile, namesTheLineOfEveryFault) {
               "line 30: landmark 316 already appears in line 29");
 }
 
-TEST(LandmarkFile, missingFilesAreReported) {
-    LandmarkRecord record;
-    Problem problem = {};
-    EXPECT_FALSE(readLandmarks("/nowhere/at/all.csv", &record, &problem));
-    EXPECT_EQ(std::string(problem.text), "cannot be opened: No such file or directory");
-}
-
 TEST(LandmarkFile, writtenFloatsComeBackToTheBit) {
     Random random(11);
     for (int round = 0; round < 200; ++round) {
@@ -224,9 +217,11 @@ TEST(LandmarkFile, writesAHeaderAndPlainNumbers) {
     EXPECT_EQ(readFile(path), "id,x,y\n316,180.5,-3\n0,0.100000001,1e+10\n");
 }
 
-TEST(LandmarkFile, recordsThatCannotBeWrittenAreReported) {
+TEST(LandmarkFile, missingFilesAndRecordsThatCannotBeWrittenAreReported) {
     LandmarkRecord record = recordOf(std::vector<float>(58, 1.0F));
     Problem problem = {};
+    EXPECT_FALSE(readLandmarks("/nowhere/at/all.csv", &record, &problem));
+    EXPECT_EQ(std::string(problem.text), "cannot be opened: No such file or directory");
     for (const std::int32_t count : {30, -1}) {
         record.count = count;
         EXPECT_FALSE(writeLandmarks("not-written.csv", &record, &problem));

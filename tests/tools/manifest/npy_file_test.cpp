@@ -44,11 +44,8 @@ TEST_F(NpyFileTest, rowsMayBeSingleFloats) {
                   std::string("\0\0\x80\x3f\0\0\0\xc0", 8));
 }
 
-TEST_F(NpyFileTest, aFileThatWasNotClosedHasNoRows) {
+TEST_F(NpyFileTest, aFileThatIsNotClosedHasNoRowsAndAMissingFolderIsRefused) {
     { NpyFile(path, NpyType::uint8, {1}).append("x", 1); }
     EXPECT_NE(readFile(path).find("(0, 1,)"), std::string::npos);
-}
-
-TEST_F(NpyFileTest, aPlaceThatCannotBeWrittenIsNamed) {
     EXPECT_THROW(NpyFile(folder.path() / "no" / "a.npy", NpyType::uint8, {1}), std::runtime_error);
 }

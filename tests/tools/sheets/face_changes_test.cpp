@@ -45,9 +45,7 @@ FacePicture spotFace(int width, int height, double x, double y) {
 
 // `zoom`: how large a pixel of the original is, a few hundredths of which the spot may be off.
 void expectSpotAtLandmark(const FacePicture& face, double zoom = 1.0) {
-    double sum = 0.0;
-    double x = 0.0;
-    double y = 0.0;
+    double sum = 0.0, x = 0.0, y = 0.0;
     for (int row = 0; row < face.picture.height; ++row) {
         for (int column = 0; column < face.picture.width; ++column) {
             const double value = face.picture.at(column, row)[1];
@@ -67,9 +65,9 @@ void expectSame(const FacePicture& actual, const FacePicture& expected) {
     EXPECT_EQ(actual.picture.pixels, expected.picture.pixels);
     ASSERT_EQ(actual.landmarks.count, expected.landmarks.count);
     for (int i = 0; i < expected.landmarks.count; ++i) {
-        EXPECT_EQ(actual.landmarks.entries[i].id, expected.landmarks.entries[i].id);
-        EXPECT_EQ(actual.landmarks.entries[i].x, expected.landmarks.entries[i].x);
-        EXPECT_EQ(actual.landmarks.entries[i].y, expected.landmarks.entries[i].y);
+        const LandmarkEntry& a = actual.landmarks.entries[i];
+        const LandmarkEntry& b = expected.landmarks.entries[i];
+        EXPECT_EQ(std::tuple(a.id, a.x, a.y), std::tuple(b.id, b.x, b.y)) << i;
     }
 }
 
