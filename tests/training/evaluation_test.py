@@ -29,11 +29,15 @@ class Pairs(unittest.TestCase):
 
 
 class Rates(unittest.TestCase):
-    def test_separate_scores_have_no_errors(self):
+    def test_separate_scores_have_no_errors_and_can_be_drawn(self):
         curve = error_curve(np.array([2.0, 3.0]), np.array([0.0, 1.0]))
-        self.assertEqual(curve.equal_error(), 0)
+        self.assertEqual((curve.equal_error(), curve.non_match_at(0)), (0, 0))
         self.assertGreater(curve.threshold_at(0), 1.0)
-        self.assertEqual(curve.non_match_at(0), 0)
+        with tempfile.TemporaryDirectory() as folder:
+            for plot in (plot_det, plot_roc):
+                path = Path(folder) / "plot.png"
+                plot({"none": curve}, path)
+                self.assertEqual(path.read_bytes()[:4], b"\x89PNG")
 
     def test_errors_are_counted_on_each_side(self):
         self.assertEqual(error_curve(np.array([0.0, 1.0]), np.array([2.0, 3.0])).equal_error(), 1)
@@ -59,13 +63,3 @@ class Rates(unittest.TestCase):
         wide = equal_error_interval(drawn_pairs(15, 5, 3.3, 3))
         narrow = equal_error_interval(drawn_pairs(120, 5, 3.3, 3))
         self.assertGreater(wide.high - wide.low, 1.5 * (narrow.high - narrow.low))
-
-
-class Plots(unittest.TestCase):
-    def test_scores_without_an_error_can_be_drawn(self):
-        curve = error_curve(np.array([2.0, 3.0]), np.array([0.0, 1.0]))
-        with tempfile.TemporaryDirectory() as folder:
-            for plot in (plot_det, plot_roc):
-                path = Path(folder) / "plot.png"
-                plot({"none": curve}, path)
-                self.assertEqual(path.read_bytes()[:4], b"\x89PNG")
