@@ -76,8 +76,7 @@ class ReadmeWalk(unittest.TestCase):
         self.run_shell(self.build)
         self.assertTrue((self.work / "home/zomu/include/zomu.h").exists())
         # The folder of the demo serves, too, once everything in it is built.
-        self.run_shell("cmake --build --preset release && "
-                       'cmake --install build/release --prefix "$HOME/all"')
+        self.run_shell("cmake --build --preset release && " 'cmake --install build/release --prefix "$HOME/all"')
         self.assertTrue((self.work / "home/all/bin/zomu-template").exists())
 
 

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "picture_file.h"
@@ -65,7 +66,7 @@ TEST_F(CompareFaces, helpGoesToStandardOutput) {
     }
 }
 
-TEST_F(CompareFaces, scoresPicturesAndTemplatesAlike) {
+TEST_F(CompareFaces, scoresPicturesAndTemplatesAlikeAndTakesOptionsAnywhere) {
     const std::string face = folder.prefix() + "a.zt";
     const ProcessResult direct = runTool(kProgram, {kPicture, kLandmarks, kPicture, kLandmarks});
     EXPECT_EQ(direct.exitStatus, 0);
@@ -77,18 +78,15 @@ TEST_F(CompareFaces, scoresPicturesAndTemplatesAlike) {
 
     expectDone(kProgram, {"-o", face, kPicture, kLandmarks});
     EXPECT_EQ(readFile(face).size(), sizeof(FaceTemplate));
+    const std::string second = folder.prefix() + "b.zt";
+    expectDone(kProgram, {kPicture, kLandmarks, "-o", second});
+    EXPECT_EQ(readFile(second), readFile(face));
+    expectDone(kProgram, {kPicture, "--output=" + second, kLandmarks});
+    EXPECT_EQ(readFile(second), readFile(face));
     for (const Words& words : {Words{face, face}, Words{face, kPicture, kLandmarks},
                                Words{kPicture, kLandmarks, face}}) {
         expectDone(kProgram, words, direct.out);
     }
-}
-
-TEST_F(CompareFaces, optionsMayStandAnywhere) {
-    const std::string first = folder.prefix() + "a.zt";
-    const std::string second = folder.prefix() + "b.zt";
-    expectDone(kProgram, {kPicture, kLandmarks, "-o", first});
-    expectDone(kProgram, {kPicture, "--output=" + second, kLandmarks});
-    EXPECT_EQ(readFile(first), readFile(second));
 }
 
 TEST_F(CompareFaces, scoreHasNineDigits) {
@@ -106,10 +104,8 @@ TEST_F(CompareFaces, commandLinesThatDoNotFitAreMisuse) {
     const std::string unpaired =
         start + "a picture stands without landmarks, or there are more than two faces";
     const std::string one = start + "-o takes exactly one face";
-    const struct {
-        Words arguments;
-        std::string line;  // the first
-    } misuses[] = {
+    // Command lines, and the first line of what is said of them.
+    const std::vector<std::pair<Words, std::string>> misuses = {
         {{}, few},
         {{"a.zt"}, few},
         {{"a.png", "a.csv"}, few},
@@ -145,10 +141,7 @@ TEST_F(CompareFaces, filesThatCannotBeUsedAreNamed) {
     const std::string few = write("few.csv", "0,1,2\n", 6);
     const std::string nowhere = folder.prefix() + "no/b.zt";
     const std::string face = write("a.zt", someTemplate(0.0F));
-    const struct {
-        Words arguments;
-        std::string line;
-    } faults[] = {
+    const std::vector<std::pair<Words, std::string>> faults = {
         {{"no.png", kLandmarks, kPicture, kLandmarks}, "no.png" + missing},
         {{kPicture, "no.csv", kPicture, kLandmarks}, "no.csv" + missing},
         {{kPicture, kLandmarks, kPicture, "no.csv"}, "no.csv" + missing},
@@ -202,8 +195,8 @@ TEST_F(CompareFaces, picturesOfOnePixelGiveNoTemplate) {
     const std::string path = folder.prefix() + "dot.png";
     Problem problem;
     ASSERT_TRUE(writePng(path.c_str(), &dot, &problem)) << problem.text;
-    const ProcessResult result = runTool(kProgram, {path, kLandmarks, kPicture, kLandmarks});
-    EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(result.err,
-              "compare_faces: " + path + ": gives no template: it is smaller than 2 x 2 pixels\n");
+    expectResult(
+        runTool(kProgram, {path, kLandmarks, kPicture, kLandmarks}), 1,
+        "template refused: an image smaller than 2 x 2 pixels\n",
+        "compare_faces: " + path + ": gives no template: it is smaller than 2 x 2 pixels\n");
 }

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -29,8 +30,9 @@ std::vector<float> storedValues() {
     std::ifstream file(ZOMU_GOLDEN_FILE);
     std::vector<float> values;
     for (std::string line; std::getline(file, line);) {
-        if (!line.empty() && line[0] != '#') {
-            values.push_back(std::strtof(line.c_str(), nullptr));
+        std::istringstream words(line[0] == '#' ? "" : line);
+        for (std::string word; words >> word;) {
+            values.push_back(std::strtof(word.c_str(), nullptr));
         }
     }
     return values;

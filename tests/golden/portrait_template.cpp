@@ -3,10 +3,10 @@
 #include <stdexcept>
 
 #include "landmark_file.h"
-#include "model/model_maker.h"
 #include "model/model_tables.h"
 #include "service/attach.h"
 #include "support/environment.h"
+#include "support/made_model.h"
 
 Portrait::Portrait() : picture(), landmarks() {
     Problem problem;
@@ -21,11 +21,9 @@ Portrait::~Portrait() {
 }
 
 FaceTemplate extractPortrait(const Portrait& portrait, const std::string& parent) {
-    ModelRequest request;
-    request.folder = parent + kModelFolderName;
+    ModelRequest request = requestFor(parent + kModelFolderName);
     request.seed = kGoldenSeed;
-    request.weights = WeightKind::integer;
-    makeModel(request, [](int, int, const std::string&) {});
+    makeModel(request, noProgress);
 
     setVariable(kTemporaryVariable, parent);
     attachLibrary();

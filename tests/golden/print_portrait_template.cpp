@@ -10,18 +10,17 @@ int main() {
         const TemporaryFolder folder;
         const FaceTemplate result = extractPortrait(Portrait(), folder.prefix());
         std::printf(
-            "# The 502 values of the sample portrait's template under the integer model of seed "
-            "%llu,\n"
-            "# as print_portrait_template wrote them. Every sum inside the networks is exact "
-            "there, so\n"
-            "# that no BLAS can change a bit; all other arithmetic has a fixed order. A second "
-            "writing\n"
-            "# of the whole path, in plain loops and 64-bit sums, gives the same values.\n",
-            static_cast<unsigned long long>(kGoldenSeed));
-        for (const float value : result.projection) {
-            std::printf("%a\n", static_cast<double>(value));
+            R"(# The %d values of the sample portrait's template under the integer model of seed %d,
+# as print_portrait_template wrote them. Every sum inside the networks is exact there, so
+# that no BLAS can change a bit; all other arithmetic has a fixed order. A second writing
+# of the whole path, in plain loops and 64-bit sums, gives the same values.
+)",
+            ZOMU_PROJECTION_SIZE + 2, int{kGoldenSeed});
+        for (int n = 0; n < ZOMU_PROJECTION_SIZE; ++n) {
+            std::printf("%a%c", static_cast<double>(result.projection[n]),
+                        n % 10 == 9 ? '\n' : ' ');
         }
-        std::printf("%a\n%a\n", static_cast<double>(result.quadraticTerm),
+        std::printf("%a %a\n", static_cast<double>(result.quadraticTerm),
                     static_cast<double>(result.projectionNorm));
         return std::fflush(stdout) == 0 ? 0 : 1;
     } catch (const std::exception& error) {

@@ -1,13 +1,6 @@
 // Devices in place of files: one without an end, and one that is always full.
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "landmark_file.h"
-#include "picture_file.h"
-#include "zomu.h"
+#include "pictures/test_pictures.h"
 
 TEST(LandmarkFile, endlessFilesAreReported) {
     LandmarkRecord record;
@@ -25,16 +18,9 @@ TEST(LandmarkFile, fullDiskIsReported) {
 }
 
 // Small files meet the full disk only when they are closed.
-TEST(PictureFile, fullDiskIsReported) {
-    const std::string start = "cannot be written: ";
+TEST(PictureFileOnDevices, fullDiskIsReported) {
     for (const int side : {2, 200}) {
-        std::vector<std::uint8_t> bytes(static_cast<std::size_t>(3 * side * side), 90);
-        const Picture picture = {side, side, 3 * side, bytes.data()};
-        Problem problem = {};
-        EXPECT_FALSE(writePng("/dev/full", &picture, &problem));
-        EXPECT_EQ(std::string(problem.text).substr(0, start.size()), start);
-        problem = {};
-        EXPECT_FALSE(writeJpeg("/dev/full", &picture, 90, &problem));
-        EXPECT_EQ(std::string(problem.text).substr(0, start.size()), start);
+        const TestPicture source(side, side, 3 * side, 1);
+        expectNotSaved("/dev/full", source.picture, "cannot be written: ");
     }
 }

@@ -5,11 +5,11 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <limits>
+#include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/bits.h"
@@ -94,12 +94,10 @@ TEST(LandmarkFile, readsTheSample) {
     Problem problem = {};
     ASSERT_TRUE(readLandmarks(ZOMU_SAMPLES "/portrait.csv", &record, &problem)) << problem.text;
     EXPECT_EQ(record.count, 29);
-    EXPECT_EQ(record.entries[0].id, 0);
-    EXPECT_EQ(record.entries[0].x, 124.5F);
-    EXPECT_EQ(record.entries[0].y, 101.2F);
-    EXPECT_EQ(record.entries[28].id, 316);
-    EXPECT_EQ(record.entries[28].x, 180.5F);
-    EXPECT_EQ(record.entries[28].y, 157.5F);
+    const LandmarkEntry& first = record.entries[0];
+    const LandmarkEntry& last = record.entries[28];
+    EXPECT_EQ(std::tuple(first.id, first.x, first.y), std::tuple(0, 124.5F, 101.2F));
+    EXPECT_EQ(std::tuple(last.id, last.x, last.y), std::tuple(316, 180.5F, 157.5F));
 }
 
 TEST(LandmarkFile, keepsTheOrderOfTheLines) {
@@ -111,9 +109,10 @@ TEST(LandmarkFile, keepsTheOrderOfTheLines) {
     const Parsed parsed = parse(text);
     expectRecord(parsed, 29);
     for (int i = 0; i < 29; ++i) {
-        EXPECT_EQ(parsed.record.entries[i].id, kAllIds[28 - i]);
-        EXPECT_EQ(parsed.record.entries[i].x, static_cast<float>(28 - i) + 0.25F);
-        EXPECT_EQ(parsed.record.entries[i].y, static_cast<float>(i - 28));
+        const auto number = static_cast<float>(28 - i);
+        const LandmarkEntry& entry = parsed.record.entries[i];
+        EXPECT_EQ(std::tuple(entry.id, entry.x, entry.y),
+                  std::tuple(kAllIds[28 - i], number + 0.25F, -number));
     }
 }
 
@@ -159,39 +158,25 @@ TEST(LandmarkFile, saysWhatIsMissing) {
 }
 
 TEST(LandmarkFile, namesTheLineOfEveryFault) {
-    const struct {
-        const char* line;
-        const char* problem;
-    } faults[] = {{"6,1\n", "line 7: expected id,x,y"},
-                  {"6\n", "line 7: expected id,x,y"},
-                  {"6;1;2\n", "line 7: expected id,x,y"},
-                  {"6,1,2,3\n", "line 7: expected id,x,y"},
-                  {"6,1,2,\n", "line 7: expected id,x,y"},
-                  {"id,x,y\n", "line 7: id is not a whole number"},
-                  {"six,1,2\n", "line 7: id is not a whole number"},
-                  {",1,2\n", "line 7: id is not a whole number"},
-                  {"6.0,1,2\n", "line 7: id is not a whole number"},
-                  {"-6,1,2\n", "line 7: id is not a whole number"},
-                  {"1000000,1,2\n", "line 7: id is not a whole number"},
-                  {"99999999999999999999,1,2\n", "line 7: id is not a whole number"},
-                  {"7,1,2\n", "line 7: there is no landmark 7"},
-                  {"317,1,2\n", "line 7: there is no landmark 317"},
-                  {"5,1,2\n", "line 7: landmark 5 already appears in line 6"},
-                  {"6,,2\n", "line 7: x is not a number"},
-                  {"6,1,\n", "line 7: y is not a number"},
-                  {"6,one,2\n", "line 7: x is not a number"},
-                  {"6,1 5,2\n", "line 7: x is not a number"},
-                  {"6,1,0x10\n", "line 7: y is not a number"},
-                  {"6,1,nan\n", "line 7: y is not a number"},
-                  {"6,inf,1\n", "line 7: x is not a number"},
-                  {"6,1,1e\n", "line 7: y is not a number"},
-                  {"6,1,--1\n", "line 7: y is not a number"},
-                  {"6,1,1e39\n", "line 7: y is too large"},
-                  {"6,-1e999,1\n", "line 7: x is too large"}};
-    for (const auto& fault : faults) {
-        const Parsed parsed = parse(linesWith(6, fault.line));
-        EXPECT_FALSE(parsed.good) << fault.line;
-        EXPECT_EQ(parsed.problem, fault.problem) << fault.line;
+    using Lines = std::vector<const char*>;
+    const std::map<const char*, Lines> faults = {
+        {"expected id,x,y", {"6,1\n", "6\n", "6;1;2\n", "6,1,2,3\n", "6,1,2,\n"}},
+        {"id is not a whole number",
+         {"id,x,y\n", "six,1,2\n", ",1,2\n", "6.0,1,2\n", "-6,1,2\n", "1000000,1,2\n",
+          "99999999999999999999,1,2\n"}},
+        {"there is no landmark 7", {"7,1,2\n"}},
+        {"there is no landmark 317", {"317,1,2\n"}},
+        {"landmark 5 already appears in line 6", {"5,1,2\n"}},
+        {"x is not a number", {"6,,2\n", "6,one,2\n", "6,1 5,2\n", "6,inf,1\n"}},
+        {"y is not a number", {"6,1,\n", "6,1,0x10\n", "6,1,nan\n", "6,1,1e\n", "6,1,--1\n"}},
+        {"x is too large", {"6,-1e999,1\n"}},
+        {"y is too large", {"6,1,1e39\n"}}};
+    for (const auto& [problem, lines] : faults) {
+        for (const char* line : lines) {
+            const Parsed parsed = parse(linesWith(6, line));
+            EXPECT_FALSE(parsed.good) << line;
+            EXPECT_EQ(parsed.problem, std::string("line 7: ") + problem) << line;
+        }
     }
     for (const std::string& line :
          {std::string("6,1\0,2\n", 7), "6," + std::string(100, '1') + ",2\n"}) {
@@ -205,13 +190,6 @@ TEST(LandmarkFile, namesTheLineOfEveryFault) {
               "line 30: landmark 316 already appears in line 29");
 }
 
-TEST(LandmarkFile, missingFilesAreReported) {
-    LandmarkRecord record;
-    Problem problem = {};
-    EXPECT_FALSE(readLandmarks("/nowhere/at/all.csv", &record, &problem));
-    EXPECT_EQ(std::string(problem.text), "cannot be opened: No such file or directory");
-}
-
 TEST(LandmarkFile, writtenFloatsComeBackToTheBit) {
     Random random(11);
     for (int round = 0; round < 200; ++round) {
@@ -222,12 +200,10 @@ TEST(LandmarkFile, writtenFloatsComeBackToTheBit) {
         }
         expectRoundTrip(recordOf(values));
     }
-    std::vector<float> extremes(58, -0.0F);
-    extremes[0] = std::numeric_limits<float>::max();
-    extremes[1] = std::numeric_limits<float>::lowest();
-    extremes[2] = std::numeric_limits<float>::min();
-    extremes[3] = std::numeric_limits<float>::denorm_min();
-    extremes[4] = 16777217.0F;
+    using Limits = std::numeric_limits<float>;
+    std::vector<float> extremes = {Limits::max(), Limits::lowest(), Limits::min(),
+                                   Limits::denorm_min(), 16777217.0F};
+    extremes.resize(58, -0.0F);
     expectRoundTrip(recordOf(extremes));
     expectRoundTrip(recordOf(std::vector<float>(58, -1.23456789e-38F)));  // the longest lines
 }
@@ -235,18 +211,17 @@ TEST(LandmarkFile, writtenFloatsComeBackToTheBit) {
 TEST(LandmarkFile, writesAHeaderAndPlainNumbers) {
     const TemporaryFolder folder;
     const std::string path = folder.prefix() + "a.csv";
-    LandmarkRecord record = {};
-    record.count = 2;
-    record.entries[0] = {316, 180.5F, -3.0F};
-    record.entries[1] = {0, 0.1F, 1e10F};
+    const LandmarkRecord record = {2, {}, {{316, 180.5F, -3.0F}, {0, 0.1F, 1e10F}}};
     Problem problem = {};
     ASSERT_TRUE(writeLandmarks(path.c_str(), &record, &problem));
     EXPECT_EQ(readFile(path), "id,x,y\n316,180.5,-3\n0,0.100000001,1e+10\n");
 }
 
-TEST(LandmarkFile, recordsThatCannotBeWrittenAreReported) {
+TEST(LandmarkFile, missingFilesAndRecordsThatCannotBeWrittenAreReported) {
     LandmarkRecord record = recordOf(std::vector<float>(58, 1.0F));
     Problem problem = {};
+    EXPECT_FALSE(readLandmarks("/nowhere/at/all.csv", &record, &problem));
+    EXPECT_EQ(std::string(problem.text), "cannot be opened: No such file or directory");
     for (const std::int32_t count : {30, -1}) {
         record.count = count;
         EXPECT_FALSE(writeLandmarks("not-written.csv", &record, &problem));

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -13,62 +13,54 @@
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
 
-TEST(PictureFile, pngBringsBackEveryByte) {
+class PictureFile : public testing::Test {
+  protected:
     const TemporaryFolder folder;
-    const std::string path = folder.prefix() + "a.png";
+    const std::string path = folder.prefix() + "a";
+};
+
+TEST_F(PictureFile, pngBringsBackEveryByte) {
     for (const auto& [width, height] : {std::pair{1, 1}, {2, 3}, {7, 5}, {64, 33}}) {
         const TestPicture source(width, height, 3 * width, 1);
         ASSERT_TRUE(isSaved(path, source.picture));
+        expectPixels(path, source.bytes);
         const Loaded loaded(path);
-        ASSERT_TRUE(loaded.good) << loaded.problem.text;
         EXPECT_EQ(loaded.picture.width, width);
         EXPECT_EQ(loaded.picture.height, height);
         EXPECT_EQ(loaded.picture.stride, 3 * width);
-        EXPECT_EQ(packedPixels(loaded.picture), source.bytes);
     }
 }
 
-TEST(PictureFile, bytesBetweenRowsAreNotWritten) {
-    const TemporaryFolder folder;
+TEST_F(PictureFile, bytesBetweenRowsAreNotWritten) {
     const TestPicture source(5, 4, 29, 2);
-    const std::string png = folder.prefix() + "a.png";
-    ASSERT_TRUE(isSaved(png, source.picture));
-    const Loaded loaded(png);
-    ASSERT_TRUE(loaded.good) << loaded.problem.text;
-    EXPECT_EQ(packedPixels(loaded.picture), packedPixels(source.picture));
+    ASSERT_TRUE(isSaved(path, source.picture));
+    const std::vector<std::uint8_t> pixels = packedPixels(source.picture);
+    expectPixels(path, pixels);
 
     // The same pixels without the gap make the same JPEG.
     TestPicture packed(5, 4, 15, 2);
-    const std::vector<std::uint8_t> pixels = packedPixels(source.picture);
-    std::memcpy(packed.bytes.data(), pixels.data(), pixels.size());
-    const std::string first = folder.prefix() + "a.jpg";
-    const std::string second = folder.prefix() + "b.jpg";
-    ASSERT_TRUE(isSaved(first, source.picture, 90));
-    ASSERT_TRUE(isSaved(second, packed.picture, 90));
-    EXPECT_EQ(readFile(first), readFile(second));
+    std::copy(pixels.begin(), pixels.end(), packed.bytes.begin());
+    ASSERT_TRUE(isSaved(path, source.picture, 90));
+    const std::string jpeg = readFile(path);
+    ASSERT_TRUE(isSaved(path, packed.picture, 90));
+    EXPECT_EQ(readFile(path), jpeg);
 }
 
-TEST(PictureFile, firstByteOfAPixelIsBlue) {
-    const TemporaryFolder folder;
-    const std::string png = folder.prefix() + "a.png";
+TEST_F(PictureFile, firstByteOfAPixelIsBlue) {
     const std::uint8_t rgb[3] = {200, 100, 50};
-    writeRawPng(png, 1, 1, PNG_FORMAT_RGB, rgb);
+    writeRawPng(path, 1, 1, PNG_FORMAT_RGB, rgb);
     const std::vector<std::uint8_t> bgr = {50, 100, 200};
-    const Loaded fromPng(png);
-    ASSERT_TRUE(fromPng.good);
-    EXPECT_EQ(packedPixels(fromPng.picture), bgr);
+    expectPixels(path, bgr);
 
-    const std::string jpeg = folder.prefix() + "a.jpg";
-    writeText(jpeg, encodeJpeg(1, 1, {200, 100, 50}, TJPF_RGB, TJSAMP_444));
-    const Loaded fromJpeg(jpeg);
+    writeText(path, encodeJpeg(1, 1, {200, 100, 50}, TJPF_RGB, TJSAMP_444));
+    const Loaded fromJpeg(path);
     ASSERT_TRUE(fromJpeg.good);
     for (int i = 0; i < 3; ++i) {
         EXPECT_NEAR(fromJpeg.picture.pixels[i], bgr[static_cast<std::size_t>(i)], 4) << i;
     }
 }
 
-TEST(PictureFile, firstBytesDecideAndNotTheName) {
-    const TemporaryFolder folder;
+TEST_F(PictureFile, firstBytesDecideAndNotTheName) {
     const TestPicture source(16, 16, 48, 3);
     const std::string png = folder.prefix() + "really-png.jpg";
     const std::string jpeg = folder.prefix() + "really-jpeg.png";
@@ -76,8 +68,7 @@ TEST(PictureFile, firstBytesDecideAndNotTheName) {
     EXPECT_TRUE(Loaded(png).good && Loaded(jpeg).good);
 }
 
-TEST(PictureFile, jpegStaysCloseAndQualityCounts) {
-    const TemporaryFolder folder;
+TEST_F(PictureFile, jpegStaysCloseAndQualityCounts) {
     TestPicture source(48, 32, 144, 4);
     for (int y = 0; y < 32; ++y) {
         for (int x = 0; x < 48; ++x) {
@@ -87,12 +78,11 @@ TEST(PictureFile, jpegStaysCloseAndQualityCounts) {
             pixel[2] = static_cast<std::uint8_t>(6 * y);
         }
     }
-    const std::string fine = folder.prefix() + "fine.jpg";
-    const std::string coarse = folder.prefix() + "coarse.jpg";
-    ASSERT_TRUE(isSaved(fine, source.picture, 95));
-    ASSERT_TRUE(isSaved(coarse, source.picture, 10));
-    EXPECT_LT(readFile(coarse).size(), readFile(fine).size());
-    const Loaded loaded(fine);
+    ASSERT_TRUE(isSaved(path, source.picture, 10));
+    const std::size_t coarse = readFile(path).size();
+    ASSERT_TRUE(isSaved(path, source.picture, 95));
+    EXPECT_LT(coarse, readFile(path).size());
+    const Loaded loaded(path);
     ASSERT_TRUE(loaded.good);
     ASSERT_EQ(loaded.picture.width, 48);
     ASSERT_EQ(loaded.picture.height, 32);
@@ -101,7 +91,7 @@ TEST(PictureFile, jpegStaysCloseAndQualityCounts) {
     }
 }
 
-TEST(PictureFile, everyKindOfPngBecomesColour) {
+TEST_F(PictureFile, everyKindOfPngAndGreyJpegBecomeColour) {
     const std::uint8_t grey[] = {0, 137};
     // 16 bits are linear light: white stays white, black black, and red red.
     const std::uint16_t deep[] = {65535, 65535, 65535, 0, 0, 0, 65535, 0, 0};
@@ -115,29 +105,16 @@ TEST(PictureFile, everyKindOfPngBecomesColour) {
         {PNG_FORMAT_LINEAR_RGB, deep, {255, 255, 255, 0, 0, 0, 0, 0, 255}},
         {PNG_FORMAT_RGBA, halfClear, {255, 255, 255, 30, 20, 10}},
     };
-    const TemporaryFolder folder;
-    const std::string path = folder.prefix() + "a.png";
     for (const auto& kind : kinds) {
         const int width = static_cast<int>(kind.expected.size() / 3);
         writeRawPng(path, width, 1, kind.format, kind.pixels);
-        const Loaded loaded(path);
-        ASSERT_TRUE(loaded.good) << kind.format;
-        EXPECT_EQ(packedPixels(loaded.picture), kind.expected) << kind.format;
+        expectPixels(path, kind.expected);
     }
-}
-
-TEST(PictureFile, greyJpegBecomesColour) {
-    const TemporaryFolder folder;
-    const std::string path = folder.prefix() + "a.jpg";
     writeText(path, encodeJpeg(8, 8, std::vector<std::uint8_t>(64, 90), TJPF_GRAY, TJSAMP_GRAY));
-    const Loaded loaded(path);
-    ASSERT_TRUE(loaded.good);
-    EXPECT_EQ(packedPixels(loaded.picture), std::vector<std::uint8_t>(192, 90));
+    expectPixels(path, std::vector<std::uint8_t>(192, 90));
 }
 
-TEST(PictureFile, filesThatAreNotPicturesAreRefused) {
-    const TemporaryFolder folder;
-    const std::string path = folder.prefix() + "a";
+TEST_F(PictureFile, filesThatAreNotPicturesAreRefused) {
     expectRefusal(path, "cannot be opened: ");
     expectRefusal(folder.path().string(), kFolderProblem);
     for (const char* text : {"", "x", "id,x,y\n0,1,2\n", "\x89PNG", "\xFF\xD8"}) {
@@ -152,10 +129,8 @@ TEST(PictureFile, filesThatAreNotPicturesAreRefused) {
     expectRefusal(path, "is a JPEG in printing colours");
 }
 
-TEST(PictureFile, picturesThatAreCutOffAreRefused) {
-    const TemporaryFolder folder;
+TEST_F(PictureFile, picturesThatAreCutOffAreRefused) {
     const TestPicture source(40, 40, 120, 5);
-    const std::string path = folder.prefix() + "a";
     ASSERT_TRUE(isSaved(path, source.picture));
     const std::string png = readFile(path);
     ASSERT_TRUE(isSaved(path, source.picture, 90));
@@ -172,9 +147,7 @@ TEST(PictureFile, picturesThatAreCutOffAreRefused) {
     expectRefusal(path, "is a damaged PNG: ");
 }
 
-TEST(PictureFile, hugePicturesAreRefusedByTheirHeader) {
-    const TemporaryFolder folder;
-    const std::string path = folder.prefix() + "a.png";
+TEST_F(PictureFile, hugePicturesAreRefusedByTheirHeader) {
     const std::string header =
         bigEndian(60000) + bigEndian(60000) + std::string("\x08\x02\0\0\0", 5);
     writeText(path, "\x89PNG\r\n\x1A\n" + pngChunk("IHDR", header) + pngChunk("IDAT", "") +
@@ -189,18 +162,12 @@ TEST(PictureFile, hugePicturesAreRefusedByTheirHeader) {
     expectRefusal(path, "is too large: 60000 x 60000 pixels");
 }
 
-TEST(PictureFile, filesThatCannotBeCreatedAreReported) {
+TEST_F(PictureFile, filesThatCannotBeCreatedAreReported) {
     const TestPicture source(2, 2, 6, 6);
-    const char* path = "/nowhere/at/all.png";
-    Problem problem = {};
-    EXPECT_FALSE(writePng(path, &source.picture, &problem));
-    EXPECT_TRUE(std::string(problem.text).starts_with("cannot be created: ")) << problem.text;
-    problem = {};
-    EXPECT_FALSE(writeJpeg(path, &source.picture, 90, &problem));
-    EXPECT_TRUE(std::string(problem.text).starts_with("cannot be created: ")) << problem.text;
+    expectNotSaved("/nowhere/at/all.png", source.picture, "cannot be created: ");
 }
 
-TEST(PictureFile, freeingTwiceHasNoEffect) {
+TEST_F(PictureFile, freeingTwiceHasNoEffect) {
     Picture picture = {};
     freePicture(&picture);
     freePicture(&picture);

@@ -59,6 +59,12 @@ struct Loaded {
     bool good;
 };
 
+inline void expectPixels(const std::string& path, const std::vector<std::uint8_t>& pixels) {
+    const Loaded loaded(path);
+    ASSERT_TRUE(loaded.good) << loaded.problem.text;
+    EXPECT_EQ(packedPixels(loaded.picture), pixels);
+}
+
 inline void writeText(const std::string& path, const std::string& text) {
     std::ofstream file(path, std::ios::binary);
     file << text;
@@ -104,6 +110,16 @@ inline bool isSaved(const std::string& path, const Picture& picture, int jpegQua
                                        : writeJpeg(path.c_str(), &picture, jpegQuality, &problem);
     EXPECT_TRUE(good) << problem.text;
     return good;
+}
+
+// As PNG and as JPEG.
+inline void expectNotSaved(const char* path, const Picture& picture, const std::string& reason) {
+    Problem problem = {};
+    EXPECT_FALSE(writePng(path, &picture, &problem));
+    EXPECT_TRUE(std::string(problem.text).starts_with(reason)) << problem.text;
+    problem = {};
+    EXPECT_FALSE(writeJpeg(path, &picture, 90, &problem));
+    EXPECT_TRUE(std::string(problem.text).starts_with(reason)) << problem.text;
 }
 
 inline std::string bigEndian(std::uint32_t value) {

@@ -34,9 +34,6 @@ class ContextTest(unittest.TestCase):
         self.assertEqual(template.dtype, np.float32)
         self.assertEqual(template.tobytes(), self.expected.tobytes())
 
-    def test_gives_the_bits_of_the_c_example(self) -> None:
-        self.assert_expected(self.context.extract(self.image, LANDMARKS))
-
     def test_scores_like_the_c_example(self) -> None:
         darker = self.image // 2
         a = self.context.extract(self.image, LANDMARKS)
@@ -48,7 +45,7 @@ class ContextTest(unittest.TestCase):
         self.assertEqual(f"{zomu.compare(a, b):.9g}\n", done.stdout)
         self.assertNotEqual(zomu.compare(a, b), zomu.compare(a, a))
 
-    def test_takes_landmarks_in_every_form(self) -> None:
+    def test_gives_the_bits_of_the_c_example_for_landmarks_in_every_form(self) -> None:
         points = zomu.read_landmarks(LANDMARKS)
         array = np.array([points[number] for number in zomu.LANDMARK_IDS])
         for landmarks in (points, array, array.astype(np.float32), str(LANDMARKS), LANDMARKS):
@@ -68,11 +65,14 @@ class ContextTest(unittest.TestCase):
         wide[:, 3 : 3 + width] = self.image
         sparse = np.zeros((2 * height, 2 * width, 3), dtype=np.uint8)
         sparse[::2, ::2] = self.image
+        read_only = self.image.copy()
+        read_only.flags.writeable = False
         rgba = np.dstack([self.image, np.zeros((height, width), dtype=np.uint8)])
         pictures = {
             "part of a wider picture": wide[:, 3 : 3 + width],
             "rows upside down in memory": self.image[::-1].copy()[::-1],
             "columns reversed in memory": self.image[:, ::-1].copy()[:, ::-1],
+            "read only": read_only,
             "every second pixel": sparse[::2, ::2],
             "columns first": np.asfortranarray(self.image),
             "three of four channels": rgba[:, :, :3],
@@ -100,12 +100,6 @@ class ContextTest(unittest.TestCase):
         rgb_view = self.image[:, :, ::-1]
         self.assertTrue(np.shares_memory(as_bgr_rows(rgb_view, "RGB"), self.image))
         self.assertFalse(np.shares_memory(as_bgr_rows(self.image, "RGB"), self.image))
-
-    def test_read_only_pictures_stay_as_they_are(self) -> None:
-        picture = self.image.copy()
-        picture.flags.writeable = False
-        self.assert_expected(self.context.extract(picture, LANDMARKS))
-        self.assertTrue(np.array_equal(picture, self.image))
 
     def test_says_what_is_wrong_with_a_picture(self) -> None:
         cases = [

@@ -26,9 +26,7 @@ def mirror_68() -> dict[int, int]:
 
 def rows_of(heading: str) -> dict[int, tuple[tuple[int, ...], str]]:
     """The rows "| ids | points | grade |" of docs/landmarks.md below a heading."""
-    text = (
-        (PROJECT / "docs/landmarks.md").read_text().split(f"\n## {heading}\n")[1].split("\n## ")[0]
-    )
+    text = (PROJECT / "docs/landmarks.md").read_text().split(f"\n## {heading}\n")[1].split("\n## ")[0]
     found = {}
     for ids, points, grade in re.findall(r"^\| (\d[\d, ]*) \| (.+?) \| (\w+).*\|$", text, re.M):
         sources = re.findall(r"mean of ([\d, toand]+?)(?=, mean|$)|(\d+)", points)
@@ -36,11 +34,7 @@ def rows_of(heading: str) -> dict[int, tuple[tuple[int, ...], str]]:
         for mean, single in sources:
             words = mean or single
             span = re.fullmatch(r"(\d+) to (\d+)", words)
-            numbers = (
-                range(int(span[1]), int(span[2]) + 1)
-                if span
-                else map(int, re.findall(r"\d+", words))
-            )
+            numbers = range(int(span[1]), int(span[2]) + 1) if span else map(int, re.findall(r"\d+", words))
             places.append(tuple(numbers))
         for number, place in zip(map(int, ids.split(", ")), places, strict=True):
             found[number] = (place, grade)
@@ -83,9 +77,7 @@ class LayoutTest(unittest.TestCase):
         self.assertEqual(from_mesh(mesh[:, :2]), landmarks)
         without = from_mesh(mesh[:468])
         self.assertTrue(np.allclose(without[0], mesh[[33, 133, 145, 159], :2].mean(axis=0)))
-        self.assertEqual(
-            {k: without[k] for k in without if k > 1}, {k: landmarks[k] for k in landmarks if k > 1}
-        )
+        self.assertEqual({k: without[k] for k in without if k > 1}, {k: landmarks[k] for k in landmarks if k > 1})
         pixels = from_mesh(mesh, size=(640, 480))
         self.assertTrue(np.allclose(pixels[314], mesh[152, :2] * (640, 480) - 0.5))
 

@@ -19,13 +19,7 @@ LANDMARKS = PROJECT / "examples/data/portrait.csv"
 def run(*command: object, **variables: str) -> subprocess.CompletedProcess[str]:
     """Runs a program with the model of the tests, unless `variables` say otherwise."""
     environment = {**os.environ, "TMPDIR": str(TEMPORARY), **variables}
-    return subprocess.run(
-        [str(word) for word in command],
-        env=environment,
-        capture_output=True,
-        text=True,
-        timeout=60,
-    )
+    return subprocess.run([str(word) for word in command], env=environment, capture_output=True, text=True, timeout=60)
 
 
 def run_python(code: str, **variables: str) -> subprocess.CompletedProcess[str]:

@@ -26,9 +26,7 @@ class WheelTest(unittest.TestCase):
         folder = Path(tempfile.mkdtemp())
         self.addCleanup(shutil.rmtree, folder)
         shutil.copytree(
-            PROJECT / "python",
-            folder / "source",
-            ignore=shutil.ignore_patterns("__pycache__", "build", "*.egg-info"),
+            PROJECT / "python", folder / "source", ignore=shutil.ignore_patterns("__pycache__", "build", "*.egg-info")
         )
         pip = [sys.executable, "-m", "pip", "--quiet", "--disable-pip-version-check"]
         quiet = {"PIP_ROOT_USER_ACTION": "ignore", "PYTHONPATH": ""}

@@ -73,33 +73,26 @@ TEST(CommandLines, filesThatCannotBeUsedAreNamed) {
     const std::string dot = folder.prefix() + "dot.png";
     savePng(dot, blackPicture(1, 5));
     const std::string absent = ": cannot be opened: No such file or directory";
+    const auto refuse = [](const Tool& tool, const Words& arguments, const std::string& words) {
+        expectRefusals(tool.path, {{arguments, 1, tool.name + ": " + words}});
+    };
+    const std::string noRecord = kPicture + ": line 1: expected id,x,y";
     for (const Tool& tool : {kTools[0], kTools[5]}) {
-        const std::string start = tool.name + ": ";
-        expectRefusals(
-            tool.path,
-            {{{"no.png", kLandmarks, dot}, 1, start + "no.png" + absent},
-             {{kPicture, kPicture, dot}, 1, start + kPicture + ": line 1: expected id,x,y"},
-             {{kPicture, kLandmarks, dot + "/x"},
-              1,
-              start + dot + "/x: cannot be created: Not a directory"}});
+        refuse(tool, {"no.png", kLandmarks, dot}, "no.png" + absent);
+        refuse(tool, {kPicture, kPicture, dot}, noRecord);
+        refuse(tool, {kPicture, kLandmarks, dot + "/x"},
+               dot + "/x: cannot be created: Not a directory");
     }
     const std::string small = dot + ": is smaller than 2 x 2 pixels";
     const std::string out = folder.prefix() + "out";
-    expectRefusals(ZOMU_INSPECT_PATH, {{{dot, kLandmarks, out}, 1, "zomu-inspect: " + small}});
     const std::string none = folder.prefix() + "absent";
-    expectRefusals(ZOMU_MODEL_PROGRAM,
-                   {{{"check", none}, 1, "zomu-model: " + none + ": no such folder"}});
-    expectRefusals(ZOMU_SCORES_PATH,
-                   {{{none, out}, 1, "zomu-scores: " + none + ": cannot be opened"}});
-    expectRefusals(ZOMU_TEMPLATE_PATH,
-                   {{{"extract", dot, kLandmarks, out}, 1, "zomu-template: " + small},
-                    {{"extract", kPicture, kPicture, out},
-                     1,
-                     "zomu-template: " + kPicture + ": line 1: expected id,x,y"},
-                    {{"compare", none, none}, 1, "zomu-template: " + none + ": cannot be opened"},
-                    {{"compare", kPicture, kPicture},
-                     1,
-                     "zomu-template: " + kPicture + ": is not a template file"}});
+    refuse(kTools[0], {dot, kLandmarks, out}, small);
+    refuse(kTools[1], {"check", none}, none + ": no such folder");
+    refuse(kTools[3], {none, out}, none + ": cannot be opened");
+    refuse(kTools[4], {"extract", dot, kLandmarks, out}, small);
+    refuse(kTools[4], {"extract", kPicture, kPicture, out}, noRecord);
+    refuse(kTools[4], {"compare", none, none}, none + ": cannot be opened");
+    refuse(kTools[4], {"compare", kPicture, kPicture}, kPicture + ": is not a template file");
     EXPECT_FALSE(fs::exists(out));
 }
 

@@ -4,14 +4,18 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "support/environment.h"
 #include "support/process.h"
 
-inline const std::string kPicture = ZOMU_SAMPLES "/portrait.png";
-inline const std::string kLandmarks = ZOMU_SAMPLES "/portrait.csv";
+// With the drive, for Windows: paths of a list without one are on the list's drive.
+inline const std::string kPicture =
+    std::filesystem::absolute(ZOMU_SAMPLES "/portrait.png").string();
+inline const std::string kLandmarks =
+    std::filesystem::absolute(ZOMU_SAMPLES "/portrait.csv").string();
 
 using Words = std::vector<std::string>;
 
@@ -20,6 +24,13 @@ inline ProcessResult runTool(const std::string& program, Words arguments,
                              const std::string& temporary = ZOMU_TEST_MODEL) {
     arguments.insert(arguments.begin(), program);
     return runProcess(arguments, {{kTemporaryVariable, temporary}, {"OMP_NUM_THREADS", "2"}});
+}
+
+inline void expectResult(const ProcessResult& result, int status, const std::string& out,
+                         const std::string& err) {
+    EXPECT_EQ(result.exitStatus, status) << err;
+    EXPECT_EQ(result.out, out) << err;
+    EXPECT_EQ(result.err, err);
 }
 
 // A command line, the status that it ends with, and all that standard error says; standard output
@@ -33,20 +44,15 @@ struct Refusal {
 inline void expectRefusals(const std::string& program, const std::vector<Refusal>& refusals,
                            const std::string& temporary = ZOMU_TEST_MODEL) {
     for (const Refusal& refusal : refusals) {
-        const ProcessResult result = runTool(program, refusal.arguments, temporary);
-        EXPECT_EQ(result.exitStatus, refusal.status) << refusal.line;
-        EXPECT_EQ(result.out, "") << refusal.line;
-        EXPECT_EQ(result.err, refusal.line + "\n");
+        expectResult(runTool(program, refusal.arguments, temporary), refusal.status, "",
+                     refusal.line + "\n");
     }
 }
 
 // Ends with status 0, prints `out` and complains of nothing.
 inline void expectDone(const std::string& program, const Words& arguments,
                        const std::string& out = "") {
-    const ProcessResult result = runTool(program, arguments);
-    EXPECT_EQ(result.exitStatus, 0) << result.err;
-    EXPECT_EQ(result.out, out);
-    EXPECT_EQ(result.err, "");
+    expectResult(runTool(program, arguments), 0, out, "");
 }
 
 #endif

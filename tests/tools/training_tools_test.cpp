@@ -1,13 +1,10 @@
 // zomu-patches and zomu-scores from outside: what they write for good photographs, and that a bad
 // one costs one line and no more.
-#include <gtest/gtest.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,18 +13,14 @@
 #include "patches/patch_layout.h"
 #include "sheets/face_changes.h"
 #include "sheets/face_picture.h"
-#include "support/environment.h"
-#include "support/process.h"
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
+#include "tools/tool_run.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-// With the drive, for Windows: paths of a list without one are on the list's drive.
-const std::string kPicture = fs::absolute(ZOMU_SAMPLES "/portrait.png").string();
-const std::string kLandmarks = fs::absolute(ZOMU_SAMPLES "/portrait.csv").string();
 constexpr std::size_t kNpyHeader = 128;
 
 // The portrait and a darker copy of it as one person, with a photograph between them that is not
@@ -43,15 +36,14 @@ class TrainingTools : public testing::Test {
                                  {"eve", folder.path() / "dark.png", folder.path() / "dark.csv"}});
     }
 
-    ProcessResult run(std::vector<std::string> command) const {
-        command.push_back(out.string());
-        return runProcess(command,
-                          {{kTemporaryVariable, ZOMU_TEST_MODEL}, {"OMP_NUM_THREADS", "2"}});
-    }
-
-    std::string lineOfTheMissing(const std::string& program) const {
-        return program + ": " + (folder.path() / "no.png").string() +
-               ": cannot be opened: No such file or directory\n";
+    // Runs one of the two programs, which says this of the missing photograph and `more`.
+    void expectOutcome(const std::string& name, Words arguments, int status,
+                       const std::string& text, const std::string& more = "") const {
+        arguments.push_back(out.string());
+        const std::string program = name == "zomu-scores" ? ZOMU_SCORES_PATH : ZOMU_PATCHES_PATH;
+        expectResult(runTool(program, arguments), status, text,
+                     name + ": " + (folder.path() / "no.png").string() +
+                         ": cannot be opened: No such file or directory\n" + more);
     }
 
     TemporaryFolder folder;
@@ -69,15 +61,11 @@ std::vector<float> floatsOf(const fs::path& path) {
 }  // namespace
 
 TEST_F(TrainingTools, patchesAreTheBytesThatNetworksSee) {
-    const ProcessResult result = run({ZOMU_PATCHES_PATH, "cut", manifest.string()});
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.out, "2 photographs, 1 left out\n");
-    EXPECT_EQ(result.err, lineOfTheMissing("zomu-patches"));
-    EXPECT_EQ(readManifest(out / "faces.csv").size(), 2U);
-
+    expectOutcome("zomu-patches", {"cut", manifest.string()}, 0, "2 photographs, 1 left out\n");
     static constexpr MeanImages kNoMeanImages = {};
     FaceCanvases canvases;
     const std::vector<ManifestRow> rows = readManifest(out / "faces.csv");
+    ASSERT_EQ(rows.size(), 2U);
     for (std::size_t row = 0; row < rows.size(); ++row) {
         const FacePicture face =
             loadFacePicture(rows[row].photo.string(), rows[row].landmarks.string());
@@ -99,16 +87,13 @@ TEST_F(TrainingTools, patchesAreTheBytesThatNetworksSee) {
 }
 
 TEST_F(TrainingTools, descriptionsAreWrittenAlone) {
-    const ProcessResult result = run({ZOMU_PATCHES_PATH, "describe"});
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.err, "");
+    expectDone(ZOMU_PATCHES_PATH, {"describe", out.string()});
     EXPECT_NE(readFile((out / "network-25.txt").string()).find("dataIdx=24"), std::string::npos);
 }
 
 TEST_F(TrainingTools, featuresAreUnitVectorsOfEachCrop) {
-    const ProcessResult result = run({ZOMU_PATCHES_PATH, "features", manifest.string()});
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.err, lineOfTheMissing("zomu-patches"));
+    expectOutcome("zomu-patches", {"features", manifest.string()}, 0,
+                  "2 photographs, 1 left out\n");
     const std::vector<float> features = floatsOf(out / "features.npy");
     ASSERT_EQ(features.size(), 2U * 8000);
     for (std::size_t start = 0; start < features.size(); start += 160) {
@@ -121,16 +106,13 @@ TEST_F(TrainingTools, featuresAreUnitVectorsOfEachCrop) {
 }
 
 TEST_F(TrainingTools, scoresAreThoseOfTheHost) {
-    const ProcessResult result = run({ZOMU_SCORES_PATH, "--csv", manifest.string()});
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.out, "2 photographs, 1 left out, 1 pairs\n");
-    EXPECT_EQ(result.err, lineOfTheMissing("zomu-scores"));
+    expectOutcome("zomu-scores", {"--csv", manifest.string()}, 0,
+                  "2 photographs, 1 left out, 1 pairs\n");
     const std::vector<float> scores = floatsOf(out / "scores.npy");
     ASSERT_EQ(scores.size(), 1U);
     const ProcessResult host =
-        runProcess({ZOMU_COMPARE_PATH, kPicture, kLandmarks, folder.prefix() + "dark.png",
-                    folder.prefix() + "dark.csv"},
-                   {{kTemporaryVariable, ZOMU_TEST_MODEL}});
+        runTool(ZOMU_COMPARE_PATH,
+                {kPicture, kLandmarks, folder.prefix() + "dark.png", folder.prefix() + "dark.csv"});
     EXPECT_NEAR(scores[0], std::stof(host.out), 1e-4F) << host.out;
     EXPECT_EQ(floatsOf(out / "templates.npy").size(), 2U * 502);
 
@@ -143,20 +125,15 @@ TEST_F(TrainingTools, scoresAreThoseOfTheHost) {
 
 TEST_F(TrainingTools, nothingUsableIsAFailure) {
     writeManifest(manifest, {{"nobody", folder.path() / "no.png", kLandmarks}});
-    const ProcessResult cut = run({ZOMU_PATCHES_PATH, "cut", manifest.string()});
-    EXPECT_EQ(cut.exitStatus, 1);
-    EXPECT_EQ(cut.err, lineOfTheMissing("zomu-patches") +
-                           "zomu-patches: none of the photographs could be used\n");
-    const ProcessResult scored = run({ZOMU_SCORES_PATH, manifest.string()});
-    EXPECT_EQ(scored.exitStatus, 1);
-    EXPECT_EQ(scored.err, lineOfTheMissing("zomu-scores") +
-                              "zomu-scores: fewer than two photographs could be used\n");
+    expectOutcome("zomu-patches", {"cut", manifest.string()}, 1, "",
+                  "zomu-patches: none of the photographs could be used\n");
+    expectOutcome("zomu-scores", {manifest.string()}, 1, "",
+                  "zomu-scores: fewer than two photographs could be used\n");
 }
 
 TEST_F(TrainingTools, aModelThatIsNotThereGivesNoFeatures) {
-    const ProcessResult result =
-        runProcess({ZOMU_PATCHES_PATH, "features", manifest.string(), out.string()},
-                   {{kTemporaryVariable, folder.path().string()}});
+    const ProcessResult result = runTool(
+        ZOMU_PATCHES_PATH, {"features", manifest.string(), out.string()}, folder.path().string());
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_TRUE(result.err.ends_with(": gives features that are not finite\n")) << result.err;
 }

@@ -14,14 +14,11 @@ MODELS = PROJECT / "models"
 class DemonstrationModel(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.temporary = tempfile.TemporaryDirectory()
-        cls.home = Path(cls.temporary.name)
+        temporary = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(temporary.cleanup)
+        cls.home = Path(temporary.name)
         cls.model = cls.home / "model"
         run_tool(TOOLS, "zomu-model", "unpack", MODELS / "rendered-people.pack", cls.model)
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.temporary.cleanup()
 
     def test_it_is_what_its_readme_says(self):
         text = (MODELS / "README.md").read_text(encoding="utf-8")

@@ -21,27 +21,26 @@ def drawn_pairs(people: int, photos: int, distance: float, seed: int) -> PairSco
 
 
 class Pairs(unittest.TestCase):
-    def test_same_pairs_are_those_of_one_person(self):
-        person = person_indices(["b", "a", "b", "c"])
-        pairs = PairScores(np.zeros(6, np.float32), person)
+    def test_pairs_are_read_along_the_upper_triangle_and_same_are_those_of_one_person(self):
+        pairs = PairScores(np.zeros(6, np.float32), person_indices(["b", "a", "b", "c"]))
         self.assertEqual(pairs.is_same().tolist(), [False, True, False, False, False, False])
-
-    def test_matrices_are_read_along_the_upper_triangle(self):
         matrix = np.arange(9).reshape(3, 3)
         self.assertEqual(from_matrix(matrix, np.zeros(3, int)).scores.tolist(), [1, 2, 5])
 
 
 class Rates(unittest.TestCase):
-    def test_separate_scores_have_no_errors(self):
+    def test_separate_scores_have_no_errors_and_can_be_drawn(self):
         curve = error_curve(np.array([2.0, 3.0]), np.array([0.0, 1.0]))
-        self.assertEqual(curve.equal_error(), 0)
+        self.assertEqual((curve.equal_error(), curve.non_match_at(0)), (0, 0))
         self.assertGreater(curve.threshold_at(0), 1.0)
-        self.assertEqual(curve.non_match_at(0), 0)
+        with tempfile.TemporaryDirectory() as folder:
+            for plot in (plot_det, plot_roc):
+                path = Path(folder) / "plot.png"
+                plot({"none": curve}, path)
+                self.assertEqual(path.read_bytes()[:4], b"\x89PNG")
 
-    def test_scores_the_wrong_way_round_are_always_wrong(self):
+    def test_errors_are_counted_on_each_side(self):
         self.assertEqual(error_curve(np.array([0.0, 1.0]), np.array([2.0, 3.0])).equal_error(), 1)
-
-    def test_one_of_four_on_each_side(self):
         curve = error_curve(np.array([1.0, 3, 4, 5]), np.array([-1.0, 0, 0.5, 2]))
         self.assertAlmostEqual(curve.equal_error(), 0.25)
 
@@ -64,13 +63,3 @@ class Rates(unittest.TestCase):
         wide = equal_error_interval(drawn_pairs(15, 5, 3.3, 3))
         narrow = equal_error_interval(drawn_pairs(120, 5, 3.3, 3))
         self.assertGreater(wide.high - wide.low, 1.5 * (narrow.high - narrow.low))
-
-
-class Plots(unittest.TestCase):
-    def test_scores_without_an_error_can_be_drawn(self):
-        curve = error_curve(np.array([2.0, 3.0]), np.array([0.0, 1.0]))
-        with tempfile.TemporaryDirectory() as folder:
-            for plot in (plot_det, plot_roc):
-                path = Path(folder) / "plot.png"
-                plot({"none": curve}, path)
-                self.assertEqual(path.read_bytes()[:4], b"\x89PNG")

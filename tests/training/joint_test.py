@@ -13,12 +13,8 @@ from support import TOOLS, render
 from trainer.joint import with_mirrored
 from trainer.tools import run_tool
 
-PARTNERS = {0: 1, 2: 5, 3: 4, 12: 13, 43: 44, 221: 227, 222: 226, 223: 225, 240: 241, 300: 302,
-            315: 316}
-
-
-def partner(name: int) -> int:
-    return {**PARTNERS, **{b: a for a, b in PARTNERS.items()}}.get(name, name)
+PAIRS = {0: 1, 2: 5, 3: 4, 12: 13, 43: 44, 221: 227, 222: 226, 223: 225, 240: 241, 300: 302, 315: 316}
+PARTNERS = {**PAIRS, **{right: left for left, right in PAIRS.items()}}
 
 
 class Mirrored(unittest.TestCase):
@@ -44,8 +40,7 @@ class Mirrored(unittest.TestCase):
                 cv2.imwrite(str(flipped), picture[:, ::-1])
                 points = np.loadtxt(f"{stem}.csv", delimiter=",", skiprows=1)
                 at = {int(name): (picture.shape[1] - 1 - x, y) for name, x, y in points}
-                landmarks.write(home / f"{person}.csv",
-                                np.array([at[partner(name)] for name in IDS]))
+                landmarks.write(home / f"{person}.csv", np.array([at[PARTNERS.get(name, name)] for name in IDS]))
                 lines += [f"{person},{stem}.jpg,{stem}.csv", f"{person},{flipped},{person}.csv"]
             manifest = home / "both.csv"
             manifest.write_text("\n".join(lines) + "\n", encoding="utf-8")

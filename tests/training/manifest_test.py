@@ -10,9 +10,9 @@ from trainer.problems import TrainingProblem
 
 class Manifests(unittest.TestCase):
     def setUp(self):
-        self.temporary = tempfile.TemporaryDirectory()
-        self.addCleanup(self.temporary.cleanup)
-        self.home = Path(self.temporary.name).resolve()
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.home = Path(temporary.name).resolve()
         self.path = self.home / "manifest.csv"
 
     def test_paths_are_seen_from_the_list(self):
@@ -20,8 +20,7 @@ class Manifests(unittest.TestCase):
         self.assertEqual(read_manifest(self.path),
                          [("ann", self.home / "a/1.jpg", Path("/b/1.csv")),
                           ("bob", self.home / "2.jpg", self.home / "2.csv")])
-
-    def test_blank_lines_and_windows_line_ends_are_accepted(self):
+        # Blank lines and the line ends of Windows are accepted.
         self.path.write_bytes(b"person,photo,landmarks\r\n\r\nann,1.jpg,1.csv\r\n")
         self.assertEqual(len(read_manifest(self.path)), 1)
 

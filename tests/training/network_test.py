@@ -1,15 +1,12 @@
 """The two forms of a network compute the same."""
 
-import subprocess
 import tempfile
 import unittest
-from pathlib import Path
 
 import numpy as np
 import torch
 
-from support import TOOLS
-from trainer.description import load_descriptions
+from support import load_library_descriptions
 from trainer.network import PIXEL_UNIT, PlainNetwork, TrainingNetwork, folded
 from trainer.patch_store import mean_image
 
@@ -21,8 +18,7 @@ class Folding(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         with tempfile.TemporaryDirectory() as folder:
-            subprocess.run([TOOLS / "zomu-patches", "describe", folder], check=True)
-            cls.descriptions = load_descriptions(Path(folder))
+            cls.descriptions = load_library_descriptions(folder)
 
     def test_what_is_written_computes_what_was_trained(self):
         torch.set_num_threads(1)

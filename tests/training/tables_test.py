@@ -26,8 +26,7 @@ def drawn_features(people: int, photos: int, seed: int = 1) -> tuple[np.ndarray,
 
 def log_density(vectors: np.ndarray, covariance: np.ndarray) -> np.ndarray:
     inverse = np.linalg.inv(covariance)
-    return -0.5 * (np.einsum("ni,ij,nj->n", vectors, inverse, vectors)
-                   + np.linalg.slogdet(covariance)[1])
+    return -0.5 * (np.einsum("ni,ij,nj->n", vectors, inverse, vectors) + np.linalg.slogdet(covariance)[1])
 
 
 class Covariances(unittest.TestCase):
@@ -70,8 +69,7 @@ class Tables(unittest.TestCase):
         q = np.square(a).sum(axis=1)
         numerator = 2 * np.sum(b[:-1] * b[1:], axis=1) - q[:-1] - q[1:]
         line = np.polyfit(ratio, numerator, 1)
-        np.testing.assert_allclose(np.polyval(line, ratio), numerator,
-                                   atol=1e-3 * np.abs(numerator).max())
+        np.testing.assert_allclose(np.polyval(line, ratio), numerator, atol=1e-3 * np.abs(numerator).max())
         self.assertAlmostEqual(line[0], 2 * scale ** 2, delta=0.02 * line[0])
 
     def test_scores_are_those_of_the_template_arithmetic(self):

@@ -10,6 +10,7 @@ import torch
 
 from support import TOOLS, render, run_command
 from trainer.description import load_descriptions
+from trainer.manifest import read_manifest, write_manifest
 from trainer.model_folder import read_matrix, read_mean_image
 from trainer.network import PlainNetwork
 from trainer.one_network import Recipe, compute_features, train_network
@@ -30,17 +31,22 @@ class Interrupted(Exception):
 class WholeTraining(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.temporary = tempfile.TemporaryDirectory()
-        cls.home = Path(cls.temporary.name)
+        temporary = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(temporary.cleanup)
+        cls.home = Path(temporary.name)
         cls.manifest = render(cls.home / "people", "--people", 12, "--photos", 4)
         with open(cls.manifest, "a", encoding="utf-8") as file:
             file.write("nobody,photos/no.jpg,photos/no.csv\n")
         cls.work, cls.model = cls.home / "work", cls.home / "tmp" / MODEL_FOLDER
-        cls.result = run_command("train.py", cls.manifest, cls.model, "--work", cls.work, *OPTIONS)
+        cls.result = cls.train(cls.model)
 
     @classmethod
-    def tearDownClass(cls):
-        cls.temporary.cleanup()
+    def train(cls, model, *options, manifest=None, work=None):
+        return run_command("train.py", manifest or cls.manifest, model, "--work", work or cls.work, *OPTIONS, *options)
+
+    def assert_refused(self, result, words):
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stderr, words)
 
     def test_a_complete_model_comes_out(self):
         self.assertEqual(self.result.returncode, 0, self.result.stderr)
@@ -60,8 +66,7 @@ class WholeTraining(unittest.TestCase):
             names = [name for stage in net.stages for name in (stage.weights, stage.biases)]
             names += [*net.fc_weights, net.fc_biases]
             files = {name: torch.from_numpy(read_matrix(self.model / name)) for name in names}
-            mean = torch.from_numpy(read_mean_image(self.model / f"0-{number}-0", net.planes,
-                                                    net.side))
+            mean = torch.from_numpy(read_mean_image(self.model / f"0-{number}-0", net.planes, net.side))
             ours = compute_features(PlainNetwork(net, files), store.patches(number), rows, mean)
             difference = np.abs(ours - library[:, number - 1]).max()
             self.assertLess(difference, FEATURE_BOUND, f"network {number}")
@@ -90,55 +95,38 @@ class WholeTraining(unittest.TestCase):
         stamps = {path: path.stat().st_mtime_ns for path in self.work.glob("network-*/result.pt")}
         self.assertEqual(len(stamps), 25)
         again = self.home / "again"
-        result = run_command("train.py", self.manifest, again, "--work", self.work, *OPTIONS)
+        result = self.train(again)
         self.assertEqual(result.returncode, 0, result.stderr)
         for path, stamp in stamps.items():
             self.assertEqual(path.stat().st_mtime_ns, stamp)
         for path in self.model.iterdir():
             self.assertEqual(path.read_bytes(), (again / path.name).read_bytes(), path.name)
 
-    def test_other_settings_need_another_folder(self):
-        result = run_command("train.py", self.manifest, self.home / "other", "--work", self.work,
-                             *OPTIONS, "--seed", 2)
-        self.assertEqual(result.returncode, 1)
-        self.assertRegex(result.stderr, r"^train\.py: .*was begun with seed 1, not 2")
+    def test_other_settings_folders_in_the_way_and_too_few_people_are_refused(self):
+        other = self.train(self.home / "other", "--seed", 2)
+        self.assert_refused(other, r"^train\.py: .*was begun with seed 1, not 2")
         self.assertFalse((self.home / "other").exists())
-
-    def test_a_model_in_the_way_stays(self):
-        result = run_command("train.py", self.manifest, self.model, "--work", self.work, *OPTIONS)
-        self.assertEqual(result.returncode, 1)
-        self.assertIn("already exists", result.stderr)
-
-    def test_too_few_people_are_said_so(self):
+        self.assert_refused(self.train(self.model), "already exists")
         manifest = self.home / "few.csv"
-        lines = self.manifest.read_text(encoding="utf-8").splitlines()[:9]
-        folder = self.manifest.parent
-        manifest.write_text("\n".join([lines[0]] + [
-            ",".join([line.split(",")[0], *(str(folder / part) for part in line.split(",")[1:])])
-            for line in lines[1:]]) + "\n", encoding="utf-8")
-        result = run_command("train.py", manifest, self.home / "few", "--work", self.home / "few-work",
-                             *OPTIONS)
-        self.assertEqual(result.returncode, 1)
-        self.assertIn("at least four people", result.stderr)
+        write_manifest(manifest, read_manifest(self.manifest)[:8])
+        few = self.train(self.home / "few", manifest=manifest, work=self.home / "few-work")
+        self.assert_refused(few, "at least four people")
 
     def test_a_face_is_searched_for(self):
         photo = self.manifest.parent / "photos/00003/01.jpg"
-        arguments = ("search", photo, photo.with_suffix(".csv"), self.manifest, "--model", self.model,
-                     "--tools", TOOLS)
+        arguments = ("search", photo, photo.with_suffix(".csv"), self.manifest, "--model", self.model, "--tools", TOOLS)
         result = run_command(*arguments, "--top", 2, "--threshold", -100)
         self.assertEqual(result.returncode, 0, result.stderr)
         first, second, reached = result.stdout.splitlines()
         self.assertEqual(first.split()[1:], ["00003", "01.jpg"])
         self.assertGreater(float(first.split()[0]), float(second.split()[0]))
         self.assertEqual(reached, "48 of 48 scores are -100 or more")
-        result = run_command(*arguments[:2], "absent.csv", *arguments[3:])
-        self.assertEqual(result.returncode, 1)
-        self.assertRegex(result.stderr, r"search: .*01\.jpg: cannot be searched for\n$")
+        absent = run_command(*arguments[:2], "absent.csv", *arguments[3:])
+        self.assert_refused(absent, r"search: .*01\.jpg: cannot be searched for\n$")
 
     def test_the_model_is_looked_into(self):
         other = self.home / "other-seed"
-        result = run_command("train.py", self.manifest, self.home / "none", "--work", other, *OPTIONS,
-                             "--seed", 2, "--only", 3, 20)
+        result = self.train(self.home / "none", "--seed", 2, "--only", 3, 20, work=other)
         self.assertEqual(result.returncode, 0, result.stderr)
         out = self.home / "study"
         result = run_command("study.py", self.work, self.model, out, "--held-out", self.manifest,
@@ -159,17 +147,15 @@ class WholeTraining(unittest.TestCase):
 
     def test_the_model_is_evaluated_and_packed(self):
         people = self.manifest.parent
-        text = self.manifest.read_text(encoding="utf-8").replace("nobody,photos/no.jpg,photos/no.csv\n",
-                                                                 "")
-        (people / "good.csv").write_text(text, encoding="utf-8")
+        write_manifest(people / "good.csv", read_manifest(self.manifest)[:-1])
         pack, unpacked = self.home / "model.pack", self.home / "unpacked"
         run_tool(TOOLS, "zomu-model", "pack", self.model, pack)
         run_tool(TOOLS, "zomu-model", "unpack", pack, unpacked)
         scores = []
         for model in (self.model, unpacked):
             out = self.home / f"rates-{model.name}"
-            result = run_command("evaluate", people / "good.csv", out, "--model", model, "--rounds",
-                                 20, "--tools", TOOLS)
+            result = run_command("evaluate", people / "good.csv", out, "--model", model, "--rounds", 20,
+                                 "--tools", TOOLS)
             self.assertEqual(result.returncode, 0, result.stderr)
             rates = json.loads((out / "rates.json").read_text(encoding="utf-8"))
             self.assertEqual(rates["same pairs"], 72)

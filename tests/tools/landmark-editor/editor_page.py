@@ -55,8 +55,7 @@ class EditorPage(unittest.TestCase):
         cls.browser = webdriver.Chrome(service=service, options=options)
         cls.addClassCleanup(cls.browser.quit)
         cls.browser.execute_cdp_cmd(
-            "Browser.setDownloadBehavior",
-            {"behavior": "allow", "downloadPath": str(cls.downloads)},
+            "Browser.setDownloadBehavior", {"behavior": "allow", "downloadPath": str(cls.downloads)}
         )
 
     def setUp(self) -> None:
@@ -121,9 +120,7 @@ class EditorPage(unittest.TestCase):
 
     def walk(self, start: tuple[float, float], end: tuple[float, float]) -> None:
         """From place to place by arrow keys: tens, ones and tenths of pixels."""
-        for axis, (less, more) in enumerate(
-            ((Keys.ARROW_LEFT, Keys.ARROW_RIGHT), (Keys.ARROW_UP, Keys.ARROW_DOWN))
-        ):
+        for axis, (less, more) in enumerate(((Keys.ARROW_LEFT, Keys.ARROW_RIGHT), (Keys.ARROW_UP, Keys.ARROW_DOWN))):
             tenths = round(10 * (end[axis] - start[axis]))
             key = more if tenths > 0 else less
             tens, rest = divmod(abs(tenths), 100)

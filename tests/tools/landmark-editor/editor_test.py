@@ -38,9 +38,7 @@ class EditorTest(EditorPage):
 
     def test_a_turned_head_is_met_as_well(self) -> None:
         # The same head model in another place, turned in the plane: clicks alone decide.
-        code = (
-            "return [...zomu.placeLandmarks(new Map(arguments[0]))].map(([i, p]) => [i, p.x, p.y]);"
-        )
+        code = "return [...zomu.placeLandmarks(new Map(arguments[0]))].map(([i, p]) => [i, p.x, p.y]);"
 
         def placed(turn):
             anchors = [[number, dict(zip("xy", turn(KNOWN[number])))] for number in ANCHORS]
@@ -123,9 +121,7 @@ class EditorTest(EditorPage):
 
     def test_the_focus_walks_through_everything_and_is_seen(self) -> None:
         self.place()
-        self.browser.execute_script(
-            "arguments[0].focus({focusVisible: true})", self.element("open-photo")
-        )
+        self.browser.execute_script("arguments[0].focus({focusVisible: true})", self.element("open-photo"))
         order = []
         for _ in range(20):
             active = self.browser.switch_to.active_element
@@ -203,8 +199,7 @@ class EditorTest(EditorPage):
         seen = set()
         for scheme in ("light", "dark"):
             self.browser.execute_cdp_cmd(
-                "Emulation.setEmulatedMedia",
-                {"features": [{"name": "prefers-color-scheme", "value": scheme}]},
+                "Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": scheme}]}
             )
             self.place()
             colours = self.browser.execute_script(
@@ -228,9 +223,7 @@ class EditorTest(EditorPage):
         rows = self.browser.execute_script("return zomu.landmarks.map((l) => [l.id, ...l.at]);")
         source = (PROJECT / "src/patches/landmarks.cpp").read_text()
         row = re.compile(r"\{(-?[\d.]+)F, (-?[\d.]+)F, (-?[\d.]+)F\},\s*// (\d+)")
-        expected = {
-            int(m[4]): [float(m[1]), float(m[2]), float(m[3])] for m in row.finditer(source)
-        }
+        expected = {int(m[4]): [float(m[1]), float(m[2]), float(m[3])] for m in row.finditer(source)}
         self.assertEqual({number: at for number, *at in rows}, expected)
 
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/temporary_folder.h"
+#include "support/thrown.h"
 
 namespace fs = std::filesystem;
 
@@ -20,12 +21,7 @@ class Manifest : public testing::Test {
     void write(const std::string& text) const { std::ofstream(path, std::ios::binary) << text; }
 
     std::string problem() const {
-        try {
-            readManifest(path);
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
-        return "";
+        return reasonOf([this] { readManifest(path); });
     }
 
     TemporaryFolder folder;
@@ -69,11 +65,8 @@ TEST_F(Manifest, badListsAreNamedWithTheirLine) {
     }
 }
 
-TEST_F(Manifest, aFolderIsNoManifest) {
+TEST_F(Manifest, placesThatCannotBeReadOrWrittenAreRefused) {
     EXPECT_THROW(readManifest(folder.path()), std::runtime_error);
-}
-
-TEST_F(Manifest, aPlaceThatCannotBeWrittenIsNamed) {
     EXPECT_THROW(writeManifest(folder.path() / "no" / "m.csv", {{"a", "b", "c"}}),
                  std::runtime_error);
 }

@@ -17,9 +17,13 @@ static std::string headerOfFile(const std::string& literal) {
     return std::string("\x93NUMPY\x01\x00\x76\x00", 10) + text + "\n";
 }
 
-TEST(NpyFile, bytesStandBehindAHeaderWithTheirShape) {
+class NpyFileTest : public testing::Test {
+  protected:
     const TemporaryFolder folder;
     const std::string path = folder.prefix() + "a.npy";
+};
+
+TEST_F(NpyFileTest, bytesStandBehindAHeaderWithTheirShape) {
     NpyFile file(path, NpyType::uint8, {2, 3});
     EXPECT_EQ(file.rowBytes(), 6U);
     file.append("abcdefghijkl", 2);
@@ -30,9 +34,7 @@ TEST(NpyFile, bytesStandBehindAHeaderWithTheirShape) {
                   "abcdefghijklmnopqr");
 }
 
-TEST(NpyFile, rowsMayBeSingleFloats) {
-    const TemporaryFolder folder;
-    const std::string path = folder.prefix() + "a.npy";
+TEST_F(NpyFileTest, rowsMayBeSingleFloats) {
     NpyFile file(path, NpyType::float32, {});
     const std::vector<float> values = {1.0F, -2.0F};
     file.append(values.data(), values.size());
@@ -42,14 +44,8 @@ TEST(NpyFile, rowsMayBeSingleFloats) {
                   std::string("\0\0\x80\x3f\0\0\0\xc0", 8));
 }
 
-TEST(NpyFile, aFileThatWasNotClosedHasNoRows) {
-    const TemporaryFolder folder;
-    const std::string path = folder.prefix() + "a.npy";
+TEST_F(NpyFileTest, aFileThatIsNotClosedHasNoRowsAndAMissingFolderIsRefused) {
     { NpyFile(path, NpyType::uint8, {1}).append("x", 1); }
     EXPECT_NE(readFile(path).find("(0, 1,)"), std::string::npos);
-}
-
-TEST(NpyFile, aPlaceThatCannotBeWrittenIsNamed) {
-    const TemporaryFolder folder;
     EXPECT_THROW(NpyFile(folder.path() / "no" / "a.npy", NpyType::uint8, {1}), std::runtime_error);
 }

@@ -12,6 +12,7 @@
 #include "model/model_tables.h"
 #include "network/net_texts.h"
 #include "support/bits.h"
+#include "support/made_model.h"
 #include "support/random.h"
 #include "template/template_arithmetic.h"
 #include "zomu.h"
@@ -108,23 +109,19 @@ class Projecting : public testing::TestWithParam<WeightKind> {
     Random random{17};
 };
 
-TEST_P(Projecting, aTemplateScoresExactlyOneWithItself) {
+TEST_P(Projecting, aTemplateScoresOneWithItselfAndHasItsSquaredLengthToTheBit) {
     for (int i = 0; i < 5; ++i) {
         const FaceTemplate face = project();
         EXPECT_TRUE(sameFloat(1.0F, ZomuCompareTemplates(&face, &face)));
+        float sum = 0.0F;
+        for (const float value : face.projection) {
+            const float square = value * value;
+            sum = sum + square;
+        }
+        EXPECT_TRUE(sameFloat(sum, face.quadraticTerm));
+        EXPECT_GT(face.projectionNorm, 0.5F);
+        EXPECT_LT(face.projectionNorm, 20.0F);
     }
-}
-
-TEST_P(Projecting, quadraticTermIsTheSquaredLengthToTheBit) {
-    const FaceTemplate face = project();
-    float sum = 0.0F;
-    for (const float value : face.projection) {
-        const float square = value * value;
-        sum = sum + square;
-    }
-    EXPECT_TRUE(sameFloat(sum, face.quadraticTerm));
-    EXPECT_GT(face.projectionNorm, 0.5F);
-    EXPECT_LT(face.projectionNorm, 20.0F);
 }
 
 TEST_P(Projecting, scoresAreOneLessTheRelativeSquaredDistance) {
@@ -154,6 +151,4 @@ TEST_P(Projecting, theTwoTablesCannotBeMistakenForEachOther) {
 
 INSTANTIATE_TEST_SUITE_P(DrawnModel, Projecting,
                          testing::Values(WeightKind::random, WeightKind::integer),
-                         [](const auto& kind) {
-                             return kind.param == WeightKind::random ? "random" : "integer";
-                         });
+                         [](const auto& kind) { return nameOfKind(kind.param); });

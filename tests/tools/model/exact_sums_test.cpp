@@ -5,6 +5,7 @@
 
 #include <limits>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "network/net_texts.h"
@@ -14,19 +15,20 @@ class ExactSums : public testing::Test {
   protected:
     ExactSums() : plan(planNetwork(netDescriptionTexts[3])), mean(2209, 100.0F) {
         for (const LayerPlan& layer : plan) {
-            LayerNumbers layerNumbers;
+            LayerNumbers& zeros = numbers.emplace_back();
             for (const MatrixShape& shape : layer.weights) {
-                layerNumbers.weights.push_back(zeros(shape));
+                zeros.weights.emplace_back(shape.rows * shape.cols, 0.0F);
             }
             for (const MatrixShape& shape : layer.biases) {
-                layerNumbers.biases = zeros(shape);
+                zeros.biases.assign(static_cast<std::size_t>(shape.rows * shape.cols), 0.0F);
             }
-            numbers.push_back(layerNumbers);
         }
     }
 
-    static std::vector<float> zeros(const MatrixShape& shape) {
-        return std::vector<float>(static_cast<std::size_t>(shape.rows * shape.cols), 0.0F);
+    void expectLargest(std::int64_t value, const std::string& layer) const {
+        const LargestSum largest = largestSum(plan, numbers, mean);
+        EXPECT_EQ(largest.value, value);
+        EXPECT_EQ(largest.layer, layer);
     }
 
     // Positions of the layers with weights.
@@ -38,13 +40,11 @@ class ExactSums : public testing::Test {
 };
 
 TEST_F(ExactSums, withoutWeightsThePictureItselfIsTheLargest) {
-    const LargestSum largest = largestSum(plan, numbers, mean);
-    EXPECT_EQ(largest.value, 155);
-    EXPECT_EQ(largest.layer, "data");
+    expectLargest(155, "data");
     mean[1234] = 201.0F;
-    EXPECT_EQ(largestSum(plan, numbers, mean).value, 201);
+    expectLargest(201, "data");
     mean[5] = -20.0F;
-    EXPECT_EQ(largestSum(plan, numbers, mean).value, 275);
+    expectLargest(275, "data");
 }
 
 TEST_F(ExactSums, signsDoNotCancelAndBiasesCount) {
@@ -53,9 +53,7 @@ TEST_F(ExactSums, signsDoNotCancelAndBiasesCount) {
     filters[9 * 16 + 3] = -5.0F;
     filters[1 * 16 + 4] = 6.0F;
     numbers[kConv1].biases[3] = -4.0F;
-    const LargestSum largest = largestSum(plan, numbers, mean);
-    EXPECT_EQ(largest.value, 7 * 155 + 4);
-    EXPECT_EQ(largest.layer, "conv1");
+    expectLargest(7 * 155 + 4, "conv1");
 }
 
 // Plane 3 of conv1 feeds rows 27 to 35 of conv2's filters, and so on up to fc, which adds two
@@ -67,33 +65,29 @@ TEST_F(ExactSums, sumsGrowFromStageToStage) {
     numbers[kLocal3].biases[47] = 1.0F;
     numbers[kLocal4].weights[0][(47 * 4 + 2) * 64 + 63] = -7.0F;
     const std::int64_t atPool3 = 155 * 2 * 3 * 5 + 1;
-    EXPECT_EQ(largestSum(plan, numbers, mean).value, atPool3 * 7);
-    EXPECT_EQ(largestSum(plan, numbers, mean).layer, "local4");
+    expectLargest(atPool3 * 7, "local4");
 
     numbers[kFc].weights[0][(63 * 9 + 8) * 160 + 159] = 1.0F;
     numbers[kFc].weights[1][(47 * 16 + 15) * 160 + 159] = -2.0F;
     numbers[kFc].biases[159] = 10.0F;
-    EXPECT_EQ(largestSum(plan, numbers, mean).value, atPool3 * 7 + 2 * atPool3 + 10);
-    EXPECT_EQ(largestSum(plan, numbers, mean).layer, "fc");
+    expectLargest(atPool3 * 7 + 2 * atPool3 + 10, "fc");
 }
 
 TEST_F(ExactSums, planesWithoutInputStaySmall) {
     numbers[kConv1].weights[0][3] = 2.0F;
     // The row before the first one that plane 3 feeds.
     numbers[kConv2].weights[0][(3 * 9 - 1) * 32 + 31] = 100.0F;
-    EXPECT_EQ(largestSum(plan, numbers, mean).value, 310);
+    expectLargest(310, "conv1");
 }
 
 TEST_F(ExactSums, reachesTheLimitAtTwoToTheTwentyFourth) {
     mean.assign(mean.size(), 127.0F);  // pixels from -127 to 128
     numbers[kConv1].weights[0][0] = 131071.0F;
     numbers[kConv1].biases[0] = 127.0F;
-    EXPECT_EQ(largestSum(plan, numbers, mean).value, kExactLimit - 1);
+    expectLargest(kExactLimit - 1, "conv1");
     numbers[kConv1].biases[0] = 128.0F;
-    EXPECT_EQ(largestSum(plan, numbers, mean).value, kExactLimit);
-}
-
-TEST_F(ExactSums, hugeNumbersDoNotOverflow) {
+    expectLargest(kExactLimit, "conv1");
+    // Huge numbers do not overflow.
     numbers[kConv1].weights[0].assign(256, 16000000.0F);
     numbers[kConv2].weights[0].assign(144 * 32, 16000000.0F);
     EXPECT_GE(largestSum(plan, numbers, mean).value, kExactLimit);

@@ -48,9 +48,7 @@ TEST(HalfFloat, whatIsTooLargeIsInfiniteAndWhatIsTooSmallIsZero) {
     EXPECT_EQ(toHalf(std::ldexp(1.0F, -26)), 0);
     EXPECT_EQ(toHalf(-0.0F), 0x8000);
     EXPECT_EQ(toHalf(std::numeric_limits<float>::denorm_min()), 0);
-}
-
-TEST(HalfFloat, infinityAndNaNComeBack) {
+    // Infinity and NaN come back.
     EXPECT_EQ(fromHalf(0x7c00), std::numeric_limits<float>::infinity());
     EXPECT_EQ(fromHalf(0xfc00), -std::numeric_limits<float>::infinity());
     EXPECT_TRUE(std::isnan(fromHalf(toHalf(std::numeric_limits<float>::quiet_NaN()))));

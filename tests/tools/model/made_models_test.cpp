@@ -7,15 +7,14 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "model/model_maker.h"
 #include "model/model_tables.h"
 #include "service/context.h"
 #include "service/extraction.h"
 #include "support/bits.h"
+#include "support/made_model.h"
 #include "support/people.h"
 #include "support/random.h"
 #include "support/temporary_folder.h"
@@ -25,11 +24,8 @@
 class MadeModel : public testing::TestWithParam<WeightKind> {
   protected:
     void SetUp() override {
-        ModelRequest request;
-        request.folder = parent.path() / "model";
-        request.weights = GetParam();
-        makeModel(request, [](int, int, const std::string&) {});
-        const std::string prefix = (request.folder / "").string();
+        const std::string prefix = parent.prefix() + "model/";
+        makeModelIn(prefix, GetParam());
         ASSERT_LT(prefix.size(), sizeof modelDir);
         std::strcpy(modelDir, prefix.c_str());
         loadModelTables(*tables);
@@ -108,6 +104,4 @@ TEST_P(MadeModel, onlyEqualTemplatesScoreOne) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, MadeModel, testing::Values(WeightKind::random, WeightKind::integer),
-                         [](const auto& kind) {
-                             return kind.param == WeightKind::random ? "random" : "integer";
-                         });
+                         [](const auto& kind) { return nameOfKind(kind.param); });

@@ -10,10 +10,11 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "model/model_file_writer.h"
-#include "model/model_maker.h"
+#include "support/made_model.h"
 #include "support/temporary_folder.h"
 
 namespace fs = std::filesystem;
@@ -34,6 +35,13 @@ void overwrite(const fs::path& path, std::streamoff offset, T value) {
 }
 
 using Damage = std::function<void(const fs::path&)>;
+
+void nothing(const fs::path&) {}
+
+void folderInstead(const fs::path& path) {
+    fs::remove(path);
+    fs::create_directory(path);
+}
 
 Damage sized(std::uintmax_t size) {
     return [size](const fs::path& path) { fs::resize_file(path, size); };
@@ -62,22 +70,13 @@ TEST(ModelCheck, eachDamageHasItsWords) {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     const std::string pointer =
         "version https://example.org/large-files/v1\noid sha256:0123\nsize 32\n";
-    const struct {
-        ModelFile file;
-        Damage damage;
-        std::string words;
-    } damages[] = {
-        {kWeights, [](const fs::path&) {}, ""},
-        {kImage, [](const fs::path&) {}, ""},
-        {kTable, [](const fs::path&) {}, ""},
+    const std::tuple<ModelFile, Damage, std::string> damages[] = {
+        {kWeights, nothing, ""},
+        {kImage, nothing, ""},
+        {kTable, nothing, ""},
         {kWeights, value(8, std::numeric_limits<float>::max()), ""},
         {kWeights, [](const fs::path& path) { fs::remove(path); }, "missing"},
-        {kWeights,
-         [](const fs::path& path) {
-             fs::remove(path);
-             fs::create_directory(path);
-         },
-         "not a file"},
+        {kWeights, folderInstead, "not a file"},
         {kWeights, sized(31), "31 bytes, 1 too few"},
         {kWeights, sized(7), "7 bytes, 25 too few"},
         {kWeights, sized(0), "0 bytes, 32 too few"},
@@ -125,20 +124,18 @@ TEST(ModelCheck, aMissingFolderIsNotAListOfMissingFiles) {
 
 TEST(ModelCheck, damageOfAWholeModelIsListedFileByFile) {
     const TemporaryFolder parent;
-    ModelRequest request;
-    request.folder = parent.path() / "model";
-    request.weights = WeightKind::integer;
-    makeModel(request, [](int, int, const std::string&) {});
-    EXPECT_TRUE(checkModelFolder(request.folder).empty());
+    const fs::path model = parent.path() / "model";
+    makeModelIn(model);
+    EXPECT_TRUE(checkModelFolder(model).empty());
 
-    std::ofstream(request.folder / "notes") << "other files do not matter";
-    fs::remove(request.folder / "6-0");
-    fs::resize_file(request.folder / "6-1", 8000);
-    overwrite<std::int32_t>(request.folder / "0-3-0", 0, 9075);
-    overwrite(request.folder / "5-25-3", 8 + 4 * 159, std::numeric_limits<float>::quiet_NaN());
-    fs::remove(request.folder / "1-4-1");
-    fs::copy_file(request.folder / "1-1-1", request.folder / "1-4-1");
-    EXPECT_EQ(checkModelFolder(request.folder),
+    std::ofstream(model / "notes") << "other files do not matter";
+    fs::remove(model / "6-0");
+    fs::resize_file(model / "6-1", 8000);
+    overwrite<std::int32_t>(model / "0-3-0", 0, 9075);
+    overwrite(model / "5-25-3", 8 + 4 * 159, std::numeric_limits<float>::quiet_NaN());
+    fs::remove(model / "1-4-1");
+    fs::copy_file(model / "1-1-1", model / "1-4-1");
+    EXPECT_EQ(checkModelFolder(model),
               (std::vector<std::string>{
                   "0-3-0: count 9075, not 6627",
                   "6-0: missing",

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/model_folder.h"
@@ -60,12 +61,9 @@ TEST(ModelFiles, weightFilesHaveTheShapesThatTheKernelsNeed) {
 }
 
 TEST(ModelFiles, tablesHaveTheSizesThatTheLibraryReads) {
-    const struct {
-        const char* name;
-        std::vector<std::int32_t> header;
-        std::int64_t bytes;
-    } tables[] = {{"0-2-0", {9075}, 36304}, {"0-3-0", {6627}, 26512}, {"0-9-0", {2209}, 8840},
-                  {"6-0", {}, 32000},       {"6-1", {}, 16000000},    {"6-2", {}, 16000000}};
+    const std::tuple<const char*, std::vector<std::int32_t>, std::int64_t> tables[] = {
+        {"0-2-0", {9075}, 36304}, {"0-3-0", {6627}, 26512}, {"0-9-0", {2209}, 8840},
+        {"6-0", {}, 32000},       {"6-1", {}, 16000000},    {"6-2", {}, 16000000}};
     const std::map<std::string, ModelFile> files = filesByName();
     for (const auto& [name, header, bytes] : tables) {
         const ModelFile& file = files.at(name);

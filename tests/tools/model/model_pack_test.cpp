@@ -13,8 +13,7 @@
 
 #include "model/model_check.h"
 #include "model/model_file_reader.h"
-#include "model/model_file_writer.h"
-#include "model/model_maker.h"
+#include "support/made_model.h"
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
 #include "support/thrown.h"
@@ -28,10 +27,7 @@ class ModelPack : public testing::Test {
     // One model and its pack for all tests of the suite.
     static void SetUpTestSuite() {
         g_home = new TemporaryFolder;
-        ModelRequest request;
-        request.folder = model();
-        request.weights = WeightKind::integer;
-        makeModel(request, [](int, int, const std::string&) {});
+        makeModelIn(model());
         packModel(model(), pack());
     }
 
@@ -120,8 +116,8 @@ TEST_F(ModelPack, truncatedAndAlteredPacksAreRefused) {
         whole.substr(0, whole.size() - 1),
         "is truncated: " + std::to_string(whole.size() - 21) + " of " + length + " bytes");
     expectRefused(whole + "x", "has 1 bytes too many");
-    for (const std::size_t place :
-         {std::size_t{16}, std::size_t{20}, whole.size() / 2, whole.size() - 1}) {
+    const std::size_t last = whole.size() - 1;
+    for (const std::size_t place : {std::size_t{16}, std::size_t{20}, last / 2, last}) {
         expectRefused(with(place, static_cast<char>(whole[place] ^ 1)),
                       "is altered: its checksum is not that of its content");
     }

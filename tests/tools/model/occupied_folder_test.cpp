@@ -6,25 +6,26 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 
 #include "support/temporary_folder.h"
 #include "support/thrown.h"
 
+namespace fs = std::filesystem;
+
 TEST(OccupiedFolder, onlyFreePlacesAndModelsMayBeTaken) {
     const TemporaryFolder parent;
-    const std::filesystem::path model = parent.path() / "model";
-    const std::filesystem::path mixed = parent.path() / "mixed";
-    for (const std::filesystem::path& folder : {model, mixed, parent.path() / "empty"}) {
-        std::filesystem::create_directory(folder);
+    const fs::path model = parent.path() / "model";
+    const fs::path mixed = parent.path() / "mixed";
+    const fs::path letter = mixed / "letter";
+    for (const fs::path& folder : {model, mixed, parent.path() / "empty"}) {
+        fs::create_directory(folder);
     }
-    std::ofstream(model / "6-1") << "x";
-    std::ofstream(mixed / "6-1") << "x";
-    std::ofstream(mixed / "letter") << "x";
-    const struct {
-        std::filesystem::path folder;
-        bool replace;
-        std::string reason;
-    } places[] = {
+    for (const fs::path& file : {model / "6-1", mixed / "6-1", letter}) {
+        std::ofstream(file) << "x";
+    }
+    const std::string notAFolder = letter.string() + " already exists and is not a folder";
+    const std::tuple<fs::path, bool, std::string> places[] = {
         {"", false, "the name of the folder is empty"},
         {parent.path() / "absent", false, ""},
         {parent.path() / "empty", false, ""},
@@ -32,14 +33,11 @@ TEST(OccupiedFolder, onlyFreePlacesAndModelsMayBeTaken) {
         {model, true, ""},
         {mixed, true,
          mixed.string() + " holds letter, which is not a model file: it is not replaced"},
-        {mixed / "letter", false,
-         (mixed / "letter").string() + " already exists and is not a folder"},
-        {mixed / "letter", true,
-         (mixed / "letter").string() + " already exists and is not a folder"},
+        {letter, false, notAFolder},
+        {letter, true, notAFolder},
     };
-    for (const auto& [folder, replace, reason] : places) {
-        EXPECT_EQ(
-            reasonOf([&folder = folder, &replace = replace] { refuseOccupied(folder, replace); }),
-            reason);
+    for (const auto& place : places) {
+        EXPECT_EQ(reasonOf([&] { refuseOccupied(std::get<0>(place), std::get<1>(place)); }),
+                  std::get<2>(place));
     }
 }

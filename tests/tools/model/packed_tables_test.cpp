@@ -65,7 +65,7 @@ TEST(PackedTables, tablesOfZerosTakeNoRoom) {
     EXPECT_EQ(getTables(reader).a, tables.a);
 }
 
-TEST(PackedTables, rowsThatDoNotBelongTogetherAreRefused) {
+TEST(PackedTables, rowsThatDoNotBelongTogetherOrToATableAreRefused) {
     Random random(6);
     PairOfTables tables;
     tables.setRow(17, 1.0F, 1.0F, random);
@@ -73,12 +73,10 @@ TEST(PackedTables, rowsThatDoNotBelongTogetherAreRefused) {
     PackWriter writer;
     EXPECT_EQ(reasonOf([&] { putTables(writer, tables.a, tables.b); }),
               "row 17 of 6-1 is not a multiple of the row of 6-2");
-}
 
-TEST(PackedTables, aRowThatNoTableHasIsRefused) {
-    PackWriter writer;
-    writer.putUint32(1);
-    writer.putUint32(500);
-    PackReader reader(writer.bytes());
+    PackWriter beyond;
+    beyond.putUint32(1);
+    beyond.putUint32(500);  // a row that no table has
+    PackReader reader(beyond.bytes());
     EXPECT_THROW(getTables(reader), std::runtime_error);
 }

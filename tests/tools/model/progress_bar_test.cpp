@@ -25,7 +25,7 @@ static std::string shown(bool terminal, const Work& work) {
     return text.substr(0, got);
 }
 
-TEST(ProgressBar, awayFromATerminalEachStageIsOnePlainLine) {
+TEST(ProgressBar, isDrawnOnATerminalOnlyAndIsAPlainLineForEachStageElsewhere) {
     EXPECT_EQ(shown(false,
                     [](ProgressBar& bar) {
                         bar.show(0, 3, "first");
@@ -34,9 +34,6 @@ TEST(ProgressBar, awayFromATerminalEachStageIsOnePlainLine) {
                         bar.show(3, 3, "second");
                     }),
               "first\nsecond\n");
-}
-
-TEST(ProgressBar, onATerminalTheLineIsRedrawnAndEndedAtLast) {
     EXPECT_EQ(shown(true,
                     [](ProgressBar& bar) {
                         bar.show(0, 2, "work");
@@ -55,9 +52,7 @@ TEST(ProgressBar, stepsThatChangeNothingVisibleAreNotDrawn) {
         }
     });
     EXPECT_LT(text.size(), 101U * 60U);
-}
-
-TEST(ProgressBar, withoutAnyStepNothingIsPrinted) {
-    EXPECT_EQ(shown(true, [](ProgressBar&) {}), "");
-    EXPECT_EQ(shown(false, [](ProgressBar&) {}), "");
+    for (const bool terminal : {true, false}) {
+        EXPECT_EQ(shown(terminal, [](ProgressBar&) {}), "");
+    }
 }

@@ -22,11 +22,6 @@ class StagedFolderTest : public testing::Test {
   protected:
     static void put(const fs::path& path, const std::string& text) { std::ofstream(path) << text; }
 
-    void makeFormer() const {
-        fs::create_directory(target);
-        put(target / "old", "1");
-    }
-
     // All files below the parent, which holds one folder at most, with their contents.
     std::map<std::string, std::string> files() const {
         std::map<std::string, std::string> found;
@@ -45,21 +40,19 @@ class StagedFolderTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(StagedFolderTest, commitPutsTheFolderInPlace) {
-    StagedFolder staged(target);
-    EXPECT_EQ(staged.path().parent_path(), fs::canonical(parent.path()));
-    put(staged.path() / "a", "1");
-    EXPECT_FALSE(fs::exists(target));
-    staged.commit();
-    EXPECT_EQ(files(), (Files{{"model", ""}, {"model/a", "1"}}));
-}
-
-TEST_F(StagedFolderTest, withoutCommitNothingIsLeft) {
-    {
-        const StagedFolder staged(target);
-        put(staged.path() / "a", "1");
+TEST_F(StagedFolderTest, onlyCommitPutsTheFolderInPlace) {
+    for (const bool committed : {false, true}) {
+        {
+            StagedFolder staged(target);
+            EXPECT_EQ(staged.path().parent_path(), fs::canonical(parent.path()));
+            put(staged.path() / "a", "1");
+            EXPECT_FALSE(fs::exists(target));
+            if (committed) {
+                staged.commit();
+            }
+        }
+        EXPECT_EQ(files(), committed ? Files({{"model", ""}, {"model/a", "1"}}) : Files());
     }
-    EXPECT_TRUE(files().empty());
 }
 
 TEST_F(StagedFolderTest, takesThePlaceOfAnEmptyFolderWithASeparatorAtItsEnd) {
@@ -70,20 +63,19 @@ TEST_F(StagedFolderTest, takesThePlaceOfAnEmptyFolderWithASeparatorAtItsEnd) {
     EXPECT_EQ(files(), (Files{{"model", ""}, {"model/a", "1"}}));
 }
 
-TEST_F(StagedFolderTest, replacesAFormerFolderWithAllItsFiles) {
-    makeFormer();
+TEST_F(StagedFolderTest, replacesAFormerFolderWhereTheNewOneCanBePlaced) {
+    fs::create_directory(target);
+    put(target / "old", "1");
+    {
+        StagedFolder staged(target);
+        fs::remove(staged.path());
+        EXPECT_THROW(staged.commit(), std::runtime_error);
+    }
+    EXPECT_EQ(files(), (Files{{"model", ""}, {"model/old", "1"}}));
     StagedFolder staged(target);
     put(staged.path() / "new", "2");
     staged.commit();
     EXPECT_EQ(files(), (Files{{"model", ""}, {"model/new", "2"}}));
-}
-
-TEST_F(StagedFolderTest, theFormerFolderComesBackWhereTheNewOneCannotBePlaced) {
-    makeFormer();
-    StagedFolder staged(target);
-    fs::remove(staged.path());
-    EXPECT_THROW(staged.commit(), std::runtime_error);
-    EXPECT_EQ(files(), (Files{{"model", ""}, {"model/old", "1"}}));
 }
 
 TEST_F(StagedFolderTest, aMissingParentIsNamed) {
