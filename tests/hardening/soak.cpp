@@ -25,17 +25,8 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Seconds = std::chrono::duration<double>;
 
 constexpr std::size_t kSceneCount = 4;
-constexpr long kMostGrowth = 2048;  // KB since the first report
-
-// Sanitizers keep freed memory back, so that their own growth would be measured.
-#if defined(ZOMU_SANITIZED)
-constexpr bool kMemoryIsJudged = false;
-#else
-constexpr bool kMemoryIsJudged = true;
-#endif
 
 // What every later result is compared with.
 struct First {
@@ -50,8 +41,9 @@ struct Counts {
     std::atomic<long> differences = 0;
 };
 
-bool sameBytes(const void* expected, const void* actual, std::size_t size) {
-    return std::memcmp(expected, actual, size) == 0;
+template <typename Value>
+bool differ(const Value& expected, const Value& actual) {
+    return std::memcmp(&expected, &actual, sizeof expected) != 0;
 }
 
 First firstResults(const Library& library, const Context& context) {
@@ -77,13 +69,12 @@ void work(const Library& library, const Context& context, const First& first,
         const FaceTemplate face = context.extract(first.scenes[i]);
         ++counts.extractions;
         ++done;
-        counts.differences += sameBytes(&first.templates[i], &face, sizeof face) ? 0 : 1;
+        counts.differences += differ(first.templates[i], face) ? 1 : 0;
         for (std::size_t j = 0; j < kSceneCount; ++j) {
-            const float scores[2] = {library.compare(&face, &first.templates[j]),
-                                     library.compare(&first.templates[j], &face)};
-            for (const float score : scores) {
+            for (const float score : {library.compare(&face, &first.templates[j]),
+                                      library.compare(&first.templates[j], &face)}) {
                 ++counts.compares;
-                counts.differences += sameBytes(&first.scores[i][j], &score, sizeof score) ? 0 : 1;
+                counts.differences += differ(first.scores[i][j], score) ? 1 : 0;
             }
         }
     }
@@ -165,8 +156,8 @@ bool soak(const std::string& path, long seconds) {
     std::printf(
         "%s: %.0f s, %ld extractions, %ld compares, %ld differences, memory grew by %ld KB "
         "after the first %s%s\n",
-        isGood ? "passed" : "FAILED", Seconds(Clock::now() - start).count(), extractions, compares,
-        differences, growth, interval == 60 ? "minute" : "second",
+        isGood ? "passed" : "FAILED", std::chrono::duration<double>(Clock::now() - start).count(),
+        extractions, compares, differences, growth, interval == 60 ? "minute" : "second",
         kMemoryIsJudged ? "" : " (not judged under a sanitizer)");
     return isGood;
 }

@@ -12,8 +12,8 @@
 #include <new>
 #include <string>
 
-#include "hardening/failing_allocator.h"
 #include "library/host/host.h"
+#include "support/failing_allocator.h"
 #include "support/model_folder.h"
 
 static std::unique_ptr<Library> openStarved(const char* path, long first, Failing kind) {

@@ -10,11 +10,12 @@
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
 
-HostRun runHost(const Variables& variables, const std::vector<std::string>& scenario) {
+HostRun runHost(const std::string& host, const Variables& variables,
+                const std::vector<std::string>& arguments) {
     const TemporaryFolder folder;
     const std::string resultsPath = folder.prefix() + "results";
-    std::vector<std::string> command = {ZOMU_HOST, ZOMU_LIBRARY, resultsPath};
-    command.insert(command.end(), scenario.begin(), scenario.end());
+    std::vector<std::string> command = {host, ZOMU_LIBRARY, resultsPath};
+    command.insert(command.end(), arguments.begin(), arguments.end());
 
     HostRun run;
     static_cast<ProcessResult&>(run) = runProcess(command, variables);
@@ -24,6 +25,10 @@ HostRun runHost(const Variables& variables, const std::vector<std::string>& scen
         std::memcpy(run.results.data(), bytes.data(), run.results.size() * sizeof(float));
     }
     return run;
+}
+
+HostRun runHost(const Variables& variables, const std::vector<std::string>& scenario) {
+    return runHost(ZOMU_HOST, variables, scenario);
 }
 
 HostRun runHost(const std::string& temporaryDirectory, const std::vector<std::string>& scenario) {
@@ -36,10 +41,6 @@ HostRun plainRun() {
 
 std::string sharedTemporaryDirectory() {
     return ZOMU_TEST_MODEL;
-}
-
-std::string sharedModelDir() {
-    return sharedTemporaryDirectory() + "/~zvplugintmp~/";
 }
 
 // Of two texts that differ, the line in which they do so first.
