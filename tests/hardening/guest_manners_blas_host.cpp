@@ -10,8 +10,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <exception>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +17,7 @@
 #include "hardening/guest_state.h"
 #include "hardening/memory_use.h"
 #include "library/host/host.h"
+#include "support/program.h"
 
 // Of the host's BLAS; its header for the library's own archive declares them alike.
 extern "C" {
@@ -151,7 +150,7 @@ void extractBesideWork(const Library& library, int cycle) {
     expect(wrong == 0, "the host's work beside the library went wrong", cycle);
 }
 
-void goThroughCycles(const std::string& path, const std::string& blasFolder, int cycles) {
+int goThroughCycles(const std::string& path, const std::string& blasFolder, int cycles) {
     openblas_set_num_threads(kBlasThreads);  // some builds set the team's size with it
     omp_set_num_threads(kTeam);
     omp_set_dynamic(0);
@@ -203,20 +202,14 @@ void goThroughCycles(const std::string& path, const std::string& blasFolder, int
     if (kMemoryIsJudged && growth > kMostGrowth) {
         std::fprintf(stderr, "the heap has grown by %ld KB\n", growth);
     }
+    return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 4) {
-        std::fputs("usage: zomu_blas_host LIBRARY FOLDER CYCLES\n", stderr);
-        return 2;
-    }
-    try {
-        goThroughCycles(argv[1], argv[2], std::stoi(argv[3]));
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "zomu_blas_host: %s\n", failure.what());
-        return 3;
-    }
-    return 0;
+    return argc != 4 ? wrongUsage("zomu_blas_host LIBRARY FOLDER CYCLES")
+                     : runProgram("zomu_blas_host", 3, [&] {
+                           return goThroughCycles(argv[1], argv[2], std::stoi(argv[3]));
+                       });
 }

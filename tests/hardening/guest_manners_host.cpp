@@ -27,6 +27,7 @@
 #include "hardening/guest_state.h"
 #include "library/host/library.h"
 #include "library/host/scene.h"
+#include "support/program.h"
 #include "support/threads.h"
 
 #if defined(__x86_64__)
@@ -151,8 +152,8 @@ static void visit(const std::string& path, bool hasBuffers) {
 }
 
 int main(int argc, char** argv) {
-    const std::string settings = argc == 3 ? argv[2] : "";
-    try {
+    return runProgram("zomu_guest_host", 3, [&] {
+        const std::string settings = argc == 3 ? argv[2] : "";
         require(settings == "plain" || settings == "own-settings" || settings == "float-modes",
                 "usage: zomu_guest_host LIBRARY plain|own-settings|float-modes");
         const std::string path = std::filesystem::absolute(argv[1]);
@@ -163,9 +164,6 @@ int main(int argc, char** argv) {
             useOwnFloatModes();
         }
         visit(path, settings != "plain");
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "zomu_guest_host: %s\n", failure.what());
-        return 3;
-    }
-    return 0;
+        return 0;
+    });
 }

@@ -13,7 +13,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -21,6 +20,7 @@
 
 #include "hardening/memory_use.h"
 #include "library/host/host.h"
+#include "support/program.h"
 
 namespace {
 
@@ -123,11 +123,8 @@ bool soak(const std::string& path, long seconds) {
     const First first = firstResults(library, a);
 
     const long interval = seconds < 60 ? 1 : 60;
-    long baseline = 0;
-    long growth = 0;
-    long extractions = 0;
-    long compares = 0;
-    long differences = 0;
+    const char* const unit = interval == 60 ? "minute" : "second";
+    long baseline = 0, growth = 0, extractions = 0, compares = 0, differences = 0;
     Clock::time_point start;
     {
         Workers workers(library, a, b, first);
@@ -139,9 +136,9 @@ bool soak(const std::string& path, long seconds) {
             const long resident = residentKilobytes();
             baseline = baseline == 0 ? resident : baseline;
             growth = std::max(growth, resident - baseline);
-            std::printf("%s %ld: %ld extractions, %ld compares, %ld KB resident\n",
-                        interval == 60 ? "minute" : "second", now / interval,
-                        counts.extractions - extractions, counts.compares - compares, resident);
+            std::printf("%s %ld: %ld extractions, %ld compares, %ld KB resident\n", unit,
+                        now / interval, counts.extractions - extractions,
+                        counts.compares - compares, resident);
             std::fflush(stdout);
             extractions = counts.extractions;
             compares = counts.compares;
@@ -157,7 +154,7 @@ bool soak(const std::string& path, long seconds) {
         "%s: %.0f s, %ld extractions, %ld compares, %ld differences, memory grew by %ld KB "
         "after the first %s%s\n",
         isGood ? "passed" : "FAILED", std::chrono::duration<double>(Clock::now() - start).count(),
-        extractions, compares, differences, growth, interval == 60 ? "minute" : "second",
+        extractions, compares, differences, growth, unit,
         kMemoryIsJudged ? "" : " (not judged under a sanitizer)");
     return isGood;
 }
@@ -165,15 +162,10 @@ bool soak(const std::string& path, long seconds) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    try {
+    return runProgram("zomu_soak", 2, [&] {
         const long seconds = argc == 3 ? std::stol(argv[2]) : 0;
-        if (seconds < 2) {
-            std::fputs("usage: zomu_soak LIBRARY SECONDS (2 or more)\n", stderr);
-            return 2;
-        }
-        return soak(argv[1], seconds) ? 0 : 1;
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "zomu_soak: %s\n", failure.what());
-        return 2;
-    }
+        return seconds < 2              ? wrongUsage("zomu_soak LIBRARY SECONDS (2 or more)")
+               : soak(argv[1], seconds) ? 0
+                                        : 1;
+    });
 }

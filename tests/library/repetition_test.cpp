@@ -1,5 +1,5 @@
-// The same bits again: in later calls, in other contexts, beside other threads, with teams of any
-// size.
+// The same bits again: in later calls, in other contexts, beside other threads, in a host that
+// rounds its own way, with teams of any size.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "library/host_run.h"
+#include "support/bits.h"
 #include "support/environment.h"
 #include "support/temporary_folder.h"
 
@@ -69,6 +70,18 @@ TEST(Repetition, overlappingCreatesPrintWholeLines) {
     ASSERT_TRUE(ended(run, run.out, 4 * kTemplateSize));
     EXPECT_EQ(run.out.substr(0, tableLines(path).size()), tableLines(path));
     EXPECT_EQ(sorted(run.out), sorted(tableLines(path) + lines + lines + lines + lines));
+}
+
+// A host that rounds upwards and flushes small numbers to zero gets the same bits and keeps its mode.
+TEST(FloatMode, ofTheHostChangesNoBitAndIsLeftAsItWas) {
+    const HostRun run = runHost(sharedTemporaryDirectory(), {"extract-in-host-mode"});
+    constexpr std::size_t kPart = 2 * kTemplateSize + 1;  // two templates and their score
+    ASSERT_TRUE(ended(run, "", 2 * kPart + 1));
+    EXPECT_EQ(run.results.back(), 0.0F) << "calls left another mode behind";
+    const std::vector<float> inHostMode(run.results.begin(), run.results.begin() + kPart);
+    const std::vector<float> inUsualMode(run.results.begin() + kPart, run.results.end() - 1);
+    EXPECT_TRUE(isFiniteTemplate(run, 0));
+    EXPECT_TRUE(sameFloats(inUsualMode, inHostMode));
 }
 
 struct Team {

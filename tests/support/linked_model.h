@@ -6,7 +6,6 @@
 #include <string>
 
 #include "support/environment.h"
-#include "support/linked_file.h"
 #include "support/model_folder.h"
 #include "support/temporary_folder.h"
 

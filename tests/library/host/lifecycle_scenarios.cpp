@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "library/host/host.h"
-#include "support/linked_file.h"
+#include "support/environment.h"
 
 static void load(Host& host) {
     const Library library(host.path);
