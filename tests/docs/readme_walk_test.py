@@ -59,7 +59,7 @@ class ReadmeWalk(unittest.TestCase):
                 (self.clone / "first.c").write_text(code)
             elif language == "python":
                 (self.clone / "first.py").write_text(code)
-                self.run_shell("PYTHONPATH=python ZOMU_LIBRARY=build/release/src/libZOMU.so "
+                self.run_shell("PYTHONPATH=python ZOMU_LIBRARY=build/demo/build/src/libZOMU.so "
                                "/usr/bin/python3 -B first.py")
             elif is_command_block(code):
                 self.run_shell(code)
@@ -75,8 +75,8 @@ class ReadmeWalk(unittest.TestCase):
         shutil.rmtree(self.work / "home/zomu")
         self.run_shell(self.build)
         self.assertTrue((self.work / "home/zomu/include/zomu.h").exists())
-        # The folder of the demo serves, too, once everything in it is built.
-        self.run_shell("cmake --build --preset release && " 'cmake --install build/release --prefix "$HOME/all"')
+        # A build with the tools serves, too.
+        self.run_shell("cmake --preset release && cmake --build --preset release && " 'cmake --install build/release --prefix "$HOME/all"')
         self.assertTrue((self.work / "home/all/bin/zomu-template").exists())
 
 

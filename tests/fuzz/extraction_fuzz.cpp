@@ -28,10 +28,9 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// One file of a network: the sizes that it should have.
+// The sizes that a file of a network has at its start.
 struct FileShape {
-    std::int32_t rows;
-    std::int32_t cols;
+    std::int32_t rows, cols;
 };
 
 constexpr std::size_t kFileCount = 7;
@@ -46,11 +45,9 @@ struct NetShape {
           files{{16 * channels, 2},         {2, 1},  {18, 3}, {3, 1}, {3 * second * second, 160},
                 {2 * pooled * pooled, 160}, {1, 160}} {}
 
-    int channels;
-    int side;    // of the patch
-    int first;   // of what the first convolution makes of it
-    int pooled;  // of that, pooled
-    int second;  // of what the second convolution makes of that
+    int channels, side;  // of the patch
+    int first, pooled;   // sides of what the first convolution makes of it, and of that, pooled
+    int second;          // of what the second convolution makes of that
     FileShape files[kFileCount];
 };
 
@@ -92,14 +89,19 @@ Bytes madeFile(FileShape shape, Random& random) {
     return bytes;
 }
 
+FileShape shapeOf(const Bytes& file) {
+    FileShape shape = {0, 0};
+    std::memcpy(&shape, file.data(), std::min(sizeof shape, file.size()));
+    return shape;
+}
+
 // Cuts a file, lengthens it, changes its sizes, or puts other bytes behind them.
 void changeFile(Random& input, Bytes& file) {
     const auto any = [&](std::size_t most) {
         return static_cast<std::size_t>(
             input.between(0, static_cast<int>(std::min<std::size_t>(most, 65535))));
     };
-    FileShape shape = {0, 0};
-    std::memcpy(&shape, file.data(), std::min(sizeof shape, file.size()));
+    FileShape shape = shapeOf(file);
     switch (input.between(0, 5)) {
         case 0:
             file.resize(any(file.size()));
@@ -132,13 +134,9 @@ void changeFile(Random& input, Bytes& file) {
 
 // True where a file is shorter than its own sizes say.
 bool isShort(const Bytes& file) {
-    FileShape shape;
-    if (file.size() < sizeof shape) {
-        return true;
-    }
-    std::memcpy(&shape, file.data(), sizeof shape);
-    return static_cast<std::int64_t>(file.size() - sizeof shape) / 4 <
-           static_cast<std::int64_t>(shape.rows) * shape.cols;
+    const FileShape shape = shapeOf(file);
+    return file.size() < sizeof shape || static_cast<std::int64_t>(file.size() - sizeof shape) / 4 <
+                                             static_cast<std::int64_t>(shape.rows) * shape.cols;
 }
 
 // The context, its files and its tables, made once.
@@ -146,20 +144,10 @@ class Model {
   public:
     Model() {
         Random random(93);
-        for (auto& image : g_modelTables.meanImages) {
-            for (float& value : image) {
-                value = random.uniform(90, 150);
-            }
-        }
-        for (float& value : g_modelTables.featureMean) {
-            value = random.uniform(-0.1F, 0.1F);
-        }
-        for (auto* table : {&g_modelTables.projectionA, &g_modelTables.projectionB}) {
-            for (auto& row : *table) {
-                for (float& value : row) {
-                    value = random.uniform(-0.1F, 0.1F);
-                }
-            }
+        auto* values = reinterpret_cast<float*>(&g_modelTables);
+        constexpr std::size_t kImages = sizeof g_modelTables.meanImages / sizeof(float);
+        for (std::size_t i = 0; i < sizeof g_modelTables / sizeof(float); ++i) {
+            values[i] = i < kImages ? random.uniform(90, 150) : random.uniform(-0.1F, 0.1F);
         }
         for (std::size_t i = 0; i < kFileCount; ++i) {
             names.push_back(files[i].name());
@@ -193,10 +181,7 @@ class Model {
 };
 
 using Template = std::array<float, sizeof(FaceTemplate) / sizeof(float)>;
-
-bool sameBytes(const Template& a, const Template& b) {
-    return std::memcmp(&a, &b, sizeof a) == 0;
-}
+using Bits = std::array<std::uint32_t, sizeof(FaceTemplate) / sizeof(float)>;
 
 // One NaN spreads over the whole of a template: all values or none.
 bool isNan(const Template& values) {
@@ -242,12 +227,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool isRefused = whyTemplateIsRefused(image, width, height, record) != nullptr;
     REQUIRE(isNan(result) || !(isRefused || isUnusable));
     if (odd == 5) {
-        Template untouched;
-        untouched.fill(std::bit_cast<float>(0x11111111U));
-        REQUIRE(sameBytes(extract(nullptr), untouched));
+        Bits untouched;
+        untouched.fill(0x11111111U);
+        REQUIRE(std::bit_cast<Bits>(extract(nullptr)) == untouched);
     }
     if (!isNan(result) && isChosen(data, size, 16)) {
-        REQUIRE(sameBytes(extract(&model.context), result));
+        REQUIRE(std::bit_cast<Bits>(extract(&model.context)) == std::bit_cast<Bits>(result));
     }
     model.build(index, model.goodFiles(index));
     return 0;

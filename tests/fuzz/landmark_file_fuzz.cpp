@@ -2,7 +2,7 @@
 // a file that is written of it; what is refused has a reason of one line.
 #include "landmark_file.h"
 
-#include <bit>
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <set>
@@ -16,12 +16,7 @@
 namespace {
 
 bool isLandmark(std::int32_t id) {
-    for (const ReferenceLandmark& landmark : kReferenceLandmarks) {
-        if (landmark.id == id) {
-            return true;
-        }
-    }
-    return false;
+    return std::ranges::any_of(kReferenceLandmarks, [id](const auto& l) { return l.id == id; });
 }
 
 void checkContract(const LandmarkRecord& record) {

@@ -19,11 +19,10 @@ class MemoryFile {
     MemoryFile(const MemoryFile&) = delete;
     MemoryFile& operator=(const MemoryFile&) = delete;
 
-    // Replaces the contents by `size` bytes and `zeros` zeros behind them.
-    void hold(const void* bytes, std::size_t size, std::size_t zeros = 0) const {
+    // Replaces the contents.
+    void hold(const void* bytes, std::size_t size) const {
         REQUIRE(ftruncate(descriptor, 0) == 0);
         REQUIRE(pwrite(descriptor, bytes, size, 0) == static_cast<ssize_t>(size));
-        REQUIRE(ftruncate(descriptor, static_cast<off_t>(size + zeros)) == 0);
     }
 
     // In kMemoryFileFolder.

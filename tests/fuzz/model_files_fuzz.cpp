@@ -106,18 +106,11 @@ void checkWeights(Random& input) {
 
 struct TableFile {
     int slot;  // of a mean image; 25 to 27: the tables behind them
-    Bytes bytes;
-    std::size_t zeros;
+    Bytes contents;
 
     std::string name() const {
         return slot < kNetCount ? "0-" + std::to_string(slot + 1) + "-0"
                                 : "6-" + std::to_string(slot - kNetCount);
-    }
-
-    Bytes contents() const {
-        Bytes all = bytes;
-        all.resize(bytes.size() + zeros);
-        return all;
     }
 };
 
@@ -132,7 +125,7 @@ constexpr std::size_t kTableSizes[3] = {sizeof g_modelTables.featureMean,
 
 // What the file of a mean image leaves in the bytes of all of them.
 void readExpectedMean(const TableFile& file, Bytes& images) {
-    const Bytes contents = file.contents();
+    const Bytes& contents = file.contents;
     if (contents.size() < 4) {
         return;
     }
@@ -157,14 +150,8 @@ class TableFolder {
 
     void give(const std::vector<TableFile>& given) const {
         for (std::size_t i = 0; i < given.size(); ++i) {
-            files[i].hold(given[i].bytes.data(), given[i].bytes.size(), given[i].zeros);
+            files[i].hold(given[i].contents.data(), given[i].contents.size());
             std::filesystem::create_symlink(files[i].path(), modelDir + given[i].name());
-        }
-    }
-
-    static void takeBack(const std::vector<TableFile>& given) {
-        for (const TableFile& file : given) {
-            std::filesystem::remove(modelDir + file.name());
         }
     }
 
@@ -184,9 +171,10 @@ std::vector<TableFile> tableFiles(Random& input) {
         if (slot >= kTableFileCount) {
             break;
         }
-        TableFile file = {slot, input.upTo(static_cast<std::size_t>(input.between(0, 300))), 0};
+        TableFile file = {slot, input.upTo(static_cast<std::size_t>(input.between(0, 300)))};
         if (input.between(0, 7) == 0) {
-            file.zeros = static_cast<std::size_t>(input.between(0, 15)) * 65536;
+            const auto zeros = static_cast<std::size_t>(input.between(0, 15)) * 65536;
+            file.contents.resize(file.contents.size() + zeros);
         }
         given.push_back(file);
     }
@@ -208,7 +196,7 @@ void checkTables(Random& input) {
             continue;
         }
         const auto table = static_cast<std::size_t>(file.slot - kNetCount);
-        const Bytes contents = file.contents();
+        const Bytes& contents = file.contents;
         const std::size_t size = std::min(contents.size(), kTableSizes[table]);
         REQUIRE(std::equal(contents.begin(), contents.begin() + static_cast<std::ptrdiff_t>(size),
                            reinterpret_cast<const std::uint8_t*>(kTables[table])));
@@ -217,7 +205,9 @@ void checkTables(Random& input) {
         std::memset(kTables[table], 0, size);
     }
     REQUIRE(std::memcmp(g_modelTables.meanImages, expected.data(), kMeanBytes) == 0);
-    TableFolder::takeBack(given);
+    for (const TableFile& file : given) {
+        std::filesystem::remove(modelDir + file.name());
+    }
 }
 
 }  // namespace

@@ -5,13 +5,13 @@
 //
 // A line of CORPUS holds the bytes of one input in hexadecimal digits, then perhaps its name.
 #include <cstdio>
-#include <exception>
 #include <fstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "fuzz/fuzz_target.h"
+#include "support/program.h"
 
 // In storage of the exact size, so that a sanitizer sees the first byte too many.
 static std::vector<std::uint8_t> bytesOf(const std::string& line) {
@@ -31,7 +31,7 @@ static std::vector<std::uint8_t> bytesOf(const std::string& line) {
 }
 
 int main(int argc, char** argv) {
-    try {
+    return runProgram("replay", 1, [&] {
         std::ifstream file(argc == 2 ? argv[1] : "");
         int count = 0;
         for (std::string line; std::getline(file, line);) {
@@ -41,8 +41,5 @@ int main(int argc, char** argv) {
         }
         std::fprintf(stderr, "%d inputs replayed\n", count);
         return count > 0 ? 0 : 1;
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "replay: %s\n", failure.what());
-        return 1;
-    }
+    });
 }

@@ -47,6 +47,17 @@ inline testing::AssertionResult sameTemplates(const FaceTemplate& expected,
     return sameFloats(values[0], values[1], kCount);
 }
 
+// What this process writes to standard output and standard error between the two calls, be it the C
+// library, a sanitizer or the system that writes.
+inline void startCapture() {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+}
+
+inline std::string endCapture() {
+    return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+}
+
 // The load of a library whose temporary directory is a test's own. Afterwards TMPDIR is what it
 // was.
 inline void loadTablesFrom(const std::string& temporaryDirectory) {

@@ -15,10 +15,6 @@ namespace {
 
 constexpr double kFlat = 2.0;  // megabytes
 
-double residentMegabytes() {
-    return static_cast<double>(residentKilobytes()) / 1000;
-}
-
 // Lowest and highest of what was measured since the first value.
 struct Range {
     double first = 0;
@@ -39,9 +35,9 @@ struct Range {
 // The allocator keeps tens of megabytes of freed memory for the next requests, and more or less of it
 // depending on which small block happens to be the last of its heap. Once it has been told to return
 // all of that, what is measured is the library's.
-double residentMegabytesInUse() {
+double residentMegabytes() {
     malloc_trim(0);
-    return residentMegabytes();
+    return static_cast<double>(residentKilobytes()) / 1000;
 }
 
 }  // namespace
@@ -58,11 +54,11 @@ TEST(Endurance, createAndDestroyLeaveTheResidentMemoryFlat) {
         const FaceTemplate result = extractScene(context, face);
         first = round == 1 ? result : first;
         ASSERT_TRUE(sameTemplates(first, result)) << "round " << round;
-        const double withContext = residentMegabytesInUse();
+        const double withContext = residentMegabytes();
         ZomuDestroy(context);
         if (round >= 3) {
             inUse.take(withContext);
-            destroyed.take(residentMegabytesInUse());
+            destroyed.take(residentMegabytes());
         }
     }
     EXPECT_TRUE(inUse.isFlat()) << inUse.lowest << " to " << inUse.highest;

@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
+#include <span>
 #include <stdexcept>
 
+#include "model/model_tables.h"
 #include "reference/reference_arithmetic.h"
 #include "reference/reference_patches.h"
 #include "support/read_file.h"
@@ -27,10 +29,10 @@ std::vector<float> readFloats(const std::string& path, std::size_t headerBytes) 
     return values;
 }
 
-// `values` are the `count` floats of the file.
-void apply(Effect effect, const ModelFile& file, float* values, std::size_t count) {
-    auto* bytes = reinterpret_cast<unsigned char*>(values);
-    const std::size_t size = count * sizeof(float);
+// `values` are the floats of the file.
+void apply(Effect effect, const ModelFile& file, std::span<float> values) {
+    auto* bytes = reinterpret_cast<unsigned char*>(values.data());
+    const std::size_t size = values.size_bytes();
     const std::size_t header = headerOf(file).size() * 4;
     std::size_t kept = size;
     switch (effect) {
@@ -52,16 +54,12 @@ void apply(Effect effect, const ModelFile& file, float* values, std::size_t coun
             values[0] = kNan;
             break;
         case Effect::middleNan:
-            values[count / 2] = kNan;
+            values[values.size() / 2] = kNan;
             break;
         default:
             throw std::logic_error("an effect beyond numbers");
     }
     std::fill(bytes + kept, bytes + size, static_cast<unsigned char>(0));
-}
-
-void apply(Effect effect, const ModelFile& file, std::vector<float>& values) {
-    apply(effect, file, values.data(), values.size());
 }
 
 // The numbers of weight file `name`, such as 3-17-2: its stage, its network, its place there.
@@ -104,10 +102,11 @@ const FaceTemplate& ExpectedTemplates::of(const FaultCase& faultCase) {
     if (faultCase.effect == Effect::none) {
         return whole;
     }
-    const auto key = std::make_pair(faultCase.file.name, faultCase.effect);
-    const auto place = known.find(key);
-    return place != known.end() ? place->second
-                                : known.emplace(key, compute(faultCase)).first->second;
+    const auto [place, isNew] = known.try_emplace({faultCase.file.name, faultCase.effect});
+    if (isNew) {
+        place->second = compute(faultCase);
+    }
+    return place->second;
 }
 
 std::vector<float> ExpectedTemplates::featuresOf(int network, const ReferenceNetwork& weights,
@@ -154,8 +153,8 @@ FaceTemplate ExpectedTemplates::compute(const FaultCase& faultCase) const {
         std::vector<float> images = meanImageTable;
         const auto k = static_cast<std::size_t>(file.network - 1);
         if (file.kind == ModelFileKind::meanImage) {
-            apply(faultCase.effect, file, images.data() + k * kSlot,
-                  static_cast<std::size_t>(floatCount(file)));
+            const auto count = static_cast<std::size_t>(floatCount(file));
+            apply(faultCase.effect, file, std::span(images).subspan(k * kSlot, count));
         } else {
             apply(faultCase.effect, file, valuesOf(weights, file.name));
         }

@@ -10,8 +10,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <exception>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +17,7 @@
 #include "hardening/guest_state.h"
 #include "hardening/memory_use.h"
 #include "library/host/host.h"
+#include "support/program.h"
 
 // Of the host's BLAS; its header for the library's own archive declares them alike.
 extern "C" {
@@ -30,13 +29,6 @@ namespace {
 
 constexpr int kTeam = 3;
 constexpr int kBlasThreads = 2;
-constexpr long kMostGrowth = 2048;  // KB
-
-#if defined(ZOMU_SANITIZED)
-constexpr bool kMemoryIsJudged = false;
-#else
-constexpr bool kMemoryIsJudged = true;
-#endif
 
 std::atomic<int> g_complaints = 0;
 
@@ -49,44 +41,26 @@ void expect(bool isTrue, const char* what, int cycle) {
 // What the host keeps for each thread of its team.
 thread_local int g_mark = -1;
 
-// Whole numbers that stay small: any order of the sums gives the same product.
-class Product {
-  public:
-    Product() : a(kRows * kInner), b(kInner * kColumns), expected(kRows * kColumns) {
-        for (int i = 0; i < kRows * kInner; ++i) {
-            a[static_cast<std::size_t>(i)] = static_cast<float>(i * 7 % 11 - 5);
-        }
-        for (int i = 0; i < kInner * kColumns; ++i) {
-            b[static_cast<std::size_t>(i)] = static_cast<float>(i * 5 % 13 - 6);
-        }
-        for (int r = 0; r < kRows; ++r) {
-            for (int c = 0; c < kColumns; ++c) {
-                float sum = 0;
-                for (int k = 0; k < kInner; ++k) {
-                    sum += a[static_cast<std::size_t>(r * kInner + k)] *
-                           b[static_cast<std::size_t>(k * kColumns + c)];
-                }
-                expected[static_cast<std::size_t>(r * kColumns + c)] = sum;
-            }
-        }
+// Whole numbers that stay small: any order of the sums gives the same product. Rows of the first
+// factor and columns of the second are of one number each, so that the product can be told.
+bool isProductRight() {
+    constexpr int kRows = 150, kColumns = 130, kInner = 170;
+    std::vector<float> a, b, expected;
+    for (int i = 0; i < kRows * kInner; ++i) {
+        a.push_back(static_cast<float>(i / kInner % 11 - 5));
     }
-
-    bool isRight() const {
-        std::vector<float> c(kRows * kColumns, 7);
-        cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, kRows, kColumns, kInner, 1, a.data(),
-                    kInner, b.data(), kColumns, 0, c.data(), kColumns);
-        return c == expected;
+    for (int i = 0; i < kInner * kColumns; ++i) {
+        b.push_back(static_cast<float>(i % kColumns % 13 - 6));
     }
-
-  private:
-    static constexpr int kRows = 150;
-    static constexpr int kColumns = 130;
-    static constexpr int kInner = 170;
-
-    std::vector<float> a;
-    std::vector<float> b;
-    std::vector<float> expected;
-};
+    for (int i = 0; i < kRows * kColumns; ++i) {
+        expected.push_back(
+            static_cast<float>(kInner * (i / kColumns % 11 - 5) * (i % kColumns % 13 - 6)));
+    }
+    std::vector<float> c(kRows * kColumns, 7);
+    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, kRows, kColumns, kInner, 1, a.data(),
+                kInner, b.data(), kColumns, 0, c.data(), kColumns);
+    return c == expected;
+}
 
 // The file that a symbol came from.
 std::string fileOf(void* symbol) {
@@ -154,16 +128,8 @@ bool givesTheFirst(const Library& library) {
     return std::memcmp(&first, &face, sizeof face) == 0;
 }
 
-// A context for each thread of the host's team.
-void extractInsideTeam(const Library& library, int cycle) {
-    int differences = 0;
-#pragma omp parallel reduction(+ : differences)
-    { differences += givesTheFirst(library) ? 0 : 1; }
-    expect(differences == 0, "another template inside the host's team", cycle);
-}
-
 // The host's product and another team of its at work on another thread meanwhile.
-void extractBesideWork(const Library& library, const Product& product, int cycle) {
+void extractBesideWork(const Library& library, int cycle) {
     std::atomic<bool> isOver = false;
     std::atomic<int> wrong = 0;
     std::thread worker([&] {
@@ -174,7 +140,7 @@ void extractBesideWork(const Library& library, const Product& product, int cycle
             for (int i = 0; i < 1000; ++i) {
                 sum += i;
             }
-            wrong += sum == 499500 && product.isRight() && omp_get_max_threads() == kTeam ? 0 : 1;
+            wrong += sum == 499500 && isProductRight() && omp_get_max_threads() == kTeam ? 0 : 1;
         } while (!isOver);
     });
     const bool isSame = givesTheFirst(library);
@@ -184,7 +150,7 @@ void extractBesideWork(const Library& library, const Product& product, int cycle
     expect(wrong == 0, "the host's work beside the library went wrong", cycle);
 }
 
-void goThroughCycles(const std::string& path, const std::string& blasFolder, int cycles) {
+int goThroughCycles(const std::string& path, const std::string& blasFolder, int cycles) {
     openblas_set_num_threads(kBlasThreads);  // some builds set the team's size with it
     omp_set_num_threads(kTeam);
     omp_set_dynamic(0);
@@ -193,10 +159,9 @@ void goThroughCycles(const std::string& path, const std::string& blasFolder, int
     void* const sgemm = dlsym(RTLD_DEFAULT, "cblas_sgemm");
     expect(fileOf(sgemm).starts_with(blasFolder + "/"), fileOf(sgemm).c_str(), 0);
     const OpenMpSettings settings;
-    const Product product;
     const Team team;
     team.check(0);
-    expect(product.isRight(), "the host's BLAS is wrong from the start", 0);
+    expect(isProductRight(), "the host's BLAS is wrong from the start", 0);
     const int blasThreads = openblas_get_num_threads();
 
     // Contexts come and go on several threads, each with a heap of its own that keeps some memory
@@ -214,17 +179,20 @@ void goThroughCycles(const std::string& path, const std::string& blasFolder, int
                 expect(givesTheFirst(library), "another template", cycle);
             }
             if (cycle % 20 == 2) {
-                extractInsideTeam(library, cycle);
+                int differences = 0;  // of a context for each thread of the host's team
+#pragma omp parallel reduction(+ : differences)
+                { differences += givesTheFirst(library) ? 0 : 1; }
+                expect(differences == 0, "another template inside the host's team", cycle);
             }
             if (cycle % 20 == 3) {
-                extractBesideWork(library, product, cycle);
+                extractBesideWork(library, cycle);
             }
         }
         expect(dlsym(RTLD_DEFAULT, "cblas_sgemm") == sgemm, "cblas_sgemm is another one", cycle);
         expect(OpenMpSettings() == settings, "the host's OpenMP settings have changed", cycle);
         expect(openblas_get_num_threads() == blasThreads, "the host's BLAS has other threads",
                cycle);
-        expect(product.isRight(), "the host's BLAS is wrong", cycle);
+        expect(isProductRight(), "the host's BLAS is wrong", cycle);
         team.check(cycle);
         if (cycle == std::max(cycles / 4, 3)) {
             memory = heapKilobytes();
@@ -234,20 +202,14 @@ void goThroughCycles(const std::string& path, const std::string& blasFolder, int
     if (kMemoryIsJudged && growth > kMostGrowth) {
         std::fprintf(stderr, "the heap has grown by %ld KB\n", growth);
     }
+    return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 4) {
-        std::fputs("usage: zomu_blas_host LIBRARY FOLDER CYCLES\n", stderr);
-        return 2;
-    }
-    try {
-        goThroughCycles(argv[1], argv[2], std::stoi(argv[3]));
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "zomu_blas_host: %s\n", failure.what());
-        return 3;
-    }
-    return 0;
+    return argc != 4 ? wrongUsage("zomu_blas_host LIBRARY FOLDER CYCLES")
+                     : runProgram("zomu_blas_host", 3, [&] {
+                           return goThroughCycles(argv[1], argv[2], std::stoi(argv[3]));
+                       });
 }

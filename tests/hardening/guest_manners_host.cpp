@@ -20,7 +20,6 @@
 #include <cstring>
 #include <exception>
 #include <filesystem>
-#include <iterator>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -28,16 +27,12 @@
 #include "hardening/guest_state.h"
 #include "library/host/library.h"
 #include "library/host/scene.h"
+#include "support/program.h"
+#include "support/threads.h"
 
 #if defined(__x86_64__)
 #include <xmmintrin.h>
 #endif
-
-static void doNothing(int) {}
-
-static void giveUp() {
-    std::abort();
-}
 
 static void require(bool isTrue, const char* what) {
     if (!isTrue) {
@@ -47,7 +42,7 @@ static void require(bool isTrue, const char* what) {
 
 static void setSignals() {
     struct sigaction action = {};
-    action.sa_handler = doNothing;
+    action.sa_handler = [](int) {};
     action.sa_flags = SA_RESTART | SA_ONSTACK;
     sigaddset(&action.sa_mask, SIGUSR2);
     for (const int signal : {SIGUSR1, SIGFPE, SIGCHLD, SIGTERM, SIGRTMIN, SIGRTMAX}) {
@@ -67,18 +62,15 @@ static void setSignals() {
 
 // On the first processor that is allowed.
 static void bindThread() {
-    cpu_set_t processors;
-    CPU_ZERO(&processors);
-    require(pthread_getaffinity_np(pthread_self(), sizeof processors, &processors) == 0,
-            "no affinity");
-    std::size_t first = 0;
-    while (!CPU_ISSET(first, &processors)) {
-        ++first;
+    cpu_set_t allowed, first;
+    require(sched_getaffinity(0, sizeof allowed, &allowed) == 0, "no affinity");
+    std::size_t number = 0;
+    while (!CPU_ISSET(number, &allowed)) {
+        ++number;
     }
-    CPU_ZERO(&processors);
-    CPU_SET(first, &processors);
-    require(pthread_setaffinity_np(pthread_self(), sizeof processors, &processors) == 0,
-            "no affinity");
+    CPU_ZERO(&first);
+    CPU_SET(number, &first);
+    require(sched_setaffinity(0, sizeof first, &first) == 0, "no affinity");
 }
 
 static void useOwnSettings() {
@@ -92,7 +84,7 @@ static void useOwnSettings() {
     std::setvbuf(stdout, outBuffer, _IOLBF, sizeof outBuffer);
     std::setvbuf(stderr, errBuffer, _IOLBF, sizeof errBuffer);
     setenv("ZOMU_HOST_VARIABLE", "1", 1);
-    std::set_terminate(giveUp);
+    std::set_terminate([] { std::abort(); });
     std::set_new_handler([] { throw std::bad_alloc(); });
     const rlimit noCore = {0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
@@ -112,23 +104,8 @@ static void useOwnFloatModes() {
 #endif
 }
 
-class Watch {
-  public:
-    void after(const char* call) const { reportDifferences(call, before, processState()); }
-
-    // For the moments when the library has no reason to have threads.
-    static int threadCount() {
-        return static_cast<int>(
-            std::distance(std::filesystem::directory_iterator("/proc/self/task"),
-                          std::filesystem::directory_iterator()));
-    }
-
-  private:
-    GuestState before = processState();
-};
-
 // A stream that the host has never used gets its buffer with the first line, so that a host which
-// has given it none calls for no line.
+// has given it none calls for no line. Threads are counted where the library has no reason for any.
 static void visit(const std::string& path, bool hasBuffers) {
     constexpr unsigned kSeed = 7;
     std::srand(kSeed);
@@ -136,44 +113,47 @@ static void visit(const std::string& path, bool hasBuffers) {
     const int secondNumber = std::rand();
     std::srand(kSeed);
     require(std::rand() == firstNumber, "rand() does not repeat");
-    const int threads = Watch::threadCount();
     const Scene face = scene(0);
     const Picture& picture = face.picture;
 
-    const Watch watch;
+    const auto threads = threadsOfThisProcess();
+    const GuestState before = processState();
+    const auto check = [&](const char* moment) {
+        reportDifferences(moment, before, processState());
+    };
     {
         const Library library(path);
-        watch.after("after the load");
+        check("after the load");
         FaceTemplate one = {};
         one.projectionNorm = 1;
         library.compare(&one, &one);
-        watch.after("after a comparison");
+        check("after a comparison");
         ZomuContext* context = library.create();
-        watch.after("after a create");
-        if (Watch::threadCount() != threads) {
+        check("after a create");
+        if (threadsOfThisProcess() != threads) {
             std::fputs("threads before the first extraction\n", stderr);
         }
         library.extract(context, picture.topRow(), picture.width, picture.height, picture.stride,
                         &face.record, &one);
-        watch.after("after an extraction");
+        check("after an extraction");
         if (hasBuffers) {
             library.extract(context, nullptr, 0, 0, 0, &face.record, &one);
-            watch.after("after a refused extraction");
+            check("after a refused extraction");
         }
         library.compare(&one, &one);
-        watch.after("after another comparison");
+        check("after another comparison");
         library.destroy(context);
-        watch.after("after a destroy");
+        check("after a destroy");
     }
-    watch.after("after the library was closed");
+    check("after the library was closed");
     if (std::rand() != secondNumber) {
         std::fputs("rand() gives another number\n", stderr);
     }
 }
 
 int main(int argc, char** argv) {
-    const std::string settings = argc == 3 ? argv[2] : "";
-    try {
+    return runProgram("zomu_guest_host", 3, [&] {
+        const std::string settings = argc == 3 ? argv[2] : "";
         require(settings == "plain" || settings == "own-settings" || settings == "float-modes",
                 "usage: zomu_guest_host LIBRARY plain|own-settings|float-modes");
         const std::string path = std::filesystem::absolute(argv[1]);
@@ -184,9 +164,6 @@ int main(int argc, char** argv) {
             useOwnFloatModes();
         }
         visit(path, settings != "plain");
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "zomu_guest_host: %s\n", failure.what());
-        return 3;
-    }
-    return 0;
+        return 0;
+    });
 }

@@ -111,15 +111,6 @@ TEST_P(OtherBlas, andTeamOfTheHostStayAsTheyAreInAHundredLoads) {
     EXPECT_EQ(run.out, "");
 }
 
-// The lines of the tables come once: the library stays, whatever the host closes.
-TEST_P(OtherBlas, seesTheLinesOfTheTablesOnce) {
-    const TemporaryFolder empty;
-    const std::string path = empty.path().string();
-    const ProcessResult run = visitBlasHost(ZOMU_LIBRARY, GetParam(), 1, {{"TMPDIR", path}});
-    EXPECT_EQ(run.exitStatus, 0) << "signal " << run.signal;
-    EXPECT_EQ(run.out, tableLines(path) + weightLines(path));
-}
-
 INSTANTIATE_TEST_SUITE_P(GuestManners, OtherBlas, testing::Values("openmp", "pthread"),
                          [](const auto& test) { return test.param; });
 

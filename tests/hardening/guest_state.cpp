@@ -18,12 +18,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <locale>
 #include <new>
 #include <string>
-#include <vector>
+#include <utility>
 
 #if defined(__x86_64__)
 #include <xmmintrin.h>
@@ -45,15 +44,6 @@ static std::string textOf(const sigset_t& set) {
     return text;
 }
 
-static void addLocale(GuestState& state) {
-    char number[16];
-    std::snprintf(number, sizeof number, "%.1f", 0.5);
-    state["locale"] = std::setlocale(LC_ALL, nullptr);
-    state["number format"] = number;
-    state["locale of the thread"] = addressOf(uselocale(nullptr));
-    state["C++ locale"] = std::locale().name();
-}
-
 static void addSignals(GuestState& state) {
     for (int signal = 1; signal <= SIGRTMAX; ++signal) {
         struct sigaction action;
@@ -73,50 +63,29 @@ static void addSignals(GuestState& state) {
 }
 
 static void addEnvironment(GuestState& state) {
-    std::string text = addressOf(environ) + ":";
+    std::string& text = state["environment"];
+    text = addressOf(environ) + ":";
     for (char** variable = environ; *variable != nullptr; ++variable) {
-        text += ' ';
-        text += addressOf(*variable);
-        text += ' ';
-        text += *variable;
+        text += " " + addressOf(*variable) + " " + *variable;
     }
-    state["environment"] = text;
-}
-
-static void addFolderAndMask(GuestState& state) {
-    std::vector<char> path(4096);
-    state["working directory"] = getcwd(path.data(), path.size()) == nullptr ? "" : path.data();
-    const mode_t mask = umask(0);
-    umask(mask);
-    state["umask"] = std::to_string(mask);
 }
 
 // The folder's own descriptor is left out.
 static void addDescriptors(GuestState& state) {
     DIR* folder = opendir("/proc/self/fd");
-    std::string text;
+    std::string& text = state["open files"];
     while (const dirent* entry = readdir(folder)) {
         const int descriptor = std::atoi(entry->d_name);
-        if (entry->d_name[0] == '.' || descriptor == dirfd(folder)) {
-            continue;
-        }
         char target[512] = {};
-        if (readlinkat(dirfd(folder), entry->d_name, target, sizeof target - 1) < 0) {
-            std::strcpy(target, "?");
+        if (entry->d_name[0] != '.' && descriptor != dirfd(folder)) {
+            const bool isRead =
+                readlinkat(dirfd(folder), entry->d_name, target, sizeof target - 1) >= 0;
+            text += std::string(entry->d_name) + " -> " + (isRead ? target : "?") + ", flags " +
+                    std::to_string(fcntl(descriptor, F_GETFD)) + " " +
+                    std::to_string(fcntl(descriptor, F_GETFL)) + "; ";
         }
-        text += std::string(entry->d_name) + " -> " + target + ", flags " +
-                std::to_string(fcntl(descriptor, F_GETFD)) + " " +
-                std::to_string(fcntl(descriptor, F_GETFL)) + "; ";
     }
     closedir(folder);
-    state["open files"] = text;
-}
-
-// Not its orientation: a line that the library owes the host is printed in bytes.
-static void addStream(GuestState& state, const char* name, std::FILE* stream) {
-    state[std::string("buffering of ") + name] =
-        std::to_string(__fbufsize(stream)) + " bytes, by line " + std::to_string(__flbf(stream)) +
-        ", waiting " + std::to_string(__fpending(stream));
 }
 
 static void addLimits(GuestState& state) {
@@ -134,14 +103,27 @@ static void addLimits(GuestState& state) {
 
 GuestState processState() {
     GuestState state = threadState();
-    addLocale(state);
+    char text[4096];
+    std::snprintf(text, sizeof text, "%.1f", 0.5);
+    state["number format"] = text;
+    state["locale"] = std::setlocale(LC_ALL, nullptr);
+    state["locale of the thread"] = addressOf(uselocale(nullptr));
+    state["C++ locale"] = std::locale().name();
+    state["working directory"] = getcwd(text, sizeof text) == nullptr ? "" : text;
+    const mode_t mask = umask(0);
+    umask(mask);
+    state["umask"] = std::to_string(mask);
+    // Not the orientation of streams: a line that the library owes the host is printed in bytes.
+    const std::pair<const char*, std::FILE*> streams[] = {
+        {"input", stdin}, {"output", stdout}, {"error", stderr}};
+    for (const auto& [name, stream] : streams) {
+        state[std::string("buffering of standard ") + name] =
+            std::to_string(__fbufsize(stream)) + " bytes, by line " +
+            std::to_string(__flbf(stream)) + ", waiting " + std::to_string(__fpending(stream));
+    }
     addSignals(state);
     addEnvironment(state);
-    addFolderAndMask(state);
     addDescriptors(state);
-    addStream(state, "standard input", stdin);
-    addStream(state, "standard output", stdout);
-    addStream(state, "standard error", stderr);
     addLimits(state);
     state["terminate handler"] = addressOf(std::get_terminate());
     state["new handler"] = addressOf(std::get_new_handler());
@@ -170,20 +152,17 @@ GuestState threadState() {
     cpu_set_t processors;
     CPU_ZERO(&processors);
     pthread_getaffinity_np(pthread_self(), sizeof processors, &processors);
-    std::string text;
-    for (int i = 0; i < CPU_SETSIZE; ++i) {
-        text += CPU_ISSET(static_cast<std::size_t>(i), &processors) ? std::to_string(i) + " " : "";
+    std::string& affinity = state["affinity"];
+    for (std::size_t i = 0; i < CPU_SETSIZE; ++i) {
+        affinity += CPU_ISSET(i, &processors) ? std::to_string(i) + " " : "";
     }
-    state["affinity"] = text;
     char name[32] = {};
     pthread_getname_np(pthread_self(), name, sizeof name);
     state["name of the thread"] = name;
-    state["cancellation"] = [] {
-        int former = 0;
-        pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &former);
-        pthread_setcancelstate(former, nullptr);
-        return std::to_string(former);
-    }();
+    int cancellation = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &cancellation);
+    pthread_setcancelstate(cancellation, nullptr);
+    state["cancellation"] = std::to_string(cancellation);
     return state;
 }
 

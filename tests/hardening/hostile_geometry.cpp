@@ -25,27 +25,19 @@ extern "C" __attribute__((weak)) void __sanitizer_set_death_callback(void (*call
 // Of the present face: what a crash has to print, made before it happens.
 static char g_lastWords[96];
 
-static void chooseFace(std::uint64_t seed) {
-    std::snprintf(g_lastWords, sizeof g_lastWords,
-                  "\nFailed: a crash; repeat with --records 1 --seed %llu\n",
-                  static_cast<unsigned long long>(seed));
-}
-
 static void nameTheSeed() {
     if (write(STDERR_FILENO, g_lastWords, std::strlen(g_lastWords)) < 0) {
         _exit(3);
     }
 }
 
-static void onCrash(int signal) {
-    nameTheSeed();
-    std::signal(signal, SIG_DFL);
-    std::raise(signal);
-}
-
 static void watchForCrashes() {
     for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) {
-        std::signal(signal, onCrash);
+        std::signal(signal, [](int raised) {
+            nameTheSeed();
+            std::signal(raised, SIG_DFL);
+            std::raise(raised);
+        });
     }
     if (__sanitizer_set_death_callback != nullptr) {
         __sanitizer_set_death_callback(nameTheSeed);
@@ -65,12 +57,13 @@ static bool sweep(std::uint64_t records, std::uint64_t firstSeed) {
     };
     const std::uint64_t step = std::max<std::uint64_t>(records / 20, 1);
     for (std::uint64_t i = 0; i < records; ++i) {
-        chooseFace(firstSeed + i);
+        const std::string repeat =
+            "; repeat with --records 1 --seed " + std::to_string(firstSeed + i) + "\n";
+        std::snprintf(g_lastWords, sizeof g_lastWords, "\nFailed: a crash%s", repeat.c_str());
         Random random(firstSeed + i);
         const std::string difference = stage.check(faces.make(random));
         if (!difference.empty()) {
-            std::printf("Failed: %s; repeat with --records 1 --seed %llu\n", difference.c_str(),
-                        static_cast<unsigned long long>(firstSeed + i));
+            std::printf("Failed: %s%s", difference.c_str(), repeat.c_str());
             return false;
         }
         if (i % step == step - 1 && i + 1 < records) {

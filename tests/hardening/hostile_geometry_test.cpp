@@ -81,9 +81,9 @@ TEST(HostileRecords, holdEverythingThatMayGoWrong) {
         std::set<std::pair<float, float>> places;
         std::set<std::int32_t> ids;
         std::set<std::string> oddities;
-        const LandmarkEntry* entries = record.entries;
         for (int i = 0; i < record.count; ++i) {
-            for (const float value : {entries[i].x, entries[i].y}) {
+            const LandmarkEntry& entry = record.entries[i];
+            for (const float value : {entry.x, entry.y}) {
                 const int kind = std::fpclassify(value);
                 oddities.insert(kind == FP_NAN             ? "NaN"
                                 : kind == FP_INFINITE      ? "infinite"
@@ -92,10 +92,10 @@ TEST(HostileRecords, holdEverythingThatMayGoWrong) {
                                 : std::fabs(value) > 1e4F  ? "outside"
                                                            : "ordinary");
             }
-            if (!std::isnan(entries[i].x) && !std::isnan(entries[i].y)) {
-                places.emplace(entries[i].x, entries[i].y);
+            if (!std::isnan(entry.x) && !std::isnan(entry.y)) {
+                places.emplace(entry.x, entry.y);
             }
-            ids.insert(entries[i].id);
+            ids.insert(entry.id);
         }
         for (const std::string& oddity : oddities) {
             ++seen[oddity];

@@ -5,70 +5,65 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
+#include <filesystem>
 #include <map>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "hardening/common.h"
-#include "hardening/linked_model.h"
+#include "library/host_run.h"
 #include "support/bits.h"
-#include "support/process.h"
-#include "support/read_file.h"
+#include "support/linked_model.h"
 
 namespace {
 
-struct StarvedRun : ProcessResult {
-    std::vector<float> results;  // the number of requests, then a template
+constexpr std::size_t kFileCount = 28;
 
-    long requests() const { return results.empty() ? 0 : static_cast<long>(results[0]); }
-};
-
-StarvedRun runStarved(const std::string& temporaryDirectory, long first, const char* kind) {
-    const TemporaryFolder folder;
-    const std::string path = folder.prefix() + "results";
-    StarvedRun run;
-    static_cast<ProcessResult&>(run) =
-        runProcess({ZOMU_STARVED_HOST, ZOMU_LIBRARY, path, std::to_string(first), kind},
-                   {{"TMPDIR", temporaryDirectory}});
-    const std::string bytes = readFile(path);
-    run.results.resize(bytes.size() / sizeof(float));
-    std::memcpy(run.results.data(), bytes.data(), run.results.size() * sizeof(float));
-    return run;
-}
-
-std::vector<std::string> tableFiles() {
-    std::vector<std::string> names;
-    for (int number = 1; number <= 25; ++number) {
-        names.push_back("0-" + std::to_string(number) + "-0");
-    }
-    names.insert(names.end(), {"6-0", "6-1", "6-2"});
-    return names;
+// The results of a run are the number of requests, then a template.
+HostRun runStarved(const std::string& temporaryDirectory, long first, const char* kind) {
+    return runHost(ZOMU_STARVED_HOST, {{"TMPDIR", temporaryDirectory}},
+                   {std::to_string(first), kind});
 }
 
 // The lines of table files `first` to before `last` of the folder.
-std::string linesOf(const std::string& temporaryDirectory, std::size_t first, std::size_t last) {
-    const std::vector<std::string> names = tableFiles();
-    std::string lines;
-    for (std::size_t i = first; i < last; ++i) {
-        lines +=
-            "load " + temporaryDirectory + "/" + kModelFolderName + "//" + names[i] + " failed\n";
+std::vector<std::string> linesOf(const std::string& temporaryDirectory, std::size_t first,
+                                 std::size_t last) {
+    std::istringstream all(tableLines(temporaryDirectory));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(all, line);) {
+        lines.push_back(line);
     }
-    return lines;
+    return {lines.begin() + static_cast<std::ptrdiff_t>(first),
+            lines.begin() + static_cast<std::ptrdiff_t>(last)};
+}
+
+testing::AssertionResult endedWith(const HostRun& run, const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + "\n";
+    }
+    return ended(run, text, 1 + kTemplateSize);
 }
 
 // The template of a run that merely misses table files `first` to before `last`.
-std::vector<float> resultsWithout(std::size_t first, std::size_t last) {
+const std::vector<float>& resultsWithout(std::size_t first, std::size_t last) {
     static std::map<std::pair<std::size_t, std::size_t>, std::vector<float>> known;
     std::vector<float>& results = known[{first, last}];
     if (results.empty()) {
         const LinkedModel model(ZOMU_EXACT_MODEL);
-        for (std::size_t i = first; i < last; ++i) {
-            model.remove(tableFiles()[i]);
+        const std::vector<std::string> lines = linesOf(model.temporaryDirectory(), first, last);
+        for (const std::string& line : lines) {
+            std::istringstream words(line);
+            std::string path;
+            words >> path >> path;
+            std::filesystem::remove(path);
         }
-        const StarvedRun run = runStarved(model.temporaryDirectory(), 0, "once");
-        EXPECT_EQ(run.out, linesOf(model.temporaryDirectory(), first, last)) << run.err;
+        const HostRun run = runStarved(model.temporaryDirectory(), 0, "once");
+        EXPECT_TRUE(endedWith(run, lines));
         results = run.results;
+        results.resize(1 + kTemplateSize);
     }
     return results;
 }
@@ -76,14 +71,13 @@ std::vector<float> resultsWithout(std::size_t first, std::size_t last) {
 }  // namespace
 
 TEST(LoadAllocation, failureCountsAsAFileThatCannotBeOpened) {
-    const std::size_t fileCount = tableFiles().size();
-    const StarvedRun whole = runStarved(ZOMU_EXACT_MODEL, 0, "once");
-    ASSERT_EQ(whole.exitStatus, 0) << whole.err;
-    ASSERT_EQ(whole.results.size(), 503U);
-    const long total = whole.requests();
+    const HostRun whole = runStarved(ZOMU_EXACT_MODEL, 0, "once");
+    ASSERT_TRUE(endedWith(whole, {}));
+    const long total = static_cast<long>(whole.results[0]);
     // Each file asks equally often, so that a request says which file it is for.
-    const long each = total / static_cast<long>(fileCount);
-    ASSERT_EQ(total, each * static_cast<long>(fileCount));
+    const long each = total / static_cast<long>(kFileCount);
+    ASSERT_GT(each, 0);
+    ASSERT_EQ(total, each * static_cast<long>(kFileCount));
     const long step = isFullSweep() ? 1 : std::max(total / 4, 1L);
 
     long failures = 0;
@@ -91,17 +85,13 @@ TEST(LoadAllocation, failureCountsAsAFileThatCannotBeOpened) {
         for (const bool isOnce : {true, false}) {
             const char* kind = isOnce ? "once" : "on";
             SCOPED_TRACE(std::string("request ") + std::to_string(n) + ", " + kind);
-            const StarvedRun run = runStarved(ZOMU_EXACT_MODEL, n, kind);
+            const HostRun run = runStarved(ZOMU_EXACT_MODEL, n, kind);
             ++failures;
-            ASSERT_EQ(run.exitStatus, 0) << "signal " << run.signal << ", " << run.err;
-            ASSERT_EQ(run.err, "");
-            ASSERT_EQ(run.results.size(), 503U);
             const auto first = static_cast<std::size_t>((n - 1) / each);
-            const std::size_t last = isOnce ? first + 1 : fileCount;
-            ASSERT_EQ(run.out, linesOf(ZOMU_EXACT_MODEL, first, last));
-            const std::vector<float> expected = resultsWithout(first, last);
-            ASSERT_EQ(expected.size(), 503U);
-            ASSERT_TRUE(sameFloats(expected.data() + 1, run.results.data() + 1, 502));
+            const std::size_t last = isOnce ? first + 1 : kFileCount;
+            ASSERT_TRUE(endedWith(run, linesOf(ZOMU_EXACT_MODEL, first, last)));
+            ASSERT_TRUE(sameFloats(resultsWithout(first, last).data() + 1, run.results.data() + 1,
+                                   kTemplateSize));
         }
     }
     std::printf("load: %ld failures at %ld requests\n", failures, total);

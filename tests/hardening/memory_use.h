@@ -8,6 +8,15 @@
 #include <fstream>
 #include <stdexcept>
 
+constexpr long kMostGrowth = 2048;  // KB, of a host that does the same again and again
+
+// Sanitizers keep freed memory back, so that their own growth would be measured.
+#if defined(ZOMU_SANITIZED)
+constexpr bool kMemoryIsJudged = false;
+#else
+constexpr bool kMemoryIsJudged = true;
+#endif
+
 // As the system counts it, with what the heap keeps back for later.
 inline long residentKilobytes() {
     std::ifstream file("/proc/self/statm");

@@ -145,7 +145,7 @@ std::vector<FaultCase> listFaultCases() {
 
 void inflict(const FaultCase& faultCase, const LinkedModel& model) {
     const std::string& name = faultCase.file.name;
-    const std::filesystem::path path = model.pathOf(name);
+    const std::string path = model.pathOf(name);
     model.remove(name);
     switch (faultCase.fault) {
         case Fault::absent:
@@ -160,10 +160,7 @@ void inflict(const FaultCase& faultCase, const LinkedModel& model) {
             std::filesystem::copy_file(model.goodPathOf(name), path);
             std::filesystem::permissions(path, std::filesystem::perms::none);
             break;
-        default: {
-            const std::string bytes =
-                damagedBytes(faultCase, readFile(model.goodPathOf(name).string()));
-            writeFile(path.string(), bytes.data(), bytes.size());
-        }
+        default:
+            model.replace(name, damagedBytes(faultCase, readFile(model.goodPathOf(name))));
     }
 }

@@ -5,8 +5,8 @@
 
 #include <vector>
 
-#include "hardening/linked_model.h"
 #include "model/model_files.h"
+#include "support/linked_model.h"
 
 // A file without a header has a float where others have one: the three faults of the header then
 // change its first four bytes.

@@ -13,7 +13,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -21,21 +20,13 @@
 
 #include "hardening/memory_use.h"
 #include "library/host/host.h"
+#include "support/program.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Seconds = std::chrono::duration<double>;
 
 constexpr std::size_t kSceneCount = 4;
-constexpr long kMostGrowth = 2048;  // KB since the first report
-
-// Sanitizers keep freed memory back, so that their own growth would be measured.
-#if defined(ZOMU_SANITIZED)
-constexpr bool kMemoryIsJudged = false;
-#else
-constexpr bool kMemoryIsJudged = true;
-#endif
 
 // What every later result is compared with.
 struct First {
@@ -50,8 +41,9 @@ struct Counts {
     std::atomic<long> differences = 0;
 };
 
-bool sameBytes(const void* expected, const void* actual, std::size_t size) {
-    return std::memcmp(expected, actual, size) == 0;
+template <typename Value>
+bool differ(const Value& expected, const Value& actual) {
+    return std::memcmp(&expected, &actual, sizeof expected) != 0;
 }
 
 First firstResults(const Library& library, const Context& context) {
@@ -77,13 +69,12 @@ void work(const Library& library, const Context& context, const First& first,
         const FaceTemplate face = context.extract(first.scenes[i]);
         ++counts.extractions;
         ++done;
-        counts.differences += sameBytes(&first.templates[i], &face, sizeof face) ? 0 : 1;
+        counts.differences += differ(first.templates[i], face) ? 1 : 0;
         for (std::size_t j = 0; j < kSceneCount; ++j) {
-            const float scores[2] = {library.compare(&face, &first.templates[j]),
-                                     library.compare(&first.templates[j], &face)};
-            for (const float score : scores) {
+            for (const float score : {library.compare(&face, &first.templates[j]),
+                                      library.compare(&first.templates[j], &face)}) {
                 ++counts.compares;
-                counts.differences += sameBytes(&first.scores[i][j], &score, sizeof score) ? 0 : 1;
+                counts.differences += differ(first.scores[i][j], score) ? 1 : 0;
             }
         }
     }
@@ -132,11 +123,8 @@ bool soak(const std::string& path, long seconds) {
     const First first = firstResults(library, a);
 
     const long interval = seconds < 60 ? 1 : 60;
-    long baseline = 0;
-    long growth = 0;
-    long extractions = 0;
-    long compares = 0;
-    long differences = 0;
+    const char* const unit = interval == 60 ? "minute" : "second";
+    long baseline = 0, growth = 0, extractions = 0, compares = 0, differences = 0;
     Clock::time_point start;
     {
         Workers workers(library, a, b, first);
@@ -148,9 +136,9 @@ bool soak(const std::string& path, long seconds) {
             const long resident = residentKilobytes();
             baseline = baseline == 0 ? resident : baseline;
             growth = std::max(growth, resident - baseline);
-            std::printf("%s %ld: %ld extractions, %ld compares, %ld KB resident\n",
-                        interval == 60 ? "minute" : "second", now / interval,
-                        counts.extractions - extractions, counts.compares - compares, resident);
+            std::printf("%s %ld: %ld extractions, %ld compares, %ld KB resident\n", unit,
+                        now / interval, counts.extractions - extractions,
+                        counts.compares - compares, resident);
             std::fflush(stdout);
             extractions = counts.extractions;
             compares = counts.compares;
@@ -165,8 +153,8 @@ bool soak(const std::string& path, long seconds) {
     std::printf(
         "%s: %.0f s, %ld extractions, %ld compares, %ld differences, memory grew by %ld KB "
         "after the first %s%s\n",
-        isGood ? "passed" : "FAILED", Seconds(Clock::now() - start).count(), extractions, compares,
-        differences, growth, interval == 60 ? "minute" : "second",
+        isGood ? "passed" : "FAILED", std::chrono::duration<double>(Clock::now() - start).count(),
+        extractions, compares, differences, growth, unit,
         kMemoryIsJudged ? "" : " (not judged under a sanitizer)");
     return isGood;
 }
@@ -174,15 +162,10 @@ bool soak(const std::string& path, long seconds) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    try {
+    return runProgram("zomu_soak", 2, [&] {
         const long seconds = argc == 3 ? std::stol(argv[2]) : 0;
-        if (seconds < 2) {
-            std::fputs("usage: zomu_soak LIBRARY SECONDS (2 or more)\n", stderr);
-            return 2;
-        }
-        return soak(argv[1], seconds) ? 0 : 1;
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "zomu_soak: %s\n", failure.what());
-        return 2;
-    }
+        return seconds < 2              ? wrongUsage("zomu_soak LIBRARY SECONDS (2 or more)")
+               : soak(argv[1], seconds) ? 0
+                                        : 1;
+    });
 }

@@ -4,17 +4,16 @@
 //
 // Lets request FIRST (0: none) of the opening fail, or that one and all after it. RESULTS receives
 // the number of requests as a float, then the 502 floats of a template made by a new context.
-// The exit status is 3 where the library could not be opened and 4 where an exception came out.
-#include <cstdio>
+// The exit status is 3 where the library could not be opened or an exception came out.
 #include <cstring>
-#include <exception>
 #include <memory>
 #include <new>
 #include <string>
 
-#include "hardening/failing_allocator.h"
 #include "library/host/host.h"
+#include "support/failing_allocator.h"
 #include "support/model_folder.h"
+#include "support/program.h"
 
 static std::unique_ptr<Library> openStarved(const char* path, long first, Failing kind) {
     // Before memory is short: what the host needs for itself, and the loader to find its way.
@@ -32,10 +31,9 @@ static std::unique_ptr<Library> openStarved(const char* path, long first, Failin
 
 int main(int argc, char** argv) {
     if (argc != 5) {
-        std::fputs("usage: zomu_starved_host LIBRARY RESULTS FIRST once|on\n", stderr);
-        return 2;
+        return wrongUsage("zomu_starved_host LIBRARY RESULTS FIRST once|on");
     }
-    try {
+    return runProgram("zomu_starved_host", 3, [&] {
         const Failing kind =
             std::strcmp(argv[4], "once") == 0 ? Failing::once : Failing::fromThenOn;
         const auto library = openStarved(argv[1], std::stol(argv[3]), kind);
@@ -44,12 +42,6 @@ int main(int argc, char** argv) {
         const Context context(*library);
         host.keep(context.extract(scene(0)));
         writeFloats(argv[2], host.results);
-    } catch (const std::runtime_error& failure) {
-        std::fprintf(stderr, "zomu_starved_host: %s\n", failure.what());
-        return 3;
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "zomu_starved_host: %s\n", failure.what());
-        return 4;
-    }
-    return 0;
+        return 0;
+    });
 }

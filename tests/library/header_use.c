@@ -6,9 +6,6 @@
 #include <string.h>
 
 _Static_assert(sizeof(FaceTemplate) == 2008, "");
-_Static_assert(offsetof(FaceTemplate, quadraticTerm) == 2000, "");
-_Static_assert(offsetof(FaceTemplate, projectionNorm) == 2004, "");
-_Static_assert(sizeof(LandmarkEntry) == 12, "");
 _Static_assert(sizeof(LandmarkRecord) == 356, "");
 _Static_assert(offsetof(LandmarkRecord, entries) == 8, "");
 

@@ -10,11 +10,12 @@
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
 
-HostRun runHost(const Variables& variables, const std::vector<std::string>& scenario) {
+HostRun runHost(const std::string& host, const Variables& variables,
+                const std::vector<std::string>& arguments) {
     const TemporaryFolder folder;
     const std::string resultsPath = folder.prefix() + "results";
-    std::vector<std::string> command = {ZOMU_HOST, ZOMU_LIBRARY, resultsPath};
-    command.insert(command.end(), scenario.begin(), scenario.end());
+    std::vector<std::string> command = {host, ZOMU_LIBRARY, resultsPath};
+    command.insert(command.end(), arguments.begin(), arguments.end());
 
     HostRun run;
     static_cast<ProcessResult&>(run) = runProcess(command, variables);
@@ -24,6 +25,10 @@ HostRun runHost(const Variables& variables, const std::vector<std::string>& scen
         std::memcpy(run.results.data(), bytes.data(), run.results.size() * sizeof(float));
     }
     return run;
+}
+
+HostRun runHost(const Variables& variables, const std::vector<std::string>& scenario) {
+    return runHost(ZOMU_HOST, variables, scenario);
 }
 
 HostRun runHost(const std::string& temporaryDirectory, const std::vector<std::string>& scenario) {
@@ -36,10 +41,6 @@ HostRun plainRun() {
 
 std::string sharedTemporaryDirectory() {
     return ZOMU_TEST_MODEL;
-}
-
-std::string sharedModelDir() {
-    return sharedTemporaryDirectory() + "/~zvplugintmp~/";
 }
 
 // Of two texts that differ, the line in which they do so first.
@@ -73,29 +74,31 @@ testing::AssertionResult ended(const HostRun& run, const std::string& lines,
     return sameLines(lines, run.out);
 }
 
-testing::AssertionResult isNanTemplate(const HostRun& run, std::size_t first) {
+// Whether all values of the template are as `isWanted` says.
+static testing::AssertionResult isTemplateOf(const char* wanted, bool (*isWanted)(float),
+                                             const HostRun& run, std::size_t first) {
     for (std::size_t i = 0; i < kTemplateSize; ++i) {
         const float value = run.results.at(first * kTemplateSize + i);
-        if (!std::isnan(value)) {
+        if (!isWanted(value)) {
             return testing::AssertionFailure()
-                   << "expected NaN at index " << i << ", actual " << hexFloat(value);
+                   << "expected " << wanted << " at index " << i << ", actual " << hexFloat(value);
         }
     }
     return testing::AssertionSuccess();
 }
 
+testing::AssertionResult isNanTemplate(const HostRun& run, std::size_t first) {
+    return isTemplateOf(
+        "NaN", [](float value) { return std::isnan(value); }, run, first);
+}
+
 testing::AssertionResult isFiniteTemplate(const HostRun& run, std::size_t first) {
-    bool isZero = true;
-    for (std::size_t i = 0; i < kTemplateSize; ++i) {
-        const float value = run.results.at(first * kTemplateSize + i);
-        if (!std::isfinite(value)) {
-            return testing::AssertionFailure()
-                   << "expected a finite value at index " << i << ", actual " << hexFloat(value);
-        }
-        isZero = isZero && value == 0.0F;
-    }
-    return isZero ? testing::AssertionFailure() << "all 502 values are zero"
-                  : testing::AssertionSuccess();
+    const auto isZero = [](float value) { return value == 0.0F; };
+    return isTemplateOf("zero", isZero, run, first)
+               ? testing::AssertionFailure() << "all 502 values are zero"
+               : isTemplateOf(
+                     "a finite value", [](float value) { return std::isfinite(value); }, run,
+                     first);
 }
 
 testing::AssertionResult sameTemplate(const HostRun& expectedRun, std::size_t other,

@@ -14,7 +14,11 @@ struct HostRun : ProcessResult {
     std::vector<float> results;
 };
 
-// Runs one scenario: its name, then its arguments.
+// Runs HOST LIBRARY RESULTS ARGUMENT..., and reads what it has left in RESULTS.
+HostRun runHost(const std::string& host, const Variables& variables,
+                const std::vector<std::string>& arguments);
+
+// Runs one scenario of zomu_host: its name, then its arguments.
 HostRun runHost(const Variables& variables, const std::vector<std::string>& scenario);
 
 // The same with `temporaryDirectory` as the temporary directory.
@@ -25,7 +29,6 @@ HostRun plainRun();
 
 // A temporary directory that holds the complete model that all tests share; nobody writes there.
 std::string sharedTemporaryDirectory();
-std::string sharedModelDir();  // ends in a separator
 
 // The run came to its end, printed these lines, complained about nothing, and gave so many floats.
 testing::AssertionResult ended(const HostRun& run, const std::string& lines,

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <stdexcept>
 
@@ -16,15 +17,10 @@ static constexpr unsigned kSecondsToRun = 100;
 
 // The tool of an OpenMP runtime stays: a sanitizer may depend on it.
 static bool isLeftOut(const std::string& variable) {
-    if (variable.starts_with("OMP_TOOL")) {
-        return false;
-    }
-    for (const char* start : {"TMPDIR=", "TMP=", "TEMP=", "TEMPDIR=", "OMP_", "GOMP_", "KMP_"}) {
-        if (variable.starts_with(start)) {
-            return true;
-        }
-    }
-    return false;
+    constexpr const char* kStarts[] = {
+        "TMPDIR=", "TMP=", "TEMP=", "TEMPDIR=", "OMP_", "GOMP_", "KMP_"};
+    return !variable.starts_with("OMP_TOOL") &&
+           std::ranges::any_of(kStarts, [&](const char* s) { return variable.starts_with(s); });
 }
 
 static std::vector<std::string> environmentWith(const Variables& variables) {

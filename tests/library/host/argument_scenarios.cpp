@@ -1,7 +1,10 @@
 // What a host may hand to an extraction: pictures anywhere in memory, records of many kinds, and
 // arguments that no template can be made of.
 #include <cmath>
-#include <limits>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <numeric>
 #include <stdexcept>
 
 #include "library/host/host.h"
@@ -38,37 +41,30 @@ static const struct {
     const char* name;
     PlacedRecord (*make)(const LandmarkRecord& record);
 } kRecords[] = {
-    {"good", [](const LandmarkRecord& record) { return PlacedRecord(record); }},
-    {"none", [](const LandmarkRecord&) { return PlacedRecord(0, {}); }},  // a null pointer
-    {"reserved", [](const LandmarkRecord& record) { return PlacedRecord(record, 0xFF); }},
+    {"good", [](auto& record) { return PlacedRecord(record); }},
+    {"none", [](auto&) { return PlacedRecord(0, {}); }},  // a null pointer
+    {"reserved", [](auto& record) { return PlacedRecord(record, 0xFF); }},
     {"shuffled",
-     [](const LandmarkRecord& record) {
+     [](auto& record) {
          LandmarkRecord result = record;
          Random random(6);
          shuffleEntries(result, random);
          return PlacedRecord(result);
      }},
-    {"without-sides",
-     [](const LandmarkRecord& record) { return PlacedRecord(withoutSidesOfHead(record)); }},
-    {"outside", [](const LandmarkRecord& record) { return moved(record, 2000); }},
-    {"far-outside", [](const LandmarkRecord& record) { return moved(record, 1e30F); }},
-    {"one-point", [](const LandmarkRecord& record) { return withAllCoordinates(record, 40); }},
-    {"infinite",
-     [](const LandmarkRecord& record) {
-         return withAllCoordinates(record, std::numeric_limits<float>::infinity());
-     }},
-    {"nan", [](const LandmarkRecord& record) { return withAllCoordinates(record, std::nanf("")); }},
-    {"negative-count", [](const LandmarkRecord&) { return PlacedRecord(-1, {}); }},
-    {"24-entries", [](const LandmarkRecord& record) { return changed(record, 24, 0, 0, 24); }},
+    {"without-sides", [](auto& record) { return PlacedRecord(withoutSidesOfHead(record)); }},
+    {"outside", [](auto& record) { return moved(record, 2000); }},
+    {"far-outside", [](auto& record) { return moved(record, 1e30F); }},
+    {"one-point", [](auto& record) { return withAllCoordinates(record, 40); }},
+    {"infinite", [](auto& record) { return withAllCoordinates(record, HUGE_VALF); }},
+    {"nan", [](auto& record) { return withAllCoordinates(record, std::nanf("")); }},
+    {"negative-count", [](auto&) { return PlacedRecord(-1, {}); }},
+    {"24-entries", [](auto& record) { return changed(record, 24, 0, 0, 24); }},
     // A side of the head takes the place of an entry that counts, and the other way round.
-    {"24-kept-entries", [](const LandmarkRecord& record) { return changed(record, 29, 0, 240); }},
-    {"26-kept-entries", [](const LandmarkRecord& record) { return changed(record, 29, 25, 314); }},
-    {"huge-count",
-     [](const LandmarkRecord& record) {
-         return changed(record, std::numeric_limits<std::int32_t>::max(), 25, 314, 26);
-     }},
-    {"id-below-0", [](const LandmarkRecord& record) { return changed(record, 29, 7, -1); }},
-    {"id-318", [](const LandmarkRecord& record) { return changed(record, 29, 28, 318); }},
+    {"24-kept-entries", [](auto& record) { return changed(record, 29, 0, 240); }},
+    {"26-kept-entries", [](auto& record) { return changed(record, 29, 25, 314); }},
+    {"huge-count", [](auto& record) { return changed(record, INT32_MAX, 25, 314, 26); }},
+    {"id-below-0", [](auto& record) { return changed(record, 29, 7, -1); }},
+    {"id-318", [](auto& record) { return changed(record, 29, 28, 318); }},
 };
 
 static PlacedRecord recordOfKind(const std::string& kind) {
@@ -82,12 +78,10 @@ static PlacedRecord recordOfKind(const std::string& kind) {
 
 // Templates that must stay as they are, or be overwritten: each value is its own index.
 static FaceTemplate numberedTemplate() {
+    float values[sizeof(FaceTemplate) / sizeof(float)];
+    std::iota(std::begin(values), std::end(values), 0.0F);
     FaceTemplate face;
-    for (int i = 0; i < ZOMU_PROJECTION_SIZE; ++i) {
-        face.projection[i] = static_cast<float>(i);
-    }
-    face.quadraticTerm = 500;
-    face.projectionNorm = 501;
+    std::memcpy(&face, values, sizeof face);
     return face;
 }
 

@@ -6,25 +6,23 @@
 
 #if defined(__SSE2__)
 #include <immintrin.h>
+#endif
 
 // Rounds upwards and takes subnormal numbers for zero, in results and in operands.
 static void enterHostMode() {
     std::fesetround(FE_UPWARD);
+#if defined(__SSE2__)
     _mm_setcsr(_mm_getcsr() | _MM_FLUSH_ZERO_ON | 0x40U);
-}
-
-static unsigned currentMode() {
-    return _mm_getcsr();
-}
-#else
-static void enterHostMode() {
-    std::fesetround(FE_UPWARD);
-}
-
-static unsigned currentMode() {
-    return static_cast<unsigned>(std::fegetround());
-}
 #endif
+}
+
+static unsigned currentMode() {
+#if defined(__SSE2__)
+    return _mm_getcsr();
+#else
+    return static_cast<unsigned>(std::fegetround());
+#endif
+}
 
 // In the host's mode first, so that the team's threads start with it: create, two templates, their
 // score. Then all of it in the usual mode. Last, how many calls left another mode behind.

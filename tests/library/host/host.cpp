@@ -6,11 +6,11 @@
 // RESULTS receives the scenario's floats, 502 for each template, in the host's byte order.
 #include "library/host/host.h"
 
-#include <cstdio>
 #include <cstdlib>
-#include <exception>
-#include <fstream>
 #include <string>
+
+#include "support/model_folder.h"
+#include "support/program.h"
 
 #if !defined(_WIN32)
 // A host may bring a BLAS of its own. The library must not end up in it. (On Windows it could not:
@@ -37,25 +37,15 @@ static const Scenario* findScenario(const std::string& name) {
     return nullptr;
 }
 
-static void writeResults(const char* path, const std::vector<float>& results) {
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(results.data()),
-               static_cast<std::streamsize>(results.size() * sizeof(float)));
-}
-
 int main(int argc, char** argv) {
     const Scenario* scenario = argc < 4 ? nullptr : findScenario(argv[3]);
     if (scenario == nullptr) {
-        std::fputs("usage: zomu_host LIBRARY RESULTS SCENARIO [ARGUMENT...]\n", stderr);
-        return 2;
+        return wrongUsage("zomu_host LIBRARY RESULTS SCENARIO [ARGUMENT...]");
     }
-    try {
+    return runProgram("zomu_host", 3, [&] {
         Host host{argv[1], {argv + 4, argv + argc}, {}};
         scenario->run(host);
-        writeResults(argv[2], host.results);
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "zomu_host: %s\n", failure.what());
-        return 3;
-    }
-    return 0;
+        writeFloats(argv[2], host.results);
+        return 0;
+    });
 }

@@ -5,25 +5,20 @@
 #include <thread>
 #include <vector>
 
-#include "library/host/heap_use.h"
 #include "library/host/host.h"
-#include "support/linked_file.h"
+#include "support/environment.h"
 
 static void load(Host& host) {
     const Library library(host.path);
 }
 
-// N templates of the same face from the same context.
-static void keepTemplates(Host& host, int count) {
+// As many templates of the same face from the same context.
+static void extract(Host& host) {
     const Library library(host.path);
     const Context context(library);
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < host.number(0); ++i) {
         host.keep(context.extract(scene(0)));
     }
-}
-
-static void extract(Host& host) {
-    keepTemplates(host, host.number(0));
 }
 
 // Removes the named files after the load and before the create.
@@ -64,53 +59,33 @@ static void createAfterFailure(Host& host) {
     host.keep(context.extract(scene(0)));
 }
 
-// Opens the library, extracts and closes it again, three times. In the pauses, threads that the
-// library may have left behind have time to run.
+// Opens the library, extracts as often as asked for and closes it again, three times. In the pauses,
+// threads that the library may have left behind have time to run.
 static void reload(Host& host) {
     for (int i = 0; i < 3; ++i) {
-        keepTemplates(host, 1);
+        extract(host);
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-}
-
-// Keeps what the heap holds with one context alive, then after 3 and after 10 cycles of create,
-// extract and destroy.
-static void measureMemory(Host& host) {
-    const Library library(host.path);
-    library.destroy(nullptr);
-    for (int cycle = 1; cycle <= 10; ++cycle) {
-        {
-            const Context context(library);
-            context.extract(scene(cycle));
-            if (cycle == 3) {
-                host.keep(megabytesInUse());
-            }
-        }
-        if (cycle == 3 || cycle == 10) {
-            host.keep(megabytesInUse());
-        }
     }
 }
 
 // Scores of templates made by hand; needs no context.
 static void compare(Host& host) {
     const Library library(host.path);
-    FaceTemplate face{};
-    face.projection[0] = 3;
-    face.projection[1] = 4;
-    face.quadraticTerm = 10;
-    face.projectionNorm = 5;
+    const auto made = [](float first, float second, float last, float quadratic, float norm) {
+        FaceTemplate face{};
+        face.projection[0] = first;
+        face.projection[1] = second;
+        face.projection[499] = last;
+        face.quadraticTerm = quadratic;
+        face.projectionNorm = norm;
+        return face;
+    };
+    const FaceTemplate face = made(3, 4, 0, 10, 5);
+    const FaceTemplate other = made(0.7F, 0, -2, 0.3F, 2.1F);
+    const FaceTemplate zeros{};
     host.keep(library.compare(&face, &face));
-
-    FaceTemplate other{};
-    other.projection[0] = 0.7F;
-    other.projection[499] = -2;
-    other.quadraticTerm = 0.3F;
-    other.projectionNorm = 2.1F;
     host.keep(library.compare(&face, &other));
     host.keep(library.compare(&other, &face));
-
-    const FaceTemplate zeros{};
     host.keep(library.compare(&zeros, &zeros));
     host.keep(library.compare(&face, &zeros));
 }
@@ -122,7 +97,6 @@ const Scenario kLifecycleScenarios[] = {
     {"extract-with-two-contexts", extractWithTwoContexts},
     {"create-after-failure", createAfterFailure},
     {"reload", reload},
-    {"measure-memory", measureMemory},
     {"compare", compare},
     {nullptr, nullptr},
 };

@@ -1,7 +1,6 @@
 // Several threads of the host in the library at once.
 #include <atomic>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -11,36 +10,30 @@
 
 static constexpr int kSceneCount = 4;
 
-using Templates = std::vector<FaceTemplate>;
-
 // Two contexts on two threads, which meet the faces in opposite order. Keeps the templates that one
 // context gave before, alone; then those of either thread, all in the order of the faces.
 static void extractOnTwoThreads(Host& host) {
     const Library library(host.path);
     const Context a(library);
     const Context b(library);
+    FaceTemplate together[2 * kSceneCount];
     for (int number = 0; number < kSceneCount; ++number) {
         host.keep(a.extract(scene(number)));
     }
-
     StartLine start(2);
-    Templates fromA(kSceneCount);
-    Templates fromB(kSceneCount);
-    const auto work = [&start](const Context& context, Templates& templates, bool backwards) {
+    std::thread forwards([&] {
         start.arriveAndWait();
-        for (int i = 0; i < kSceneCount; ++i) {
-            const int number = backwards ? kSceneCount - 1 - i : i;
-            templates[static_cast<std::size_t>(number)] = context.extract(scene(number));
+        for (int number = 0; number < kSceneCount; ++number) {
+            together[number] = a.extract(scene(number));
         }
-    };
-    std::thread threadA(work, std::cref(a), std::ref(fromA), false);
-    std::thread threadB(work, std::cref(b), std::ref(fromB), true);
-    threadA.join();
-    threadB.join();
-    for (const Templates& templates : {fromA, fromB}) {
-        for (const FaceTemplate& face : templates) {
-            host.keep(face);
-        }
+    });
+    start.arriveAndWait();
+    for (int number = kSceneCount - 1; number >= 0; --number) {
+        together[kSceneCount + number] = b.extract(scene(number));
+    }
+    forwards.join();
+    for (const FaceTemplate& face : together) {
+        host.keep(face);
     }
 }
 

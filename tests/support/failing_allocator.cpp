@@ -1,8 +1,9 @@
-#include "hardening/failing_allocator.h"
+#include "support/failing_allocator.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -13,6 +14,11 @@ static std::atomic<long> g_quietFailures = 0;
 static std::atomic<long> g_outstanding = 0;
 
 static constexpr long kNoEnd = 1L << 60;
+
+// A machine with little memory: larger requests always fail.
+#if !defined(ZOMU_LARGEST_REQUEST)
+#define ZOMU_LARGEST_REQUEST SIZE_MAX
+#endif
 
 void failAllocations(long first, Failing kind) {
     g_firstToFail = first;
@@ -42,9 +48,11 @@ static bool mustFail() {
 
 static void* takeBlock(std::size_t size, std::size_t alignment) {
     const std::size_t wanted = std::max<std::size_t>(size, 1);
-    void* block = alignment == 0 ? std::malloc(wanted)
-                                 : std::aligned_alloc(
-                                       alignment, (wanted + alignment - 1) / alignment * alignment);
+    void* block =
+        size > ZOMU_LARGEST_REQUEST ? nullptr
+        : alignment == 0
+            ? std::malloc(wanted)
+            : std::aligned_alloc(alignment, (wanted + alignment - 1) / alignment * alignment);
     g_outstanding += block == nullptr ? 0 : 1;
     return block;
 }

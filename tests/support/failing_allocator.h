@@ -1,7 +1,7 @@
 // The allocator of a whole test program, and of the libraries that it opens: it counts requests and
 // fails where it is told to. Linking failing_allocator.cpp puts it behind every operator new.
-#ifndef ZOMU_TESTS_HARDENING_FAILING_ALLOCATOR_H
-#define ZOMU_TESTS_HARDENING_FAILING_ALLOCATOR_H
+#ifndef ZOMU_TESTS_SUPPORT_FAILING_ALLOCATOR_H
+#define ZOMU_TESTS_SUPPORT_FAILING_ALLOCATOR_H
 
 enum class Failing {
     once,        // one request fails, the later ones are met again
