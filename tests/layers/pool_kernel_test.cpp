@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <limits>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 #include "layers/unusable_layer.h"
@@ -43,11 +44,6 @@ std::vector<float> pooled(const PoolKind& pool, const Matrix& images, const Pool
     Matrix target;
     pool.forward(images, target, g);
     return valuesOf(target);
-}
-
-// A window of 2 x 2 that holds the whole plane.
-float pooledTile(const PoolKind& pool, const std::vector<float>& values) {
-    return pooled(pool, rowOf(values), {1, 2, 0, 2, 1})[0];
 }
 
 Matrix counting(std::int32_t rows, std::int32_t cols) {
@@ -87,11 +83,8 @@ struct PooledPlane {
 
 // Of one plane of 4 x 4 that counts from 0.
 const PooledPlane kPooledPlanes[] = {
-    {"tiles", {1, 2, 0, 2, 2}, {5, 7, 13, 15}, {2.5F, 4.5F, 10.5F, 12.5F}},
     {"cut on the right and below", {1, 3, 0, 2, 2}, {10, 11, 14, 15}, {5, 6.5F, 11, 12.5F}},
     {"cut on the left and above", {1, 2, -1, 3, 2}, {0, 3, 12, 15}, {0, 2.5F, 10, 12.5F}},
-    {"with the borders left out", {1, 2, 1, 2, 1}, {10}, {7.5F}},
-    {"no windows", {1, 2, 0, 2, 0}, {}, {}},
     {"-1 is one window, at the start", {1, 2, 1, 2, -1}, {10}, {7.5F}},
     // q / -2 is 0, 0, -1, -1 and q % -2 is 0, 1, 0, 1.
     {"-2 is four that go up", {1, 2, 1, 1, -2}, {10, 11, 6, 7}, {7.5F, 8.5F, 3.5F, 4.5F}},
@@ -105,12 +98,31 @@ const PooledPlane kPooledPlanes[] = {
     {"the least stride", {1, 2, 0, kLeast, 2}, {5, kLow, kLow, kLow}, {2.5F, -0.0F, -0.0F, 0}},
 };
 
-struct UnusablePool {
+// Four values in one window.
+struct PooledTile {
     const char* what;
-    PoolGeometry geometry;
+    const PoolKind& pool;
+    std::vector<float> values;
+    float expected;
 };
 
-const UnusablePool kUnusable[] = {
+const float kAbove = std::nextafter(kLow, 0.0F);
+
+const PooledTile kPooledTiles[] = {
+    {"the start value, where nothing is above it", kMax, {-2.5e38F, -kInf, kNaN, -2.0e38F}, kLow},
+    {"what is just above it", kMax, {-2.5e38F, -kInf, kAbove, -2.0e38F}, kAbove},
+    {"never a NaN", kMax, {kNaN, 1, kNaN, -1}, 1},
+    {"infinity", kMax, {kNaN, 1, kInf, kNaN}, kInf},
+    {"the first of equal zeros: -0", kMax, {-0.0F, 0.0F, 0.0F, 0.0F}, -0.0F},
+    {"the first of equal zeros: +0", kMax, {0.0F, -0.0F, -0.0F, -0.0F}, 0.0F},
+    // 1e8 swallows the first 1 and is gone before the second. By columns, from the end, in pairs
+    // or in 64 bits the sum would be 2, 0, 0 or 2.
+    {"a sum row by row in float", kAvg, {1e8F, 1, -1e8F, 1}, 0.25F},
+    {"a sum past the largest float on the way", kAvg, {3e38F, 3e38F, -3e38F, -3e38F}, kInf},
+    {"a sum from plus zero", kAvg, {-0.0F, -0.0F, -0.0F, -0.0F}, 0},
+};
+
+const std::pair<const char*, PoolGeometry> kUnusable[] = {
     {"no channels", {0, 2, 0, 2, 2}},
     {"negative channels", {-1, 2, 0, 2, 2}},
     {"the least channels", {kLeast, 2, 0, 2, 2}},
@@ -129,6 +141,9 @@ TEST(Pool, givesWhatWasWorkedOutByHand) {
             << plane.what;
         EXPECT_TRUE(sameFloats(plane.avg, pooled(kAvg, counting(1, 16), plane.geometry)))
             << plane.what;
+    }
+    for (const auto& [what, pool, values, expected] : kPooledTiles) {
+        EXPECT_TRUE(sameFloats({expected}, pooled(pool, rowOf(values), {1, 2, 0, 2, 1}))) << what;
     }
 }
 
@@ -150,16 +165,8 @@ TEST(Pool, equalsTheReferenceForManyGeometries) {
     }
 }
 
-TEST(Pool, cutsTilesThatOverhangByOne) {
-    // 3 x 3: without a cut the upper right window would meet the beginning of the next row.
-    const Matrix images = rowOf({1, 2, 3, 90, 5, 4, 80, 70, 6});
-    EXPECT_TRUE(sameFloats({90, 4, 80, 6}, pooled(kMax, images, {1, 2, 0, 2, 2})));
-    EXPECT_TRUE(sameFloats({24.5F, 3.5F, 75, 6}, pooled(kAvg, images, {1, 2, 0, 2, 2})));
-}
-
 TEST(Pool, writesItsTargetAndNothingBesideIt) {
-    // A side that is no multiple of anything, more than one row and plane, columns to spare; then
-    // tiles.
+    // More than one row and plane, columns to spare; then tiles.
     for (const PoolGeometry& g : {PoolGeometry{3, 3, -1, 2, 4}, PoolGeometry{3, 2, 0, 2, 3}}) {
         const Matrix images = counting(2, 3 * 50 + 2);
         const std::int32_t columns = 3 * g.outputsX * g.outputsX;
@@ -183,22 +190,18 @@ TEST(Pool, writesItsTargetAndNothingBesideIt) {
 }
 
 TEST(Pool, hasLostItsInputWhereThatIsItsTargetAndStaysAsLarge) {
-    // Nine windows in a plane of nine pixels; one row of 18 columns, and two of 19, the last of
-    // which is none of a plane.
+    // Nine windows in a plane of nine pixels; the last column of 19 is none of a plane.
     for (const PoolKind& pool : kKinds) {
-        Matrix shared = counting(2, 18);
-        pool.forward(shared, shared, {2, 1, 0, 1, 3});
-        EXPECT_TRUE(sameFloats(std::vector<float>(36, pool.ofNothing), valuesOf(shared)));
-        Matrix wider = counting(2, 19);
-        pool.forward(wider, wider, {2, 1, 0, 1, 3});
-        EXPECT_EQ(wider.numCols, 18);
-        EXPECT_TRUE(sameFloats(std::vector<float>(36, pool.ofNothing), valuesOf(wider)));
-        Matrix growing = counting(2, 18);
-        pool.forward(growing, growing, {2, 1, 0, 1, -3});
-        EXPECT_EQ(growing.numCols, 18);
-        pool.forward(growing, growing, {2, 3, 0, 1, 4});
-        EXPECT_EQ(growing.numCols, 32);
-        EXPECT_EQ(growing.data[0], pool.ofNothing);
+        for (const std::int32_t cols : {18, 19}) {
+            Matrix shared = counting(2, cols);
+            pool.forward(shared, shared, {2, 1, 0, 1, 3});
+            EXPECT_TRUE(sameFloats(std::vector<float>(36, pool.ofNothing), valuesOf(shared)));
+            pool.forward(shared, shared, {2, 1, 0, 1, -3});
+            EXPECT_EQ(shared.numCols, 18);
+            pool.forward(shared, shared, {2, 3, 0, 1, 4});
+            EXPECT_EQ(shared.numCols, 32);
+            EXPECT_EQ(shared.data[0], pool.ofNothing);
+        }
     }
 }
 
@@ -215,11 +218,10 @@ TEST(Pool, isRefusedInItsOwnInputWhereThatWouldShrink) {
 
 TEST(Pool, isRefusedWhereItsNumbersGiveNoShape) {
     for (const PoolKind& pool : kKinds) {
-        for (const UnusablePool& unusable : kUnusable) {
+        for (const auto& [what, geometry] : kUnusable) {
             Matrix target = rowOf({1, 2, 3});
-            EXPECT_THROW(pool.forward(Matrix(0, 16), target, unusable.geometry), UnusableLayer)
-                << unusable.what;
-            EXPECT_TRUE(sameFloats({1, 2, 3}, valuesOf(target))) << unusable.what;
+            EXPECT_THROW(pool.forward(Matrix(0, 16), target, geometry), UnusableLayer) << what;
+            EXPECT_TRUE(sameFloats({1, 2, 3}, valuesOf(target))) << what;
         }
     }
 }
@@ -233,34 +235,6 @@ TEST(Pool, takesAsManyColumnsAsCanBeCounted) {
         pool.forward(Matrix(0, 16), target, {kMost, 2, 0, 2, 1});
         EXPECT_EQ(target.numCols, kMost);
     }
-}
-
-TEST(MaxPool, leavesItsStartValueWhereNothingIsAboveIt) {
-    EXPECT_TRUE(sameFloat(kLow, -2.0e38F));
-    EXPECT_TRUE(sameFloat(kLow, pooledTile(kMax, {-2.5e38F, -kInf, kNaN, -2.0e38F})));
-    const float above = std::nextafter(kLow, 0.0F);
-    EXPECT_TRUE(sameFloat(above, pooledTile(kMax, {-2.5e38F, -kInf, above, -2.0e38F})));
-    EXPECT_TRUE(sameFloats({3, kLow, kLow, kLow}, pooled(kMax, counting(1, 4), {1, 2, 0, 2, 2})));
-}
-
-TEST(MaxPool, neverTakesANaN) {
-    EXPECT_TRUE(sameFloat(1.0F, pooledTile(kMax, {kNaN, 1, kNaN, -1})));
-    EXPECT_TRUE(sameFloat(kLow, pooledTile(kMax, {kNaN, kNaN, kNaN, kNaN})));
-    EXPECT_TRUE(sameFloat(kInf, pooledTile(kMax, {kNaN, 1, kInf, kNaN})));
-}
-
-TEST(MaxPool, keepsTheFirstOfEqualZeros) {
-    EXPECT_TRUE(sameFloat(-0.0F, pooledTile(kMax, {-0.0F, 0.0F, 0.0F, 0.0F})));
-    EXPECT_TRUE(sameFloat(0.0F, pooledTile(kMax, {0.0F, -0.0F, -0.0F, -0.0F})));
-}
-
-TEST(AvgPool, sumsRowByRowInFloatFromPlusZero) {
-    // 1e8 swallows the first 1 and is gone before the second. By columns, from the end, in pairs
-    // or in 64 bits the sum would be 2, 0, 0 or 2.
-    EXPECT_TRUE(sameFloat(0.25F, pooledTile(kAvg, {1e8F, 1, -1e8F, 1})));
-    // Past the largest float on the way.
-    EXPECT_TRUE(sameFloat(kInf, pooledTile(kAvg, {3e38F, 3e38F, -3e38F, -3e38F})));
-    EXPECT_TRUE(sameFloat(0.0F, pooledTile(kAvg, {-0.0F, -0.0F, -0.0F, -0.0F})));
 }
 
 TEST(AvgPool, dividesOnceAtTheEnd) {
@@ -277,10 +251,4 @@ TEST(AvgPool, ofAWindowOutsideThePlaneIsZeroByItsCount) {
     EXPECT_TRUE(sameFloats({kNaN, kNaN, kNaN, 1.5F}, pooled(kAvg, images, {1, 2, -2, 2, 2})));
     EXPECT_TRUE(sameFloats({1.5F, -0.0F, -0.0F, 0}, pooled(kAvg, images, {1, 2, 0, 3, 2})));
     EXPECT_TRUE(sameFloats({0, -0.0F, -0.0F, 1.5F}, pooled(kAvg, images, {1, 2, -3, 3, 2})));
-}
-
-TEST(AvgPool, takesPlanesForSquareAndLeavesTheRestOut) {
-    // Two planes of 6 pixels, whose side is 2, and one column behind them, in two rows.
-    EXPECT_TRUE(
-        sameFloats({1.5F, 7.5F, 14.5F, 20.5F}, pooled(kAvg, counting(2, 13), {2, 2, 0, 1, 1})));
 }
