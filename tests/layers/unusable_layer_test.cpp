@@ -189,22 +189,22 @@ TEST(UnusableLayer, isOneThatWouldReadATransposedInputBeyondItsEnd) {
 }
 
 TEST(UnusableLayer, needsAsMuchOfAMatrixAsItReads) {
-    Matrix rows(2, 3);
-    EXPECT_TRUE(holdsRows(rows, 2, 3));
-    EXPECT_TRUE(holdsRows(rows, 1, 6)) << "a run may go on in the next row";
-    EXPECT_FALSE(holdsRows(rows, 1, 7));
-    EXPECT_FALSE(holdsRows(rows, 2, 4));
-    EXPECT_FALSE(holdsRows(rows, 3, 1));
-    EXPECT_TRUE(holdsRows(rows, 0, 100));
-    EXPECT_TRUE(holdsRows(rows, 100, 0));
-    EXPECT_FALSE(holdsRows(rows, 1 << 30, 1 << 30));
-    EXPECT_TRUE(holdsElements(rows, 2, 3));
-    EXPECT_FALSE(holdsElements(rows, 3, 2));
-    EXPECT_TRUE(holdsElements(rows, 0, 100));
-    EXPECT_TRUE(holdsElements(rows, 100, 0));
-    rows.trans = kTransposed;
-    EXPECT_TRUE(holdsElements(rows, 2, 3));
-    EXPECT_TRUE(holdsElements(rows, 4, 2)) << "columns may overlap";
-    EXPECT_FALSE(holdsElements(rows, 5, 2));
-    EXPECT_FALSE(holdsElements(rows, 1, 4));
+    const struct {
+        std::int64_t rows, cols;
+        bool asRuns, asElements, transposed;
+    } cases[] = {
+        // Runs may go on in the next row, as transposed columns in the next column.
+        {2, 3, true, true, true},    {1, 6, true, true, false},
+        {1, 7, false, false, false}, {2, 4, false, false, false},
+        {3, 1, false, false, true},  {4, 2, false, false, true},
+        {5, 2, false, false, false}, {0, 100, true, true, true},
+        {100, 0, true, true, true},  {1 << 30, 1 << 30, false, false, false},
+    };
+    for (const auto& [rows, cols, asRuns, asElements, transposed] : cases) {
+        Matrix matrix(2, 3);
+        EXPECT_EQ(holdsRows(matrix, rows, cols), asRuns) << rows << " x " << cols;
+        EXPECT_EQ(holdsElements(matrix, rows, cols), asElements) << rows << " x " << cols;
+        matrix.trans = kTransposed;
+        EXPECT_EQ(holdsElements(matrix, rows, cols), transposed) << rows << " x " << cols;
+    }
 }

@@ -147,11 +147,11 @@ TEST_F(SharedWeightsTest, endTheProcessWhereTheyAreNotThere) {
     };
     for (const auto& [what, names, layers, matrices] : cases) {
         SCOPED_TRACE(what);
-        expectBuildFailure(textBehindTwoInputs(
-                               names, section("a", kFullyConnected, "") +
-                                          section("b", kFullyConnected, indices(layers, matrices)) +
-                                          section("c", kFullyConnected, "")),
-                           "No weights to share with layer b", folder.prefix());
+        const std::string sections = section("a", kFullyConnected, "") +
+                                     section("b", kFullyConnected, indices(layers, matrices)) +
+                                     section("c", kFullyConnected, "");
+        expectBuildFailure(textBehindTwoInputs(names, sections), "No weights to share with layer b",
+                           folder.prefix());
     }
 }
 

@@ -1,9 +1,8 @@
-// The network of every_kind_net_test.cpp once more, layer by layer from their definitions.
+// The network of every_kind_net_test.cpp once more, of the references of its layers.
 #ifndef ZOMU_TESTS_REFERENCE_REFERENCE_EVERY_KIND_H
 #define ZOMU_TESTS_REFERENCE_REFERENCE_EVERY_KIND_H
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <map>
 #include <string>
@@ -49,17 +48,11 @@ inline std::map<std::string, std::vector<float>> referenceEveryKind(const EveryK
                  weights.filterBiases, plus);
     acts["c"] = combined(sums, {0}, [](float x, float y) { return std::max(x, y); });
 
-    std::vector<float>& p = acts["p"];
-    for (const int corner : {0, 2, 8, 10, 16, 18, 24, 26}) {
-        const float* upper = acts["c"].data() + corner;
-        p.push_back(std::max({upper[0], upper[1], upper[4], upper[5]}));
-    }
+    acts["p"] = referencePool(ReferencePool::Max, {2, 2, 0, 2, 2}, acts["c"].data(), 1, 32);
+    const std::vector<float>& p = acts["p"];
     std::vector<float>& m = acts["m"];
-    for (std::size_t i = 0; i < 8; ++i) {
-        const float energy = p[i % 4 + 4] * p[i % 4 + 4] + p[i % 4] * p[i % 4];
-        const float base = 0.3F / 3.0F * energy + 1.0F;
-        m.push_back(static_cast<float>(std::pow(static_cast<double>(base), -0.75)) * p[i]);
-    }
+    m.resize(8);
+    referenceNorm({2, 3, 0.3F, 0.75F}, p.data(), m.data(), 1, 8);
     const ReferenceFilters local = {1, 2, 2, 2, 2, 1, 0, 1};
     acts["l"] = combined(
         referenceFilterSums(local, ReferenceBank::PerModule, m.data(), weights.bank.data()),
@@ -70,17 +63,7 @@ inline std::map<std::string, std::vector<float>> referenceEveryKind(const EveryK
     acts["f"] =
         combined(referenceFilterSums(full, ReferenceBank::PerModule, p.data(), weights.full.data()),
                  weights.fullBiases, plus);
-
-    const float greatest = *std::max_element(acts["f"].begin(), acts["f"].end());
-    float sum = 0;
-    for (const float value : acts["f"]) {
-        acts["t"].push_back(static_cast<float>(std::exp(static_cast<double>(value - greatest))));
-        sum += acts["t"].back();
-    }
-    const float reciprocal = 1.0F / sum;
-    for (float& value : acts["t"]) {
-        value *= reciprocal;
-    }
+    acts["t"] = referenceSoftmax({acts["f"]});
     return acts;
 }
 
