@@ -192,18 +192,6 @@ TEST(DescriptionReader, thousandsOfLongKeysAreSortedAndFound) {
     }
 }
 
-TEST(DescriptionReader, keepsNoPointerIntoItsText) {
-    std::string text = "[a]\nk=1,2\n";
-    NetDescription description = parseDescription(text.c_str());
-    const std::string* entry = &description.sections[1].entries[0];
-    text.assign(text.size(), 'x');
-    EXPECT_EQ(show(description), "[DEFAULT] | a k=1,2");
-    const NetDescription kept = std::move(description);
-    parseDescription("[a]\nk=3\n");
-    EXPECT_EQ(entry, &kept.sections[1].entries[0]) << "an entry lives as long as its description";
-    EXPECT_EQ(*entry, std::string("k\0001\0002\0\0", 7));
-}
-
 TEST(DescriptionReader, randomTextsGiveWhatThePlainReaderGives) {
     const std::string alphabet = "aabk[[]]==,;;  \t\r\n\n\n\"#\\\x80\xFF";
     Random random(20);

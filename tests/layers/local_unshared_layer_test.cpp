@@ -90,15 +90,11 @@ TEST_F(LocalUnsharedLayerTest, readsItsGeometryByKey) {
         "type=local\npadding=1_2\nstride=3_4\nchannels=5_6\nfilterSize=7_8\nfilters=9\n"
         "filterPixels=10_11\nimgSize=12_13\nimgPixels=14_15\nmodulesX=16\n");
     const LocalLayer& layer = localLayer(net);
-    using List = std::vector<std::int32_t>;
-    EXPECT_EQ(layer.padding, (List{1, 2}));
-    EXPECT_EQ(layer.stride, (List{3, 4}));
-    EXPECT_EQ(layer.channels, (List{5, 6}));
-    EXPECT_EQ(layer.filterSize, (List{7, 8}));
+    using Lists = std::vector<std::vector<std::int32_t>>;
+    EXPECT_EQ((Lists{layer.padding, layer.stride, layer.channels, layer.filterSize,
+                     layer.filterPixels, layer.imgSize, layer.imgPixels}),
+              (Lists{{1, 2}, {3, 4}, {5, 6}, {7, 8}, {10, 11}, {12, 13}, {14, 15}}));
     EXPECT_EQ(layer.filters, 9);
-    EXPECT_EQ(layer.filterPixels, (List{10, 11}));
-    EXPECT_EQ(layer.imgSize, (List{12, 13}));
-    EXPECT_EQ(layer.imgPixels, (List{14, 15}));
     EXPECT_EQ(layer.modulesX, 16);
     EXPECT_EQ(layer.modules, 256);
     OneLayer large("type=local\nmodulesX=65537\n");
