@@ -21,12 +21,6 @@ Matrix randomPatch(std::uint64_t seed) {
     return matrixOf(2, 12, Random(seed).floats(24, -3, 3));
 }
 
-std::vector<float> normed(const Matrix& images, const CrossMapNorm& norm) {
-    std::vector<float> result(static_cast<std::size_t>(images.numElements));
-    referenceNorm(norm, images.data, result.data(), images.numRows, images.numCols);
-    return result;
-}
-
 // The sections of the layers that compute nothing.
 const std::string kIdleSections[] = {
     "type=rnorm\n",
@@ -54,7 +48,7 @@ TEST(IdleNormLayers, handOnAnEmptyMatrixOrTheInputThatTheyShare) {
 }
 
 TEST(CrossMapResponseNormLayer, readsEachKeyByItsOwnName) {
-    const std::vector<float> expected = normed(randomPatch(4), kNorm);
+    const std::vector<float> expected = referenceNorm(kNorm, randomPatch(4));
     for (const std::string& keys : {kKeys, std::string("pow=1\nscale=2\nsizeX=4\nchannels=6\n")}) {
         OneLayer net("type=cmrnorm\ninputs=a_b\n" + keys);
         EXPECT_TRUE(sameFloats(expected, net.run(randomPatch(4), rowOf({99, 99}))))

@@ -36,10 +36,6 @@ const PoolKind kMax = {ReferencePool::Max, maxPoolForward, kLow};
 const PoolKind kAvg = {ReferencePool::Avg, avgPoolForward, 0.0F};
 const PoolKind kKinds[] = {kMax, kAvg};
 
-std::vector<float> reference(const PoolKind& pool, const PoolGeometry& g, const Matrix& images) {
-    return referencePool(pool.kind, g, images.data, images.numRows, images.numCols);
-}
-
 std::vector<float> pooled(const PoolKind& pool, const Matrix& images, const PoolGeometry& g) {
     Matrix target;
     pool.forward(images, target, g);
@@ -157,7 +153,7 @@ TEST(Pool, equalsTheReferenceForManyGeometries) {
             pool.forward(images, target, g);
             ASSERT_EQ(target.numRows, images.numRows);
             ASSERT_EQ(target.numCols, g.outputsX * g.outputsX * g.channels);
-            ASSERT_TRUE(sameFloats(reference(pool, g, images), valuesOf(target)))
+            ASSERT_TRUE(sameFloats(referencePool(pool.kind, g, images), valuesOf(target)))
                 << "round " << round;
         }
     }
@@ -172,7 +168,7 @@ TEST(Pool, writesItsTargetAndNothingBesideIt) {
             GuardedBuffer<float> buffer(static_cast<std::size_t>(2 * columns), 1);
             Matrix target = Matrix::view(buffer.data(), columns, 2);  // as many elements
             pool.forward(images, target, g);
-            EXPECT_TRUE(sameFloats(reference(pool, g, images), valuesOf(target)));
+            EXPECT_TRUE(sameFloats(referencePool(pool.kind, g, images), valuesOf(target)));
             EXPECT_TRUE(buffer.guardsIntact());
             EXPECT_EQ(target.data, buffer.data());
             EXPECT_EQ(target.numRows, 2);

@@ -32,11 +32,6 @@ Matrix randomPatch(std::uint64_t seed) {
     return matrixOf(2, 3 * 81, Random(seed).floats(std::size_t{2} * 3 * 81, -9, 9));
 }
 
-std::vector<float> reference(ReferencePool kind, const PoolGeometry& geometry,
-                             const Matrix& images) {
-    return referencePool(kind, geometry, images.data, images.numRows, images.numCols);
-}
-
 }  // namespace
 
 TEST(PoolKinds, standInTheOrderInWhichTheyAreCompared) {
@@ -50,7 +45,7 @@ TEST(PoolLayer, poolsAsItsKeysSayAndLeavesItsInputAlone) {
         for (const std::string inputs : {"a", "a_b"}) {
             OneLayer net(sectionOf(keyword, kKeys, inputs));
             for (const std::uint64_t seed : {1U, 3U}) {
-                EXPECT_TRUE(sameFloats(reference(kind, kGeometry, randomPatch(seed)),
+                EXPECT_TRUE(sameFloats(referencePool(kind, kGeometry, randomPatch(seed)),
                                        net.run(randomPatch(seed), rowOf({99, 99}))))
                     << keyword << ", whatever its second input";
             }

@@ -60,7 +60,6 @@ Values wholeNumbers(Random& random, std::size_t count, int limit) {
     return values;
 }
 
-// What the network is to compute, of the references of its layers.
 // A row for each filter or output; the files of the network hold them with rows and columns
 // exchanged.
 struct EveryKindWeights {
@@ -87,22 +86,17 @@ std::map<std::string, Values> referenceEveryKind(const EveryKindWeights& weights
                                                  const float* image) {
     const auto plus = [](float x, float y) { return x + y; };
     std::map<std::string, Values> acts;
-    // One filter for all of its 16 places, and the rectifier behind it.
-    Values everywhere;
-    for (std::size_t i = 0; i < std::size_t{2} * 16 * 9; ++i) {
-        everywhere.push_back(weights.filters[i / 144 * 9 + i % 9]);
-    }
     const ReferenceFilters conv = {1, 1, 4, 4, 2, 3, 1, 1};
     const auto sums =
-        combined(referenceFilterSums(conv, ReferenceBank::PerModule, image, everywhere.data()),
+        combined(referenceFilterSums(conv, ReferenceBank::Shared, image, weights.filters.data()),
                  weights.filterBiases, plus);
+    // The rectifier works in the same matrix.
     acts["c"] = combined(sums, {0}, [](float x, float y) { return std::max(x, y); });
 
-    acts["p"] = referencePool(ReferencePool::Max, {2, 2, 0, 2, 2}, acts["c"].data(), 1, 32);
+    acts["p"] = referencePool(ReferencePool::Max, {2, 2, 0, 2, 2}, rowOf(acts["c"]));
     const Values& p = acts["p"];
-    Values& m = acts["m"];
-    m.resize(8);
-    referenceNorm({2, 3, 0.3F, 0.75F}, p.data(), m.data(), 1, 8);
+    acts["m"] = referenceNorm({2, 3, 0.3F, 0.75F}, rowOf(p));
+    const Values& m = acts["m"];
     const ReferenceFilters local = {1, 2, 2, 2, 2, 1, 0, 1};
     acts["l"] = combined(
         referenceFilterSums(local, ReferenceBank::PerModule, m.data(), weights.bank.data()),
