@@ -75,59 +75,45 @@ TEST(DescriptionReader, sectionsStandInByteOrderAroundTheKeysBeforeAllHeaders) {
                  {"a=1\n[[DEFAULT]]\nb=2", "[DEFAULT b=2 | [DEFAULT] a=1"}});
 }
 
-TEST(DescriptionReader, blanksAndTabsVanishEverywhere) {
-    expectShown({{" type = conv ", "[DEFAULT] type=conv"},
-                 {"type=co nv", "[DEFAULT] type=conv"},
+TEST(DescriptionReader, blanksTabsAndCommentsVanishEverywhere) {
+    expectShown({{"type=co nv", "[DEFAULT] type=conv"},
                  {"\ta\tb \t=\t1\t2\t\n", "[DEFAULT] ab=12"},
-                 {"[ a b\t]\nk=1", "[DEFAULT] | ab k=1"},
-                 {"k=1\n   \n \t \nj=2", "[DEFAULT] j=2 k=1"}});
+                 {"[ a b\t]\n   \nk=1", "[DEFAULT] | ab k=1"},
+                 {"k=v;w\n;a=1\nb;x=2\nc=3 ; note = 4\n", "[DEFAULT] c=3 k=v"},
+                 {"k=a=b\nl=[x]\nm=\"1\"\nn=#2\no=3\\\np=4\n#q=5",
+                  "[DEFAULT] #q=5 k=a=b l=[x] m=\"1\" n=#2 o=3\\ p=4"}});
 }
 
 TEST(DescriptionReader, entriesEndInTwoNulsAndHaveOneForEachComma) {
-    expectShown({{"a=x,y", "[DEFAULT] a=x,y"},
-                 {"k=,b\nj=,\ni=a,,", "[DEFAULT] i=a,, j=, k=,b"},
-                 {"a,b=1", "[DEFAULT] a,b=1"}});
+    expectShown({{"k=,b\nj=,\ni=a,,", "[DEFAULT] i=a,, j=, k=,b"}, {"a,b=1", "[DEFAULT] a,b=1"}});
     const NetDescription description = parseDescription("a=x,y");
     EXPECT_EQ(description.sections[0].entries[0], std::string("a\0x\0y\0\0", 7));
 }
 
 TEST(DescriptionReader, linesWithoutAKeyAnEqualsSignAndAValueAreDropped) {
-    expectShown({{"k=", "[DEFAULT]"},
-                 {"k=  ;note", "[DEFAULT]"},
+    expectShown({{"k=  ;note", "[DEFAULT]"},
                  {"k=\t \r\n", "[DEFAULT]"},
-                 {"=1\n  =2\nk=3", "[DEFAULT] k=3"},
-                 {"abc\nk=3\nlast", "[DEFAULT] k=3"}});
-}
-
-TEST(DescriptionReader, semicolonsStartCommentsAndOtherPunctuationIsOrdinary) {
-    expectShown({{"k=v;w\n;a=1\nb;x=2\nc=3 ; note = 4\n", "[DEFAULT] c=3 k=v"},
-                 {"k=a=b\nl=[x]\nm=\"1\"\nn=#2\no=3\\\np=4\n#q=5",
-                  "[DEFAULT] #q=5 k=a=b l=[x] m=\"1\" n=#2 o=3\\ p=4"}});
+                 {"=1\n  =2\nabc\nk=3\nlast", "[DEFAULT] k=3"}});
 }
 
 TEST(DescriptionReader, allLineEndsAreAlike) {
-    for (const char* end : {"\n", "\r", "\r\n", "\n\r", "\n\n\n", "\r\r\n\n\r"}) {
+    for (const char* end : {"\n", "\r", "\r\n", "\n\r", "\r\r\n\n\r"}) {
         std::string text;
         for (const char* line : {"a=1", "[s]", "b=2;x", "", ";c=3", "d", "e=", "[u", "f=4"}) {
             text += std::string(line) + end;
         }
         expectShown({{text, "[DEFAULT] a=1 | s b=2 f=4"}});
     }
-    expectShown({{"a=1\rb=2\r\nc=3\nd=4\n\re=5", "[DEFAULT] a=1 b=2 c=3 d=4 e=5"}});
 }
 
 TEST(DescriptionReader, twoBracketsOnOneLineOpenASectionWhereverTheyStand) {
     expectShown({{"a[b]=1\nk=2", "[DEFAULT] | b k=2"},
-                 {"k=1\nabc [b]\nk=2", "[DEFAULT] k=1 | b k=2"},
-                 {"[a]x=1\nk=2", "[DEFAULT] | a k=2"},
+                 {"k=1\nabc [b]x=0\nk=2", "[DEFAULT] k=1 | b k=2"},
                  {"[a[b]c]\nk=2", "[DEFAULT] | a[b k=2"},
-                 {"[a=b]\nk=2", "[DEFAULT] | a=b k=2"},
-                 {"[a,b]\nk=2", "[DEFAULT] | a,b k=2"},
+                 {"[a=b,c]\nk=2", "[DEFAULT] | a=b,c k=2"},
                  // Without the second bracket the line is dropped.
                  {"[s]\n[a\nk=1", "[DEFAULT] | s k=1"},
-                 {"[s]\n[a;b]\nk=1", "[DEFAULT] | s k=1"},
-                 {"[s]\na[b=1\nk=1", "[DEFAULT] | s k=1"},
-                 {"[s]\nk=1\n[a", "[DEFAULT] | s k=1"}});
+                 {"[s]\n[a;b]\na[b=1\nk=1\n[a", "[DEFAULT] | s k=1"}});
 }
 
 TEST(DescriptionReader, headersWithoutANameLoseEverythingUpToTheNextOneWithAName) {
@@ -204,18 +190,6 @@ TEST(DescriptionReader, thousandsOfLongKeysAreSortedAndFound) {
         ASSERT_GE(place, 0);
         ASSERT_EQ(entries[static_cast<std::size_t>(place)], key + '\0' + "of" + key + '\0' + '\0');
     }
-}
-
-TEST(DescriptionReader, keepsNoPointerIntoItsText) {
-    std::string text = "[a]\nk=1,2\n";
-    NetDescription description = parseDescription(text.c_str());
-    const std::string* entry = &description.sections[1].entries[0];
-    text.assign(text.size(), 'x');
-    EXPECT_EQ(show(description), "[DEFAULT] | a k=1,2");
-    const NetDescription kept = std::move(description);
-    parseDescription("[a]\nk=3\n");
-    EXPECT_EQ(entry, &kept.sections[1].entries[0]) << "an entry lives as long as its description";
-    EXPECT_EQ(*entry, std::string("k\0001\0002\0\0", 7));
 }
 
 TEST(DescriptionReader, randomTextsGiveWhatThePlainReaderGives) {

@@ -122,26 +122,21 @@ TEST(Numbers, floatsAreClampedFromFortyDigitsOnAndByTheirLimitsOnlyWithAPoint) {
     expectParsed(parseFloat32, parseClamped, clamped);
 }
 
-// The last five were worked out with Python's floats, by the sum over digits from the last to the
+// The last four were worked out with Python's floats, by the sum over digits from the last to the
 // first with a scale multiplied by 10 each time. For these digits the sum from the first to the
 // last, Horner's rule and the correctly rounded value all differ from it.
 TEST(Numbers, wholePartsAreSummedFromTheLastDigitAndStopWhereTheNumberEnds) {
     const Part parts[] = {
         {"", parseNoNumber, kBefore, 0},
-        {"x", parseNoNumber, kBefore, 0},
         {"-1", parseNoNumber, kBefore, 0},
         {".5", parseOk, 0, 0},
         {"0", parseOk, 0, 1},
-        {"00.5", parseOk, 0, 2},
-        {"0x", parseStopped, 0, 1},
         {"00_1", parseStopped, 0, 2},
         {"0012x", parseOk, 12, 4},
         {"12.5", parseOk, 12, 2},
-        {"123456789", parseOk, 123456789, 9},
         {times(40, '1'), parseClamped, kBefore, 39},
         {"00" + times(40, '1'), parseClamped, kBefore, 41},
         {"481264565758112991", parseOk, 0x1.ab72e4a73fad4p+58, 18},
-        {"1213593482371969166", parseOk, 0x1.0d78cd7a282b0p+60, 19},
         {"64625263167169466681", parseOk, 0x1.c06d8739c1a2cp+65, 20},
         {"966927573761638936484853", parseOk, 0x1.99827f636cb9cp+79, 24},
         {"340282346638528859811704183484516925440", parseOk, 0x1.fffffdffffffep+127, 39},
@@ -159,10 +154,7 @@ TEST(Numbers, fractionsAreSummedFromTheFirstDigitAndReadThirtyEight) {
         {"", parseOk, 0.0, 0},
         {"x", parseOk, 0.0, 0},
         {"5", parseOk, 0.5, 1},
-        {"3", parseOk, 3 * 0.1, 1},
         {"0957", parseOk, 0x1.87fcb923a29cap-4, 4},
-        {"04615", parseOk, 0x1.7a0f9096bb98fp-5, 5},
-        {"003438", parseOk, 0x1.c2a023209678bp-9, 6},
         {"0098325e7", parseOk, 0x1.4230fcf80dc36p-7, 7},
         {times(37, '0') + "1", parseOk, 0x1.b38fb9daa78f4p-127, 38},
         {times(37, '0') + "09", parseOk, 0.0, 38},

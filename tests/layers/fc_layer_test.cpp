@@ -1,26 +1,17 @@
-#include <gtest/gtest.h>
-
-#include <limits>
-
-#include "layers/one_layer.h"
 #include "layers/random_filters.h"
 #include "layers/weight_folder.h"
-#include "layers/weight_layer.h"
 #include "reference/reference_layers.h"
-#include "support/bits.h"
-#include "support/nets.h"
 
 namespace {
 
-const std::string kFullyConnected = "type=fc\n" + kFullyConnectedKeys;
-
 class FCLayerTest : public WeightFolderTest {
   protected:
-    std::vector<float> run(const std::string& changes, Matrix a, Matrix b = Matrix()) const {
-        OneLayer net(with(kFullyConnected, changes), folder.prefix());
-        return net.run(std::move(a), std::move(b));
-    }
+    FCLayerTest() : WeightFolderTest(kFullyConnected) {}
 };
+
+Matrix twoRows() {
+    return matrixOf(2, 4, {1, 2, 3, 4, 0, 0, 1, 1});
+}
 
 }  // namespace
 
@@ -45,30 +36,22 @@ TEST_F(FCLayerTest, equalsTheDefinitionForManyShapes) {
 }
 
 TEST_F(FCLayerTest, multipliesEachRowByItsWeightsAsTheyAreStoredAndAddsTheBias) {
-    OneLayer net(with(kFullyConnected, "outputs=160\n"), folder.prefix());
+    OneLayer net = changed("outputs=160\n");
     const std::vector<float> expected = {15, 26, 37, 11, 21, 32};
-    EXPECT_TRUE(sameFloats(expected, net.run(matrixOf(2, 4, {1, 2, 3, 4, 0, 0, 1, 1}))));
+    EXPECT_TRUE(sameFloats(expected, net.run(twoRows())));
     EXPECT_EQ(dynamic_cast<WeightLayer&>(net.layer()).weights[0]->matrix->numRows, 4);
-    Matrix transposed = matrixOf(2, 4, {1, 0, 2, 0, 3, 1, 4, 1});
-    transposed.trans = kTransposed;
-    EXPECT_TRUE(sameFloats(expected, net.run(std::move(transposed))));
-
-    std::vector<float> storage(6, std::numeric_limits<float>::quiet_NaN());
-    *net.output() = Matrix::view(storage.data(), 2, 3);
-    net.run();
-    EXPECT_TRUE(sameFloats(expected, storage)) << "written into the same storage";
+    EXPECT_TRUE(
+        sameFloats(expected, net.run(matrixOf(2, 4, {1, 0, 2, 0, 3, 1, 4, 1}, kTransposed))));
 }
 
 TEST_F(FCLayerTest, addsTheBiasBetweenItsTwoProducts) {
-    EXPECT_TRUE(sameFloats({35, 46, 57}, run("inputs=a_b\nweights=fc0_fc1\n", rowOf({1, 2, 3, 4}),
-                                             rowOf({10, 20, 30, 40}))));
+    EXPECT_TRUE(sameFloats({35, 46, 57}, run("inputs=a_b\nweights=fc0_fc1\n")));
     // The order shows in the rounding: (2^24 + 1) + 1 stays at 2^24, (1 + 1) + 2^24 does not.
     write("big", 1, 1, {0x1p24F});
     write("small", 1, 1, {1});
-    EXPECT_TRUE(sameFloats(
-        {0x1p24F}, run("inputs=a_b\nweights=big_small\nbiases=small\n", rowOf({1}), rowOf({1}))));
-    EXPECT_TRUE(sameFloats({0x1p24F + 2}, run("inputs=a_b\nweights=small_big\nbiases=small\n",
-                                              rowOf({1}), rowOf({1}))));
+    const std::string keys = "inputs=a_b\nbiases=small\nweights=";
+    EXPECT_TRUE(sameFloats({0x1p24F}, run(keys + "big_small\n", rowOf({1}), rowOf({1}))));
+    EXPECT_TRUE(sameFloats({0x1p24F + 2}, run(keys + "small_big\n", rowOf({1}), rowOf({1}))));
 }
 
 TEST_F(FCLayerTest, readsAsManyRowsOfItsWeightsAsTheInputHasValues) {
@@ -77,23 +60,18 @@ TEST_F(FCLayerTest, readsAsManyRowsOfItsWeightsAsTheInputHasValues) {
         sameFloats({15, 150, 0, 0}, run("weights=bank\nbiases=absent\n", matrixOf(2, 1, {15, 0}))));
 }
 
-TEST_F(FCLayerTest, addsALaterInputOfFewerOutputsToTheFirstOfEachRow) {
+TEST_F(FCLayerTest, addsALaterInputOfFewerOutputsOrRowsToTheFirst) {
     writeOnes("narrow", 4, 2);
     const std::string keys = "inputs=a_b\nweights=fc0_narrow\n";
-    EXPECT_TRUE(
-        sameFloats({115, 126, 37, 13, 23, 32}, run(keys, matrixOf(2, 4, {1, 2, 3, 4, 0, 0, 1, 1}),
-                                                   matrixOf(2, 4, {10, 20, 30, 40, 0, 1, 0, 1}))));
-    EXPECT_TRUE(
-        sameFloats({115, 126, 37, 11, 21, 32},
-                   run(keys, matrixOf(2, 4, {1, 2, 3, 4, 0, 0, 1, 1}), rowOf({10, 20, 30, 40}))))
-        << "of fewer rows: to the first rows";
+    EXPECT_TRUE(sameFloats({115, 126, 37, 13, 23, 32},
+                           run(keys, twoRows(), matrixOf(2, 4, {10, 20, 30, 40, 0, 1, 0, 1}))));
+    EXPECT_TRUE(sameFloats({115, 126, 37, 11, 21, 32}, run(keys, twoRows())));
 }
 
 TEST_F(FCLayerTest, addsBiasesByTheirShape) {
     write("columnBias", 2, 1, {100, 200});
-    EXPECT_TRUE(sameFloats({105, 106, 107, 201, 201, 202},
-                           run("biases=columnBias\n", matrixOf(2, 4, {1, 2, 3, 4, 0, 0, 1, 1}))))
+    EXPECT_TRUE(sameFloats({105, 106, 107, 201, 201, 202}, run("biases=columnBias\n", twoRows())))
         << "a column has one for each row";
-    EXPECT_TRUE(sameFloats({5, 6, 7}, run("biases=absent\n", rowOf({1, 2, 3, 4}))));
-    EXPECT_TRUE(sameFloats({105, 6, 7}, run("biases=oneBias\n", rowOf({1, 2, 3, 4}))));
+    EXPECT_TRUE(sameFloats({5, 6, 7}, run("biases=absent\n")));
+    EXPECT_TRUE(sameFloats({105, 6, 7}, run("biases=oneBias\n")));
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <limits>
 
 #include "layers/unusable_layer.h"
@@ -70,18 +71,14 @@ const UnusableShape kUnusable[] = {
 
 TEST(FilterShape, followsFromGeometryAndColumns) {
     for (const UsableShape& usable : kUsable) {
-        SCOPED_TRACE(usable.name);
-        const FilterShape shape = filterShape(usable.geometry, usable.imageCols, usable.filterCols);
-        EXPECT_EQ(shape.channels, usable.geometry.channels);
-        EXPECT_EQ(shape.height, usable.geometry.height);
-        EXPECT_EQ(shape.padding, usable.geometry.padding);
-        EXPECT_EQ(shape.stride, usable.geometry.stride);
-        EXPECT_EQ(shape.width, usable.width);
-        EXPECT_EQ(shape.k, usable.k);
-        EXPECT_EQ(shape.filterPixels, usable.k * usable.k);
-        EXPECT_EQ(shape.outH, usable.outH);
-        EXPECT_EQ(shape.outW, usable.outW);
-        EXPECT_EQ(shape.modules, usable.outH * usable.outW);
+        const FilterGeometry& g = usable.geometry;
+        const FilterShape s = filterShape(g, usable.imageCols, usable.filterCols);
+        EXPECT_EQ(
+            (std::array{s.channels, s.height, s.padding, s.stride, s.width, s.k, s.outH, s.outW,
+                        s.filterPixels, s.modules}),
+            (std::array{g.channels, g.height, g.padding, g.stride, usable.width, usable.k,
+                        usable.outH, usable.outW, usable.k * usable.k, usable.outH * usable.outW}))
+            << usable.name;
     }
 }
 

@@ -25,6 +25,8 @@ class NotingLayer : public Layer {
 // Two sources that only hand on a matrix, and one layer behind both.
 class LayerTest : public testing::Test {
   protected:
+    LayerTest() { join(""); }
+
     void join(const std::string& targetKeys) {
         const NetDescription description =
             parseDescription(("[a]\ntype=x\n[joined]\n" + targetKeys).c_str());
@@ -60,19 +62,14 @@ TEST_F(LayerTest, readsTypeAndTakesAMatrixOfItsOwnWithoutActsTarget) {
     EXPECT_EQ(joined->getActs()->trans, kRowMajor);
     EXPECT_TRUE(joined->getActs()->ownsData);
     EXPECT_EQ(second->type, "") << "a layer that is not described";
-}
-
-TEST_F(LayerTest, keepsAMatrixOfItsOwnWhereActsTargetIsNoIndex) {
-    join("actsTarget=abc\n");
-    EXPECT_EQ(joined->actsTarget, -1);
-    EXPECT_NE(joined->getActs(), nullptr);
-    join("actsTarget=-2\n");
-    EXPECT_EQ(joined->actsTarget, -2);
-    EXPECT_NE(joined->getActs(), nullptr);
+    for (const auto& [keys, target] : {std::pair{"actsTarget=abc", -1}, {"actsTarget=-2", -2}}) {
+        join(keys);
+        EXPECT_EQ(joined->actsTarget, target);
+        EXPECT_NE(joined->getActs(), nullptr) << keys;
+    }
 }
 
 TEST_F(LayerTest, waitsUntilAllInputsHaveFinished) {
-    join("");
     joined->reset();
     joined->inputReady();
     EXPECT_TRUE(joined->calls.empty());
@@ -84,58 +81,37 @@ TEST_F(LayerTest, waitsUntilAllInputsHaveFinished) {
 }
 
 TEST_F(LayerTest, startsWithTheInputWhoseMatrixItShares) {
-    join("actsTarget=1\n");
-    EXPECT_EQ(joined->getActs(), nullptr);
-    joined->inputReady();
-    joined->inputReady();
-    EXPECT_EQ(joined->calls, (Calls{{1, 0.0F}, {0, 1.0F}}));
-    EXPECT_EQ(joined->getActs(), second->getActs());
-    join("actsTarget=0\n");
-    EXPECT_EQ(joined->getActs(), nullptr);
-    joined->inputReady();
-    joined->inputReady();
-    EXPECT_EQ(joined->calls, (Calls{{0, 0.0F}, {1, 1.0F}}));
-    EXPECT_EQ(joined->getActs(), first->getActs());
-}
-
-TEST_F(LayerTest, hasReceivedAllItsInputsOnceItIsRunWithThem) {
-    join("");
-    joined->fprop({first->getActs(), second->getActs()});
-    EXPECT_EQ(joined->received, 2);
-    joined->inputReady();
-    EXPECT_EQ(joined->calls.size(), 2U) << "an input that reports late fires nothing";
-}
-
-TEST_F(LayerTest, tellsItsFollowersInOrderAfterItsOwnWork) {
-    join("");
-    const std::string names[] = {"c", "d"};
-    NotingLayer c(bareLayer(names[0]));
-    NotingLayer d(bareLayer(names[1]));
-    c.prev = {joined.get()};
-    d.prev = {joined.get()};
-    std::vector<std::string> fired;
-    FiringProbe probeC(c, fired);
-    FiringProbe probeD(d, fired);
-    joined->next = {&d, &c};
-    joined->inputReady();
-    joined->inputReady();
-    EXPECT_EQ(fired, (std::vector<std::string>{"d", "c"}));
-    EXPECT_EQ(c.inputs, MatrixList{joined->getActs()});
+    const std::pair<const char*, Calls> cases[] = {
+        {"actsTarget=0\n", {{0, 0.0F}, {1, 1.0F}}},
+        {"actsTarget=1\n", {{1, 0.0F}, {0, 1.0F}}},
+    };
+    for (const auto& [keys, calls] : cases) {
+        join(keys);
+        EXPECT_EQ(joined->getActs(), nullptr);
+        joined->inputReady();
+        joined->inputReady();
+        EXPECT_EQ(joined->calls, calls);
+        EXPECT_EQ(joined->getActs(), joined->prev[joined->actsTarget == 0 ? 0 : 1]->getActs());
+    }
 }
 
 TEST_F(LayerTest, keepsItsOutputWhereResetIsForgotten) {
-    join("");
     for (int i = 0; i < 4; ++i) {
         joined->inputReady();
     }
     EXPECT_EQ(joined->calls.size(), 2U) << "fired again without a reset";
+    joined->reset();
+    joined->fprop({first->getActs(), second->getActs()});
+    EXPECT_EQ(joined->received, 2);
+    joined->inputReady();
+    EXPECT_EQ(joined->calls.size(), 4U) << "fired again after it was given its inputs";
     joined->backCount = 7;
     joined->reset();
     EXPECT_EQ(joined->received, 0);
     EXPECT_EQ(joined->backCount, 0);
     joined->inputReady();
     joined->inputReady();
-    EXPECT_EQ(joined->calls.size(), 4U);
+    EXPECT_EQ(joined->calls.size(), 6U);
 }
 
 TEST(DataLayer, handsOnTheEntryOfItsIndexItself) {
@@ -143,21 +119,4 @@ TEST(DataLayer, handsOnTheEntryOfItsIndexItself) {
     Matrix entries[3];
     EXPECT_EQ(runNet(*net, {&entries[0], &entries[1], &entries[2]}), &entries[2]);
     EXPECT_TRUE(net->layers[0]->inputs.empty());
-}
-
-TEST(DataLayer, firesTheLayerBehindItAtOnce) {
-    OneLayer net("type=neuron\nneuron=relu\ninputs=a\nactsTarget=0\n");
-    EXPECT_EQ(net.run(rowOf({-1, 2})), (std::vector<float>{0, 2}));
-    EXPECT_EQ(net.output(), &net.a);
-    EXPECT_EQ(net.layer().received, 1);
-}
-
-TEST(DataLayer, refusesInputs) {
-    OneLayer net("type=data\ndataIdx=0\ninputs=a\n");
-    try {
-        net.run();
-        FAIL() << "nothing thrown";
-    } catch (const std::string& words) {
-        EXPECT_EQ(words, "No data given!");
-    }
 }

@@ -1,26 +1,18 @@
-#include <gtest/gtest.h>
-
 #include <limits>
 
 #include "layers/local_layer.h"
-#include "layers/one_layer.h"
 #include "layers/weight_folder.h"
-#include "support/bits.h"
-#include "support/nets.h"
 
 namespace {
 
-const std::string kLocal = "type=local\n" + kLocalKeys;
-
-const std::vector<float> kOutputOfA = {101, 204, 309, 416, 510, 640, 790, 960};
-
 class LocalUnsharedLayerTest : public WeightFolderTest {
   protected:
-    std::vector<float> run(const std::string& changes) const {
-        OneLayer net(with(kLocal, changes), folder.prefix());
-        return net.run(rowOf({1, 2, 3, 4}), rowOf({10, 20, 30, 40}));
-    }
+    LocalUnsharedLayerTest() : WeightFolderTest(kLocal) {}
 };
+
+const std::vector<float> kBiases = {100, 200, 300, 400, 500, 600, 700, 800};
+const std::vector<float> kOutput = {101, 204, 309, 416, 510, 640, 790, 960};
+const std::vector<float> kWithoutBiases = {1, 4, 9, 16, 10, 40, 90, 160};
 
 LocalLayer& localLayer(OneLayer& net) {
     return dynamic_cast<LocalLayer&>(net.layer());
@@ -29,11 +21,17 @@ LocalLayer& localLayer(OneLayer& net) {
 }  // namespace
 
 TEST_F(LocalUnsharedLayerTest, hasAFilterAndABiasForEachPosition) {
-    OneLayer net(kLocal, folder.prefix());
-    EXPECT_TRUE(sameFloats({101, 204, 309, 416, 510, 640, 790, 960,  //
-                            100, 200, 300, 400, 500, 600, 700, 800,  //
-                            104, 206, 306, 404, 540, 660, 760, 840},
-                           net.run(matrixOf(3, 4, {1, 2, 3, 4, 0, 0, 0, 0, 4, 3, 2, 1}))));
+    OneLayer net = changed("");
+    const Matrix& biases = *localLayer(net).biases->matrix;
+    EXPECT_EQ(biases.numRows, 8);
+    for (int pass = 0; pass < 2; ++pass) {
+        EXPECT_TRUE(sameFloats({101, 204, 309, 416, 510, 640, 790, 960,  //
+                                100, 200, 300, 400, 500, 600, 700, 800,  //
+                                104, 206, 306, 404, 540, 660, 760, 840},
+                               net.run(matrixOf(3, 4, {1, 2, 3, 4, 0, 0, 0, 0, 4, 3, 2, 1}))));
+        EXPECT_EQ(biases.numRows, 2) << "their shape from the first pass on";
+        EXPECT_TRUE(sameFloats(kBiases, valuesOf(biases)));
+    }
     EXPECT_EQ(net.output()->numRows, 3);
     const Matrix& bank = *localLayer(net).weights[0]->matrix;
     EXPECT_EQ(bank.numRows, 2) << "the columns of its files are rows";
@@ -49,17 +47,15 @@ TEST_F(LocalUnsharedLayerTest, overwritesItsFirstInputByItsSecondAndAddsNoBias) 
         << "as much of it as a second input of fewer filters has";
     // One of more filters and fewer images goes on in the next row, however few biases there are.
     write("fourBiases", 4, 1, {100, 200, 300, 400});
-    OneLayer net(with(kLocal, "inputs=a_b\nweights=oneBank_bank\nbiases=fourBiases\n"),
-                 folder.prefix());
-    EXPECT_TRUE(
-        sameFloats({10, 40, 90, 160, 100, 400, 900, 1600},
-                   net.run(matrixOf(2, 4, {1, 2, 3, 4, 5, 6, 7, 8}), rowOf({10, 20, 30, 40}))));
+    EXPECT_TRUE(sameFloats({10, 40, 90, 160, 100, 400, 900, 1600},
+                           run("inputs=a_b\nweights=oneBank_bank\nbiases=fourBiases\n",
+                               matrixOf(2, 4, {1, 2, 3, 4, 5, 6, 7, 8}))));
 }
 
 TEST_F(LocalUnsharedLayerTest, leavesOutWeightsBehindTheLastWholeFilter) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     write("seven", 7, 2, {1, 10, 2, 20, 3, 30, 4, 40, nan, nan, nan, nan, nan, nan});
-    EXPECT_TRUE(sameFloats(kOutputOfA, run("weights=seven\n")));
+    EXPECT_TRUE(sameFloats(kOutput, run("weights=seven\n")));
     // Too few for a filter of one element: what is left are filters of none, and the biases.
     write("eighteen", 18, 1, std::vector<float>(18, 1000));
     EXPECT_TRUE(sameFloats(std::vector<float>(18, 1000), run("modulesX=3\nbiases=eighteen\n")));
@@ -69,37 +65,22 @@ TEST_F(LocalUnsharedLayerTest, readsEachListByTheInputsPlace) {
     // The second input has two planes of 3 x 3 pixels. The positions are -1 and 2 in both
     // directions, so that only the last module meets a pixel: the last of each plane.
     write("planes", 8, 2, {1, 9, 2, 9, 10, 9, 20, 9, 100, 9, 200, 9, 1000, 0, 2000, 1});
-    OneLayer net(with(kLocal,
-                      "inputs=a_b\nweights=bank_planes\nchannels=1_2\npadding=0_1\n"
-                      "stride=1_3\nimgSize=2_3\n"),
-                 folder.prefix());
+    std::vector<float> planes(18);
+    planes[8] = 3;
+    planes[17] = 5;
     EXPECT_TRUE(sameFloats({0, 0, 0, 13000, 0, 0, 0, 5},
-                           net.run(rowOf({1, 2, 3, 4}), rowOf({0, 0, 0, 0, 0, 0, 0, 0, 3,  //
-                                                               0, 0, 0, 0, 0, 0, 0, 0, 5}))));
-}
-
-TEST_F(LocalUnsharedLayerTest, givesItsBiasesTheirShapeAtTheFirstPass) {
-    OneLayer net(kLocal, folder.prefix());
-    const Matrix& biases = *localLayer(net).biases->matrix;
-    EXPECT_EQ(biases.numRows, 8);
-    EXPECT_EQ(biases.numCols, 1);
-    for (int pass = 0; pass < 2; ++pass) {
-        EXPECT_TRUE(sameFloats(kOutputOfA, net.run(rowOf({1, 2, 3, 4}))));
-        EXPECT_EQ(biases.numRows, 2);
-        EXPECT_EQ(biases.numCols, 4);
-        EXPECT_TRUE(sameFloats({100, 200, 300, 400, 500, 600, 700, 800}, valuesOf(biases)));
-    }
+                           run("inputs=a_b\nweights=bank_planes\nchannels=1_2\npadding=0_1\n"
+                               "stride=1_3\nimgSize=2_3\n",
+                               rowOf({1, 2, 3, 4}), rowOf(planes))));
 }
 
 TEST_F(LocalUnsharedLayerTest, acceptsBiasesOfAnyShapeMoreThanItNeedsAndNone) {
-    write("wide", 1, 8, {100, 200, 300, 400, 500, 600, 700, 800});
-    write("square", 2, 4, {100, 200, 300, 400, 500, 600, 700, 800});
+    write("wide", 1, 8, kBiases);
+    write("square", 2, 4, kBiases);
     write("nine", 9, 1, {100, 200, 300, 400, 500, 600, 700, 800, 900});
-    for (const std::string name : {"wide", "square", "nine"}) {
-        EXPECT_TRUE(sameFloats(kOutputOfA, run("biases=" + name + "\n"))) << name;
-    }
-    for (const std::string name : {"absent", ""}) {
-        EXPECT_TRUE(sameFloats({1, 4, 9, 16, 10, 40, 90, 160}, run("biases=" + name + "\n")))
+    for (const std::string name : {"wide", "square", "nine", "absent", ""}) {
+        const bool isNone = name.empty() || name == "absent";
+        EXPECT_TRUE(sameFloats(isNone ? kWithoutBiases : kOutput, run("biases=" + name + "\n")))
             << name;
     }
 }
@@ -109,15 +90,11 @@ TEST_F(LocalUnsharedLayerTest, readsItsGeometryByKey) {
         "type=local\npadding=1_2\nstride=3_4\nchannels=5_6\nfilterSize=7_8\nfilters=9\n"
         "filterPixels=10_11\nimgSize=12_13\nimgPixels=14_15\nmodulesX=16\n");
     const LocalLayer& layer = localLayer(net);
-    using List = std::vector<std::int32_t>;
-    EXPECT_EQ(layer.padding, (List{1, 2}));
-    EXPECT_EQ(layer.stride, (List{3, 4}));
-    EXPECT_EQ(layer.channels, (List{5, 6}));
-    EXPECT_EQ(layer.filterSize, (List{7, 8}));
+    using Lists = std::vector<std::vector<std::int32_t>>;
+    EXPECT_EQ((Lists{layer.padding, layer.stride, layer.channels, layer.filterSize,
+                     layer.filterPixels, layer.imgSize, layer.imgPixels}),
+              (Lists{{1, 2}, {3, 4}, {5, 6}, {7, 8}, {10, 11}, {12, 13}, {14, 15}}));
     EXPECT_EQ(layer.filters, 9);
-    EXPECT_EQ(layer.filterPixels, (List{10, 11}));
-    EXPECT_EQ(layer.imgSize, (List{12, 13}));
-    EXPECT_EQ(layer.imgPixels, (List{14, 15}));
     EXPECT_EQ(layer.modulesX, 16);
     EXPECT_EQ(layer.modules, 256);
     OneLayer large("type=local\nmodulesX=65537\n");
@@ -126,12 +103,12 @@ TEST_F(LocalUnsharedLayerTest, readsItsGeometryByKey) {
 
 TEST_F(LocalUnsharedLayerTest, goesByItsWeightsWhateverTheDescriptionSaysOfFilters) {
     EXPECT_TRUE(
-        sameFloats(kOutputOfA, run("filters=77\nfilterSize=9\nfilterPixels=81\nimgPixels=1\n")));
+        sameFloats(kOutput, run("filters=77\nfilterSize=9\nfilterPixels=81\nimgPixels=1\n")));
     EXPECT_TRUE(sameFloats({130, 500}, run("modulesX=1\n"))) << "one of the image's size";
 }
 
 TEST_F(LocalUnsharedLayerTest, worksInTheMatrixOfAnInputOfItsOwnSize) {
-    OneLayer net(with(kLocal, "weights=oneBank\nactsTarget=0\n"), folder.prefix());
+    OneLayer net = changed("weights=oneBank\nactsTarget=0\n");
     EXPECT_TRUE(sameFloats({101, 204, 309, 416}, net.run(rowOf({1, 2, 3, 4}))));
     EXPECT_EQ(net.output(), &net.a);
 }

@@ -7,19 +7,6 @@
 #include "support/bits.h"
 #include "support/nets.h"
 
-namespace {
-
-// In front of or behind an in-place layer of the same input: a layer `r` that copies planes of 2 x
-// 2, and the squaring layer `n`.
-std::unique_ptr<ConvNet> netWithReader(const std::string& order) {
-    return netBehindTwoInputs(order,
-                              "[n]\ntype=neuron\nneuron=square\ninputs=d\nactsTarget=0\n"
-                              "[r]\ntype=pool\npool=max\ninputs=d\nchannels=1\nsizeX=1\nstart=0\n"
-                              "stride=1\noutputsX=2\n");
-}
-
-}  // namespace
-
 TEST(NeuronLayer, withActsTargetHandsOnItsInputsOwnMatrixTransformed) {
     OneLayer net("type=neuron\nneuron=relu\ninputs=a\nactsTarget=0\n");
     EXPECT_TRUE(sameFloats({0, 2, 3, 0}, net.run(matrixOf(2, 2, {-1, 2, 3, -4}))));
@@ -60,14 +47,4 @@ TEST(NeuronLayer, takesTheParametersOfItsOwnSection) {
     Matrix patch = rowOf({5, -2});
     EXPECT_EQ(runNet(*net, {&patch, &patch}), &patch);
     EXPECT_TRUE(sameFloats({-8, 6}, valuesOf(patch)));
-}
-
-TEST(NeuronLayer, showsOnlyLaterReadersOfItsInputTheTransformedValues) {
-    const auto before = netWithReader("r_n");
-    const auto after = netWithReader("n_r");
-    Matrix patch = rowOf({1, 2, 3, 4});
-    EXPECT_TRUE(sameFloats({1, 4, 9, 16}, valuesOf(*runNet(*before, {&patch, &patch}))));
-    EXPECT_TRUE(sameFloats({1, 2, 3, 4}, valuesOf(*layerNamed(*before, "r")->getActs())));
-    patch = rowOf({1, 2, 3, 4});
-    EXPECT_TRUE(sameFloats({1, 4, 9, 16}, valuesOf(*runNet(*after, {&patch, &patch}))));
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstddef>
@@ -31,6 +33,10 @@ double wide(float x) {
     return static_cast<double>(x);
 }
 
+float expOf(float x) {
+    return narrow(std::exp(wide(x)));
+}
+
 // What a kind makes of x; each operation on floats is a rounding.
 using Formula = float (*)(float x, float a, float b);
 
@@ -39,26 +45,13 @@ struct Twin {
     Formula formula;
 };
 
-float softRelu(float x, float, float) {
-    const float e = narrow(std::exp(wide(x)));
-    return narrow(std::log(wide(e + 1.0F)));
-}
-
-float boundedRelu(float x, float a, float) {
-    const float m = x > 0.0F ? x : 0.0F;
-    return a > m ? m : a;
-}
-
-float absolute(float x, float, float) {
-    return std::bit_cast<float>(std::bit_cast<std::uint32_t>(x) & 0x7FFFFFFFU);
-}
-
 const Twin kTwins[] = {
     {"relu", [](float x, float, float) { return x > 0.0F ? x : 0.0F; }},
-    {"softrelu", softRelu},
-    {"brelu", boundedRelu},
-    {"abs", absolute},
-    {"logistic", [](float x, float, float) { return 1.0F / (1.0F + narrow(std::exp(wide(-x)))); }},
+    {"softrelu", [](float x, float, float) { return narrow(std::log(wide(expOf(x) + 1.0F))); }},
+    {"brelu",
+     [](float x, float a, float) { return x > 0.0F ? std::min(a, x) : std::min(a, 0.0F); }},
+    {"abs", [](float x, float, float) { return std::copysign(x, 1.0F); }},
+    {"logistic", [](float x, float, float) { return 1.0F / (1.0F + expOf(-x)); }},
     {"tanh", [](float x, float a, float b) { return narrow(std::tanh(wide(x * b))) * a; }},
     {"square", [](float x, float, float) { return x * x; }},
     {"sqrt", [](float x, float, float) { return narrow(std::sqrt(wide(x))); }},
@@ -110,54 +103,29 @@ std::vector<float> sample() {
     return values;
 }
 
-// Worked out by hand.
+// Worked out by hand: what the formulas alone would leave to the twins.
 struct Oddity {
     const char* text;
     std::vector<float> values, expected;
 };
 
 const Oddity kOddities[] = {
-    {"relu",
-     {2, -2, -0.0F, 0, kNaN, kTiny, -kTiny, kInf, -kInf},
-     {2, 0, 0, 0, 0, kTiny, 0, kInf, 0}},
     // Infinite once the exponential is; 0 once that is lost beside 1.
-    {"softrelu", {88.8F, kLargest, kInf, -17.5F, -200, -kInf}, {kInf, kInf, kInf, 0, 0, 0}},
+    {"softrelu", {88.8F, kInf, -17.5F, -kInf}, {kInf, kInf, 0, 0}},
     {"softrelu", {-16, -0.0F}, {narrow(std::log(1.0 + 0x1p-23)), narrow(std::log(2.0))}},
-    {"brelu\na=0.5\n",
-     {-1, -0.0F, 0.25F, 0.5F, 0.75F, kInf, -kInf, kTiny, kNaN},
-     {0, 0, 0.25F, 0.5F, 0.5F, 0.5F, 0, kTiny, 0}},
-    {"brelu", {-1, -0.0F, 0, 2, kInf, -kInf, kNaN}, {0, 0, 0, 0, 0, 0, 0}},
-    {"brelu\na=-1.5\n", {-1, 0, 2, kNaN}, {-1.5F, -1.5F, -1.5F, -1.5F}},
-    {"brelu\na=-0\n", {-1, 0, 2, kNaN}, {-0.0F, -0.0F, -0.0F, -0.0F}},
-    {"logistic",
-     {-200, -88.8F, -kInf, 200, kInf, 0, -0.0F, kNaN},
-     {0, 0, 0, 1, 1, 0.5F, 0.5F, kNaN}},
+    {"brelu\na=0.5\n", {-1, 0.25F, 0.75F, kTiny, kNaN}, {0, 0.25F, 0.5F, kTiny, 0}},
+    {"brelu\na=-1.5\n", {-1, 2, kNaN}, {-1.5F, -1.5F, -1.5F}},
+    {"brelu\na=-0\n", {-1, 2, kNaN}, {-0.0F, -0.0F, -0.0F}},
+    {"logistic", {-88.8F, -kInf, 200, -0.0F, kNaN}, {0, 0, 1, 0.5F, kNaN}},
     // b counts inside, a outside.
-    {"tanh\na=-3\nb=0.25\n", {2, kNaN, kInf}, {narrow(std::tanh(0.5)) * -3, kNaN, -3}},
     {"tanh\nb=-0.25\na=3\n", {2, kNaN, kInf}, {narrow(std::tanh(0.5)) * -3, kNaN, -3}},
-    {"tanh", {1, 0, -1, kInf, kNaN}, {0, 0, -0.0F, kNaN, kNaN}},
-    {"tanh\na=5\n", {1, 0, -1, kInf, kNaN}, {0, 0, -0.0F, kNaN, kNaN}},
-    {"tanh\nb=5\n", {1, 0, -1, kInf, -kInf, kNaN}, {0, 0, -0.0F, 0, -0.0F, kNaN}},
-    {"square",
-     {-3, -0.0F, 2e19F, -kInf, kTiny, 0x1p-70F, kNaN},
-     {9, 0, kInf, kInf, 0, 0x1p-140F, kNaN}},
-    {"sqrt",
-     {9, -0.0F, 0, -kTiny, -kInf, kInf, kNaN, kTiny},
-     {3, -0.0F, 0, kNaN, kNaN, kInf, kNaN, narrow(std::sqrt(0x1p-149))}},
-    {"linear\na=3\nb=-1\n", {2, kInf, -kInf, kNaN}, {5, kInf, -kInf, kNaN}},
-    {"linear\nb=1\na=-3\n", {2}, {-5}},
+    {"linear\nb=1\na=-3\n", {2, kInf, kNaN}, {-5, -kInf, kNaN}},
     // (1 + 2^-12)^2 = 1 + 2^-11 + 2^-24, whose last term the rounding drops.
     {"linear\na=1.000244140625\nb=-1.00048828125\n", {1 + 0x1p-12F}, {0}},
-    {"linear", {1, -1, -0.0F, kInf, kNaN}, {0, 0, 0, kNaN, kNaN}},
-    {"linear\nb=5\n", {1, -1, -0.0F, kInf, kNaN}, {5, 5, 5, kNaN, kNaN}},
-    {"linear\na=5\n", {1, -1, -0.0F, kInf, kNaN}, {5, -5, 0, kInf, kNaN}},
     // Parameters are 0 where they are not numbers, and those of another kind do not count.
     {"brelu\na=abc\n", {2}, {0}},
-    {"brelu\na=\n", {2}, {0}},
-    {"brelu\na=-\n", {2}, {0}},
     {"brelu\nb=5\nbrelu=5\n[m]\na=5\n", {2}, {0}},
     {"linear\na=3\nb=abc\n", {2}, {6}},
-    {"linear\na=abc\nb=3\n", {2}, {3}},
     {"tanh\na=1\nb=abc\n[m]\nb=5\n", {2}, {0}},
 };
 
@@ -199,25 +167,23 @@ TEST(Neuron, givesWhatWasWorkedOutByHand) {
 TEST(Neuron, walksTheWholeStorageOnceWhateverTheShapeAndOrder) {
     const std::vector<float> values = sample();
     for (const Twin& twin : kTwins) {
-        for (const std::int32_t trans : {kRowMajor, kTransposed}) {
-            for (const auto& [rows, cols] :
-                 {std::pair{1, 1}, {3, 7}, {7, 3}, {1001, 6}, {1, 33}, {0, 5}}) {
-                const auto count = static_cast<std::size_t>(rows * cols);
-                const std::vector<float> start(values.end() - static_cast<std::ptrdiff_t>(count),
-                                               values.end());
-                GuardedBuffer<float> buffer(count, 1);
-                std::copy(start.begin(), start.end(), buffer.data());
-                Matrix matrix = Matrix::view(buffer.data(), rows, cols);
-                matrix.trans = trans;
-                neuronOf(twin.keyword + kParameters[1].keys)->run(&matrix);
-                const std::vector<float> expected = applied(twin.formula, kParameters[1], start);
-                EXPECT_TRUE(sameFloats(expected.data(), buffer.data(), count)) << twin.keyword;
-                EXPECT_TRUE(buffer.guardsIntact()) << twin.keyword;
-                EXPECT_EQ(matrix.data, buffer.data());
-                EXPECT_EQ(matrix.numRows, rows);
-                EXPECT_EQ(matrix.numCols, cols);
-                EXPECT_EQ(matrix.trans, trans) << twin.keyword;
-            }
+        for (const auto& [rows, cols, trans] : {std::array{1, 1, kRowMajor},
+                                                {3, 7, kTransposed},
+                                                {7, 3, kRowMajor},
+                                                {1, 33, kRowMajor},
+                                                {0, 5, kTransposed}}) {
+            const auto count = static_cast<std::size_t>(rows * cols);
+            const std::vector<float> start(values.begin(), values.begin() + rows * cols);
+            GuardedBuffer<float> buffer(count, 1);
+            std::copy(start.begin(), start.end(), buffer.data());
+            Matrix matrix = Matrix::view(buffer.data(), rows, cols);
+            matrix.trans = trans;
+            neuronOf(twin.keyword + kParameters[1].keys)->run(&matrix);
+            const std::vector<float> expected = applied(twin.formula, kParameters[1], start);
+            EXPECT_TRUE(sameFloats(expected.data(), buffer.data(), count)) << twin.keyword;
+            EXPECT_TRUE(buffer.guardsIntact()) << twin.keyword;
+            EXPECT_EQ(matrix.numRows, rows);
+            EXPECT_EQ(matrix.trans, trans) << twin.keyword;
         }
         Matrix empty;
         neuronOf(twin.keyword)->run(&empty);
@@ -226,18 +192,16 @@ TEST(Neuron, walksTheWholeStorageOnceWhateverTheShapeAndOrder) {
 }
 
 TEST(Neuron, remembersTheMatrixOfItsLastRun) {
+    Matrix matrices[2];
     for (const Twin& twin : kTwins) {
         const auto neuron = neuronOf(twin.keyword);
         EXPECT_FALSE(neuron->activated);
         EXPECT_EQ(neuron->acts, nullptr);
-        Matrix first = rowOf({1});
-        Matrix second = rowOf({1});
-        neuron->run(&first);
-        EXPECT_TRUE(neuron->activated);
-        EXPECT_EQ(neuron->acts, &first);
-        neuron->run(&second);
-        EXPECT_EQ(neuron->acts, &second);
-        EXPECT_TRUE(sameFloats(valuesOf(first), valuesOf(second)));
+        for (Matrix& matrix : matrices) {
+            neuron->run(&matrix);
+            EXPECT_TRUE(neuron->activated);
+            EXPECT_EQ(neuron->acts, &matrix);
+        }
     }
 }
 

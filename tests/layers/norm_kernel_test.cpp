@@ -24,12 +24,6 @@ float narrow(double x) {
     return static_cast<float>(x);
 }
 
-std::vector<float> reference(const Matrix& images, const CrossMapNorm& norm) {
-    std::vector<float> result(static_cast<std::size_t>(images.numElements));
-    referenceNorm(norm, images.data, result.data(), images.numRows, images.numCols);
-    return result;
-}
-
 std::vector<float> normed(const Matrix& images, const CrossMapNorm& norm) {
     Matrix target;
     crossMapNormForward(images, target, norm);
@@ -65,40 +59,22 @@ struct NormedRow {
 };
 
 constexpr float kThird = 1.0F / 3;
-const float kRootThird = narrow(1.0 / 3.0);  // of 9
 
 const NormedRow kNormedRows[] = {
-    {"size 1: the own square", {3, 1, 2, 0.5F}, {2, 0, -2}, {kRootThird * 2, 0, kRootThird * -2}},
-    {"size 2: c - 1 to c", {4, 2, 2, -1}, {1, 2, 4, 8}, {1 * 2, 2 * 6, 4 * 21, 8 * 81}},
-    {"size 3: c - 1 to c + 1", {4, 3, 3, -1}, {1, 2, 4, 8}, {1 * 6, 2 * 22, 4 * 85, 8 * 81}},
     {"size 4: c - 2 to c + 1", {4, 4, 4, -1}, {1, 2, 4, 8}, {1 * 6, 2 * 22, 4 * 86, 8 * 85}},
-    {"above the planes: all there are", {3, 7, 7, -1}, {1, 2, 4}, {1 * 22, 2 * 22, 4 * 22}},
-    {"size 4 of 3: one plane up", {3, 4, 4, -1}, {1, 2, 4}, {1 * 6, 2 * 22, 4 * 22}},
     {"size 0: 0 by 0", {2, 0, 2, 0.75F}, {1, 0}, {kNaN, kNaN}},
     {"size 0, but NaN to the power 0 is 1", {2, 0, 2, 0}, {5, -3}, {5, -3}},
     {"size -1: no planes", {2, -1, 2, 1}, {5, -3}, {5, -3}},
-    {"a divisor that is the size: 1 + 5 / 5 x 4", {1, 5, 5, -1}, {2}, {2 * 5}},
     {"at the borders, too: 1 + 6 / 3 x 2", {3, 3, 6, -1}, {1, 1, 1}, {5, 7, 5}},
-    {"two positions", {3, 3, 3, -1}, {1, 0, 2, 3, 4, 0}, {1 * 6, 0, 2 * 22, 3 * 10, 4 * 21, 0}},
-    {"zeros", {4, 3, 2, 0.75F}, {0, 0, -0.0F, 0}, {0, 0, -0.0F, 0}},
     {"zeros, times", {4, 3, 2, -0.75F}, {0, 0, -0.0F, 0}, {0, 0, -0.0F, 0}},
-    {"power -2", {1, 1, 1, -2}, {2}, {2 * 25}},
     {"power 0", {1, 1, 1, 0}, {2}, {2}},
-    {"power 1", {1, 1, 1, 1}, {2}, {0.2F * 2}},
-    {"-2 to the power -2", {1, 1, -kThird, 2}, {3}, {0.25F * 3}},
     {"-2 to the power -0.5", {1, 1, -kThird, 0.5F}, {3}, {kNaN}},
     {"0 to the power -0.5", {1, 1, -1, 0.5F}, {-1}, {-kInf}},
     {"0 to the power 0.5", {1, 1, -1, -0.5F}, {-1}, {-0.0F}},
-    {"NaN as far as the windows", {4, 2, 2, -1}, {kNaN, 1, 1, 1}, {kNaN, kNaN, 3, 3}},
     {"NaN to the power 0", {4, 2, 2, 0}, {kNaN, 1, 1, 1}, {kNaN, 1, 1, 1}},
     {"infinity", {4, 2, 2, 1}, {kInf, 1, 1, 1}, {kNaN, 0, narrow(1.0 / 3), narrow(1.0 / 3)}},
     {"scale 0", {3, 3, 0, 0.75F}, {0.1F, 0x1p-149F, -1e19F}, {0.1F, 0x1p-149F, -1e19F}},
     {"scale 0 and a sum that overflows", {3, 3, 0, 0.75F}, {2e19F, 1, 3}, {kNaN, kNaN, 3}},
-    // Columns 4, 5 and 6 behind four planes: column 4 still meets plane 3, the others meet none.
-    {"columns behind the last plane",
-     {4, 3, 3, -1},
-     {1, 2, 4, 8, 5, 6, 7},
-     {1 * 6, 2 * 22, 4 * 85, 8 * 81, 5 * 65, 6, 7}},
     // Three planes of two positions; column 6 stands for the first position of a fourth.
     {"a column behind two positions",
      {3, 2, 2, -1},
@@ -123,17 +99,14 @@ TEST(CrossMapNorm, equalsTheReferenceForManySizes) {
         crossMapNormForward(images, target, norm);
         ASSERT_EQ(target.numRows, images.numRows);
         ASSERT_EQ(target.numCols, images.numCols);
-        ASSERT_TRUE(sameFloats(reference(images, norm), valuesOf(target)))
-            << "round " << round << ": " << images.numRows << " x " << images.numCols
-            << ", channels " << norm.channels << ", sizeX " << norm.sizeX << ", scale "
-            << norm.scale << ", pow " << norm.pow;
+        ASSERT_TRUE(sameFloats(referenceNorm(norm, images), valuesOf(target))) << "round " << round;
 
         // In its own input it meets what it has already overwritten.
-        std::vector<float> shared = valuesOf(images);
-        referenceNorm(norm, shared.data(), shared.data(), images.numRows, images.numCols);
+        Matrix shared = matrixOf(images.numRows, images.numCols, valuesOf(images));
+        referenceNorm(norm, shared, shared);
         const float* storage = images.data;
         crossMapNormForward(images, images, norm);
-        ASSERT_TRUE(sameFloats(shared, valuesOf(images))) << "round " << round;
+        ASSERT_TRUE(sameFloats(valuesOf(shared), valuesOf(images))) << "round " << round;
         ASSERT_EQ(images.data, storage);
     }
 }
@@ -144,7 +117,7 @@ TEST(CrossMapNorm, writesItsTargetAndNothingBesideIt) {
     GuardedBuffer<float> buffer(20, 1);
     Matrix target = Matrix::view(buffer.data(), 4, 5);  // as many elements
     crossMapNormForward(images, target, norm);
-    EXPECT_TRUE(sameFloats(reference(images, norm), valuesOf(target)));
+    EXPECT_TRUE(sameFloats(referenceNorm(norm, images), valuesOf(target)));
     EXPECT_TRUE(buffer.guardsIntact());
     EXPECT_EQ(target.data, buffer.data());
     EXPECT_EQ(target.numRows, 2);

@@ -1,4 +1,4 @@
-// A folder of small weight files, and the keys of layers that read them.
+// A folder of small weight files, and layers that read them.
 #ifndef ZOMU_TESTS_LAYERS_WEIGHT_FOLDER_H
 #define ZOMU_TESTS_LAYERS_WEIGHT_FOLDER_H
 
@@ -7,30 +7,31 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "layers/one_layer.h"
+#include "layers/weight_layer.h"
+#include "support/bits.h"
 #include "support/model_folder.h"
 #include "support/temporary_folder.h"
 
-// Two filters of 1 x 1 on a 2 x 2 image of one plane. Two inputs would have the same geometry.
-const std::string kConvKeys =
-    "inputs=a\nweights=w12\nbiases=bias\nchannels=1_1\npadding=0_0\nstride=1_1\n"
-    "imgSize=2_2\nmodulesX=2\n";
+// Two inputs would have the same geometry.
+const std::string kFilterKeys =
+    "inputs=a\nchannels=1_1\npadding=0_0\nstride=1_1\nimgSize=2_2\nmodulesX=2\n";
+// Two filters of 1 x 1 on a 2 x 2 image of one plane.
+const std::string kConv = "type=conv\nweights=w12\nbiases=bias\n" + kFilterKeys;
 // The same with filters of their own for each of the four positions.
-const std::string kLocalKeys =
-    "inputs=a\nweights=bank\nbiases=bankBias\nchannels=1_1\npadding=0_0\nstride=1_1\n"
-    "imgSize=2_2\nmodulesX=2\n";
+const std::string kLocal = "type=local\nweights=bank\nbiases=bankBias\n" + kFilterKeys;
 // Four values to three.
-const std::string kFullyConnectedKeys = "inputs=a\nweights=fc0\nbiases=fcBias\n";
+const std::string kFullyConnected = "type=fc\ninputs=a\nweights=fc0\nbiases=fcBias\n";
 
 // `section` with the lines of `changes` in place of its own lines for the same keys.
 inline std::string with(const std::string& section, const std::string& changes) {
     std::map<std::string, std::string> lines;
-    for (const std::string& text : {section, changes}) {
-        std::istringstream stream(text);
-        for (std::string line; std::getline(stream, line);) {
-            lines[line.substr(0, line.find('='))] = line;
-        }
+    std::istringstream stream(section + changes);
+    for (std::string line; std::getline(stream, line);) {
+        lines[line.substr(0, line.find('='))] = line;
     }
     std::string result;
     for (const auto& [key, line] : lines) {
@@ -41,7 +42,7 @@ inline std::string with(const std::string& section, const std::string& changes) 
 
 class WeightFolderTest : public testing::Test {
   protected:
-    WeightFolderTest() {
+    explicit WeightFolderTest(std::string ofLayer = "") : layerSection(std::move(ofLayer)) {
         write("w12", 1, 2, {1, 2});
         write("w56", 1, 2, {5, 6});
         write("one", 1, 1, {3});
@@ -67,7 +68,18 @@ class WeightFolderTest : public testing::Test {
         write(name, rows, cols, std::vector<float>(static_cast<std::size_t>(rows * cols), 1));
     }
 
-    TemporaryFolder folder;
+    // The layer of the test's section with these changes.
+    OneLayer changed(const std::string& changes) const {
+        return OneLayer(with(layerSection, changes), folder.prefix());
+    }
+
+    std::vector<float> run(const std::string& changes, Matrix a = rowOf({1, 2, 3, 4}),
+                           Matrix b = rowOf({10, 20, 30, 40})) const {
+        return changed(changes).run(std::move(a), std::move(b));
+    }
+
+    const std::string layerSection;
+    const TemporaryFolder folder;
 };
 
 #endif

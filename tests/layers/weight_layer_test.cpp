@@ -6,16 +6,10 @@
 #include "layers/two_input_net.h"
 #include "layers/unusable_layer.h"
 #include "layers/weight_folder.h"
-#include "support/bits.h"
 #include "support/build_failure.h"
 #include "support/forked.h"
-#include "support/nets.h"
 
 namespace {
-
-const std::string kConv = "type=conv\n" + kConvKeys;
-const std::string kLocal = "type=local\n" + kLocalKeys;
-const std::string kFullyConnected = "type=fc\n" + kFullyConnectedKeys;
 
 // The layers are `d`, `e` and a test's own, from index 2 on.
 class SharedWeightsTest : public WeightFolderTest {
@@ -85,15 +79,6 @@ TEST_F(SharedWeightsTest, mayComeFromALayerOfAnotherKind) {
     EXPECT_EQ(layer("f").weights[0]->matrix, layer("c").weights[0]->matrix);
 }
 
-TEST_F(SharedWeightsTest, mayGoFromOneLocalLayerToAnother) {
-    EXPECT_TRUE(sameFloats(
-        {10, 40, 90, 160, 100, 400, 900, 1600},
-        run("a_b",
-            section("a", kLocal, "biases=absent\n") +
-                section("b", kLocal, "inputs=e\nweights=\nbiases=absent\n" + indices("2", "0")))));
-    EXPECT_TRUE(sameFloats({1, 4, 9, 16, 10, 40, 90, 160}, valuesOf(*layer("a").getActs())));
-}
-
 TEST_F(SharedWeightsTest, areNamedByLayerAndMatrixInTheOrderOfTheInputs) {
     run("a_b", section("a", kFullyConnected, "inputs=d_e\nweights=fc0_fc1\n") +
                    section("b", kFullyConnected, "inputs=d_e\n" + indices("2_2", "1_0")));
@@ -105,15 +90,13 @@ TEST_F(SharedWeightsTest, areNamedByLayerAndMatrixInTheOrderOfTheInputs) {
 }
 
 TEST_F(SharedWeightsTest, pointToTheBindingTheyWereTakenFrom) {
-    run("a_b_c", section("a", kFullyConnected, "") +
-                     section("b", kFullyConnected, indices("2", "0")) +
-                     section("c", kFullyConnected, indices("3", "0")));
+    EXPECT_TRUE(sameFloats({15, 26, 37},
+                           run("a_b_c", section("a", kFullyConnected, "") +
+                                            section("b", kFullyConnected, indices("2", "0")) +
+                                            section("c", kFullyConnected, indices("3", "0")))));
     EXPECT_EQ(layer("c").weights[0]->source, layer("b").weights[0].get());
-    EXPECT_EQ(layer("b").weights[0]->source, layer("a").weights[0].get());
-    EXPECT_EQ(layer("a").weights[0]->source, nullptr);
     EXPECT_EQ(layer("c").weights[0]->matrix, layer("a").weights[0]->matrix);
     EXPECT_EQ(layer("c").biases->source, nullptr);
-    EXPECT_TRUE(sameFloats({15, 26, 37}, valuesOf(*layer("c").getActs())));
 }
 
 TEST_F(SharedWeightsTest, standInForFilesThatAreReadAllTheSame) {
@@ -149,10 +132,7 @@ TEST_F(SharedWeightsTest, areAsIncompleteAsTheirSource) {
 
 TEST_F(SharedWeightsTest, endTheProcessWhereTheyAreNotThere) {
     const struct {
-        const char* what;
-        const char* names;
-        const char* layers;
-        const char* matrices;
+        const char *what, *names, *layers, *matrices;
     } cases[] = {
         {"a later layer", "a_b_c", "4", "0"},
         {"no layer", "a_b", "4", "0"},
@@ -167,11 +147,11 @@ TEST_F(SharedWeightsTest, endTheProcessWhereTheyAreNotThere) {
     };
     for (const auto& [what, names, layers, matrices] : cases) {
         SCOPED_TRACE(what);
-        expectBuildFailure(textBehindTwoInputs(
-                               names, section("a", kFullyConnected, "") +
-                                          section("b", kFullyConnected, indices(layers, matrices)) +
-                                          section("c", kFullyConnected, "")),
-                           "No weights to share with layer b", folder.prefix());
+        const std::string sections = section("a", kFullyConnected, "") +
+                                     section("b", kFullyConnected, indices(layers, matrices)) +
+                                     section("c", kFullyConnected, "");
+        expectBuildFailure(textBehindTwoInputs(names, sections), "No weights to share with layer b",
+                           folder.prefix());
     }
 }
 

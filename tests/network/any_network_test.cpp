@@ -60,21 +60,6 @@ TEST(AnyNetwork, aDataIndexOutsideTheListIsUnusableAndNothingIsRead) {
     }
 }
 
-TEST(AnyNetwork, aLayerStartsWithTheInputWhoseMatrixItShares) {
-    const std::string section = "[j]\ntype=eltsum\ninputs=d_d_e\ncoeffs=1_1_1\n";
-    const Values large = {0x1p24F, 20};
-    // 1 + 1 + 2^24 comes through, 2^24 + 1 + 1 stays where it is.
-    EXPECT_TRUE(
-        sameFloats({0x1p24F + 2, 24}, run(*netBehindTwoInputs("j", section), {1, 2}, large)));
-    const auto sharing = netBehindTwoInputs("j", section + "actsTarget=2\n");
-    Matrix d = rowOf({1, 2});
-    Matrix e = rowOf(large);
-    EXPECT_EQ(runNet(*sharing, {&d, &e}), &e);
-    EXPECT_TRUE(sameFloats({0x1p24F, 24}, valuesOf(e)));
-    EXPECT_TRUE(sameFloats({1, 2}, valuesOf(d)));
-    EXPECT_EQ(sharing->layers[2]->inputs, (MatrixList{&d, &d, &e}));
-}
-
 TEST(AnyNetwork, aBranchIsWalkedToItsEndBeforeTheNext) {
     const auto net = netBehindTwoInputs(
         "a_b_u_v_j", timesFactor("a", "d", "2") + timesFactor("b", "d", "3") +
@@ -106,28 +91,6 @@ TEST(AnyNetwork, aLayerMayReadOneInputTwice) {
     EXPECT_TRUE(sameFloats({3, -6}, valuesOf(*layerNamed(*net, "j")->getActs())));
     EXPECT_EQ(order.fired, (Names{"d", "j", "x", "e"})) << "each once";
     EXPECT_EQ(layerNamed(*net, "j")->received, 2);
-}
-
-TEST(AnyNetwork, keepsItsFormerOutputWhereResetIsForgotten) {
-    const auto net = netBehindTwoInputs("j", "[j]\ntype=eltsum\ninputs=d_e\ncoeffs=1_1\n");
-    Layer& last = *net->layers[2];
-    Matrix d = rowOf({1});
-    Matrix e = rowOf({10});
-    Matrix other = rowOf({20});
-    for (const bool isGivenItsInputsDirectly : {true, false}) {
-        if (isGivenItsInputsDirectly) {
-            last.fprop({&d, &e});
-        } else {
-            runNet(*net, {&d, &e});
-        }
-        EXPECT_EQ(last.received, 2) << "all of its inputs count as finished";
-        for (Layer* layer : net->dataLayers) {
-            layer->fprop({&d, &other});
-        }
-        EXPECT_EQ(last.received, 4);
-        EXPECT_TRUE(sameFloats({11}, valuesOf(*last.getActs())));
-        EXPECT_TRUE(sameFloats({21}, valuesOf(*runNet(*net, {&d, &other}))));
-    }
 }
 
 TEST(AnyNetwork, aLayerWithoutInputsNeverFires) {

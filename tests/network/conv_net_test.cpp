@@ -176,14 +176,6 @@ TEST(ConvNet, endsTheProcessOverTheFirstThingThatIsWrong) {
     for (const std::string type : {"Conv", "con", "conv2", "max", "relu"}) {
         expectBuildFailure(textOf("x", "[x]\ntype=" + type), "Unknown layer type " + type);
     }
-    for (const std::string pool : {"min", "Max", "maxi", "relu"}) {
-        expectBuildFailure(textOf("x", "[x]\ntype=pool\npool=" + pool),
-                           "Unknown pooling layer type " + pool);
-    }
-    for (const std::string kind : {"swish", "ReLU", "relu6", "max"}) {
-        expectBuildFailure(textOf("x", "[x]\ntype=neuron\nneuron=" + kind),
-                           "Unknown neuron type: " + kind);
-    }
 }
 
 TEST(ConvNet, buildsTheLayersThatHaveNamesBeforeItMissesOne) {

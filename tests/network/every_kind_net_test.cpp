@@ -16,6 +16,7 @@
 // Everything up to p, and f, is whole numbers, so that the order of a sum does not matter there.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <map>
@@ -23,7 +24,7 @@
 #include <string>
 #include <vector>
 
-#include "reference/reference_every_kind.h"
+#include "reference/reference_layers.h"
 #include "support/bits.h"
 #include "support/model_folder.h"
 #include "support/nets.h"
@@ -57,6 +58,57 @@ Values wholeNumbers(Random& random, std::size_t count, int limit) {
         value = static_cast<float>(random.between(-limit, limit));
     }
     return values;
+}
+
+// A row for each filter or output; the files of the network hold them with rows and columns
+// exchanged.
+struct EveryKindWeights {
+    Values filters;  // 2 x 9
+    Values filterBiases;
+    Values bank;  // 2 filters x 4 places x 2 planes
+    Values bankBiases;
+    Values full;  // 3 x 8
+    Values fullBiases;
+};
+
+template <typename Function>
+Values combined(const Values& first, const Values& second, Function function) {
+    Values out;
+    for (std::size_t i = 0; i < first.size(); ++i) {
+        // A second list that is shorter has an entry for each of as many equal parts of the first.
+        out.push_back(function(first[i], second[i * second.size() / first.size()]));
+    }
+    return out;
+}
+
+// What each layer that has a matrix of its own makes of one image of 4 x 4.
+std::map<std::string, Values> referenceEveryKind(const EveryKindWeights& weights,
+                                                 const float* image) {
+    const auto plus = [](float x, float y) { return x + y; };
+    std::map<std::string, Values> acts;
+    const ReferenceFilters conv = {1, 1, 4, 4, 2, 3, 1, 1};
+    const auto sums =
+        combined(referenceFilterSums(conv, ReferenceBank::Shared, image, weights.filters.data()),
+                 weights.filterBiases, plus);
+    // The rectifier works in the same matrix.
+    acts["c"] = combined(sums, {0}, [](float x, float y) { return std::max(x, y); });
+
+    acts["p"] = referencePool(ReferencePool::Max, {2, 2, 0, 2, 2}, rowOf(acts["c"]));
+    const Values& p = acts["p"];
+    acts["m"] = referenceNorm({2, 3, 0.3F, 0.75F}, rowOf(p));
+    const Values& m = acts["m"];
+    const ReferenceFilters local = {1, 2, 2, 2, 2, 1, 0, 1};
+    acts["l"] = combined(
+        referenceFilterSums(local, ReferenceBank::PerModule, m.data(), weights.bank.data()),
+        weights.bankBiases, plus);
+    acts["s"] = combined(m, acts["l"], [](float x, float y) { return x - 0.5F * y; });
+    acts["x"] = combined(acts["l"], acts["s"], [](float x, float y) { return y > x ? y : x; });
+    const ReferenceFilters full = {1, 8, 1, 1, 3, 1, 0, 1};
+    acts["f"] =
+        combined(referenceFilterSums(full, ReferenceBank::PerModule, p.data(), weights.full.data()),
+                 weights.fullBiases, plus);
+    acts["t"] = referenceSoftmax({acts["f"]});
+    return acts;
 }
 
 class EveryKindNet : public testing::Test {

@@ -70,20 +70,19 @@ static float pooledWindow(ReferencePool kind, const PoolGeometry& g, const float
     return cell / (static_cast<float>(height) * static_cast<float>(width));
 }
 
-std::vector<float> referencePool(ReferencePool kind, const PoolGeometry& g, const float* images,
-                                 int rows, int cols) {
-    const int pixels = cols / g.channels;
+std::vector<float> referencePool(ReferencePool kind, const PoolGeometry& g, const Matrix& images) {
+    const int pixels = images.numCols / g.channels;
     int side = 0;
     while ((side + 1) * (side + 1) <= pixels) {
         ++side;
     }
     std::vector<float> result;
-    for (int n = 0; n < rows; ++n) {
+    for (int n = 0; n < images.numRows; ++n) {
         for (int plane = 0; plane < g.channels; ++plane) {
             for (int q = 0; q < g.outputsX * g.outputsX; ++q) {
                 const std::int64_t y0 = std::int64_t{q / g.outputsX} * g.stride + g.start;
                 const std::int64_t x0 = std::int64_t{q % g.outputsX} * g.stride + g.start;
-                const float* first = images + n * cols + plane * pixels;
+                const float* first = images.data + n * images.numCols + plane * pixels;
                 result.push_back(pooledWindow(kind, g, first, side, y0, x0));
             }
         }
@@ -91,13 +90,13 @@ std::vector<float> referencePool(ReferencePool kind, const PoolGeometry& g, cons
     return result;
 }
 
-void referenceNorm(const CrossMapNorm& norm, const float* images, float* target, int rows,
-                   int cols) {
+void referenceNorm(const CrossMapNorm& norm, const Matrix& images, Matrix& target) {
+    const int cols = images.numCols;
     const int pixels = cols / norm.channels;
     const float alpha = norm.scale / static_cast<float>(norm.sizeX);
-    for (int r = 0; r < rows; ++r) {
-        const float* src = images + r * cols;
-        float* dst = target + r * cols;
+    for (int r = 0; r < images.numRows; ++r) {
+        const float* src = images.data + r * cols;
+        float* dst = target.data + r * cols;
         for (int j = 0; j < cols; ++j) {
             const int first = j / pixels - norm.sizeX / 2;
             dst[j] = 0.0F;
@@ -110,12 +109,18 @@ void referenceNorm(const CrossMapNorm& norm, const float* images, float* target,
             }
         }
     }
-    for (int i = 0; i < rows * cols; ++i) {
-        const float product = alpha * target[i];
+    for (int i = 0; i < images.numElements; ++i) {
+        const float product = alpha * target.data[i];
         const float d = product + 1.0F;
         const float e = narrow(std::pow(wide(d), -wide(norm.pow)));
-        target[i] = e * images[i];
+        target.data[i] = e * images.data[i];
     }
+}
+
+std::vector<float> referenceNorm(const CrossMapNorm& norm, const Matrix& images) {
+    Matrix target(images.numRows, images.numCols);
+    referenceNorm(norm, images, target);
+    return {target.data, target.data + target.numElements};
 }
 
 std::vector<float> referenceSoftmax(const std::vector<std::vector<float>>& rows,

@@ -10,6 +10,7 @@
 #include "layers/filter_shape.h"
 #include "layers/norm_kernel.h"
 #include "layers/pool_kernel.h"
+#include "matrix/matrix.h"
 
 // Square filters that slide over images.
 struct ReferenceFilters {
@@ -41,13 +42,11 @@ std::vector<float> referenceFilterSums(const ReferenceFilters& c, ReferenceBank 
 
 enum class ReferencePool { Max, Avg };
 
-// `images` holds rows x cols floats.
-std::vector<float> referencePool(ReferencePool kind, const PoolGeometry& g, const float* images,
-                                 int rows, int cols);
+std::vector<float> referencePool(ReferencePool kind, const PoolGeometry& g, const Matrix& images);
 
-// `images` and `target` hold rows x cols floats each and may be the same.
-void referenceNorm(const CrossMapNorm& norm, const float* images, float* target, int rows,
-                   int cols);
+// `target` is as large as the images and may be their matrix.
+void referenceNorm(const CrossMapNorm& norm, const Matrix& images, Matrix& target);
+std::vector<float> referenceNorm(const CrossMapNorm& norm, const Matrix& images);
 
 // How a softmax makes shares of exponentials: by a product with the reciprocal of their sum, or by
 // a division.
