@@ -21,14 +21,13 @@ class RecordBlock {
     explicit RecordBlock(const std::vector<LandmarkEntry>& entries)
         : bytes(new std::uint8_t[8 + entries.size() * sizeof(LandmarkEntry)]) {
         setCount(static_cast<std::int32_t>(entries.size()));
-        setReserved(0);
+        std::memset(bytes.get() + 4, 0xA5, 4);  // the reserved word, which nobody may read
         if (!entries.empty()) {
             std::memcpy(bytes.get() + 8, entries.data(), entries.size() * sizeof(LandmarkEntry));
         }
     }
 
     void setCount(std::int32_t count) { std::memcpy(bytes.get(), &count, 4); }
-    void setReserved(std::uint32_t word) { std::memcpy(bytes.get() + 4, &word, 4); }
 
     const LandmarkRecord& record() const {
         return *reinterpret_cast<const LandmarkRecord*>(bytes.get());
