@@ -84,7 +84,8 @@ TEST(FacePatches, showTheirLandmarksAtTheCentreForAnyTilt) {
     PatchStage stage;
     for (int roll = -180; roll < 180; roll += 20) {
         SCOPED_TRACE(roll);
-        const Entries entries = seenFrom({.roll = static_cast<double>(roll)});
+        const Entries entries =
+            seenFrom({.roll = static_cast<double>(roll), .scale = 10.0, .x = 160.0, .y = 150.0});
         Picture picture(320, 300);
         for (const auto& [id, grey] : {std::pair{12, 250}, std::pair{13, 130}}) {
             const LandmarkEntry& centre = entryOf(entries, id);
@@ -112,8 +113,9 @@ TEST(FacePatches, showTheirLandmarksAtTheCentreForAnyTilt) {
 
 // The stage's canvases are not cleared in between.
 TEST(FacePatches, holdNothingOfTheFaceBefore) {
-    const RecordBlock large(seenFrom({.yaw = -20.0, .roll = 3.0}));
-    const RecordBlock small(seenFrom({.k = 4.0, .left = 40.0, .top = 50.0}));
+    const RecordBlock large(
+        seenFrom({.yaw = -20.0, .roll = 3.0, .scale = 10.0, .x = 160.0, .y = 150.0}));
+    const RecordBlock small(seenFrom({.scale = 4.0, .x = 40.0, .y = 50.0}));
     Random random(11);
     const Picture picture = randomPicture(random, 320, 300, 960);
     const SourceImage image = {picture.topRow(), 320, 300, 960};

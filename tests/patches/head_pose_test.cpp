@@ -13,7 +13,6 @@
 #include "patches/sample_face.h"
 #include "reference/reference_patches.h"
 #include "support/bits.h"
-#include "support/faces.h"
 #include "support/random.h"
 
 namespace {
@@ -77,21 +76,21 @@ TEST(HeadPose, comesBackFromAnyView) {
         const auto any = [&](float low, float high) {
             return static_cast<double>(random.uniform(low, high));
         };
-        const CameraView view = {.k = round % 2 == 0 ? any(0.5, 10) : any(10, 250),
-                                 .pitch = any(-170, 170),
-                                 .yaw = any(-80, 80),
-                                 .roll = any(-179, 179),
-                                 .left = any(0, 500),
-                                 .top = any(0, 500)};
+        const HeadView view = {.yaw = any(-80, 80),
+                               .pitch = any(-170, 170),
+                               .roll = any(-179, 179),
+                               .scale = round % 2 == 0 ? any(0.5, 10) : any(10, 250),
+                               .x = any(0, 500),
+                               .y = any(0, 500)};
         const Entries entries = seenFrom(view);
         const HeadPose pose = fitHeadPose(RecordBlock(entries).record());
         const Rotation R = rotationOf(view);
         for (int i = 0; i < 9; ++i) {
             EXPECT_NEAR(R.at[i], static_cast<double>(pose.R[i]), 2e-3) << "R" << i;
         }
-        EXPECT_NEAR(view.k, static_cast<double>(pose.k), 1e-3 * view.k);
-        EXPECT_NEAR(view.left, static_cast<double>(pose.T[0]), 0.02 * (1 + view.k));
-        EXPECT_NEAR(view.top, static_cast<double>(pose.T[1]), 0.02 * (1 + view.k));
+        EXPECT_NEAR(view.scale, static_cast<double>(pose.k), 1e-3 * view.scale);
+        EXPECT_NEAR(view.x, static_cast<double>(pose.T[0]), 0.02 * (1 + view.scale));
+        EXPECT_NEAR(view.y, static_cast<double>(pose.T[1]), 0.02 * (1 + view.scale));
 
         const std::vector<float> result = estimate(entries);
         EXPECT_TRUE(sameFloat(pose.k * 6.2773F, result[0]));
@@ -268,9 +267,9 @@ TEST(Angles, equalTheReference) {
         } else {
             const float range = round % 3 == 1 ? 180.0F : 0.2F;
             const Rotation exact =
-                rotationOf({.pitch = static_cast<double>(random.uniform(-180, 180)),
-                            .yaw = (random.oneIn(2) ? 90 : -90) +
+                rotationOf({.yaw = (random.oneIn(2) ? 90 : -90) +
                                    static_cast<double>(random.uniform(-range, range)),
+                            .pitch = static_cast<double>(random.uniform(-180, 180)),
                             .roll = static_cast<double>(random.uniform(-180, 180))});
             for (int i = 0; i < 9; ++i) {
                 R[i] = static_cast<float>(exact.at[i]);
