@@ -144,7 +144,7 @@ static int cropColumn(int patch, float px, bool mirrored, int q) {
     return clamp(referenceTrunc(across + 0.5F), 159);
 }
 
-static bool isInMargin(int patch, int r, int q) {
+bool referenceInMargin(int patch, int r, int q) {
     const ReferencePatch& layout = kReferencePatches[patch];
     if (layout.sideMargin > 0) {
         return q < layout.sideMargin || q >= layout.size - layout.sideMargin;
@@ -170,7 +170,7 @@ static ReferenceFloats crop(const PixelAt& pixelAt, float px, float py, int patc
                 // Planes run red, green, blue; bytes run blue, green, red.
                 const float value = static_cast<float>(bytes[planes - 1 - plane]);
                 const auto e = static_cast<std::size_t>((plane * size + r) * size + q);
-                row[e] = isInMargin(patch, r, q) ? 0.0F : value - mean[e];
+                row[e] = referenceInMargin(patch, r, q) ? 0.0F : value - mean[e];
             }
         }
     }

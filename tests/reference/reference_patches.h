@@ -62,6 +62,9 @@ struct ReferencePicture {
 ReferenceBytes referenceWarp(const ReferencePicture& picture, bool isColour,
                              const ReferenceAlignment& alignment);
 
+// Whether the value in row r, column q of a crop is cleared.
+bool referenceInMargin(int patch, int r, int q);
+
 // One row of patch `patch` around (px, py), 1 or 3 planes by the patch's kind. `mean` is the
 // patch's own mean image.
 ReferenceFloats referenceCrop(const ReferenceBytes& canvas, float px, float py, int patch,
