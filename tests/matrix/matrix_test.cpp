@@ -113,13 +113,16 @@ TEST(Matrix, readsWhatAShortStreamHoldsAndLeavesTheStreamFailed) {
     EXPECT_EQ(empty.numElements, 0);
 }
 
-TEST(Matrix, viewDoesNotReleaseForeignStorage) {
+TEST(Matrix, viewAddressesForeignStorageInEitherOrderAndDoesNotReleaseIt) {
     float storage[6] = {1, 2, 3, 4, 5, 6};
     {
-        const Matrix view = Matrix::view(storage, 2, 3);
+        Matrix view = Matrix::view(storage, 2, 3);
         EXPECT_FALSE(view.ownsData);
         EXPECT_TRUE(isShaped(view, 2, 3));
-        EXPECT_TRUE(sameFloat(6, view.at(1, 2)));
+        EXPECT_TRUE(sameFloat(4, view.at(1, 0)));
+        view.trans = kTransposed;  // the same storage holds the columns one after another
+        EXPECT_TRUE(sameFloat(2, view.at(1, 0)));
+        EXPECT_TRUE(sameFloat(5, view.at(0, 2)));
     }
     EXPECT_TRUE(sameFloat(6, storage[5]));
 }
@@ -133,14 +136,6 @@ TEST(Matrix, handsItsStorageOverWhenMoved) {
     EXPECT_EQ(source.data, nullptr);  // NOLINT(bugprone-use-after-move): this is what is tested
     EXPECT_TRUE(isShaped(source, 0, 0));
     EXPECT_TRUE(source.ownsData);
-}
-
-TEST(Matrix, addressesElementsByStorageOrder) {
-    Matrix matrix = matrixOf(2, 3, kSix);
-    EXPECT_TRUE(sameFloat(4, matrix.at(1, 0)));
-    matrix.trans = kTransposed;  // the same storage holds the columns one after another
-    EXPECT_TRUE(sameFloat(2, matrix.at(1, 0)));
-    EXPECT_TRUE(sameFloat(5, matrix.at(0, 2)));
 }
 
 TEST(Matrix, resizeToTheSameElementCountKeepsStorageAndBytes) {
@@ -190,25 +185,16 @@ TEST(MatrixDeathTest, resizeOfForeignStorageToAnotherElementCountIsCaught) {
 }
 #endif
 
-TEST(Matrix, resizeToItsOwnShapeLeavesStorageOrderAlone) {
+TEST(Matrix, resizeToTheShapeOfItsModelLeavesStorageOrderAloneWhereItHasThatShape) {
     Matrix matrix = numbered(2, 3, kTransposed);
     const float* storage = matrix.data;
-    matrix.resize(2, 3);
+    matrix.resize(Matrix(2, 3));
     EXPECT_EQ(matrix.data, storage);
     EXPECT_TRUE(isShaped(matrix, 2, 3, kTransposed));
-}
-
-TEST(Matrix, resizeOfNoElementsToNoElementsAllocatesNothing) {
-    Matrix matrix;
-    matrix.resize(0, 7);
-    EXPECT_EQ(matrix.data, nullptr);
-    EXPECT_TRUE(isShaped(matrix, 0, 7));
-}
-
-TEST(Matrix, resizeTakesTheShapeOfAModel) {
-    Matrix matrix;
-    matrix.resize(Matrix(4, 5));
-    EXPECT_TRUE(isShaped(matrix, 4, 5));
+    Matrix empty;
+    empty.resize(Matrix(0, 7));
+    EXPECT_EQ(empty.data, nullptr) << "allocates nothing for nothing";
+    EXPECT_TRUE(isShaped(empty, 0, 7));
 }
 
 TEST(Matrix, copyKeepsLogicalValuesInEveryPairOfOrders) {
@@ -237,21 +223,17 @@ TEST(Matrix, copyGivesAnotherShapeAndSurvivesItself) {
     EXPECT_TRUE(sameFloats(valuesOf(source), valuesOf(target)));
     source.copy(source);
     EXPECT_TRUE(sameFloats(valuesOf(target), valuesOf(source)));
+    Matrix turned = matrixOf(3, 2, kSix, kTransposed);
+    const float* storage = turned.data;
+    numbered(2, 3, kTransposed).copy(turned);
+    EXPECT_EQ(turned.data, storage);
+    EXPECT_TRUE(isShaped(turned, 2, 3)) << "row-major with its new shape";
+    EXPECT_TRUE(sameFloats(kNumbered, valuesOf(turned)));
     Matrix().copy(target);
     EXPECT_TRUE(isShaped(target, 0, 0));
     const auto empty = Matrix(0, 5).copy();
     EXPECT_TRUE(isShaped(*empty, 0, 5));
     EXPECT_TRUE(empty->ownsData);
-}
-
-TEST(Matrix, copyOfTransposedToAnotherShapeArrivesRowMajor) {
-    Matrix target(3, 2);
-    target.trans = kTransposed;
-    const float* storage = target.data;
-    numbered(2, 3, kTransposed).copy(target);
-    EXPECT_EQ(target.data, storage);
-    EXPECT_TRUE(isShaped(target, 2, 3));
-    EXPECT_TRUE(sameFloats(kNumbered, valuesOf(target)));
 }
 
 TEST(Matrix, transposeSharesTheStorageOfTransposedAlone) {

@@ -1,17 +1,18 @@
-// The estimate of a pose and the fit behind it; head_pose_steps_test.cpp has the single steps.
+// The pose that is estimated of a face, and the steps towards it on arguments that the stage itself
+// would hardly make.
 #include "patches/head_pose.h"
 
 #include <gtest/gtest.h>
 
+#include <cfloat>
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <vector>
 
-#include "patches/landmarks.h"
 #include "patches/sample_face.h"
 #include "reference/reference_patches.h"
 #include "support/bits.h"
-#include "support/faces.h"
 #include "support/random.h"
 
 namespace {
@@ -19,86 +20,55 @@ namespace {
 using Entries = std::vector<LandmarkEntry>;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr auto kPi = static_cast<float>(std::numbers::pi);
+constexpr auto kQuarterTurn = static_cast<float>(std::numbers::pi / 2.0);
 
-struct Estimate {
-    float imageEyeSpan;
-    float roll, yaw, pitch;
-};
-
-Estimate estimate(const Entries& entries) {
+// The eye span, and the angles in degrees: roll, yaw, pitch.
+std::vector<float> estimate(const Entries& entries) {
     const RecordBlock block(entries);
-    Estimate result{};
-    result.imageEyeSpan = estimateFacePose(block.record(), result.roll, result.yaw, result.pitch);
+    std::vector<float> result(4);
+    result[0] = estimateFacePose(block.record(), result[1], result[2], result[3]);
     return result;
 }
 
-void expectSameEstimate(const Estimate& expected, const Estimate& actual) {
-    EXPECT_TRUE(sameFloat(expected.imageEyeSpan, actual.imageEyeSpan));
-    EXPECT_TRUE(sameFloat(expected.roll, actual.roll));
-    EXPECT_TRUE(sameFloat(expected.yaw, actual.yaw));
-    EXPECT_TRUE(sameFloat(expected.pitch, actual.pitch));
-}
-
-// What is estimated of a head that is seen from somewhere is where it is seen from.
-void expectComesBack(const CameraView& view, double degrees, double elements) {
-    const Entries entries = seenFrom(view);
-    const RecordBlock block(entries);
-    const HeadPose pose = fitHeadPose(block.record());
-    const Rotation R = rotationOf(view);
-    for (int i = 0; i < 9; ++i) {
-        EXPECT_NEAR(R.at[i], static_cast<double>(pose.R[i]), elements) << "R" << i;
-    }
-    EXPECT_NEAR(view.k, static_cast<double>(pose.k), 1e-3 * view.k);
-    EXPECT_NEAR(view.left, static_cast<double>(pose.T[0]), 0.02 * (1 + view.k));
-    EXPECT_NEAR(view.top, static_cast<double>(pose.T[1]), 0.02 * (1 + view.k));
-
-    const Estimate result = estimate(entries);
-    EXPECT_TRUE(sameFloat(pose.k * 6.2773F, result.imageEyeSpan));
-    EXPECT_NEAR(view.pitch, static_cast<double>(result.pitch), degrees);
-    EXPECT_NEAR(view.yaw, static_cast<double>(result.yaw), degrees);
-    EXPECT_NEAR(view.roll, static_cast<double>(result.roll), degrees);
-}
-
-// The corners of a cube of side 2, seen straight on with a scale of its own for u and v.
-struct Cube {
-    ModelPoint model[8];
-    ImagePoint image[8];
+// A symmetric system and its right-hand sides.
+struct System {
+    float a[8][8] = {};
+    float g[8] = {1, 2, 3, 4, 5, 6, 7, 8};
 };
 
-Cube cubeSeenWith(float scaleU, float scaleV) {
-    Cube cube{};
+System identity() {
+    System system;
     for (int i = 0; i < 8; ++i) {
-        const float X = (i & 1) != 0 ? 1.0F : -1.0F;
-        const float Y = (i & 2) != 0 ? 1.0F : -1.0F;
-        const float Z = (i & 4) != 0 ? 1.0F : -1.0F;
-        cube.model[i] = {X, Y, Z};
-        cube.image[i] = {scaleU * X, scaleV * Y};
+        system.a[i][i] = 1.0F;
     }
-    return cube;
+    return system;
+}
+
+// Solves the system by both. What is left of g is compared, and on success of the matrix, too.
+testing::AssertionResult solvesAsTheReference(System& system, bool isSolvable) {
+    ReferenceFloats a(&system.a[0][0], &system.a[0][0] + 64);
+    ReferenceFloats g(system.g, system.g + 8);
+    const bool expected = referenceSolve(a, g);
+    if (solveCholesky8(system.a, system.g) != expected || expected != isSolvable) {
+        return testing::AssertionFailure() << "solvable: " << expected;
+    }
+    const auto same = sameFloats(g.data(), system.g, 8);
+    return same && isSolvable ? sameFloats(a.data(), &system.a[0][0], 64) : same;
+}
+
+void expectAngles(float e0, float e1, float e2, const Quaternion& q) {
+    float e[3];
+    quaternionToEuler(q, e);
+    EXPECT_NEAR(e0, e[0], 1e-6F);
+    EXPECT_TRUE(sameFloat(e1, e[1]));
+    EXPECT_NEAR(e2, e[2], 1e-6F);
 }
 
 }  // namespace
 
-// --- The whole estimate -------------------------------------------------------------------------
-
-TEST(HeadPose, comesBackFromAnyScale) {
-    for (const double k : {0.5, 3.0, 12.34, 250.0}) {
-        expectComesBack({.k = k, .left = 300.0, .top = 200.0}, 0.02, 2e-4);
-    }
-}
-
-TEST(HeadPose, comesBackFromTurnsAboutOneAxis) {
-    for (const double yaw : {-60.0, -25.0, 25.0, 60.0}) {
-        expectComesBack({.yaw = yaw}, 0.02, 5e-4);
-    }
-    for (const double roll : {-170.0, -90.0, -30.0, 15.0, 90.0, 170.0}) {
-        expectComesBack({.k = 7.0, .roll = roll}, 0.02, 5e-4);
-    }
-    for (const double pitch : {-50.0, -10.0, 10.0, 50.0, 120.0}) {
-        expectComesBack({.k = 7.0, .pitch = pitch}, 0.02, 5e-4);
-    }
-}
-
+// What is estimated of a head that is seen from somewhere is where it is seen from.
 TEST(HeadPose, comesBackFromAnyView) {
     Random random(41);
     for (int round = 0; round < 200; ++round) {
@@ -106,63 +76,27 @@ TEST(HeadPose, comesBackFromAnyView) {
         const auto any = [&](float low, float high) {
             return static_cast<double>(random.uniform(low, high));
         };
-        expectComesBack({.k = any(1, 40),
-                         .pitch = any(-80, 80),
-                         .yaw = any(-80, 80),
-                         .roll = any(-179, 179),
-                         .left = any(0, 500),
-                         .top = any(0, 500)},
-                        0.5, 2e-3);
-    }
-}
+        const HeadView view = {.yaw = any(-80, 80),
+                               .pitch = any(-170, 170),
+                               .roll = any(-179, 179),
+                               .scale = round % 2 == 0 ? any(0.5, 10) : any(10, 250),
+                               .x = any(0, 500),
+                               .y = any(0, 500)};
+        const Entries entries = seenFrom(view);
+        const HeadPose pose = fitHeadPose(RecordBlock(entries).record());
+        const Rotation R = rotationOf(view);
+        for (int i = 0; i < 9; ++i) {
+            EXPECT_NEAR(R.at[i], static_cast<double>(pose.R[i]), 2e-3) << "R" << i;
+        }
+        EXPECT_NEAR(view.scale, static_cast<double>(pose.k), 1e-3 * view.scale);
+        EXPECT_NEAR(view.x, static_cast<double>(pose.T[0]), 0.02 * (1 + view.scale));
+        EXPECT_NEAR(view.y, static_cast<double>(pose.T[1]), 0.02 * (1 + view.scale));
 
-TEST(HeadPose, measuresTwiceTheSpanInAPictureTwiceAsLargeToTheLastBit) {
-    Entries entries = seenFrom({.k = 8.7, .pitch = 11.0, .yaw = -20.0});
-    entries[4].x += 3.5F;  // no exact view
-    const Estimate once = estimate(entries);
-    for (LandmarkEntry& entry : entries) {
-        entry.x *= 2.0F;
-        entry.y *= 2.0F;
-    }
-    expectSameEstimate({2.0F * once.imageEyeSpan, once.roll, once.yaw, once.pitch},
-                       estimate(entries));
-}
-
-TEST(HeadPose, dependsOnTheOrderOfTheEntriesByRoundingOnly) {
-    Entries entries = seenFrom({.k = 8.7, .pitch = 11.0, .yaw = -20.0});
-    const Estimate expected = estimate(entries);
-    Random random(42);
-    int differences = 0;
-    for (int round = 0; round < 50; ++round) {
-        random.shuffle(entries.data(), static_cast<int>(entries.size()));
-        const Estimate result = estimate(entries);
-        EXPECT_NEAR(expected.imageEyeSpan, result.imageEyeSpan, 1e-3);
-        EXPECT_NEAR(expected.yaw, result.yaw, 0.02);
-        differences += sameBits(expected.imageEyeSpan, result.imageEyeSpan) ? 0 : 1;
-    }
-    EXPECT_GT(differences, 0) << "the sums do not run in the order of the record";
-}
-
-TEST(HeadPose, isFittedToTheSidesOfTheHeadWhereTheyAreThere) {
-    Entries entries = seenFrom({.k = 10.0, .yaw = 15.0});
-    Random random(43);
-    for (LandmarkEntry& entry : entries) {
-        entry.x += random.uniform(-1.0F, 1.0F);
-        entry.y += random.uniform(-1.0F, 1.0F);
-    }
-    const float full = estimate(entries).imageEyeSpan;
-    const float shorter = estimate(withoutSides(entries)).imageEyeSpan;
-    EXPECT_NEAR(full, shorter, 2.0);
-    EXPECT_FALSE(sameBits(full, shorter));
-}
-
-TEST(HeadPose, countsUnlistedIdsAsModelRowZero) {
-    Entries entries = seenFrom({.k = 10.0, .yaw = 15.0});
-    const Estimate expected = estimate(entries);
-    ASSERT_EQ(0, entries[0].id);
-    for (const std::int32_t id : {7, 150, 317}) {
-        entries[0].id = id;
-        expectSameEstimate(expected, estimate(entries));
+        const std::vector<float> result = estimate(entries);
+        EXPECT_TRUE(sameFloat(pose.k * 6.2773F, result[0]));
+        EXPECT_NEAR(view.roll, static_cast<double>(result[1]), 0.5);
+        EXPECT_NEAR(view.yaw, static_cast<double>(result[2]), 0.5);
+        EXPECT_NEAR(view.pitch, static_cast<double>(result[3]), 0.5);
     }
 }
 
@@ -172,8 +106,9 @@ TEST(HeadPose, isNaNForImagePointsAtOnePlaceAndForNone) {
         entry.x = 100.0F;
         entry.y = 50.0F;
     }
-    expectSameEstimate({kNaN, kNaN, kNaN, kNaN}, estimate(entries));
-    expectSameEstimate({kNaN, kNaN, kNaN, kNaN}, estimate({}));
+    const std::vector<float> nothing(4, kNaN);
+    EXPECT_TRUE(sameFloats(nothing, estimate(entries)));
+    EXPECT_TRUE(sameFloats(nothing, estimate({})));
     EXPECT_TRUE(sameFloat(kNaN, fitHeadPose(nullptr, nullptr, 0).T[0]));
 }
 
@@ -193,71 +128,160 @@ TEST(HeadPose, equalsTheReference) {
     }
 }
 
-// --- The fit ------------------------------------------------------------------------------------
+TEST(AffineCamera, leavesTheRawSumsOfASingularSystem) {
+    // Four points in a plane; four at one place; and three on an axis, whose sums tell their order:
+    // 2^24 + 1 rounds back to 2^24, while the two ones first make 2^24 + 2.
+    constexpr float kBig = 16777216.0F;
+    const struct {
+        int count;
+        ModelPoint model[4];
+        ImagePoint image[4];
+        float expected[8];
+    } cases[] = {
+        {4,
+         {{1, 1, 0}, {1, -1, 0}, {-1, 1, 0}, {-1, -1, 0}},
+         {{3, 3}, {3, -3}, {-3, 3}, {-3, -3}},
+         {12, 0, 0, 0, 0, 12, 0, 0}},
+        {4, {}, {}, {}},
+        {3,
+         {{1, 0, 0}, {1, 0, 0}, {1, 0, 0}},
+         {{kBig, 1}, {1, 1}, {1, kBig}},
+         {kBig, 0, 0, kBig, kBig + 2.0F, 0, 0, kBig + 2.0F}},
+    };
+    for (const auto& [count, model, image, expected] : cases) {
+        float s[8];
+        EXPECT_FALSE(fitAffineCamera(image, model, count, s));
+        EXPECT_TRUE(sameFloats(expected, s, 8));
+    }
+}
 
-TEST(HeadPose, hasTheMeanOfTheRowLengthsAsItsScale) {
-    const float identity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-    for (const float scaleV : {10.0F, 14.0F}) {
-        const Cube cube = cubeSeenWith(10.0F, scaleV);
-        const HeadPose pose = fitHeadPose(cube.image, cube.model, 8);
-        for (int i = 0; i < 9; ++i) {
-            EXPECT_NEAR(identity[i], pose.R[i], 1e-5F) << "R" << i;
+TEST(Cholesky, refusesPivotsBelowTheSmallestNormalFloatAndLeavesTheRightHandSides) {
+    for (int place = 0; place < 8; ++place) {
+        for (const float pivot :
+             {0.0F, -0.0F, -1.0F, std::nextafter(FLT_MIN, 0.0F), 1e-45F, -kInfinity}) {
+            System system = identity();
+            system.a[place][place] = pivot;
+            EXPECT_TRUE(solvesAsTheReference(system, false)) << hexFloat(pivot) << " at " << place;
+            EXPECT_TRUE(sameFloats(identity().g, system.g, 8));
         }
-        EXPECT_NEAR((10.0F + scaleV) / 2.0F, pose.k, 1e-4F);
-    }
-}
-
-TEST(HeadPose, isARotationWhateverTheRows) {
-    Cube cube = cubeSeenWith(10.0F, 14.0F);
-    for (int i = 0; i < 8; ++i) {
-        cube.image[i].u += 3.0F * cube.model[i].Y + 1.0F * cube.model[i].Z;
-        cube.image[i].v += 2.0F * cube.model[i].X;
-    }
-    const HeadPose pose = fitHeadPose(cube.image, cube.model, 8);
-    const float(&R)[9] = pose.R;
-    for (int i = 0; i < 3; ++i) {
-        for (int j = 0; j < 3; ++j) {
-            const float dot =
-                R[3 * i] * R[3 * j] + R[3 * i + 1] * R[3 * j + 1] + R[3 * i + 2] * R[3 * j + 2];
-            EXPECT_NEAR(i == j ? 1.0F : 0.0F, dot, 1e-5F) << "rows " << i << " and " << j;
+        for (const float pivot : {FLT_MIN, std::nextafter(FLT_MIN, 1.0F), kNaN, kInfinity}) {
+            System system = identity();
+            system.a[place][place] = pivot;
+            EXPECT_TRUE(solvesAsTheReference(system, true)) << hexFloat(pivot) << " at " << place;
         }
     }
-    EXPECT_GT(R[8], 0.0F);
+    System system = identity();
+    system.a[3][3] = FLT_MIN;  // 2^-126
+    system.g[3] = FLT_MIN;
+    ASSERT_TRUE(solveCholesky8(system.a, system.g));
+    EXPECT_TRUE(sameFloat(1.0F, system.g[3]));
 }
 
-TEST(HeadPose, isNotFiniteForParallelRows) {
-    Cube cube = cubeSeenWith(4.0F, 4.0F);
-    for (ImagePoint& point : cube.image) {
-        point.v = point.u;
+TEST(Cholesky, equalsTheReference) {
+    Random random(73);
+    int solved = 0, refused = 0;
+    for (int round = 0; round < 1000; ++round) {
+        // B times its transpose is positive definite unless B lacks rank.
+        System system;
+        const int rank = random.between(1, 12);
+        for (int column = 0; column < rank; ++column) {
+            const std::vector<float> b = random.floats(8, -2, 2);
+            for (std::size_t i = 0; i < 64; ++i) {
+                system.a[i / 8][i % 8] += b[i / 8] * b[i % 8];
+            }
+        }
+        if (random.oneIn(10)) {
+            random.oneOf(random.oneOf(system.a)) = random.anyFloat();
+        }
+        for (float& value : system.g) {
+            value = random.uniform(-100, 100);
+        }
+        System copy = system;
+        const bool isSolvable = solveCholesky8(copy.a, copy.g);
+        ASSERT_TRUE(solvesAsTheReference(system, isSolvable)) << "round " << round;
+        ++(isSolvable ? solved : refused);
     }
-    EXPECT_FALSE(std::isfinite(fitHeadPose(cube.image, cube.model, 8).k));
+    EXPECT_GT(solved, 100);
+    EXPECT_GT(refused, 100);
 }
 
-TEST(HeadPose, translatesToWhereTheModelsOriginLands) {
-    Cube cube = cubeSeenWith(4.0F, 4.0F);
-    for (int i = 0; i < 8; ++i) {
-        // Model and image off centre by powers of two: every sum stays exact.
-        cube.model[i].X += 8.0F;
-        cube.model[i].Y -= 2.0F;
-        cube.model[i].Z += 16.0F;
-        cube.image[i].u += 256.0F;
-        cube.image[i].v += 128.0F;
+// Elements off the diagonal are such that every sum and every difference is another number. In the
+// first branch s is 4, in each of the next three, too. With two equal elements on the diagonal the
+// later axis is chosen.
+TEST(Quaternion, combinesTheRightElementsInEveryBranch) {
+    const float root = std::sqrt(2.0F);
+    const struct {
+        float diagonal[3];
+        float expected[4];  // before the division by their length
+    } cases[] = {
+        {{1, 1, 1}, {3.875F / 4, -1.75F / 4, 0.5F / 4, 1}},
+        {{1, -1, -1}, {1, 1.5F / 4, 2.25F / 4, 3.875F / 4}},
+        {{-1, 1, -1}, {1.5F / 4, 1, 4.125F / 4, -1.75F / 4}},
+        {{-1, -1, 1}, {2.25F / 4, 4.125F / 4, 1, 0.5F / 4}},
+        {{0, 0, -1}, {1.5F / (2 * root), root / 2, 4.125F / (2 * root), -1.75F / (2 * root)}},
+        {{-1, 0, 0}, {2.25F / (2 * root), 4.125F / (2 * root), root / 2, 0.5F / (2 * root)}},
+    };
+    for (const auto& [d, expected] : cases) {
+        float square = 0.0F;
+        for (const float value : expected) {
+            square += value * value;
+        }
+        const float length = std::sqrt(square);
+        const float unit[4] = {expected[0] / length, expected[1] / length, expected[2] / length,
+                               expected[3] / length};
+        SCOPED_TRACE(testing::Message() << d[0] << ", " << d[1] << ", " << d[2]);
+        const Quaternion q =
+            rotationToQuaternion({d[0], 0.5F, 0.25F, 1.0F, d[1], 0.125F, 2.0F, 4.0F, d[2]});
+        const float actual[4] = {q.x, q.y, q.z, q.w};
+        for (int i = 0; i < 4; ++i) {
+            EXPECT_NEAR(unit[i], actual[i], 1e-6F) << i;
+        }
     }
-    const HeadPose pose = fitHeadPose(cube.image, cube.model, 8);
-    EXPECT_NEAR(256.0F - 4.0F * 8.0F, pose.T[0], 1e-3F);
-    EXPECT_NEAR(128.0F + 4.0F * 2.0F, pose.T[1], 1e-3F);
-    EXPECT_NEAR(-4.0F * 16.0F, pose.T[2], 1e-3F);
 }
 
-TEST(HeadPose, isMadeOfTheRawSumsWhereTheSolveFails) {
-    // Four points in a plane: the sum of Z Z, the third pivot, is 0. The sums of u X and of v Y are
-    // 4 x 3, and so the scale comes out as 12 and not as 3.
-    const ModelPoint model[4] = {{1, 1, 0}, {1, -1, 0}, {-1, 1, 0}, {-1, -1, 0}};
-    const ImagePoint image[4] = {{3, 3}, {3, -3}, {-3, 3}, {-3, -3}};
-    const HeadPose pose = fitHeadPose(image, model, 4);
-    EXPECT_TRUE(sameFloat(12.0F, pose.k));
-    const float identity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-    for (const int i : {0, 4, 8}) {
-        EXPECT_TRUE(sameFloat(identity[i], pose.R[i])) << "R" << i;
+TEST(Angles, ofAHeadInProfileKeepRollAndLosePitch) {
+    expectAngles(0.0F, kQuarterTurn, -kQuarterTurn, {0.5F, 0.5F, -0.5F, 0.5F});  // t = 1
+    expectAngles(0.0F, -kQuarterTurn, kQuarterTurn, {0.5F, -0.5F, 0.5F, 0.5F});  // t = -1
+}
+
+TEST(Angles, ofSinesBeyondOneAreClampedAndOfNaNAreNaN) {
+    expectAngles(kPi, kQuarterTurn, kPi, {0, 1.0F, 0, 0.75F});  // t = 1.5, atan2(0, w w - y y)
+    expectAngles(kPi, -kQuarterTurn, kPi, {0, -1.0F, 0, 0.75F});
+    float e[3];
+    quaternionToEuler({kNaN, kNaN, kNaN, kNaN}, e);
+    const float expected[3] = {kNaN, kNaN, kNaN};
+    EXPECT_TRUE(sameFloats(expected, e, 3));
+}
+
+// Turned to within a hair's breadth of a quarter, where only two of the three angles exist, and any
+// nine numbers besides, which reach all ways from a matrix to a quaternion.
+TEST(Angles, equalTheReference) {
+    Random random(79);
+    int atTheQuarter = 0;
+    for (int round = 0; round < 6000; ++round) {
+        float R[9];
+        if (round % 3 == 0) {
+            for (float& value : R) {
+                value = random.oneIn(50) ? random.anyFloat() : random.uniform(-2, 2);
+            }
+        } else {
+            const float range = round % 3 == 1 ? 180.0F : 0.2F;
+            const Rotation exact =
+                rotationOf({.yaw = (random.oneIn(2) ? 90 : -90) +
+                                   static_cast<double>(random.uniform(-range, range)),
+                            .pitch = static_cast<double>(random.uniform(-180, 180)),
+                            .roll = static_cast<double>(random.uniform(-180, 180))});
+            for (int i = 0; i < 9; ++i) {
+                R[i] = static_cast<float>(exact.at[i]);
+            }
+        }
+        float e[3];
+        quaternionToEuler(rotationToQuaternion(R), e);
+        const ReferenceAngles expected = referenceAngles(R);
+        const float angles[3] = {expected.e0, expected.e1, expected.e2};
+        ASSERT_TRUE(sameFloats(angles, e, 3)) << "round " << round;
+        atTheQuarter += std::abs(e[1]) == kQuarterTurn ? 1 : 0;
     }
+    EXPECT_GT(atTheQuarter, 100);
+    EXPECT_LT(atTheQuarter, 2000);
 }

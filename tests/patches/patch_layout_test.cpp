@@ -37,36 +37,3 @@ TEST(PatchLayout, holdsValuesReadOffByHand) {
     EXPECT_TRUE(sameFloat(0.3333F, kPatchLayout.shiftFactor[4]));
     EXPECT_FALSE(sameFloat(1.0F / 3.0F, kPatchLayout.shiftFactor[4]));
 }
-
-TEST(PatchLayout, givesEveryPatchACentrePixelAndAMeanImageThatItFits) {
-    for (int i = 0; i < kPatchCount; ++i) {
-        const int size = kPatchLayout.size[i];
-        const int planes = kPatchLayout.isColour[i] == 1 ? 3 : 1;
-        EXPECT_EQ(1, size % 2) << "patch " << i;
-        EXPECT_LE(planes * size * size, kMeanImageRoom) << "patch " << i;
-        EXPECT_LT(2 * kPatchLayout.sideMargin[i], size) << "patch " << i;
-        EXPECT_LT(2 * kPatchLayout.capMargin[i], size) << "patch " << i;
-    }
-}
-
-// A midline landmark for both crops, or a left-right pair, the image-left one first.
-TEST(PatchLayout, centresPatchesOnAMidlineLandmarkOrALeftRightPair) {
-    const auto landmarkAt = [](std::int32_t position) {
-        int row = 0;
-        while (kReferenceLandmarks[row].keptPosition != position) {
-            ++row;
-        }
-        return kReferenceLandmarks[row];
-    };
-    int pairs = 0;
-    for (int i = 0; i < kPatchCount; ++i) {
-        const ReferenceLandmark first = landmarkAt(kPatchLayout.firstCentre[i]);
-        const ReferenceLandmark second = landmarkAt(kPatchLayout.secondCentre[i]);
-        const bool isPair = first.id != second.id;
-        pairs += isPair ? 1 : 0;
-        EXPECT_TRUE(isPair ? first.X < -1.0F : first.X > -0.1F) << "patch " << i;
-        EXPECT_NEAR(-first.X, second.X, 0.3) << "patch " << i;
-        EXPECT_NEAR(first.Y, second.Y, 0.1) << "patch " << i;
-    }
-    EXPECT_EQ(12, pairs);
-}

@@ -5,8 +5,6 @@
 #ifndef ZOMU_TESTS_REFERENCE_REFERENCE_ARITHMETIC_H
 #define ZOMU_TESTS_REFERENCE_REFERENCE_ARITHMETIC_H
 
-#include <cstddef>
-
 #include "zomu.h"
 
 // `out` and `destination` hold 2 x 160 values each.
@@ -20,13 +18,5 @@ void referenceProjectFeatures(const float* features, const float* tableA, const 
                               FaceTemplate& templateOut);
 
 float referenceCompareTemplates(const FaceTemplate& a, const FaceTemplate& b);
-
-// Other ways to add up n products: every one is a rearrangement that looks harmless and rounds
-// differently. Test data has to tell the right sum from each.
-struct OtherSum {
-    const char* name;
-    float (*sum)(const float* w, const float* x, std::size_t n);
-};
-extern const OtherSum kOtherSums[5];
 
 #endif

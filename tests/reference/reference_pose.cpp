@@ -99,35 +99,17 @@ bool referenceSolve(ReferenceFloats& A, ReferenceFloats& g) {
 static ReferenceFloats affineCamera(const ReferenceFloats& u, const ReferenceFloats& v,
                                     const ReferenceFloats& X, const ReferenceFloats& Y,
                                     const ReferenceFloats& Z) {
-    float XX = 0, XY = 0, XZ = 0, X1 = 0, YY = 0, YZ = 0, Y1 = 0, ZZ = 0, Z1 = 0, one = 0;
-    ReferenceFloats s(8, 0.0F);
-    for (std::size_t i = 0; i < u.size(); ++i) {
-        XX = XX + X[i] * X[i];
-        XY = XY + X[i] * Y[i];
-        XZ = XZ + X[i] * Z[i];
-        X1 = X1 + X[i];
-        YY = YY + Y[i] * Y[i];
-        YZ = YZ + Y[i] * Z[i];
-        Y1 = Y1 + Y[i];
-        ZZ = ZZ + Z[i] * Z[i];
-        Z1 = Z1 + Z[i];
-        one = one + 1.0F;
-        s[0] = s[0] + u[i] * X[i];
-        s[1] = s[1] + u[i] * Y[i];
-        s[2] = s[2] + u[i] * Z[i];
-        s[3] = s[3] + u[i];
-        s[4] = s[4] + v[i] * X[i];
-        s[5] = s[5] + v[i] * Y[i];
-        s[6] = s[6] + v[i] * Z[i];
-        s[7] = s[7] + v[i];
-    }
-    const float block[4][4] = {
-        {XX, XY, XZ, X1}, {XY, YY, YZ, Y1}, {XZ, YZ, ZZ, Z1}, {X1, Y1, Z1, one}};
     ReferenceFloats A(64, 0.0F);
-    for (std::size_t i = 0; i < 4; ++i) {
-        for (std::size_t j = 0; j < 4; ++j) {
-            A[8 * i + j] = block[i][j];
-            A[8 * (i + 4) + j + 4] = block[i][j];
+    ReferenceFloats s(8, 0.0F);
+    for (std::size_t n = 0; n < u.size(); ++n) {
+        const float point[4] = {X[n], Y[n], Z[n], 1.0F};
+        for (std::size_t i = 0; i < 4; ++i) {
+            for (std::size_t j = 0; j < 4; ++j) {
+                A[8 * i + j] = A[8 * i + j] + point[i] * point[j];
+                A[8 * (i + 4) + j + 4] = A[8 * i + j];
+            }
+            s[i] = s[i] + u[n] * point[i];
+            s[i + 4] = s[i + 4] + v[n] * point[i];
         }
     }
     // Where the system is singular the right-hand sides serve as the answer.
@@ -236,34 +218,19 @@ ReferenceAngles referenceAngles(const float* R) {
     const double yy = static_cast<double>(y * y);
     const double zz = static_cast<double>(z * z);
     const double ww = static_cast<double>(w * w);
-    double t = 2.0 * static_cast<double>(y * w - z * x);
-    float e0, e1, e2;
-    if (t + 1e-6 >= 1.0 && 1.0 >= t - 1e-6) {
-        const float turn =
-            static_cast<float>(std::atan2(static_cast<double>(x), static_cast<double>(w)));
-        e0 = 0.0F;
-        e1 = static_cast<float>(halfPi);
-        e2 = static_cast<float>(-2.0 * static_cast<double>(turn));
-    } else if (t + 1e-6 >= -1.0 && -1.0 >= t - 1e-6) {
-        const float turn =
-            static_cast<float>(std::atan2(static_cast<double>(x), static_cast<double>(w)));
-        e0 = 0.0F;
-        e1 = static_cast<float>(-halfPi);
-        e2 = static_cast<float>(2.0 * static_cast<double>(turn));
-    } else {
-        e2 = static_cast<float>(
-            std::atan2(2.0 * static_cast<double>(y * x + z * w), ((xx - yy) - zz) + ww));
-        e0 = static_cast<float>(
-            std::atan2(2.0 * static_cast<double>(x * w + z * y), (zz - (yy + xx)) + ww));
-        if (t > 1.0) {
-            t = 1.0;
+    const double sine = 2.0 * static_cast<double>(y * w - z * x);
+    for (const double side : {1.0, -1.0}) {
+        if (sine + 1e-6 >= side && side >= sine - 1e-6) {
+            const auto turn =
+                static_cast<float>(std::atan2(static_cast<double>(x), static_cast<double>(w)));
+            return {0.0F, static_cast<float>(side * halfPi),
+                    static_cast<float>(-2.0 * side * static_cast<double>(turn))};
         }
-        if (t < -1.0) {
-            t = -1.0;
-        }
-        e1 = static_cast<float>(std::asin(t));
     }
-    return {e0, e1, e2};
+    const double e0 = std::atan2(2.0 * static_cast<double>(x * w + z * y), (zz - (yy + xx)) + ww);
+    const double e1 = std::asin(sine > 1.0 ? 1.0 : sine < -1.0 ? -1.0 : sine);
+    const double e2 = std::atan2(2.0 * static_cast<double>(y * x + z * w), ((xx - yy) - zz) + ww);
+    return {static_cast<float>(e0), static_cast<float>(e1), static_cast<float>(e2)};
 }
 
 ReferencePose referencePose(const LandmarkRecord& record) {

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <numbers>
 
 #include "reference/reference_tables.h"
 #include "support/random.h"
@@ -19,29 +20,35 @@ struct HeadView {
     double y = 100;
 };
 
-// A full record of 29 entries in the order of their ids. The head turns by yaw, then pitch, then
-// roll.
-inline LandmarkRecord projectFace(const HeadView& view) {
-    const double degree = std::acos(-1.0) / 180.0;
+// Row by row: turns about x (pitch), then y (yaw), then z (roll).
+struct Rotation {
+    double at[9];
+};
+
+inline Rotation rotationOf(const HeadView& view) {
+    const double degree = std::numbers::pi / 180.0;
+    const double cx = std::cos(view.pitch * degree), sx = std::sin(view.pitch * degree);
     const double cy = std::cos(view.yaw * degree), sy = std::sin(view.yaw * degree);
-    const double cp = std::cos(view.pitch * degree), sp = std::sin(view.pitch * degree);
-    const double cr = std::cos(view.roll * degree), sr = std::sin(view.roll * degree);
+    const double cz = std::cos(view.roll * degree), sz = std::sin(view.roll * degree);
+    return {{cz * cy, cz * sy * sx - sz * cx, cz * sy * cx + sz * sx,  //
+             sz * cy, sz * sy * sx + cz * cx, sz * sy * cx - cz * sx,  //
+             -sy, cy * sx, cy * cx}};
+}
+
+// A full record of 29 entries in the order of their ids, seen without perspective.
+inline LandmarkRecord projectFace(const HeadView& view) {
+    const Rotation R = rotationOf(view);
     LandmarkRecord record;
     std::memset(&record, 0, sizeof record);
     record.count = ZOMU_LANDMARK_COUNT;
     for (int i = 0; i < ZOMU_LANDMARK_COUNT; ++i) {
         const ReferenceLandmark& point = kReferenceLandmarks[i];
-        const double X = static_cast<double>(point.X);
-        const double Y = static_cast<double>(point.Y);
-        const double Z = static_cast<double>(point.Z);
-        const double turnedX = cy * X + sy * Z;
-        const double turnedZ = cy * Z - sy * X;
-        const double tiltedY = cp * Y - sp * turnedZ;
-        record.entries[i].id = point.id;
-        record.entries[i].x =
-            static_cast<float>(view.x + view.scale * (cr * turnedX - sr * tiltedY));
-        record.entries[i].y =
-            static_cast<float>(view.y + view.scale * (sr * turnedX + cr * tiltedY));
+        const auto X = static_cast<double>(point.X);
+        const auto Y = static_cast<double>(point.Y);
+        const auto Z = static_cast<double>(point.Z);
+        const double u = view.scale * (R.at[0] * X + R.at[1] * Y + R.at[2] * Z) + view.x;
+        const double v = view.scale * (R.at[3] * X + R.at[4] * Y + R.at[5] * Z) + view.y;
+        record.entries[i] = {point.id, static_cast<float>(u), static_cast<float>(v)};
     }
     return record;
 }

@@ -23,21 +23,12 @@ inline std::size_t sizeOfPage() {
     return system.dwPageSize;
 }
 
-// Null where there is no room. Pages get memory when they are touched.
-inline void* takePages(std::size_t bytes) {
-    return VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
-}
-
-inline void forbidPages(void* first, std::size_t bytes) {
-    DWORD former;
-    VirtualProtect(first, bytes, PAGE_NOACCESS, &former);
-}
-
 inline void returnPages(void* first, std::size_t) {
     VirtualFree(first, 0, MEM_RELEASE);
 }
 
-// Address space without memory, of which nothing may be touched before it is opened.
+// Address space without memory, of which nothing may be touched before it is opened; null where
+// there is no room. Pages get memory when they are touched.
 inline void* takeSpace(std::size_t bytes) {
     return VirtualAlloc(nullptr, bytes, MEM_RESERVE, PAGE_NOACCESS);
 }
@@ -56,22 +47,12 @@ inline std::size_t sizeOfPage() {
     return static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
-// Null where there is no room. Pages get memory when they are touched.
-inline void* takePages(std::size_t bytes) {
-    void* room = mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
-                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    return room == MAP_FAILED ? nullptr : room;
-}
-
-inline void forbidPages(void* first, std::size_t bytes) {
-    mprotect(first, bytes, PROT_NONE);
-}
-
 inline void returnPages(void* first, std::size_t bytes) {
     munmap(first, bytes);
 }
 
-// Address space without memory, of which nothing may be touched before it is opened.
+// Address space without memory, of which nothing may be touched before it is opened; null where
+// there is no room. Pages get memory when they are touched.
 inline void* takeSpace(std::size_t bytes) {
     void* room =
         mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -88,42 +69,6 @@ inline void closeSpace(void* first, std::size_t bytes) {
 }
 
 #endif
-
-// Whole pages, at least `bytes`, with a guard page before the first and one behind the last.
-class GuardedPages {
-  public:
-    explicit GuardedPages(std::size_t bytes)
-        : pages((bytes + pageSize() - 1) / pageSize()),
-          front(static_cast<std::uint8_t*>(takePages(roomSize()))) {
-        if (front == nullptr) {
-            throw std::bad_alloc();
-        }
-        forbidPages(front, pageSize());
-        forbidPages(end(), pageSize());
-    }
-
-    ~GuardedPages() { returnPages(front, roomSize()); }
-
-    GuardedPages(const GuardedPages&) = delete;
-    GuardedPages& operator=(const GuardedPages&) = delete;
-
-    static std::size_t pageSize() { return sizeOfPage(); }
-
-    std::uint8_t* begin() { return front + pageSize(); }
-    std::uint8_t* end() { return begin() + pages * pageSize(); }
-
-    // From now on the page that holds `byte` is a guard page, too.
-    void forbid(std::uint8_t* byte) {
-        const auto offset = static_cast<std::size_t>(byte - front);
-        forbidPages(front + offset / pageSize() * pageSize(), pageSize());
-    }
-
-  private:
-    std::size_t roomSize() const { return (pages + 2) * pageSize(); }
-
-    std::size_t pages;
-    std::uint8_t* front;
-};
 
 // Address space of which nothing may be touched but the pages that are opened. It costs no memory.
 class ClosedSpace {
@@ -171,6 +116,30 @@ class ClosedSpace {
     std::size_t size;
     std::uint8_t* room;
     std::vector<Pages> opened;
+};
+
+// Whole pages, at least `bytes`, with a guard page before the first and one behind the last.
+class GuardedPages {
+  public:
+    explicit GuardedPages(std::size_t bytes)
+        : size(ClosedSpace::wholePages(bytes)), space(size + 2 * pageSize()) {
+        space.open(begin(), size);
+    }
+
+    static std::size_t pageSize() { return sizeOfPage(); }
+
+    std::uint8_t* begin() { return space.begin() + pageSize(); }
+    std::uint8_t* end() { return begin() + size; }
+
+    // From now on the page that holds `byte` is a guard page, too.
+    void forbid(std::uint8_t* byte) {
+        const auto offset = static_cast<std::size_t>(byte - space.begin());
+        closeSpace(space.begin() + offset / pageSize() * pageSize(), pageSize());
+    }
+
+  private:
+    std::size_t size;
+    ClosedSpace space;
 };
 
 #endif

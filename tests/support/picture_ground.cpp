@@ -6,6 +6,8 @@
 #include <limits>
 #include <vector>
 
+#include "support/pictures.h"
+
 namespace {
 
 constexpr int kLargestSide = 320;
@@ -43,23 +45,6 @@ class Noise {
   private:
     std::size_t place;
 };
-
-// Noise has been there before; three in four pictures get something else in place of it.
-void paint(Random& random, const SourceImage& image, std::uint8_t* topRow) {
-    enum { plainNoise, ramp, levels, oneValue };
-    const int kind = random.between(plainNoise, oneValue);
-    const int start = random.between(0, 255);
-    const int slopeX = random.between(-7, 7);
-    const int slopeY = random.between(-7, 7);
-    for (int y = 0; kind != plainNoise && y < image.height; ++y) {
-        std::uint8_t* row = topRow + static_cast<std::ptrdiff_t>(y) * image.stride;
-        for (int i = 0; i < 3 * image.width; ++i) {
-            const int onRamp = start + 40 * (i % 3) + slopeX * (i / 3) + slopeY * y;
-            const int value = kind == ramp ? onRamp : kind == levels ? (onRamp >> 6) * 127 : start;
-            row[i] = static_cast<std::uint8_t>(value & 255);
-        }
-    }
-}
 
 std::size_t spanOf(int width, int height, int distance) {
     return static_cast<std::size_t>(height - 1) * static_cast<std::size_t>(distance) +
@@ -100,7 +85,7 @@ SourceImage PictureGround::laidOut(Random& random, std::uint8_t* lowest, int wid
     std::uint8_t* topRow = lowest + (isBottomUp ? (height - 1) * distance : 0);
     const SourceImage image = {topRow, width, height,
                                static_cast<std::int32_t>(isBottomUp ? -distance : distance)};
-    paint(random, image, topRow);
+    paintSomething(random, topRow, width, height, image.stride);
     return image;
 }
 

@@ -42,35 +42,30 @@ class Picture {
     std::size_t distance() const { return static_cast<std::size_t>(std::abs(stride)); }
 };
 
-// Noise, or smooth ramps with some noise, or few hard-edged levels; gaps hold noise, too.
-inline Picture randomPicture(Random& random, int width, int height, int stride) {
-    Picture picture(width, height, stride);
-    for (std::uint8_t& byte : picture.bytes) {
-        byte = random.byte();
-    }
-    const int kind = random.between(0, 2);
-    if (kind == 0) {
-        return picture;
-    }
-    const int slopeX = random.between(-5, 5);
-    const int slopeY = random.between(-5, 5);
+// Leaves what is there, or paints smooth ramps, few hard-edged levels, or one value over it.
+inline void paintSomething(Random& random, std::uint8_t* topRow, int width, int height,
+                           std::ptrdiff_t stride) {
+    enum { nothing, ramp, levels, oneValue };
+    const int kind = random.between(nothing, oneValue);
     const int start = random.between(0, 255);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            for (int channel = 0; channel < 3; ++channel) {
-                const int ramp = start + 40 * channel + slopeX * x + slopeY * y;
-                const int value = kind == 1 ? ramp + random.between(0, 7) : (ramp >> 6) * 127;
-                picture.pixel(x, y)[channel] = static_cast<std::uint8_t>(value & 255);
-            }
+    const int slopeX = random.between(-7, 7);
+    const int slopeY = random.between(-7, 7);
+    for (int y = 0; kind != nothing && y < height; ++y) {
+        std::uint8_t* row = topRow + y * stride;
+        for (int i = 0; i < 3 * width; ++i) {
+            const int onRamp = start + 40 * (i % 3) + slopeX * (i / 3) + slopeY * y;
+            const int value = kind == ramp ? onRamp : kind == levels ? (onRamp >> 6) * 127 : start;
+            row[i] = static_cast<std::uint8_t>(value & 255);
         }
     }
-    return picture;
 }
 
-// A stride that fits the width: packed, padded by up to 40 bytes, or either of them bottom up.
-inline int randomStride(Random& random, int width) {
-    const int stride = 3 * width + (random.oneIn(2) ? random.between(1, 40) : 0);
-    return random.oneIn(3) ? -stride : stride;
+// The gaps hold noise whatever the picture shows.
+inline Picture randomPicture(Random& random, int width, int height, int stride) {
+    Picture picture(width, height, stride);
+    picture.bytes = random.upTo(picture.bytes.size());
+    paintSomething(random, picture.pixel(0, 0), width, height, stride);
+    return picture;
 }
 
 #endif
