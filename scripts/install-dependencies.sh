@@ -77,31 +77,28 @@ fi
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 
-# Prints apt's own number and size of the packages, and each tenth of the progress.
+# Repeats what apt says of the number and the size of the packages, and counts them in tenths: once as they
+# are fetched, once as they are set up.
 show_progress() {
-    local line kind='' step shown=-1
-    while IFS= read -r line; do
-        case $line in
-        *"newly installed"* | "After this operation"*) echo "  $line" ;;
-        esac
-        if [[ $line =~ ^(dl|pm)status:.*:([0-9]+)\.[0-9]+: ]]; then
-            step=$((BASH_REMATCH[2] / 10 * 10))
-            if [ "${BASH_REMATCH[1]}" != "$kind" ] || [ "$step" -gt "$shown" ]; then
-                kind=${BASH_REMATCH[1]}
-                shown=$step
-                case $kind in
-                dl) echo "  fetched $step %" ;;
-                pm) echo "  installed $step %" ;;
-                esac
-            fi
-        fi
-    done
+    awk '
+        /newly installed/ { print "  " $0; count = $3 }
+        /^After this operation/ { print "  " $0 }
+        /^Get:[0-9]+ / && count { step("fetched", ++fetched) }
+        /^Setting up / && count { step("set up", ++ready) }
+        function step(what, number) {
+            if (int(10 * number / count) > shown[what]) {
+                shown[what] = int(10 * number / count)
+                if (shown[what] <= 10) {
+                    printf "  %s %d %%\n", what, 10 * shown[what]
+                }
+            }
+            fflush()
+        }'
 }
 
 echo "Installing: ${missing[*]}"
-# The state of apt goes to standard output: sudo would close any other descriptor.
 if ! { "${as_root[@]}" apt-get update &&
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o APT::Status-Fd=1 -o Dpkg::Use-Pty=0 \
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C apt-get -o Dpkg::Use-Pty=0 \
         install --yes --no-install-recommends "${missing[@]}"; } 2>&1 | tee "$log" | show_progress; then
     cat "$log" >&2
     echo "The packages could not be installed." >&2

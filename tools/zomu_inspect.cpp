@@ -17,7 +17,7 @@ void inspect(const std::string& picturePath, const std::string& landmarkPath,
     if (face.picture.width < 2 || face.picture.height < 2) {
         throw std::runtime_error(picturePath + ": is smaller than 2 x 2 pixels");
     }
-    const std::string doubt = doubtAboutLandmarks(face.landmarks);
+    const std::string doubt = landmarkWarning(face.landmarks);
     if (!doubt.empty()) {
         std::fprintf(stderr, "zomu-inspect: warning: %s\n", doubt.c_str());
     }

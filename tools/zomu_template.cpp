@@ -29,7 +29,7 @@ void extract(const Arguments& arguments) {
     if (face.picture.width < 2 || face.picture.height < 2) {
         throw std::runtime_error(arguments.picture + ": is smaller than 2 x 2 pixels");
     }
-    const std::string doubt = doubtAboutLandmarks(face.landmarks);
+    const std::string doubt = landmarkWarning(face.landmarks);
     if (!doubt.empty()) {
         std::fprintf(stderr, "zomu-template: warning: %s\n", doubt.c_str());
     }

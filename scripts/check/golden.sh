@@ -42,7 +42,7 @@ fi
 if [ "$part" != compilers ]; then
     build dev zomu_tests zomu_golden_tests
     products="EveryKindNet.*:AnyNetwork.*:NetworkReference.*:ConvForward.*:FCLayerTest.*:ConvLayerTest.*"
-    products+=":EltwiseSumLayer.*:Blas.*:Matrix*:Extraction.*:ExactSums.*"
+    products+=":EltwiseSumLayer.*:EltwiseLayers.*:Blas.*:Matrix*:Extraction.*:ExactSums.*"
     for choice in Prescott:pni Nehalem:sse4_2 Sandybridge:avx Haswell:avx2 SkylakeX:avx512vl; do
         if grep -qw "${choice#*:}" /proc/cpuinfo; then
             export OPENBLAS_CORETYPE=${choice%:*}

@@ -11,6 +11,13 @@ if [ $# -gt 1 ] || ! [[ $mode =~ ^(|--cached|--time)$ ]]; then
     wrong_usage
 fi
 
+left_out() {
+    echo "Left out: the tests for Windows. scripts/check.sh windows builds the libraries that they need."
+    exit 0
+}
+if [ "$mode" = --cached ] && [ -z "$(ls "${XDG_CACHE_HOME:-$HOME/.cache}/zomu" 2>/dev/null)" ]; then
+    left_out
+fi
 needs tests windows
 status=0
 if [ "$mode" = --cached ]; then
@@ -18,10 +25,7 @@ if [ "$mode" = --cached ]; then
 else
     libraries=$(scripts/lib/windows-libraries.sh) || status=$?
 fi
-if [ "$status" -eq 3 ]; then
-    echo "Left out: the tests for Windows. scripts/check.sh windows builds the libraries that they need."
-    exit 0
-fi
+[ "$status" -ne 3 ] || left_out
 [ "$status" -eq 0 ] || exit "$status"
 export ZOMU_WINDOWS_LIBRARIES=${libraries//$'\n'/;}
 

@@ -102,7 +102,6 @@ TEST_P(Arguments, haveTheirOutcomeAndDoNoHarm) {
     if (outcome == Outcome::Nearly || outcome == Outcome::Similar) {
         EXPECT_LT(distanceOf(plain, run), outcome == Outcome::Nearly ? 1e-3 : 0.01);
     }
-    EXPECT_FALSE(outcome == Outcome::Similar && sameTemplate(plain, 0, run, 0));
 }
 
 INSTANTIATE_TEST_SUITE_P(Library, Arguments, testing::ValuesIn(kArguments),

@@ -167,3 +167,14 @@ TEST(Landmarks, areRefusedAtTheTwentySixth) {
                      whyRecordIsRefused(block.record()));
     }
 }
+
+// The 100 others would be written past the end of the 25.
+TEST(Landmarks, areKeptUpToTheTwentyFifthOfARefusedRecord) {
+    const Entries entries = withoutSides(seenFrom({}));
+    Entries more = entries;
+    more.insert(more.end(), 100, LandmarkEntry{0, 1e9F, 1e9F});
+    const RecordBlock block(more);
+    for (const LandmarkEntry& entry : selectKeptLandmarks(block.record())) {
+        EXPECT_LT(entry.x, 1e9F);
+    }
+}

@@ -133,7 +133,7 @@ std::string namesOf(const std::vector<Pair>& pairs) {
 
 }  // namespace
 
-std::string doubtAboutLandmarks(const LandmarkRecord& record) {
+std::string landmarkWarning(const LandmarkRecord& record) {
     const Fit fit = fitAndMeasure(record);
     if (!std::isfinite(fit.residual)) {
         return "the landmarks do not lie like a face: all of them are at one place or on one line";

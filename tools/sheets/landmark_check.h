@@ -8,6 +8,6 @@
 
 // Says in one sentence what looks wrong with the landmarks of a face, or nothing: the empty text.
 // The record has ids of landmarks only, each once, and 0, 1 and 45 among them.
-std::string doubtAboutLandmarks(const LandmarkRecord& record);
+std::string landmarkWarning(const LandmarkRecord& record);
 
 #endif

@@ -12,20 +12,20 @@
 namespace {
 
 void expectDoubt(const LandmarkRecord& face, const std::string& words) {
-    EXPECT_NE(doubtAboutLandmarks(face).find(words), std::string::npos) << words;
+    EXPECT_NE(landmarkWarning(face).find(words), std::string::npos) << words;
 }
 
 }  // namespace
 
 TEST(LandmarkCheck, hasNoDoubtAboutGoodFacesAndTheirTurnedAndMirroredPictures) {
     for (const LandmarkRecord& record : allLandmarks()) {
-        EXPECT_EQ(doubtAboutLandmarks(record), "");
+        EXPECT_EQ(landmarkWarning(record), "");
     }
     const FacePicture face = portrait();
     for (const double angle : {40.0, 90.0, 180.0, 270.0}) {
-        EXPECT_EQ(doubtAboutLandmarks(turned(face, angle).landmarks), "") << angle;
+        EXPECT_EQ(landmarkWarning(turned(face, angle).landmarks), "") << angle;
     }
-    EXPECT_EQ(doubtAboutLandmarks(mirrored(face).landmarks), "");
+    EXPECT_EQ(landmarkWarning(mirrored(face).landmarks), "");
 }
 
 TEST(LandmarkCheck, namesAnExchangedPair) {
@@ -38,7 +38,7 @@ TEST(LandmarkCheck, namesAnExchangedPair) {
                                : entry.id == name.right ? name.left
                                                         : entry.id;
                 }
-                EXPECT_EQ(doubtAboutLandmarks(changed),
+                EXPECT_EQ(landmarkWarning(changed),
                           "left and right look exchanged: " + std::to_string(name.left) + " and " +
                               std::to_string(name.right));
             }
