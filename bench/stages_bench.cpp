@@ -161,7 +161,7 @@ void networksProducts(benchmark::State& state) {
     }
     for (auto _ : state) {
         for (const Product& product : products) {
-            multiply(1.0F, *product.a, *product.b, product.beta, product.c);
+            multiply(1.0F, *product.a, *product.b, product.beta, product.c, product.b->numCols);
         }
         benchmark::ClobberMemory();
     }
