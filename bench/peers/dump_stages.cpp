@@ -275,14 +275,23 @@ void dumpAndTime(const Request& request) {
 
 int main(int argc, char** argv) {
     Request request;
+    std::uint64_t threads = 1;
+    std::uint64_t runs = static_cast<std::uint64_t>(request.runs);
     return runTool(
         "dump_stages", "Writes and times the stages of one extraction.", argc, argv,
         [&](Command& tool) {
             tool.addArgument("PICTURE", request.picture, "PNG or JPEG file");
             tool.addArgument("LANDMARKS", request.landmarks, "CSV file with id,x,y");
             tool.addArgument("OUTDIR", request.folder, "folder for the files, created if missing");
-            tool.addOption("--threads", request.threads, 1, 1024, "size of the OpenMP team");
-            tool.addOption("--runs", request.runs, 1, 1000000, "timed runs of each stage");
+            tool.addOption("--threads", threads, "size of the OpenMP team, 1 to 1024");
+            tool.addOption("--runs", runs, "timed runs of each stage, 1 to 1000000");
         },
-        [&] { dumpAndTime(request); });
+        [&] {
+            if (threads < 1 || threads > 1024 || runs < 1 || runs > 1000000) {
+                throw std::runtime_error("--threads or --runs is out of range");
+            }
+            request.threads = static_cast<int>(threads);
+            request.runs = static_cast<int>(runs);
+            dumpAndTime(request);
+        });
 }
