@@ -20,6 +20,7 @@
 #include "reference/reference_patches.h"
 #include "service/extraction.h"
 #include "straightforward.h"
+#include "support/projection_rows.h"
 #include "template/template_arithmetic.h"
 
 namespace {
@@ -181,14 +182,15 @@ void projectionOurs(benchmark::State& state) {
     const std::vector<float> features = someFeatures();
     FaceTemplate ours;
     FaceTemplate expected;
-    projectFeatures(g_modelTables, features.data(), ours);
-    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0],
-                             &g_modelTables.projectionB[0][0], expected);
+    const Kernels& kernels = *runnableKernels().front();
+    projectFeatures(kernels, g_modelTables, features.data(), ours);
+    referenceProjectFeatures(features.data(), rowsOf(g_modelTables.projection, 0).data(),
+                             rowsOf(g_modelTables.projection, kProjectionCount).data(), expected);
     if (std::memcmp(&ours, &expected, sizeof ours) != 0) {
         state.SkipWithError("the projection differs from the reference");
     }
     for (auto _ : state) {
-        projectFeatures(g_modelTables, features.data(), ours);
+        projectFeatures(kernels, g_modelTables, features.data(), ours);
         benchmark::ClobberMemory();
     }
 }
@@ -196,10 +198,11 @@ BENCHMARK(projectionOurs)->Name("stage/projection/ours")->Unit(benchmark::kMilli
 
 void projectionReference(benchmark::State& state) {
     const std::vector<float> features = someFeatures();
+    const std::vector<float> a = rowsOf(g_modelTables.projection, 0);
+    const std::vector<float> b = rowsOf(g_modelTables.projection, kProjectionCount);
     FaceTemplate result;
     for (auto _ : state) {
-        referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0],
-                                 &g_modelTables.projectionB[0][0], result);
+        referenceProjectFeatures(features.data(), a.data(), b.data(), result);
         benchmark::ClobberMemory();
     }
 }
@@ -210,14 +213,12 @@ void projectionRead(benchmark::State& state) {
     modelFolder();
     for (auto _ : state) {
         std::uint32_t sums[16] = {};
-        for (const auto* table :
-             {&g_modelTables.projectionA[0][0], &g_modelTables.projectionB[0][0]}) {
-            for (int i = 0; i < kProjectionCount * kFeatureCount; i += 16) {
-                std::uint32_t words[16];
-                std::memcpy(words, table + i, sizeof words);
-                for (int k = 0; k < 16; ++k) {
-                    sums[k] += words[k];
-                }
+        const auto* table = reinterpret_cast<const char*>(&g_modelTables.projection);
+        for (std::size_t i = 0; i < sizeof g_modelTables.projection; i += 64) {
+            std::uint32_t words[16];
+            std::memcpy(words, table + i, sizeof words);
+            for (int k = 0; k < 16; ++k) {
+                sums[k] += words[k];
             }
         }
         benchmark::DoNotOptimize(sums);

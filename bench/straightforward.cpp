@@ -150,6 +150,5 @@ void plainExtract(std::vector<PlainNetwork>& networks, const std::uint8_t* image
                                     features.data() + 320 * i);
     }
     referenceSubtractFeatureMean(features.data(), g_modelTables.featureMean);
-    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0],
-                             &g_modelTables.projectionB[0][0], templateOut);
+    referenceProjectFeatures(features.data(), tables.a.data(), tables.b.data(), templateOut);
 }

@@ -64,7 +64,7 @@ std::vector<std::unique_ptr<ZomuContext>> contextsForTeam() {
     std::vector<std::unique_ptr<ZomuContext>> contexts;
     contexts.reserve(static_cast<std::size_t>(omp_get_max_threads()));
     for (int thread = 0; thread < omp_get_max_threads(); ++thread) {
-        contexts.push_back(std::make_unique<ZomuContext>(modelDir));
+        contexts.push_back(std::make_unique<ZomuContext>(modelDir, 1));
     }
     return contexts;
 }

@@ -166,7 +166,7 @@ class Stages {
           context(modelDir) {}
 
     void cutPatches() {
-        patches = cutFacePatches(context.canvases, g_modelTables.meanImages, image, face.landmarks);
+        patches = cutFacePatches(canvases, g_modelTables.meanImages, image, face.landmarks);
     }
 
     // The networks alone, on a team like that of an extraction.
@@ -190,7 +190,7 @@ class Stages {
                                features.get() + static_cast<std::ptrdiff_t>(k) * kOutputValues);
         }
         subtractFeatureMean(g_modelTables.featureMean, features.get());
-        projectFeatures(g_modelTables, features.get(), stagedTemplate);
+        projectFeatures(*context.kernels, g_modelTables, features.get(), stagedTemplate);
     }
 
     void extract() {

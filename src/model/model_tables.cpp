@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <new>
 
 #include "model/model_file.h"
@@ -64,6 +65,31 @@ void loadTable(std::ifstream& stream, const char* name, void* table, std::size_t
     }
 }
 
+// The rows of a projection file become rows `first` and on. Some at a time, which is quicker: no group
+// begins among them.
+void loadProjection(std::ifstream& stream, const char* name, ProjectionTable& table, int first) {
+    constexpr int kAtOnce = 4;
+    static_assert(kProjectionCount % kAtOnce == 0 && kGroupRows % kAtOnce == 0);
+    if (!openTableFile(stream, name)) {
+        return;
+    }
+    const std::unique_ptr<float[]> rows(new (std::nothrow) float[kAtOnce * kFeatureCount]);
+    if (rows == nullptr) {
+        endProcess("no memory for the tables");
+    }
+    for (int row = 0; row < kProjectionCount && stream.good(); row += kAtOnce) {
+        std::fill_n(rows.get(), kAtOnce * kFeatureCount, 0.0F);  // what a short file lacks
+        readInto(stream, rows.get(), kAtOnce * kFeatureCount * sizeof(float));
+        for (int column = 0; column < kFeatureCount; ++column) {
+            float* place = &table.at(first + row, column);
+            for (int i = 0; i < kAtOnce; ++i) {
+                place[i] = rows[static_cast<std::size_t>(i * kFeatureCount + column)];
+            }
+        }
+    }
+    stream.close();
+}
+
 }  // namespace
 
 void findModelDirectory() {
@@ -91,6 +117,6 @@ void loadModelTables(ModelTables& tables) {
         }
     }
     loadTable(stream, "6-0", tables.featureMean, sizeof tables.featureMean);
-    loadTable(stream, "6-1", tables.projectionA, sizeof tables.projectionA);
-    loadTable(stream, "6-2", tables.projectionB, sizeof tables.projectionB);
+    loadProjection(stream, "6-1", tables.projection, 0);
+    loadProjection(stream, "6-2", tables.projection, kProjectionCount);
 }

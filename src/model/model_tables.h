@@ -2,6 +2,7 @@
 #ifndef ZOMU_MODEL_MODEL_TABLES_H
 #define ZOMU_MODEL_MODEL_TABLES_H
 
+#include "kernels/kernels.h"
 #include "platform/platform.h"
 
 constexpr int kNetCount = 25;
@@ -11,14 +12,32 @@ constexpr int kProjectionCount = 500;  // rows of each projection table
 constexpr char kModelFolderName[] = "~zvplugintmp~";
 
 using MeanImages = float[kNetCount][kMeanImageRoom];  // slot k is subtracted from patch k
-using ProjectionTable = float[kProjectionCount][kFeatureCount];
+
+// Both projections as one table of 1000 rows: those of "6-1", which give quadraticTerm, then those of
+// "6-2", which give the template's projection. Laid out for reading: the rows of a group advance side
+// by side, so that their values at one column are contiguous. What remains is a short group.
+struct ProjectionTable {
+    static constexpr int kRows = 2 * kProjectionCount;
+    static constexpr int kGroups = kRows / kGroupRows;
+    static constexpr int kRestRows = kRows % kGroupRows;
+
+    float groups[kGroups][kFeatureCount][kGroupRows];
+    float rest[kFeatureCount][kRestRows];
+
+    float& at(int row, int column) {
+        return row < kGroups * kGroupRows ? groups[row / kGroupRows][column][row % kGroupRows]
+                                          : rest[column][row % kGroupRows];
+    }
+    float at(int row, int column) const {
+        return const_cast<ProjectionTable*>(this)->at(row, column);
+    }
+};
 
 // What the model folder contains besides the networks' weights.
 struct ModelTables {
     MeanImages meanImages;
     float featureMean[kFeatureCount];
-    ProjectionTable projectionA;  // for quadraticTerm
-    ProjectionTable projectionB;  // for projection
+    alignas(64) ProjectionTable projection;
 };
 
 // All of it is plain static storage: the order of initialisation does not matter. It is zero until

@@ -72,7 +72,9 @@ void build(ConvNet& net, const NetDescription& description, const std::string& f
 
 ConvNet::ConvNet(const char* text, const std::string& folder) {
     try {
-        build(*this, parseDescription(text), folder);
+        const NetDescription description = parseDescription(text);
+        build(*this, description, folder);
+        plan = planNetwork(description, layers);
     } catch (const BuildError& error) {
         std::printf("Error creating ConvNet: %s\n", error.reason.c_str());
         std::fflush(stdout);

@@ -2,10 +2,12 @@
 #ifndef ZOMU_NETWORK_CONV_NET_H
 #define ZOMU_NETWORK_CONV_NET_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "layers/layer.h"
+#include "network/network_plan.h"
 
 struct ConvNet {
     // Builds the network that the NUL-terminated `text` describes, with weights from `folder`,
@@ -18,9 +20,11 @@ struct ConvNet {
 
     LayerList layers;                // in the order of the description
     std::vector<Layer*> dataLayers;  // the data layers among them
+    // How to run the network without its layers, or null if only they can.
+    std::unique_ptr<NetworkPlan> plan;
 };
 
-// Runs the network: each data layer takes its matrix from `patches`. Returns the output of the last
+// Runs the network by its layers: each data layer takes its matrix from `patches`. Returns the output of the last
 // layer, or null if there are no layers. Touches nothing but the network.
 Matrix* runNet(ConvNet& net, const MatrixList& patches);
 

@@ -127,10 +127,13 @@ bool shareCanvas(int one, int other) {
            kPatchLayout.canonicalEyeSpan[one] == kPatchLayout.canonicalEyeSpan[other];
 }
 
-std::unique_ptr<Matrix> cutPatch(int patch, const FaceCanvases& canvases, const float* mean,
-                                 CanvasPoint first, CanvasPoint second) {
+// The matrix may be there from an earlier face: patch k always has the same shape.
+void cutPatch(int patch, const FaceCanvases& canvases, const float* mean, CanvasPoint first,
+              CanvasPoint second, std::unique_ptr<Matrix>& matrix) {
     const std::int32_t m = kPatchLayout.size[patch] * kPatchLayout.size[patch];
-    auto matrix = std::make_unique<Matrix>(2, isColour(patch) ? 3 * m : m);
+    if (matrix == nullptr) {
+        matrix = std::make_unique<Matrix>(2, isColour(patch) ? 3 * m : m);
+    }
     if (isColour(patch)) {
         cropColour(canvases.colourCanvas, first, patch, mean, matrix->data);
         cropColourMirrored(canvases.colourCanvas, second, patch, mean, matrix->data + 3 * m);
@@ -138,41 +141,45 @@ std::unique_ptr<Matrix> cutPatch(int patch, const FaceCanvases& canvases, const 
         cropGrey(canvases.greyCanvas, first, patch, mean, matrix->data);
         cropGreyMirrored(canvases.greyCanvas, second, patch, mean, matrix->data + m);
     }
-    return matrix;
 }
 
 }  // namespace
 
-PatchList cutFacePatches(FaceCanvases& canvases, const MeanImages& meanImages,
-                         const SourceImage& image, const LandmarkRecord& landmarks) {
+FaceAlignment alignFace(const LandmarkRecord& landmarks) {
     float roll;
     float yaw;
     float pitch;
     const float imageEyeSpan = estimateFacePose(landmarks, roll, yaw, pitch);
-    const KeptLandmarks keptLandmarks = selectKeptLandmarks(landmarks);
-    const LandmarkEntry* kept = keptLandmarks.data();
+    return {imageEyeSpan, selectKeptLandmarks(landmarks)};
+}
 
-    PatchList patches(kPatchCount);
-    // The first patch of each transform, its leader, takes all others with that transform along.
-    for (int leader = 0; leader < kPatchCount; ++leader) {
-        if (patches[static_cast<std::size_t>(leader)] != nullptr) {
+void cutCanvas(int number, const FaceAlignment& face, FaceCanvases& canvases,
+               const MeanImages& meanImages, const SourceImage& image, PatchList& patches) {
+    const int leader = kCanvasLeaders[number];
+    const LandmarkEntry* kept = face.kept.data();
+    const PatchAlignment alignment =
+        alignPatch(kept[kUpperAnchor], kept[kLowerAnchor], kPatchLayout.canonicalEyeSpan[leader],
+                   face.imageEyeSpan);
+    SharedCanvas canvas(image, alignment.inverse, canvases, isColour(leader));
+    for (std::size_t k = 0; k < patches.size(); ++k) {
+        const auto patch = static_cast<int>(k);
+        if (!shareCanvas(leader, patch)) {
             continue;
         }
-        const PatchAlignment alignment =
-            alignPatch(kept[kUpperAnchor], kept[kLowerAnchor],
-                       kPatchLayout.canonicalEyeSpan[leader], imageEyeSpan);
-        SharedCanvas canvas(image, alignment.inverse, canvases, isColour(leader));
-        for (int patch = leader; patch < kPatchCount; ++patch) {
-            if (!shareCanvas(leader, patch)) {
-                continue;
-            }
-            const CanvasPoint first = toCanvas(alignment, kept[kPatchLayout.firstCentre[patch]]);
-            const CanvasPoint second = toCanvas(alignment, kept[kPatchLayout.secondCentre[patch]]);
-            canvas.cover(cropArea(first, patch, false));
-            canvas.cover(cropArea(second, patch, true));
-            patches[static_cast<std::size_t>(patch)] =
-                cutPatch(patch, canvases, meanImages[patch], first, second);
-        }
+        const CanvasPoint first = toCanvas(alignment, kept[kPatchLayout.firstCentre[patch]]);
+        const CanvasPoint second = toCanvas(alignment, kept[kPatchLayout.secondCentre[patch]]);
+        canvas.cover(cropArea(first, patch, false));
+        canvas.cover(cropArea(second, patch, true));
+        cutPatch(patch, canvases, meanImages[patch], first, second, patches[k]);
+    }
+}
+
+PatchList cutFacePatches(FaceCanvases& canvases, const MeanImages& meanImages,
+                         const SourceImage& image, const LandmarkRecord& landmarks) {
+    const FaceAlignment face = alignFace(landmarks);
+    PatchList patches(kPatchCount);
+    for (int number = 0; number < kCanvasCount; ++number) {
+        cutCanvas(number, face, canvases, meanImages, image, patches);
     }
     return patches;
 }

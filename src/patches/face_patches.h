@@ -29,6 +29,19 @@ PatchAlignment alignPatch(const LandmarkEntry& upperAnchor, const LandmarkEntry&
 
 CanvasPoint toCanvas(const PatchAlignment& alignment, const LandmarkEntry& landmark);
 
+// What all patches of a face have in common. `landmarks` must meet the contract.
+struct FaceAlignment {
+    float imageEyeSpan;
+    KeptLandmarks kept;
+};
+FaceAlignment alignFace(const LandmarkRecord& landmarks);
+
+// Cuts the patches that share canvas `number` (below kCanvasCount) and puts them into `patches`,
+// which has 25 entries; a matrix that is already there is written again. Different canvases of a face
+// may be cut on different threads, each with FaceCanvases of its own.
+void cutCanvas(int number, const FaceAlignment& face, FaceCanvases& canvases,
+               const MeanImages& meanImages, const SourceImage& image, PatchList& patches);
+
 // Cuts the 25 patches on the calling thread, by way of the canvases. Entry k is a 2 x (channels x
 // size x size) matrix: row 0 the crop, row 1 the mirrored crop, mean image k subtracted.
 // `landmarks` must meet the contract.

@@ -17,3 +17,5 @@ const PatchLayout kPatchLayout = {
     .secondCentre = {6,  6, 5,  11, 6, 9, 19, 12, 1,  11, 15, 15, 6,
                      12, 6, 15, 14, 4, 7, 6,  1,  23, 11, 15, 4},
 };
+
+const int kCanvasLeaders[kCanvasCount] = {2, 0, 1, 7, 5, 4, 3, 9, 12, 15, 19};

@@ -20,4 +20,9 @@ struct PatchLayout {
 
 extern const PatchLayout kPatchLayout;
 
+// Patches of one kind (colour or grey) and one span share a canvas. These are the first patches of
+// each: first those of the canvases that take longest.
+constexpr int kCanvasCount = 11;
+extern const int kCanvasLeaders[kCanvasCount];
+
 #endif

@@ -7,10 +7,9 @@
 
 static_assert(kDescriptionCount == kNetCount, "network k is built from description k");
 
-// The canvases stay uninitialised: each patch writes the pixels that it reads.
-ZomuContext::ZomuContext() = default;
+ZomuContext::ZomuContext() : team(defaultTeamSize()) {}
 
-ZomuContext::ZomuContext(const std::string& weightFolder) {
+ZomuContext::ZomuContext(const std::string& weightFolder, int threads) : team(threads) {
     for (std::size_t k = 0; k < nets.size(); ++k) {
         nets[k] = std::make_unique<ConvNet>(netDescriptionTexts[k], weightFolder);
     }

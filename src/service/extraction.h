@@ -3,14 +3,30 @@
 #define ZOMU_SERVICE_EXTRACTION_H
 
 #include <cstdint>
+#include <span>
 
 #include "model/model_tables.h"
 #include "service/context.h"
 #include "zomu.h"
 
+// A face to extract.
+struct FaceRequest {
+    SourceImage image;
+    const LandmarkRecord* landmarks;
+    FaceTemplate* templateOut;
+};
+
 // Why these arguments cannot give a template, as a short text, or null if they can.
 const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, std::int32_t height,
                                  const LandmarkRecord* landmarks);
+
+// The stages of an extraction of some faces, each from the results of the one before it. The first two
+// make room for what they write.
+void cutPatches(ZomuContext& context, const MeanImages& meanImages,
+                std::span<const FaceRequest> faces);
+void runNetworks(ZomuContext& context, std::size_t faces, float* features);
+void projectFaces(ZomuContext& context, const ModelTables& tables,
+                  std::span<const FaceRequest> faces);
 
 // What the 25 networks compute for one face: 8000 features, each half of each network's output
 // scaled to unit length, the feature mean not yet subtracted. The arguments must not have been
@@ -18,6 +34,11 @@ const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, 
 void computeFeatures(ZomuContext& context, const MeanImages& meanImages, const std::uint8_t* image,
                      std::int32_t width, std::int32_t height, std::int32_t stride,
                      const LandmarkRecord& landmarks, float* features);
+
+// The templates of some faces, none of which must have been refused. Weights and tables are read once
+// for all. A template has the same bits whatever it is computed together with.
+void extractTemplates(ZomuContext& context, const ModelTables& tables,
+                      std::span<const FaceRequest> faces);
 
 // The template of one face. The arguments must not have been refused.
 void extractTemplate(ZomuContext& context, const ModelTables& tables, const std::uint8_t* image,

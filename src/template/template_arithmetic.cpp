@@ -1,6 +1,7 @@
 #include "template/template_arithmetic.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "matrix/float_rules.h"
 
@@ -27,61 +28,43 @@ void storeUnitLength(const float* values, float* destination) {
     }
 }
 
-// Rows are independent. Several advance together, which hides the latency of one row's additions
-// behind those of the others, while each row's sum keeps its order. Tiles of 4 rows and 4 columns
-// are multiplied row by row and added column by column, which the compiler can vectorise. The bits
-// are those of one row after another: each product is rounded once, and a row's products are added
-// to its sum one at a time, in column order. Addition is commutative, so it does not matter which
-// operand the sum is.
-constexpr int kTile = 4;
-constexpr int kLine = 16;  // columns per step: the floats of one cache line
-constexpr int kRowsAtOnce = 20;
-static_assert(kRowsAtOnce % kTile == 0 && kLine % kTile == 0);
-static_assert(kProjectionCount % kRowsAtOnce == 0 && kFeatureCount % kLine == 0);
+// Faces whose sums are on the stack at a time.
+constexpr int kFacesAtOnce = 16;
 
-// The tables are read once, from memory, in more streams than the hardware prefetcher follows: each
-// cache line is prefetched some lines ahead.
-constexpr int kAhead = 4 * kLine;
+// Columns that are multiplied with all faces before the next ones: they stay in the first cache.
+constexpr int kColumnsAtOnce = 200;
+static_assert(kFeatureCount % kColumnsAtOnce == 0);
 
-void prefetch([[maybe_unused]] const float* line) {
-#if defined(__GNUC__)
-    __builtin_prefetch(line);
-#endif
+void projectGroup(const Kernels& kernels, const float (*group)[kGroupRows], const float* features,
+                  int count, ProjectedRows* results, int part) {
+    float sums[kFacesAtOnce][kGroupRows] = {};
+    const int columns = count == 1 ? kFeatureCount : kColumnsAtOnce;
+    for (int n = 0; n < kFeatureCount; n += columns) {
+        kernels.projectGroup(group + n, columns, features + n, kFeatureCount, count, sums);
+    }
+    for (int i = 0; i < count; ++i) {
+        std::copy_n(sums[i], kGroupRows, results[i].sums[part]);
+    }
 }
 
-void projectRows(const float (*rows)[kFeatureCount], const float* features, float* sums) {
-    std::fill_n(sums, kRowsAtOnce, 0.0F);
-    for (int line = 0; line < kFeatureCount; line += kLine) {
-        const int ahead = std::min(line + kAhead, kFeatureCount - 1);
-        for (int first = 0; first < kRowsAtOnce; first += kTile) {
-            for (int r = 0; r < kTile; ++r) {
-                prefetch(&rows[first + r][ahead]);
-            }
-            float p[kTile];
-            std::copy_n(sums + first, kTile, p);
-            for (int n = line; n < line + kLine; n += kTile) {
-                float products[kTile][kTile];
-                for (int r = 0; r < kTile; ++r) {
-                    for (int k = 0; k < kTile; ++k) {
-                        products[k][r] = rows[first + r][n + k] * features[n + k];
-                    }
-                }
-                for (const auto& column : products) {
-                    for (int r = 0; r < kTile; ++r) {
-                        p[r] = p[r] + column[r];
-                    }
-                }
-            }
-            std::copy_n(p, kTile, sums + first);
+// The few rows that remain, without vectors.
+void projectRest(const float (*rest)[ProjectionTable::kRestRows], const float* features,
+                 float* sums) {
+    float sum[ProjectionTable::kRestRows] = {};
+    for (int n = 0; n < kFeatureCount; ++n) {
+        for (int row = 0; row < ProjectionTable::kRestRows; ++row) {
+            const float product = rest[n][row] * features[n];
+            sum[row] = sum[row] + product;
         }
     }
+    std::copy_n(sum, ProjectionTable::kRestRows, sums);
 }
 
 }  // namespace
 
-void storeNetworkOutput(const Matrix& out, float* destination) {
-    storeUnitLength(out.data, destination);
-    storeUnitLength(out.data + kOutputUnits, destination + kOutputUnits);
+void storeNetworkOutput(const float* out, float* destination) {
+    storeUnitLength(out, destination);
+    storeUnitLength(out + kOutputUnits, destination + kOutputUnits);
 }
 
 void subtractFeatureMean(const float* featureMean, float* features) {
@@ -90,20 +73,43 @@ void subtractFeatureMean(const float* featureMean, float* features) {
     }
 }
 
-void projectFeatures(const ModelTables& tables, const float* features, FaceTemplate& templateOut) {
+// Each row's sum takes its products in column order, rounded one at a time, whatever advances beside
+// it.
+void projectPart(const Kernels& kernels, const ProjectionTable& table, int part,
+                 const float* features, int count, ProjectedRows* results) {
+    for (int first = 0; first < count; first += kFacesAtOnce) {
+        const float* some = features + std::ptrdiff_t{first} * kFeatureCount;
+        const int number = std::min(kFacesAtOnce, count - first);
+        if (part < ProjectionTable::kGroups) {
+            projectGroup(kernels, table.groups[part], some, number, results + first, part);
+            continue;
+        }
+        for (int i = 0; i < number; ++i) {
+            projectRest(table.rest, some + std::ptrdiff_t{i} * kFeatureCount,
+                        results[first + i].sums[part]);
+        }
+    }
+}
+
+void finishTemplate(const ProjectedRows& rows, FaceTemplate& templateOut) {
+    const float* a = rows.sums[0];
+    const float* b = a + kProjectionCount;
     float sumA = 0.0F;
     float sumB = 0.0F;
-    for (int first = 0; first < kProjectionCount; first += kRowsAtOnce) {
-        float pa[kRowsAtOnce];
-        float pb[kRowsAtOnce];
-        projectRows(&tables.projectionA[first], features, pa);
-        projectRows(&tables.projectionB[first], features, pb);
-        for (int r = 0; r < kRowsAtOnce; ++r) {
-            templateOut.projection[first + r] = pb[r];
-            sumA = sumA + pa[r] * pa[r];
-            sumB = sumB + pb[r] * pb[r];
-        }
+    for (int r = 0; r < kProjectionCount; ++r) {
+        templateOut.projection[r] = b[r];
+        sumA = sumA + a[r] * a[r];
+        sumB = sumB + b[r] * b[r];
     }
     templateOut.quadraticTerm = sumA;
     templateOut.projectionNorm = narrowSqrt(sumB);
+}
+
+void projectFeatures(const Kernels& kernels, const ModelTables& tables, const float* features,
+                     FaceTemplate& templateOut) {
+    ProjectedRows rows;
+    for (int part = 0; part < kProjectionParts; ++part) {
+        projectPart(kernels, tables.projection, part, features, 1, &rows);
+    }
+    finishTemplate(rows, templateOut);
 }

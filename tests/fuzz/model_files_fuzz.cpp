@@ -117,11 +117,29 @@ struct TableFile {
 constexpr int kTableFileCount = kNetCount + 3;
 constexpr std::size_t kMeanBytes = sizeof g_modelTables.meanImages;
 
-float* const kTables[3] = {g_modelTables.featureMean, &g_modelTables.projectionA[0][0],
-                           &g_modelTables.projectionB[0][0]};
-constexpr std::size_t kTableSizes[3] = {sizeof g_modelTables.featureMean,
-                                        sizeof g_modelTables.projectionA,
-                                        sizeof g_modelTables.projectionB};
+constexpr int kProjectionFloats = kProjectionCount * kFeatureCount;
+constexpr int kTableFloats[3] = {kFeatureCount, kProjectionFloats, kProjectionFloats};
+
+// Float `i` of a table as its file counts them.
+float& tableFloat(int table, int i) {
+    return table == 0 ? g_modelTables.featureMean[i]
+                      : g_modelTables.projection.at(
+                            (table - 1) * kProjectionCount + i / kFeatureCount, i % kFeatureCount);
+}
+
+// Requires what the file holds, and a zero after it, and clears the table again.
+void requireTable(int table, const Bytes& contents) {
+    const auto floats = static_cast<int>(contents.size() / sizeof(float)) + 2;
+    for (int i = 0; i < std::min(floats, kTableFloats[table]); ++i) {
+        const std::size_t begin = sizeof(float) * static_cast<std::size_t>(i);
+        std::uint32_t bits = 0;
+        if (begin < contents.size()) {
+            std::memcpy(&bits, &contents[begin], std::min(sizeof bits, contents.size() - begin));
+        }
+        REQUIRE(std::bit_cast<std::uint32_t>(tableFloat(table, i)) == bits);
+        tableFloat(table, i) = 0.0F;
+    }
+}
 
 // What the file of a mean image leaves in the bytes of all of them.
 void readExpectedMean(const TableFile& file, Bytes& images) {
@@ -195,14 +213,7 @@ void checkTables(Random& input) {
             readExpectedMean(file, expected);
             continue;
         }
-        const auto table = static_cast<std::size_t>(file.slot - kNetCount);
-        const Bytes& contents = file.contents;
-        const std::size_t size = std::min(contents.size(), kTableSizes[table]);
-        REQUIRE(std::equal(contents.begin(), contents.begin() + static_cast<std::ptrdiff_t>(size),
-                           reinterpret_cast<const std::uint8_t*>(kTables[table])));
-        REQUIRE(size == kTableSizes[table] ||
-                std::bit_cast<std::uint32_t>(kTables[table][(size + 3) / 4]) == 0);
-        std::memset(kTables[table], 0, size);
+        requireTable(file.slot - kNetCount, file.contents);
     }
     REQUIRE(std::memcmp(g_modelTables.meanImages, expected.data(), kMeanBytes) == 0);
     for (const TableFile& file : given) {

@@ -14,6 +14,7 @@
 #include "reference/reference_network.h"
 #include "reference/reference_patches.h"
 #include "support/bits.h"
+#include "support/projection_rows.h"
 #include "support/temporary_folder.h"
 
 namespace {
@@ -80,8 +81,8 @@ TEST_F(GoldenTemplate, isWhatThePlainSecondWritingFinds) {
     }
     referenceSubtractFeatureMean(features.data(), g_modelTables.featureMean);
     FaceTemplate expected;
-    referenceProjectFeatures(features.data(), &g_modelTables.projectionA[0][0],
-                             &g_modelTables.projectionB[0][0], expected);
+    referenceProjectFeatures(features.data(), rowsOf(g_modelTables.projection, 0).data(),
+                             rowsOf(g_modelTables.projection, 500).data(), expected);
     EXPECT_TRUE(sameFloats(valuesOf(expected), extracted));
 }
 

@@ -81,10 +81,10 @@ TEST_F(ModelTablesTest, areFilledFromTheirOwnFiles) {
     expectZeros(&tables->meanImages[0][2], &tables->meanImages[24][0]);
     expectZeros(&tables->meanImages[24][6627], &tables->featureMean[0]);
     EXPECT_EQ(std::count(tables->featureMean, tables->featureMean + 8000, 6.0F), 8000);
-    EXPECT_EQ(tables->projectionA[3][5], 4);
-    EXPECT_EQ(tables->projectionA[499][7999], 0);
-    EXPECT_EQ(tables->projectionB[3][5], 5);
-    EXPECT_EQ(tables->projectionB[499][7999], 7);
+    EXPECT_EQ(tables->projection.at(3, 5), 4);
+    EXPECT_EQ(tables->projection.at(499, 7999), 0);
+    EXPECT_EQ(tables->projection.at(503, 5), 5);
+    EXPECT_EQ(tables->projection.at(999, 7999), 7);
 }
 
 TEST_F(ModelTablesTest, keepWhatShortFilesHoldAndNothingOfLongOnes) {
@@ -95,11 +95,12 @@ TEST_F(ModelTablesTest, keepWhatShortFilesHoldAndNothingOfLongOnes) {
     const std::int32_t negative[2] = {-1, 0x3F800000};
     writeFile(model + "0-3-0", negative, sizeof negative);
     EXPECT_EQ(countLines(load()), 23U);
-    EXPECT_EQ(tables->projectionA[0][1999], 7);
+    EXPECT_EQ(tables->projection.at(0, 1999), 7);
     expectZeros(&tables->meanImages[0][0], &tables->featureMean[0]);
     EXPECT_EQ(tables->featureMean[7999], 8);
-    EXPECT_EQ(tables->projectionA[0][0], 7) << "an excess of 6-0 is not read";
-    expectZeros(&tables->projectionA[0][2000], &tables->projectionB[499][7999] + 1);
+    EXPECT_EQ(tables->projection.at(0, 0), 7) << "an excess of 6-0 is not read";
+    const auto* first = reinterpret_cast<const float*>(&tables->projection);
+    EXPECT_EQ(std::count(first, first + sizeof tables->projection / sizeof(float), 7.0F), 2000);
 }
 
 TEST_F(ModelTablesTest, letAMeanImageRunIntoTheNextSlotsUntilTheTableEnds) {
@@ -112,7 +113,8 @@ TEST_F(ModelTablesTest, letAMeanImageRunIntoTheNextSlotsUntilTheTableEnds) {
     EXPECT_EQ(tables->meanImages[1][1], 1);
     EXPECT_EQ(tables->meanImages[1][3], 0);
     EXPECT_EQ(tables->meanImages[24][9074], 8);
-    expectZeros(tables->featureMean, &tables->projectionB[499][7999] + 1);
+    const auto* all = reinterpret_cast<const float*>(tables.get());
+    expectZeros(tables->featureMean, all + sizeof(ModelTables) / sizeof(float));
 }
 
 TEST(ModelTables, ofTheProcessAreFilledFromTheTemporaryDirectoryByTheLoader) {

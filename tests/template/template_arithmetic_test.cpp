@@ -12,22 +12,20 @@
 #include "reference/reference_arithmetic.h"
 #include "support/bits.h"
 #include "support/guarded_buffer.h"
+#include "support/projection_rows.h"
 #include "support/random.h"
 
 static constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 static constexpr float kInfinity = std::numeric_limits<float>::infinity();
-static constexpr std::size_t kRows = 500;
-static constexpr std::size_t kColumns = 8000;
+static constexpr int kRows = 500;
+static constexpr int kColumns = 8000;
 
-// What is stored for 320 values: that of the reference, and nothing beside it, whatever the element
-// count of the output says.
+// What is stored for 320 values: that of the reference, and nothing beside it.
 static void expectStoredAsByTheReference(const std::vector<float>& values) {
     static std::size_t calls = 0;
-    std::vector<float> copy = values;
-    Matrix out = Matrix::view(copy.data(), 2, 160);
-    out.numElements = 7;
+    const std::vector<float> copy = values;
     GuardedBuffer<float> destination(320, calls++ % 4);
-    storeNetworkOutput(out, destination.data());
+    storeNetworkOutput(copy.data(), destination.data());
     EXPECT_TRUE(destination.guardsIntact());
     EXPECT_TRUE(sameFloats(values, copy)) << "the output itself must not change";
     std::vector<float> expected(320);
@@ -66,15 +64,17 @@ class Projection : public testing::Test {
     // The template of the reference, and nothing written beside it.
     FaceTemplate projected(const std::vector<float>& features) const {
         const std::vector<float> before = features;
-        GuardedBuffer<FaceTemplate> room(1);
-        projectFeatures(*tables, features.data(), room[0]);
-        EXPECT_TRUE(room.guardsIntact());
-        EXPECT_TRUE(sameFloats(before, features)) << "the features must not change";
         FaceTemplate expected;
-        referenceProjectFeatures(features.data(), &tables->projectionA[0][0],
-                                 &tables->projectionB[0][0], expected);
-        EXPECT_TRUE(holds(valuesOf(expected), room[0]));
-        return room[0];
+        referenceProjectFeatures(features.data(), rowsOf(tables->projection, 0).data(),
+                                 rowsOf(tables->projection, 500).data(), expected);
+        for (const Kernels* kernels : runnableKernels()) {
+            GuardedBuffer<FaceTemplate> room(1);
+            projectFeatures(*kernels, *tables, features.data(), room[0]);
+            EXPECT_TRUE(room.guardsIntact());
+            EXPECT_TRUE(sameFloats(before, features)) << "the features must not change";
+            EXPECT_TRUE(holds(valuesOf(expected), room[0])) << kernels->name;
+        }
+        return expected;
     }
 
     static std::vector<float> valuesOf(const FaceTemplate& face) {
@@ -114,11 +114,11 @@ TEST_F(Projection, firstTableGivesOneNumberAndSecondGivesTheRest) {
     std::vector<float> features(kColumns, 0.0F);
     features[0] = 2.0F;
     features[7999] = -1.0F;
-    tables->projectionA[0][0] = 1.5F;       // row result 3
-    tables->projectionA[499][7999] = 4.0F;  // row result -4
-    tables->projectionB[0][0] = 1.5F;       // row result 3
-    tables->projectionB[499][0] = 4.0F;     // row result 8 - 4 = 4
-    tables->projectionB[499][7999] = 4.0F;
+    tables->projection.at(0, 0) = 1.5F;       // row result 3
+    tables->projection.at(499, 7999) = 4.0F;  // row result -4
+    tables->projection.at(500, 0) = 1.5F;     // row result 3
+    tables->projection.at(999, 0) = 4.0F;     // row result 8 - 4 = 4
+    tables->projection.at(999, 7999) = 4.0F;
     std::vector<float> expected(502, 0.0F);
     expected[0] = 3;
     expected[499] = 4;
@@ -130,16 +130,17 @@ TEST_F(Projection, firstTableGivesOneNumberAndSecondGivesTheRest) {
 // Features of several sizes, then tables with odd values: few enough for most rows to stay finite.
 TEST_F(Projection, equalsTheReference) {
     Random random(25);
-    for (ProjectionTable* table : {&tables->projectionA, &tables->projectionB}) {
-        std::generate_n(&(*table)[0][0], kRows * kColumns, [&] { return random.uniform(-1, 1); });
+    for (int row = 0; row < 2 * kRows; ++row) {
+        for (int n = 0; n < kColumns; ++n) {
+            tables->projection.at(row, n) = random.uniform(-1, 1);
+        }
     }
     for (const float size : {1.0F, 1.0F, 1.0F, 0x1p-18F, 0x1p-6F, 0x1p6F, 0x1p18F}) {
         projected(random.floats(kColumns, -size, size));
     }
-    for (std::size_t r = 0; r < kRows; ++r) {
+    for (int row = 0; row < 2 * kRows; ++row) {
         for (int i = 0; i < 30; ++i) {
-            tables->projectionA[r][random.between(0, 7999)] = random.anyFloat();
-            tables->projectionB[r][random.between(0, 7999)] = random.anyFloat();
+            tables->projection.at(row, random.between(0, 7999)) = random.anyFloat();
         }
     }
     projected(random.floats(kColumns, -1e-3F, 1e-3F));

@@ -12,6 +12,7 @@
 #include "model/model_tables.h"
 #include "network/net_texts.h"
 #include "support/bits.h"
+#include "support/projection_rows.h"
 #include "support/made_model.h"
 #include "support/random.h"
 #include "template/template_arithmetic.h"
@@ -92,16 +93,20 @@ class Projecting : public testing::TestWithParam<WeightKind> {
   protected:
     void SetUp() override {
         const Projections drawn = drawProjections(GetParam(), 11);
-        ASSERT_EQ(drawn.a.size() * sizeof(float), sizeof tables->projectionA);
-        ASSERT_EQ(drawn.b.size() * sizeof(float), sizeof tables->projectionB);
-        std::memcpy(tables->projectionA, drawn.a.data(), sizeof tables->projectionA);
-        std::memcpy(tables->projectionB, drawn.b.data(), sizeof tables->projectionB);
+        ASSERT_EQ(drawn.a.size(), 500U * 8000);
+        ASSERT_EQ(drawn.b.size(), 500U * 8000);
+        for (std::size_t i = 0; i < drawn.a.size(); ++i) {
+            const auto row = static_cast<int>(i / 8000);
+            const auto column = static_cast<int>(i % 8000);
+            tables->projection.at(row, column) = drawn.a[i];
+            tables->projection.at(500 + row, column) = drawn.b[i];
+        }
     }
 
     FaceTemplate project() {
         const std::vector<float> features = random.floats(kFeatureCount, -0.1F, 0.1F);
         FaceTemplate result;
-        projectFeatures(*tables, features.data(), result);
+        projectFeatures(*runnableKernels().front(), *tables, features.data(), result);
         return result;
     }
 
@@ -143,10 +148,13 @@ TEST_P(Projecting, scoresAreOneLessTheRelativeSquaredDistance) {
 }
 
 TEST_P(Projecting, theTwoTablesCannotBeMistakenForEachOther) {
-    EXPECT_TRUE(sameFloats(tables->projectionB[0], tables->projectionA[0], kFeatureCount));
-    EXPECT_FALSE(sameFloats(tables->projectionB[1], tables->projectionA[1], kFeatureCount));
-    EXPECT_TRUE(sameFloats(tables->projectionB[498], tables->projectionA[498], kFeatureCount));
-    EXPECT_EQ(tables->projectionB[499][3], -tables->projectionA[499][3]);
+    const std::vector<float> a = rowsOf(tables->projection, 0);
+    const std::vector<float> b = rowsOf(tables->projection, 500);
+    for (const std::size_t row : {0U, 1U, 498U}) {
+        const std::size_t first = row * kFeatureCount;
+        EXPECT_EQ(sameFloats(&a[first], &b[first], kFeatureCount), row != 1);
+    }
+    EXPECT_EQ(b[499 * 8000 + 3], -a[499 * 8000 + 3]);
 }
 
 INSTANTIATE_TEST_SUITE_P(DrawnModel, Projecting,

@@ -1,0 +1,123 @@
+#include "network/network_plan.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+#include "description/parameters.h"
+#include "layers/weight_layer.h"
+#include "network/net_texts.h"
+
+namespace {
+
+// Where the layers with weights are in the embedded networks.
+constexpr std::size_t kConvolutionLayers[kConvolutions] = {1, 4, 7, 10};
+constexpr std::size_t kFullLayer = 12;
+
+// Keys by which networks of one shape differ.
+bool isFreeKey(const char* key) {
+    return std::strcmp(key, "dataIdx") == 0 || std::strcmp(key, "weights") == 0 ||
+           std::strcmp(key, "biases") == 0;
+}
+
+// An entry begins with its key and a NUL.
+bool isSameEntry(const std::string& a, const std::string& b) {
+    return a == b || (std::strcmp(a.c_str(), b.c_str()) == 0 && isFreeKey(a.c_str()));
+}
+
+bool isSameSection(const DescriptionSection& a, const DescriptionSection& b) {
+    return a.name == b.name && std::equal(a.entries.begin(), a.entries.end(), b.entries.begin(),
+                                          b.entries.end(), isSameEntry);
+}
+
+bool hasShapeOf(const NetDescription& description, int embedded) {
+    const NetDescription other = parseDescription(netDescriptionTexts[embedded]);
+    return std::equal(description.sections.begin(), description.sections.end(),
+                      other.sections.begin(), other.sections.end(), isSameSection);
+}
+
+bool hasSize(const Weights& bound, std::int32_t rows, std::int32_t cols) {
+    const Matrix& matrix = *bound.matrix;
+    return bound.isComplete && matrix.numRows == rows && matrix.numCols == cols &&
+           matrix.trans == kRowMajor;
+}
+
+// The weights of one layer, if it has `count` matrices of weights.
+const WeightLayer* weightLayer(const LayerList& layers, std::size_t index, std::size_t count) {
+    const auto* layer = dynamic_cast<const WeightLayer*>(layers[index].get());
+    return layer != nullptr && layer->weights.size() == count ? layer : nullptr;
+}
+
+// The layers hold a row for each filter. The kernels read the rows of the file, one for each term.
+void transposeInto(const Matrix& filters, float* rows) {
+    for (std::int32_t f = 0; f < filters.numRows; ++f) {
+        const float* row = filters.data + std::ptrdiff_t{f} * filters.numCols;
+        for (std::int32_t term = 0; term < filters.numCols; ++term) {
+            rows[std::ptrdiff_t{term} * filters.numRows + f] = row[term];
+        }
+    }
+}
+
+bool planConvolutions(const LayerList& layers, NetworkPlan& plan) {
+    const WeightLayer* convolutions[kConvolutions];
+    std::ptrdiff_t floats = 0;
+    std::int32_t planes = plan.weights.channels;
+    for (std::size_t i = 0; i < kConvolutions; ++i) {
+        const std::int32_t terms = planes * kFilterSides[i] * kFilterSides[i];
+        convolutions[i] = weightLayer(layers, kConvolutionLayers[i], 1);
+        if (convolutions[i] == nullptr ||
+            !hasSize(*convolutions[i]->weights[0], kFilters[i], terms) ||
+            !hasSize(*convolutions[i]->biases, kFilters[i], 1)) {
+            return false;
+        }
+        floats += std::ptrdiff_t{terms} * kFilters[i];
+        planes = kFilters[i];
+    }
+    plan.filters.resize(static_cast<std::size_t>(floats) / std::size(plan.filters[0].values));
+    float* place = plan.filters[0].values;
+    for (std::size_t i = 0; i < kConvolutions; ++i) {
+        const Matrix& filters = *convolutions[i]->weights[0]->matrix;
+        transposeInto(filters, place);
+        plan.weights.filters[i] = place;
+        plan.weights.biases[i] = convolutions[i]->biases->matrix->data;
+        place += filters.numElements;
+    }
+    return true;
+}
+
+bool planFullConnection(const LayerList& layers, NetworkPlan& plan) {
+    const NetworkSides sides(plan.weights.side);
+    const WeightLayer* full = weightLayer(layers, kFullLayer, 2);
+    if (full == nullptr || !hasSize(*full->weights[0], sides.lastValues(), kNetworkOutputs) ||
+        !hasSize(*full->weights[1], sides.pooledValues(), kNetworkOutputs) ||
+        !hasSize(*full->biases, 1, kNetworkOutputs)) {
+        return false;
+    }
+    plan.weights.fromLast = full->weights[0]->matrix->data;
+    plan.weights.fromPooled = full->weights[1]->matrix->data;
+    plan.weights.outputBiases = full->biases->matrix->data;
+    return true;
+}
+
+}  // namespace
+
+std::unique_ptr<NetworkPlan> planNetwork(const NetDescription& description,
+                                         const LayerList& layers) {
+    // One embedded network of each shape: large in colour, small in colour, small in grey.
+    constexpr int kShapes[] = {0, 2, 3};
+    const auto shape = std::find_if(std::begin(kShapes), std::end(kShapes), [&](int embedded) {
+        return hasShapeOf(description, embedded);
+    });
+    if (shape == std::end(kShapes)) {
+        return nullptr;
+    }
+    auto plan = std::make_unique<NetworkPlan>();
+    getInt(getSection(description, "data"), "dataIdx", plan->patch);
+    plan->weights.side = *shape == 0 ? kLargeSide : kSmallSide;
+    plan->weights.channels = *shape == 3 ? 1 : 3;
+    if (!planConvolutions(layers, *plan) || !planFullConnection(layers, *plan)) {
+        return nullptr;
+    }
+    return plan;
+}

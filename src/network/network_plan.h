@@ -1,0 +1,30 @@
+// A network of the embedded shape, prepared for the direct kernels.
+#ifndef ZOMU_NETWORK_NETWORK_PLAN_H
+#define ZOMU_NETWORK_NETWORK_PLAN_H
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "description/description_reader.h"
+#include "kernels/kernels.h"
+#include "layers/layer.h"
+
+struct NetworkPlan {
+    NetworkWeights weights;  // points into `filters` and into the layers' matrices
+    std::int32_t patch = 0;  // which entry of the patches the network reads
+
+    struct alignas(64) CacheLine {
+        float values[16];
+    };
+    std::vector<CacheLine> filters;
+};
+
+// The plan of the network that `layers`, built from `description`, compute, or null if it has another
+// shape than the 25 embedded networks: another text, apart from its patch and the names of its files,
+// or weights of other sizes, or too short. Such a network runs as layers. The layers own the larger
+// weights and must outlive the plan.
+std::unique_ptr<NetworkPlan> planNetwork(const NetDescription& description,
+                                         const LayerList& layers);
+
+#endif

@@ -1,0 +1,79 @@
+#include "platform/process.h"
+
+#include <algorithm>
+#include <thread>
+
+#if defined(_WIN32)
+
+#include <windows.h>
+
+int currentProcess() {
+    return static_cast<int>(GetCurrentProcessId());
+}
+
+int usableProcessors() {
+    return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+}
+
+SignalsBlocked::SignalsBlocked() = default;
+SignalsBlocked::~SignalsBlocked() = default;
+
+LibraryHold::LibraryHold() {
+    HMODULE self = nullptr;
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                       reinterpret_cast<LPCSTR>(&usableProcessors), &self);
+    handle = self;
+}
+
+LibraryHold::~LibraryHold() {
+    if (handle != nullptr) {
+        FreeLibrary(static_cast<HMODULE>(handle));
+    }
+}
+
+#else
+
+#include <dlfcn.h>
+#include <unistd.h>
+#if defined(__linux__)
+#include <sched.h>
+#endif
+
+int currentProcess() {
+    return getpid();
+}
+
+int usableProcessors() {
+#if defined(__linux__)
+    cpu_set_t usable;  // fails on a machine with more than 1,024 processors
+    if (sched_getaffinity(0, sizeof usable, &usable) == 0) {
+        return std::max(1, CPU_COUNT(&usable));
+    }
+#endif
+    return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+}
+
+SignalsBlocked::SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &former);
+}
+
+SignalsBlocked::~SignalsBlocked() {
+    pthread_sigmask(SIG_SETMASK, &former, nullptr);
+}
+
+LibraryHold::LibraryHold() {
+    Dl_info info;
+    if (dladdr(reinterpret_cast<const void*>(&usableProcessors), &info) != 0) {
+        handle = dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD);
+    }
+}
+
+LibraryHold::~LibraryHold() {
+    if (handle != nullptr) {
+        dlclose(handle);
+    }
+}
+
+#endif
