@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <numeric>
 
 #include "matrix/float_rules.h"
 #include "patches/head_pose.h"
@@ -118,6 +119,13 @@ class SharedCanvas {
     std::array<Columns, kCanvasSide> rows;
 };
 
+// 0 to 24: loops over them have no bound that could be one too far.
+constexpr std::array<int, kPatchCount> kPatchNumbers = [] {
+    std::array<int, kPatchCount> numbers{};
+    std::iota(numbers.begin(), numbers.end(), 0);
+    return numbers;
+}();
+
 bool isColour(int patch) {
     return kPatchLayout.isColour[patch] == 1;
 }
@@ -154,7 +162,7 @@ PatchList cutFacePatches(FaceCanvases& canvases, const MeanImages& meanImages,
 
     PatchList patches(kPatchCount);
     // The first patch of each transform, its leader, takes all others with that transform along.
-    for (int leader = 0; leader < kPatchCount; ++leader) {
+    for (const int leader : kPatchNumbers) {
         if (patches[static_cast<std::size_t>(leader)] != nullptr) {
             continue;
         }
@@ -162,7 +170,7 @@ PatchList cutFacePatches(FaceCanvases& canvases, const MeanImages& meanImages,
             alignPatch(kept[kUpperAnchor], kept[kLowerAnchor],
                        kPatchLayout.canonicalEyeSpan[leader], imageEyeSpan);
         SharedCanvas canvas(image, alignment.inverse, canvases, isColour(leader));
-        for (int patch = leader; patch < kPatchCount; ++patch) {
+        for (const int patch : kPatchNumbers) {
             if (!shareCanvas(leader, patch)) {
                 continue;
             }
