@@ -43,7 +43,7 @@ class GoldenTemplate : public testing::Test {
   protected:
     static void SetUpTestSuite() {
         folder = new TemporaryFolder;
-        extracted = valuesOf(extractPortrait(Portrait(), folder->prefix()));
+        extracted = valuesOf(extractPortrait(folder->prefix()));
     }
     static void TearDownTestSuite() { delete folder; }
 
@@ -63,11 +63,10 @@ TEST_F(GoldenTemplate, ofThePortraitIsTheStoredOne) {
 }
 
 TEST_F(GoldenTemplate, isWhatThePlainSecondWritingFinds) {
-    const Portrait portrait;
-    const Picture& picture = portrait.picture;
+    const auto [picture, landmarks] = loadPortrait();
     const std::vector<ReferenceFloats> patches =
-        referencePatches(picture.pixels, picture.width, picture.height, picture.stride,
-                         portrait.landmarks, &g_modelTables.meanImages[0][0]);
+        referencePatches(picture.pixels.data(), picture.width, picture.height, 3 * picture.width,
+                         landmarks, &g_modelTables.meanImages[0][0]);
     std::vector<float> features(8000);
     for (int number = 1; number <= 25; ++number) {
         const auto i = static_cast<std::size_t>(number - 1);

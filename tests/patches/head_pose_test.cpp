@@ -55,14 +55,6 @@ testing::AssertionResult solvesAsTheReference(System& system, bool isSolvable) {
     return same && isSolvable ? sameFloats(a.data(), &system.a[0][0], 64) : same;
 }
 
-void expectAngles(float e0, float e1, float e2, const Quaternion& q) {
-    float e[3];
-    quaternionToEuler(q, e);
-    EXPECT_NEAR(e0, e[0], 1e-6F);
-    EXPECT_TRUE(sameFloat(e1, e[1]));
-    EXPECT_NEAR(e2, e[2], 1e-6F);
-}
-
 }  // namespace
 
 // What is estimated of a head that is seen from somewhere is where it is seen from.
@@ -149,11 +141,6 @@ TEST(Cholesky, refusesPivotsBelowTheSmallestNormalFloatAndLeavesTheRightHandSide
             EXPECT_TRUE(solvesAsTheReference(system, true)) << hexFloat(pivot) << " at " << place;
         }
     }
-    System system = identity();
-    system.a[3][3] = FLT_MIN;  // 2^-126
-    system.g[3] = FLT_MIN;
-    ASSERT_TRUE(solveCholesky8(system.a, system.g));
-    EXPECT_TRUE(sameFloat(1.0F, system.g[3]));
 }
 
 TEST(Cholesky, equalsTheReference) {
@@ -184,15 +171,14 @@ TEST(Cholesky, equalsTheReference) {
     EXPECT_GT(refused, 100);
 }
 
-TEST(Angles, ofAHeadInProfileKeepRollAndLosePitch) {
-    expectAngles(0.0F, kQuarterTurn, -kQuarterTurn, {0.5F, 0.5F, -0.5F, 0.5F});  // t = 1
-    expectAngles(0.0F, -kQuarterTurn, kQuarterTurn, {0.5F, -0.5F, 0.5F, 0.5F});  // t = -1
-}
-
 TEST(Angles, ofSinesBeyondOneAreClampedAndOfNaNAreNaN) {
-    expectAngles(kPi, kQuarterTurn, kPi, {0, 1.0F, 0, 0.75F});  // t = 1.5, atan2(0, w w - y y)
-    expectAngles(kPi, -kQuarterTurn, kPi, {0, -1.0F, 0, 0.75F});
     float e[3];
+    for (const float y : {1.0F, -1.0F}) {
+        quaternionToEuler({0, y, 0, 0.75F}, e);  // the sine is 1.5; w w - y y is negative
+        EXPECT_NEAR(kPi, e[0], 1e-6F);
+        EXPECT_TRUE(sameFloat(y * kQuarterTurn, e[1]));
+        EXPECT_NEAR(kPi, e[2], 1e-6F);
+    }
     quaternionToEuler({kNaN, kNaN, kNaN, kNaN}, e);
     const float expected[3] = {kNaN, kNaN, kNaN};
     EXPECT_TRUE(sameFloats(expected, e, 3));

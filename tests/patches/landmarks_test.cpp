@@ -6,12 +6,14 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
+#include <new>
 #include <vector>
 
 #include "reference/reference_patches.h"
 #include "reference/reference_tables.h"
 #include "support/bits.h"
 #include "support/face_generator.h"
+#include "support/guarded_buffer.h"
 #include "support/random.h"
 
 TEST(HeadModel, equalsTheReferencesTable) {
@@ -60,7 +62,7 @@ TEST(Landmarks, areRefusedAndKeptAsByTheReference) {
     }
 }
 
-// The others would be written past the end of the 25.
+// The others would be written past the end of the 25: the result has its place between guards.
 TEST(Landmarks, areKeptUpToTheTwentyFifthOfARefusedRecord) {
     struct {
         LandmarkRecord record;
@@ -70,7 +72,10 @@ TEST(Landmarks, areKeptUpToTheTwentyFifthOfARefusedRecord) {
     room.record.count = ZOMU_LANDMARK_COUNT + 100;
     std::fill(room.record.entries + kKeptCount, std::end(room.record.entries), kOther);
     std::ranges::fill(room.more, kOther);
-    for (const LandmarkEntry& entry : selectKeptLandmarks(room.record)) {
+    GuardedBuffer<KeptLandmarks> kept(1);
+    new (kept.data()) KeptLandmarks(selectKeptLandmarks(room.record));
+    EXPECT_TRUE(kept.guardsIntact());
+    for (const LandmarkEntry& entry : kept[0]) {
         EXPECT_EQ(0.0F, entry.x);
     }
 }
