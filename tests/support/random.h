@@ -65,9 +65,7 @@ class Random {
 
     std::vector<float> floats(std::size_t count, float low, float high) {
         std::vector<float> values(count);
-        for (float& value : values) {
-            value = uniform(low, high);
-        }
+        std::generate(values.begin(), values.end(), [=, this] { return uniform(low, high); });
         return values;
     }
 
