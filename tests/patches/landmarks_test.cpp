@@ -48,7 +48,7 @@ TEST(Landmarks, compareTheirIdsAsSignedIntegers) {
 TEST(Landmarks, areRefusedAndKeptAsByTheReference) {
     FaceGenerator faces;
     Random random(21);
-    for (int round = 0; round < 4000; ++round) {
+    for (int round = 0; round < 2000; ++round) {
         const LandmarkRecord& record = faces.make(random).record;
         const char* refusal = referenceRefusal(record);
         ASSERT_STREQ(refusal, whyRecordIsRefused(record)) << "round " << round;

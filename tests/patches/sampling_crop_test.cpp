@@ -46,8 +46,8 @@ Floats cropped(const Bytes& canvas, CanvasPoint centre, int patch, bool isMirror
 
 }  // namespace
 
-// Centres anywhere, often so that a row or a column lies on the edge between two pixels, or where
-// its position hardly fits a float.
+// Centres anywhere, often so that a row or a column lies on the edge between two pixels or a hair
+// beside it, or where its position hardly fits a float.
 TEST(Crops, equalTheReference) {
     Random random(77);
     const Bytes grey = random.upTo(kCanvasPixels);
@@ -60,7 +60,10 @@ TEST(Crops, equalTheReference) {
         }
         CanvasPoint centre = {random.uniform(-60, 220), random.uniform(-60, 220)};
         if (random.oneIn(4)) {
-            centre = {std::floor(centre.x) + 0.5F, std::floor(centre.y) + 0.5F};
+            const CanvasPoint edge = {std::floor(centre.x) + 0.5F, std::floor(centre.y) + 0.5F};
+            centre = random.oneIn(2) ? edge
+                                     : CanvasPoint{std::nextafter(edge.x, centre.x),
+                                                   std::nextafter(edge.y, centre.y)};
         }
         if (random.oneIn(3)) {
             const float shift = static_cast<float>(kPatchLayout.canonicalEyeSpan[patch]) *
