@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "description/parameters.h"
 #include "golden/portrait_template.h"
 #include "model/model_tables.h"
 #include "reference/reference_arithmetic.h"
@@ -20,11 +19,8 @@
 namespace {
 
 std::vector<float> valuesOf(const FaceTemplate& faceTemplate) {
-    std::vector<float> values(std::begin(faceTemplate.projection),
-                              std::end(faceTemplate.projection));
-    values.push_back(faceTemplate.quadraticTerm);
-    values.push_back(faceTemplate.projectionNorm);
-    return values;
+    const auto* values = reinterpret_cast<const float*>(&faceTemplate);
+    return {values, values + ZOMU_PROJECTION_SIZE + 2};
 }
 
 std::vector<float> storedValues() {
@@ -39,36 +35,27 @@ std::vector<float> storedValues() {
     return values;
 }
 
-// The model is made once for all tests, and loaded into the process-wide tables.
-class GoldenTemplate : public testing::Test {
-  protected:
-    static void SetUpTestSuite() {
-        folder = new TemporaryFolder;
-        extracted = valuesOf(extractPortrait(Portrait(), folder->prefix()));
-    }
-    static void TearDownTestSuite() { delete folder; }
-
-    static TemporaryFolder* folder;
-    static std::vector<float> extracted;
-};
-
-TemporaryFolder* GoldenTemplate::folder = nullptr;
-std::vector<float> GoldenTemplate::extracted;
+// The model is made by the first call, for all tests, and loaded into the process-wide tables.
+const std::vector<float>& extractedValues() {
+    static const TemporaryFolder folder;
+    static const std::vector<float> values = valuesOf(extractPortrait(folder.prefix()));
+    return values;
+}
 
 }  // namespace
 
-TEST_F(GoldenTemplate, ofThePortraitIsTheStoredOne) {
+TEST(GoldenTemplate, ofThePortraitIsTheStoredOne) {
     const std::vector<float> stored = storedValues();
     ASSERT_EQ(stored.size(), 502U);
-    EXPECT_TRUE(sameFloats(stored, extracted));
+    EXPECT_TRUE(sameFloats(stored, extractedValues()));
 }
 
-TEST_F(GoldenTemplate, isWhatThePlainSecondWritingFinds) {
-    const Portrait portrait;
-    const Picture& picture = portrait.picture;
+TEST(GoldenTemplate, isWhatThePlainSecondWritingFinds) {
+    const std::vector<float>& extracted = extractedValues();
+    const auto [picture, landmarks] = loadPortrait();
     const std::vector<ReferenceFloats> patches =
-        referencePatches(picture.pixels, picture.width, picture.height, picture.stride,
-                         portrait.landmarks, &g_modelTables.meanImages[0][0]);
+        referencePatches(picture.pixels.data(), picture.width, picture.height, 3 * picture.width,
+                         landmarks, &g_modelTables.meanImages[0][0]);
     std::vector<float> features(8000);
     for (int number = 1; number <= 25; ++number) {
         const auto i = static_cast<std::size_t>(number - 1);
@@ -86,9 +73,9 @@ TEST_F(GoldenTemplate, isWhatThePlainSecondWritingFinds) {
     EXPECT_TRUE(sameFloats(valuesOf(expected), extracted));
 }
 
-TEST_F(GoldenTemplate, holdsOnlyOrdinaryNumbers) {
+TEST(GoldenTemplate, holdsOnlyOrdinaryNumbers) {
     std::size_t zeros = 0;
-    for (const float value : extracted) {
+    for (const float value : extractedValues()) {
         ASSERT_TRUE(std::isfinite(value));
         zeros += value == 0.0F ? 1 : 0;
     }

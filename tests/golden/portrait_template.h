@@ -5,24 +5,16 @@
 #include <cstdint>
 #include <string>
 
-#include "picture_file.h"
+#include "sheets/face_picture.h"
 #include "zomu.h"
 
 // Everything the template depends on besides the code.
 constexpr std::uint64_t kGoldenSeed = 1;  // of the integer model
 
-struct Portrait {
-    Portrait();
-    ~Portrait();
-    Portrait(const Portrait&) = delete;
-    Portrait& operator=(const Portrait&) = delete;
-
-    Picture picture;
-    LandmarkRecord landmarks;
-};
+FacePicture loadPortrait();
 
 // Makes the integer model in a temporary folder `parent` (a separator at its end), loads the tables
 // from there, and extracts.
-FaceTemplate extractPortrait(const Portrait& portrait, const std::string& parent);
+FaceTemplate extractPortrait(const std::string& parent);
 
 #endif

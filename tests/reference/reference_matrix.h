@@ -6,12 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "matrix/matrix.h"
-#include "support/bits.h"
 #include "support/guarded_buffer.h"
 
 struct RowsAndCols {
@@ -65,10 +65,7 @@ class GuardedMatrix {
         : buffer(static_cast<std::size_t>(source.rows * source.cols)),
           matrix(Matrix::view(buffer.data(), source.rows, source.cols)) {
         matrix.trans = trans;
-        const std::vector<float> storage = referenceStorage(source, trans);
-        for (std::size_t n = 0; n < storage.size(); ++n) {
-            buffer[n] = storage[n];
-        }
+        std::ranges::copy(referenceStorage(source, trans), buffer.data());
     }
 
     testing::AssertionResult guardsIntact() const { return buffer.guardsIntact(); }

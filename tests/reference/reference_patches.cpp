@@ -50,7 +50,7 @@ ReferenceAlignment referenceAlignment(const LandmarkEntry& upper, const Landmark
 
 // Only values strictly between -2^31 - 1 and 2^31 survive the cut; no float lies between the former
 // and -2^31.
-std::int32_t referenceTrunc(float value) {
+static std::int32_t truncated(float value) {
     if (std::isnan(value) || value >= 2147483648.0F || value < -2147483648.0F) {
         return INT32_MIN;
     }
@@ -93,8 +93,8 @@ static void canvasPixel(const ReferencePicture& picture, bool isColour,
     const float fY = static_cast<float>(Y);
     const float sx = ((fX * A) - (fY * B)) + C;
     const float sy = ((fX * B) + (fY * A)) + E;
-    const std::int32_t ix = referenceTrunc(sx);
-    const std::int32_t iy = referenceTrunc(sy);
+    const std::int32_t ix = truncated(sx);
+    const std::int32_t iy = truncated(sy);
     const float fx = sx - static_cast<float>(ix);
     const float fy = sy - static_cast<float>(iy);
     const int cx = clamp(ix, picture.width - 2);
@@ -113,7 +113,7 @@ static void canvasPixel(const ReferencePicture& picture, bool isColour,
         const float pBL = valueAt(cx, cy + 1);
         const float pBR = valueAt(cx + 1, cy + 1);
         const float v = ((((wTR * pTR) + (wTL * pTL)) + (wBL * pBL)) + (wBR * pBR)) + 0.5F;
-        const auto low = static_cast<std::uint32_t>(referenceTrunc(v)) & 255U;
+        const auto low = static_cast<std::uint32_t>(truncated(v)) & 255U;
         bytes[channel] = static_cast<std::uint8_t>(low);
     }
 }
@@ -135,13 +135,13 @@ static int cropRow(int patch, float py, int r) {
     const ReferencePatch& layout = kReferencePatches[patch];
     const float shift = static_cast<float>(layout.canonicalEyeSpan) * layout.shiftFactor;
     const float i = static_cast<float>(r - layout.size / 2);
-    return clamp(referenceTrunc(((i + py) + shift) + 0.5F), 159);
+    return clamp(truncated(((i + py) + shift) + 0.5F), 159);
 }
 
 static int cropColumn(int patch, float px, bool mirrored, int q) {
     const float j = static_cast<float>(q - kReferencePatches[patch].size / 2);
     const float across = mirrored ? px - j : j + px;
-    return clamp(referenceTrunc(across + 0.5F), 159);
+    return clamp(truncated(across + 0.5F), 159);
 }
 
 bool referenceInMargin(int patch, int r, int q) {

@@ -48,8 +48,6 @@ struct ReferenceAlignment {
 ReferenceAlignment referenceAlignment(const LandmarkEntry& upper, const LandmarkEntry& lower,
                                       int canonicalEyeSpan, float imageEyeSpan);
 
-std::int32_t referenceTrunc(float value);
-
 ReferenceBytes referenceGrey(const std::uint8_t* image, int width, int height, int stride);
 
 // Three bytes a pixel: blue, green, red.

@@ -1,4 +1,4 @@
-// Comparison of floats and bytes to the last bit, with messages that show every bit.
+// Comparison of floats to the last bit, with messages that show every bit.
 //
 // Use as EXPECT_TRUE(sameFloats(expected, actual, count)).
 #ifndef ZOMU_TESTS_SUPPORT_BITS_H
@@ -11,7 +11,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -40,14 +39,13 @@ inline testing::AssertionResult sameFloat(float expected, float actual) {
            << "expected " << hexFloat(expected) << ", actual " << hexFloat(actual);
 }
 
-// Names the first difference and counts all; same(x, y) and text(x) are asked of elements.
-template <typename T, typename Same, typename Text>
-testing::AssertionResult sameArrays(const T* expected, const T* actual, std::size_t count,
-                                    const char* what, Same same, Text text) {
+// Names the first difference and counts all.
+inline testing::AssertionResult sameFloats(const float* expected, const float* actual,
+                                           std::size_t count) {
     std::size_t first = count;
     std::size_t differences = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        if (!same(expected[i], actual[i]) && differences++ == 0) {
+        if (!sameBits(expected[i], actual[i]) && differences++ == 0) {
             first = i;
         }
     }
@@ -55,13 +53,8 @@ testing::AssertionResult sameArrays(const T* expected, const T* actual, std::siz
         return testing::AssertionSuccess();
     }
     return testing::AssertionFailure()
-           << differences << " of " << count << " " << what << " differ, first at index " << first
-           << ": expected " << text(expected[first]) << ", actual " << text(actual[first]);
-}
-
-inline testing::AssertionResult sameFloats(const float* expected, const float* actual,
-                                           std::size_t count) {
-    return sameArrays(expected, actual, count, "floats", sameBits, hexFloat);
+           << differences << " of " << count << " floats differ, first at index " << first << ": "
+           << sameFloat(expected[first], actual[first]).message();
 }
 
 inline testing::AssertionResult sameFloats(const std::vector<float>& expected,
@@ -71,12 +64,6 @@ inline testing::AssertionResult sameFloats(const std::vector<float>& expected,
                << "expected " << expected.size() << " floats, actual " << actual.size();
     }
     return sameFloats(expected.data(), actual.data(), expected.size());
-}
-
-inline testing::AssertionResult sameBytes(const std::uint8_t* expected, const std::uint8_t* actual,
-                                          std::size_t count) {
-    return sameArrays(expected, actual, count, "bytes", std::equal_to<>(),
-                      [](std::uint8_t byte) { return std::to_string(byte); });
 }
 
 #endif

@@ -7,13 +7,13 @@
 #include <filesystem>
 #include <string>
 
+// On each system: a path below which nothing is (kNowhere), and what is said where a folder is opened
+// like a file (kFolderProblem) and where a file stands in place of a folder (kNotAFolder).
 #if defined(_WIN32)
 // Where GetTempPathA looks first.
 constexpr char kTemporaryVariable[] = "TMP";
 constexpr char kFolderSeparator[] = "\\";
-// A path below which nothing is.
 constexpr char kNowhere[] = "C:\\no";
-// Where a folder is opened like a file, and where a file stands in place of a folder.
 constexpr char kFolderProblem[] = "cannot be opened: ";
 constexpr char kNotAFolder[] = "No such file or directory";
 
@@ -28,9 +28,7 @@ inline void linkFile(const std::string& existing, const std::string& added) {
 #else
 constexpr char kTemporaryVariable[] = "TMPDIR";
 constexpr char kFolderSeparator[] = "/";
-// A path below which nothing is.
 constexpr char kNowhere[] = "/no";
-// Where a folder is opened like a file, and where a file stands in place of a folder.
 constexpr char kFolderProblem[] = "cannot be read: ";
 constexpr char kNotAFolder[] = "Not a directory";
 

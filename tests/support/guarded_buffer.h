@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -45,12 +46,8 @@ class GuardedBuffer {
     // True while no byte of the buffer itself has been written either.
     bool untouched() const {
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(data());
-        for (std::size_t i = 0; i < size * sizeof(T); ++i) {
-            if (bytes[i] != kMark) {
-                return false;
-            }
-        }
-        return true;
+        return std::all_of(bytes, bytes + size * sizeof(T),
+                           [](std::uint8_t byte) { return byte == kMark; });
     }
 
   private:

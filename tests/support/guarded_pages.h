@@ -15,6 +15,8 @@
 #include <new>
 #include <vector>
 
+// takeSpace gives address space without memory, of which nothing may be touched before it is opened;
+// null where there is no room. Pages get memory when they are touched.
 #if defined(_WIN32)
 
 inline std::size_t sizeOfPage() {
@@ -27,8 +29,6 @@ inline void returnPages(void* first, std::size_t) {
     VirtualFree(first, 0, MEM_RELEASE);
 }
 
-// Address space without memory, of which nothing may be touched before it is opened; null where
-// there is no room. Pages get memory when they are touched.
 inline void* takeSpace(std::size_t bytes) {
     return VirtualAlloc(nullptr, bytes, MEM_RESERVE, PAGE_NOACCESS);
 }
@@ -51,8 +51,6 @@ inline void returnPages(void* first, std::size_t bytes) {
     munmap(first, bytes);
 }
 
-// Address space without memory, of which nothing may be touched before it is opened; null where
-// there is no room. Pages get memory when they are touched.
 inline void* takeSpace(std::size_t bytes) {
     void* room =
         mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);

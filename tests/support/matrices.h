@@ -2,7 +2,7 @@
 #ifndef ZOMU_TESTS_SUPPORT_MATRICES_H
 #define ZOMU_TESTS_SUPPORT_MATRICES_H
 
-#include <cstddef>
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -12,9 +12,7 @@ inline Matrix matrixOf(std::int32_t rows, std::int32_t cols, const std::vector<f
                        std::int32_t trans = kRowMajor) {
     Matrix matrix(rows, cols);
     matrix.trans = trans;
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        matrix.data[i] = values[i];
-    }
+    std::ranges::copy(values, matrix.data);
     return matrix;
 }
 

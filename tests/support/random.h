@@ -24,8 +24,6 @@ class Random {
     Random(const std::uint8_t* bytes, std::size_t count)
         : isFed(true), food(bytes), end(bytes + count) {}
 
-    bool isUsedUp() const { return isFed && food == end; }
-
     std::uint64_t bits() { return take(8); }
 
     std::uint8_t byte() { return static_cast<std::uint8_t>(take(1)); }
@@ -67,9 +65,7 @@ class Random {
 
     std::vector<float> floats(std::size_t count, float low, float high) {
         std::vector<float> values(count);
-        for (float& value : values) {
-            value = uniform(low, high);
-        }
+        std::generate(values.begin(), values.end(), [=, this] { return uniform(low, high); });
         return values;
     }
 

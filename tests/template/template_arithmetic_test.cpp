@@ -58,90 +58,58 @@ TEST(StoreNetworkOutput, equalsTheReferenceBitForBit) {
     }
 }
 
-// Tables of zeros, which a test may fill.
-class Projection : public testing::Test {
-  protected:
-    // The template of the reference, and nothing written beside it.
-    FaceTemplate projected(const std::vector<float>& features) const {
-        const std::vector<float> before = features;
-        FaceTemplate expected;
-        referenceProjectFeatures(features.data(), rowsOf(tables->projection, 0).data(),
-                                 rowsOf(tables->projection, 500).data(), expected);
-        for (const Kernels* kernels : runnableKernels()) {
-            GuardedBuffer<FaceTemplate> room(1);
-            projectFeatures(*kernels, *tables, features.data(), room[0]);
-            EXPECT_TRUE(room.guardsIntact());
-            EXPECT_TRUE(sameFloats(before, features)) << "the features must not change";
-            EXPECT_TRUE(holds(valuesOf(expected), room[0])) << kernels->name;
-        }
-        return expected;
-    }
-
-    static std::vector<float> valuesOf(const FaceTemplate& face) {
-        const auto* values = reinterpret_cast<const float*>(&face);
-        return {values, values + 502};
-    }
-
-    static testing::AssertionResult holds(const std::vector<float>& values,
-                                          const FaceTemplate& face) {
-        return sameFloats(values, valuesOf(face));
-    }
-
-    const std::unique_ptr<ModelTables> tables = std::make_unique<ModelTables>();
-};
-
-TEST_F(Projection, theMeanIsSubtractedAndNothingElse) {
-    Random random(22);
-    const std::vector<float> zeros(kColumns);
-    const std::vector<float> mean = random.floats(kColumns, -1.0F, 1.0F);
-    for (const std::vector<float>& subtrahend : {mean, zeros}) {
-        const std::vector<float> subtrahendBefore = subtrahend;
-        std::vector<float> expected = random.floats(kColumns, -1.0F, 1.0F);
-        std::generate_n(expected.begin(), 100, [&] { return random.anyFloat(); });
-        expected[5] = -0.0F;
-        GuardedBuffer<float> features(kColumns, 1);
-        std::ranges::copy(expected, features.data());
-        referenceSubtractFeatureMean(expected.data(), subtrahend.data());
-        subtractFeatureMean(subtrahend.data(), features.data());
-        EXPECT_TRUE(sameFloats(expected.data(), features.data(), kColumns));
-        EXPECT_TRUE(features.guardsIntact());
-        EXPECT_TRUE(sameFloats(subtrahendBefore, subtrahend)) << "the mean must not change";
+// The template of the reference, and nothing written beside it.
+static void expectProjectedAsByTheReference(const ModelTables& tables,
+                                            const std::vector<float>& features) {
+    const std::vector<float> before = features;
+    FaceTemplate expected;
+    referenceProjectFeatures(features.data(), rowsOf(tables.projection, 0).data(),
+                             rowsOf(tables.projection, 500).data(), expected);
+    for (const Kernels* kernels : runnableKernels()) {
+        GuardedBuffer<FaceTemplate> room(1);
+        projectFeatures(*kernels, tables, features.data(), room[0]);
+        EXPECT_TRUE(room.guardsIntact());
+        EXPECT_TRUE(sameFloats(before, features)) << "the features must not change";
+        EXPECT_TRUE(sameFloats(reinterpret_cast<const float*>(&expected),
+                               reinterpret_cast<const float*>(room.data()), 502))
+            << kernels->name;
     }
 }
 
-// Powers of two in few places: all sums are exact and can be checked by eye.
-TEST_F(Projection, firstTableGivesOneNumberAndSecondGivesTheRest) {
-    std::vector<float> features(kColumns, 0.0F);
-    features[0] = 2.0F;
-    features[7999] = -1.0F;
-    tables->projection.at(0, 0) = 1.5F;       // row result 3
-    tables->projection.at(499, 7999) = 4.0F;  // row result -4
-    tables->projection.at(500, 0) = 1.5F;     // row result 3
-    tables->projection.at(999, 0) = 4.0F;     // row result 8 - 4 = 4
-    tables->projection.at(999, 7999) = 4.0F;
-    std::vector<float> expected(502, 0.0F);
-    expected[0] = 3;
-    expected[499] = 4;
-    expected[500] = 25;  // squared length, no root
-    expected[501] = 5;
-    EXPECT_TRUE(holds(expected, projected(features)));
-}
-
-// Features of several sizes, then tables with odd values: few enough for most rows to stay finite.
-TEST_F(Projection, equalsTheReference) {
+TEST(Projection, equalsTheReference) {
     Random random(25);
+    const auto tables = std::make_unique<ModelTables>();
     for (int row = 0; row < 2 * kRows; ++row) {
         for (int n = 0; n < kColumns; ++n) {
             tables->projection.at(row, n) = random.uniform(-1, 1);
         }
     }
     for (const float size : {1.0F, 1.0F, 1.0F, 0x1p-18F, 0x1p-6F, 0x1p6F, 0x1p18F}) {
-        projected(random.floats(kColumns, -size, size));
+        expectProjectedAsByTheReference(*tables, random.floats(kColumns, -size, size));
     }
+    // With odd values in the tables: few enough for most rows to stay finite.
     for (int row = 0; row < 2 * kRows; ++row) {
         for (int i = 0; i < 30; ++i) {
             tables->projection.at(row, random.between(0, 7999)) = random.anyFloat();
         }
     }
-    projected(random.floats(kColumns, -1e-3F, 1e-3F));
+    expectProjectedAsByTheReference(*tables, random.floats(kColumns, -1e-3F, 1e-3F));
+}
+
+TEST(FeatureMean, isSubtractedAndNothingElse) {
+    Random random(22);
+    for (const float size : {1.0F, 0.0F}) {
+        const std::vector<float> mean = random.floats(kColumns, -size, size);
+        const std::vector<float> meanBefore = mean;
+        std::vector<float> expected = random.floats(kColumns, -1.0F, 1.0F);
+        std::generate_n(expected.begin(), 100, [&] { return random.anyFloat(); });
+        expected[5] = -0.0F;
+        GuardedBuffer<float> features(kColumns, 1);
+        std::ranges::copy(expected, features.data());
+        referenceSubtractFeatureMean(expected.data(), mean.data());
+        subtractFeatureMean(mean.data(), features.data());
+        EXPECT_TRUE(sameFloats(expected.data(), features.data(), kColumns));
+        EXPECT_TRUE(features.guardsIntact());
+        EXPECT_TRUE(sameFloats(meanBefore, mean)) << "the mean must not change";
+    }
 }
