@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,36 +20,29 @@ std::string times(std::size_t count, char digit) {
     return std::string(count, digit);
 }
 
-// Pieces that take turns with digits: the limits but for their last digits, and what ends a number.
-const std::string kPieces[] = {"",
-                               "",
-                               "-",
-                               "+",
-                               ".",
-                               "_",
-                               "x",
-                               "e5",
-                               "\v",
-                               "0",
-                               times(37, '0'),
-                               times(100, '0'),
-                               "/",
-                               ":",
-                               " ",
-                               "inf",
-                               times(39, '9'),
-                               "nan",
-                               "0x",
-                               "214748364",
-                               "340282346638528859811704183484516925"};
+// Digits of all kinds, or many of one kind.
+std::string randomDigits(Random& random) {
+    std::string digits(static_cast<std::size_t>(random.between(0, random.oneIn(3) ? 42 : 11)),
+                       random.oneIn(2) ? '0' : '9');
+    if (!random.oneIn(4)) {
+        std::generate(digits.begin(), digits.end(),
+                      [&] { return static_cast<char>('0' + random.between(0, 9)); });
+    }
+    return digits;
+}
 
+// Digits and limits, some of them but for their last digits, between marks that stand in front of a
+// number, in it or behind it.
 std::string randomNumber(Random& random) {
-    std::string text = random.oneOf(kPieces);
-    for (int parts = random.between(0, 3); parts > 0; --parts) {
-        for (int digits = random.between(0, random.oneIn(3) ? 42 : 11); digits > 0; --digits) {
-            text += static_cast<char>('0' + random.between(0, 9));
-        }
-        text += random.oneOf(kPieces);
+    const std::string marks = "-+.._xe/: \v";
+    const std::string limits[] = {"214748364", "340282346638528859811704183484516925",
+                                  "340282346638528859811704183484516925440"};
+    std::string text;
+    for (int parts = random.between(0, 6); parts > 0; --parts) {
+        const int kind = random.between(0, 5);
+        text += kind == 0   ? random.oneOf(limits)
+                : kind <= 2 ? std::string(1, random.oneOf(marks))
+                            : randomDigits(random);
     }
     return text;
 }

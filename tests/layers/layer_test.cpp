@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
-#include "layers/one_layer.h"
 #include "support/nets.h"
 
 namespace {
