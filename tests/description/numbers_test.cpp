@@ -35,7 +35,8 @@ std::string randomDigits(Random& random) {
 // number, in it or behind it.
 std::string randomNumber(Random& random) {
     const std::string marks = "-+.._xe/: \v";
-    const std::string limits[] = {"214748364", "340282346638528859811704183484516925",
+    const std::string limits[] = {"214748364", "2147483647", "2147483648",
+                                  "340282346638528859811704183484516925",
                                   "340282346638528859811704183484516925440"};
     std::string text;
     for (int parts = random.between(0, 6); parts > 0; --parts) {
@@ -97,6 +98,7 @@ TEST(Numbers, wholePartsAreSummedFromTheLastDigitAndStopWhereTheNumberEnds) {
     expectParts({{"", parseNoNumber, kBefore, 0},
                  {"-1", parseNoNumber, kBefore, 0},
                  {".5", parseOk, 0, 0},
+                 {"0", parseOk, 0, 1},
                  {"00_1", parseStopped, 0, 2},
                  {"0012x", parseOk, 12, 4},
                  {"00" + times(40, '1'), parseClamped, kBefore, 41},
