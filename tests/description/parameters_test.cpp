@@ -6,11 +6,12 @@
 #include <limits>
 #include <locale>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "reference/reference_numbers.h"
 #include "support/bits.h"
 #include "support/german_locale.h"
+#include "support/random.h"
 
 namespace {
 
@@ -19,7 +20,6 @@ using Ints = std::vector<std::int32_t>;
 using Floats = std::vector<float>;
 
 constexpr std::int32_t kIntMax = std::numeric_limits<std::int32_t>::max();
-constexpr std::int32_t kIntMin = std::numeric_limits<std::int32_t>::min();
 constexpr float kFloatMax = std::numeric_limits<float>::max();
 
 // A section of one key, "coeffs": the one that getFloatList reads.
@@ -42,16 +42,6 @@ struct Scalars {
     bool hasText;
     bool hasNumber;
 };
-
-Ints intsOf(const std::string& value) {
-    const DescriptionSection section = sectionOf(value);
-    return getIntList(&section, "coeffs");
-}
-
-Floats floatsOf(const std::string& value) {
-    const DescriptionSection section = sectionOf(value);
-    return getFloatList(&section);
-}
 
 void expectMissing(const DescriptionSection* section, const std::string& key) {
     const Scalars scalars(section, key);
@@ -116,56 +106,44 @@ TEST(Parameters, scalarsEndAtTheFirstCommaAndLeaveTheCallersValueWithoutANumber)
     }
 }
 
-TEST(Parameters, listsSplitAtUnderscoresOfWhichAFinalOneOpensNoToken) {
-    const std::vector<std::pair<std::string, Strings>> examples = {
-        {"", {}},          {"a", {"a"}},
-        {"a_", {"a"}},     {"_", {""}},
-        {"__", {"", ""}},  {"a__b_", {"a", "", "b"}},
-        {"_a", {"", "a"}}, {"5-1-1_5-1-2", {"5-1-1", "5-1-2"}},
-    };
-    for (const auto& [text, tokens] : examples) {
-        EXPECT_EQ(splitList(text), tokens) << text;
-        const DescriptionSection section = sectionOf(text + ",_x");
-        EXPECT_EQ(getStringList(&section, "coeffs"), tokens) << text;
-    }
-}
-
-TEST(Parameters, intTokensWithoutANumberThatFitsRepeatTheOneBefore) {
-    const std::vector<std::pair<std::string, Ints>> examples = {
-        {"1_2,3_4", {1, 2}},
-        {"-1_+2_010_0x10_3x_1.9_1e3", {-1, 2, 10, 0, 3, 1, 1}},
-        {"\v5_\f6", {5, 6}},
-        {"2147483647_-2147483648", {kIntMax, kIntMin}},
-        {"4__-_+x_5_", {4, 4, 4, 4, 5}},
-        {"x_5", {0, 5}},
-        {"_5", {0, 5}},
-        {"4_-99999999999999999999999_2147483648_5", {4, 4, 4, 5}},
-        {"99999999999", {0}},
-    };
-    for (const auto& [text, numbers] : examples) {
-        EXPECT_EQ(intsOf(text), numbers) << text;
-    }
-}
-
-TEST(Parameters, floatTokensKnowExponentsAndRepeatTheOneBefore) {
-    const std::vector<std::pair<std::string, Floats>> examples = {
-        {"1.5e3", {1500}},
-        {"1_.5_-.25_125E-3", {1, 0.5F, -0.25F, 0.125F}},
-        {"0.1_3x_0x10_010", {0.1F, 3, 0, 10}},
-        {"3.4028235e38_-0", {kFloatMax, -0.0F}},
-        {"1.5_x__e5_._1e99_2", {1.5F, 1.5F, 1.5F, 1.5F, 1.5F, 1.5F, 2}},
-        {"x_2", {0, 2}},
-    };
-    for (const auto& [text, numbers] : examples) {
-        EXPECT_TRUE(sameFloats(numbers, floatsOf(text))) << text;
+TEST(Parameters, randomListsGiveWhatThePlainListsGive) {
+    // A token without a number that fits repeats the one before.
+    const std::string marks = "____-+.xeE\v\f";
+    const std::string words[] = {"2147483647", "-2147483648", "3.4028235e38", "1e99"};
+    Random random(29);
+    for (int round = 0; round < 50000; ++round) {
+        std::string value;
+        for (int parts = random.between(0, 9); parts > 0; --parts) {
+            value += random.oneIn(9) ? random.oneOf(words) : std::string(1, random.oneOf(marks));
+            for (int digits = random.between(-2, random.oneIn(9) ? 25 : 4); digits > 0; --digits) {
+                value += static_cast<char>('0' + random.between(0, 9));
+            }
+        }
+        const std::vector<std::string> tokens = referenceTokens(value);
+        Ints ints;
+        Floats floats;
+        std::int32_t integer = 0;
+        float number = 0;
+        for (const std::string& token : tokens) {
+            referenceListInt(token, integer);
+            ints.push_back(integer);
+            referenceListFloat(token, number);
+            floats.push_back(number);
+        }
+        ASSERT_EQ(splitList(value), tokens) << value;
+        const DescriptionSection section = sectionOf(value + ",_x");
+        ASSERT_EQ(getStringList(&section, "coeffs"), tokens) << value;
+        ASSERT_EQ(getIntList(&section, "coeffs"), ints) << value;
+        ASSERT_TRUE(sameFloats(floats, getFloatList(&section))) << value;
     }
 }
 
 static void expectPlainNumbers() {
     EXPECT_EQ(Scalars("1234567").integer, 1234567);
     EXPECT_EQ(Scalars("1.5").number, 1.5F);
-    EXPECT_EQ(floatsOf("1.5_1234.25"), (Floats{1.5F, 1234.25F}));
-    EXPECT_EQ(intsOf("1234567_1.234"), (Ints{1234567, 1}));
+    const DescriptionSection section = sectionOf("1.5_1234.25");
+    EXPECT_EQ(getFloatList(&section), (Floats{1.5F, 1234.25F}));
+    EXPECT_EQ(getIntList(&section, "coeffs"), (Ints{1, 1234}));
 }
 
 // A decimal comma, and points between groups of three.

@@ -11,18 +11,6 @@
 
 namespace {
 
-// One module: a filter of one element on one pixel of each plane.
-const FilterGeometry kOnePixel = {1, 1, 1, 1, 0, 1};
-const FilterGeometry kTwoPlanes = {2, 1, 1, 1, 0, 1};
-// A 2 x 2 filter that covers the image.
-const FilterGeometry kOneModule = {1, 2, 1, 1, 0, 1};
-
-void convolve(const Matrix& images, const Matrix& filters, const Matrix& biases, Matrix& target,
-              const FilterGeometry& geometry, float targetScale = 0.0F, float outputScale = 1.0F) {
-    convForward(images, filters, biases, target,
-                filterShape(geometry, images.numCols, filters.numCols), targetScale, outputScale);
-}
-
 std::vector<float> unfolded(const std::vector<float>& image, const FilterGeometry& geometry,
                             std::int32_t filterCols) {
     const auto imageCols = static_cast<std::int32_t>(image.size());
@@ -36,79 +24,67 @@ std::vector<float> unfolded(const std::vector<float>& image, const FilterGeometr
 
 }  // namespace
 
-TEST(UnfoldPatches, putsZeroWhereTheFilterHangsOver) {
+TEST(UnfoldPatches, putsZeroWhereTheFilterHangsOverAndLeavesOutTheBordersInNegativePadding) {
     EXPECT_TRUE(sameFloats({0, 0, 0, 0, 1, 2, 0, 3, 4,   // upper left element of the filter
                             0, 0, 0, 1, 2, 0, 3, 4, 0,   // upper right
                             0, 1, 2, 0, 3, 4, 0, 0, 0,   // lower left
                             1, 2, 0, 3, 4, 0, 0, 0, 0},  // lower right
                            unfolded({1, 2, 3, 4}, {1, 2, 3, 3, 1, 1}, 4)));
-}
-
-TEST(UnfoldPatches, leavesOutTheBordersOfAnImageWithNegativePadding) {
     EXPECT_TRUE(sameFloats(
         {6, 7, 10, 11},
         unfolded({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}, {1, 4, 2, 2, -1, 1}, 1)));
-}
-
-TEST(UnfoldPatches, meetsTheImageBetweenTheGreatestPaddings) {
     constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
     EXPECT_TRUE(sameFloats({0, 0, 0, 0, 5, 0, 0, 0, 0},
                            unfolded({5, 6, 7, 8}, {1, 2, 3, 3, kMost, kMost}, 1)));
 }
 
-TEST(ConvForward, equalsTheDefinitionForManyGeometries) {
+TEST(ConvForward, equalsTheDefinitionForManyGeometriesScalesAndStorageOrders) {
     Random random(5);
-    for (int round = 0; round < 400; ++round) {
+    Matrix target;
+    for (int round = 0; round < 600; ++round) {
+        SCOPED_TRACE(round);
         const ReferenceFilters c = randomFilters(random, 2);
         // Whole numbers small enough for every sum to be exact, whatever its order.
         const auto whole = [&] { return static_cast<float>(random.between(-9, 9)); };
         const Matrix images = filled(c.images, c.imageElements(), whole);
         const Matrix filters = filled(c.filters, c.filterElements(), whole);
         const Matrix biases = filled(c.filters, 1, whole);
-        std::vector<float> expected =
+        const std::vector<float> sums =
             referenceFilterSums(c, ReferenceBank::Shared, images.data, filters.data);
+        const FilterShape shape = filterShape(c.geometry(), images.numCols, filters.numCols);
+
+        std::vector<float> expected = sums;
         const auto modules = static_cast<std::size_t>(c.modules());
         for (std::size_t i = 0; i < expected.size(); ++i) {
             expected[i] += biases.data[i / modules % static_cast<std::size_t>(c.filters)];
         }
-        Matrix target;
-        convolve(images, filters, biases, target, c.geometry());
+        convForward(images, filters, biases, target, shape, 0.0F, 1.0F);
         ASSERT_EQ(target.numRows, c.images);
-        ASSERT_TRUE(sameFloats(expected, valuesOf(target))) << "round " << round;
+        ASSERT_TRUE(sameFloats(expected, valuesOf(target)));
+
+        // Into a target that is kept, from filters that are stored by columns: without biases, and
+        // the rest of its rows stays.
+        const Matrix columns =
+            matrixOf(c.filters, c.filterElements(), valuesOf(*filters.transpose()), kTransposed);
+        const auto targetScale = static_cast<float>(random.oneIn(2) ? 1 : -1);
+        const auto outputScale = static_cast<float>(random.between(1, 2));
+        Matrix kept = filled(c.images, target.numCols + random.between(0, 2), whole);
+        expected = valuesOf(kept);
+        for (std::size_t i = 0; i < sums.size(); ++i) {
+            const std::size_t cols = static_cast<std::size_t>(target.numCols);
+            float& value = expected[i / cols * static_cast<std::size_t>(kept.numCols) + i % cols];
+            value = value * targetScale + sums[i] * outputScale;
+        }
+        convForward(images, columns, biases, kept, shape, targetScale, outputScale);
+        ASSERT_TRUE(sameFloats(expected, valuesOf(kept)));
     }
-}
-
-TEST(ConvForward, accumulatesWithoutABiasWhereTargetScaleIsNotZero) {
-    const Matrix images = rowOf({1, 2, 3, 4});
-    const Matrix filters = matrixOf(2, 4, {1, 1, 1, 1, 1, 0, 0, 0});
-    const Matrix biases = matrixOf(2, 1, {100, 200});
-    Matrix target = rowOf({1000, 2000});
-    convolve(images, filters, biases, target, kOneModule, 1.0F);
-    EXPECT_TRUE(sameFloats({1010, 2001}, valuesOf(target)));
-    convolve(images, filters, biases, target, kOneModule, 1.0F, 2.0F);
-    EXPECT_TRUE(sameFloats({1030, 2003}, valuesOf(target)));
-    convolve(images, filters, biases, target, kOneModule, -1.0F);
-    EXPECT_TRUE(sameFloats({-1020, -2002}, valuesOf(target)));
-}
-
-TEST(ConvForward, keepsTheRestOfTheRowsOfAKeptTarget) {
-    Matrix target = matrixOf(2, 3, {10, 20, 30, 40, 50, 60});
-    convolve(matrixOf(2, 1, {1, 2}), matrixOf(2, 1, {1, 2}), Matrix(), target, kOnePixel, 1.0F);
-    EXPECT_TRUE(sameFloats({11, 22, 30, 42, 54, 60}, valuesOf(target)));
-}
-
-TEST(ConvForward, readsFiltersByTheirStorageOrder) {
-    Matrix target;  // rows 1 2 3 4 and 5 6 7 8 of the filters
-    convolve(rowOf({1, 2, 3, 4}), matrixOf(2, 4, {1, 5, 2, 6, 3, 7, 4, 8}, kTransposed),
-             matrixOf(2, 1, {0, 0}), target, kOneModule);
-    EXPECT_TRUE(sameFloats({30, 70}, valuesOf(target)));
 }
 
 TEST(ConvForward, addsTheBiasAsARoundingOfItsOwn) {
     // 2^24 + 1 rounds to 2^24, and adding 1 once more rounds there again; one sum of all three
     // would give 2^24 + 2.
     Matrix target;
-    convolve(rowOf({0x1p24F, 1}), matrixOf(2, 2, {1, 1, 1, 1}), matrixOf(2, 1, {1, 1}), target,
-             kTwoPlanes);
+    convForward(rowOf({0x1p24F, 1}), matrixOf(2, 2, {1, 1, 1, 1}), matrixOf(2, 1, {1, 1}), target,
+                filterShape({2, 1, 1, 1, 0, 1}, 2, 2), 0.0F, 1.0F);
     EXPECT_TRUE(sameFloats({0x1p24F, 0x1p24F}, valuesOf(target)));
 }

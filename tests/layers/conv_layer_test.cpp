@@ -19,14 +19,7 @@ TEST_F(ConvLayerTest, convolvesEachRowOfItsInputAndAddsABiasForEachFilter) {
     EXPECT_EQ(layer.biases->matrix->numRows, 2);
 }
 
-TEST_F(ConvLayerTest, addsALaterInputToTheFirstOutputsAndTheBiasOnce) {
-    EXPECT_TRUE(
-        sameFloats({151, 202, 253, 304, 262, 324, 386, 448}, run("inputs=a_b\nweights=w12_w56\n")));
-    EXPECT_TRUE(
-        sameFloats({131, 162, 193, 224, 202, 204, 206, 208}, run("inputs=a_b\nweights=w12_one\n")));
-}
-
-TEST_F(ConvLayerTest, addsBiasesByTheirShape) {
+TEST_F(ConvLayerTest, addsBiasesByTheirShapeAndALaterInputToTheFirstOutputs) {
     write("rowBias", 1, 4, {100, 200, 300, 400});
     write("shortRowBias", 1, 2, {100, 200});
     write("w123", 1, 3, {1, 2, 3});
@@ -38,6 +31,10 @@ TEST_F(ConvLayerTest, addsBiasesByTheirShape) {
         // Fewer than filters go to the first filters.
         {"weights=w123\n", {101, 102, 103, 104, 202, 204, 206, 208, 3, 6, 9, 12}},
         {"biases=absent\n", {1, 2, 3, 4, 2, 4, 6, 8}},
+        {"inputs=a_b\nweights=w12_w56\n", {151, 202, 253, 304, 262, 324, 386, 448}},
+        {"inputs=a_b\nweights=w12_one\n", {131, 162, 193, 224, 202, 204, 206, 208}},
+        // A negative number of modules per side counts as that many.
+        {"modulesX=-2\n", {101, 102, 103, 104, 202, 204, 206, 208}},
     };
     for (const auto& [changes, expected] : cases) {
         EXPECT_TRUE(sameFloats(expected, run(changes))) << changes;
@@ -55,8 +52,4 @@ TEST_F(ConvLayerTest, convolvesInTheMatrixOfAnInputOfItsOwnSize) {
         {7, 10, 13, 16, 5, 6, 7, 8},
         run("inputs=a_a\nweights=identity_sum\nbiases=absent\nchannels=2_2\nactsTarget=0\n",
             rowOf({1, 2, 3, 4, 5, 6, 7, 8}))));
-}
-
-TEST_F(ConvLayerTest, takesANegativeNumberOfModulesPerSideForAsMany) {
-    EXPECT_TRUE(sameFloats({101, 102, 103, 104, 202, 204, 206, 208}, run("modulesX=-2\n")));
 }

@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
-#include "layers/one_layer.h"
 #include "support/nets.h"
 
 namespace {
@@ -69,32 +70,6 @@ TEST_F(LayerTest, readsTypeAndTakesAMatrixOfItsOwnWithoutActsTarget) {
     }
 }
 
-TEST_F(LayerTest, waitsUntilAllInputsHaveFinished) {
-    joined->reset();
-    joined->inputReady();
-    EXPECT_TRUE(joined->calls.empty());
-    EXPECT_EQ(joined->received, 1);
-    joined->inputReady();
-    EXPECT_EQ(joined->calls, (Calls{{0, 0.0F}, {1, 1.0F}})) << "overwrites, then adds";
-    EXPECT_EQ(joined->received, 2);
-    EXPECT_EQ(joined->inputs, (MatrixList{first->getActs(), second->getActs()}));
-}
-
-TEST_F(LayerTest, startsWithTheInputWhoseMatrixItShares) {
-    const std::pair<const char*, Calls> cases[] = {
-        {"actsTarget=0\n", {{0, 0.0F}, {1, 1.0F}}},
-        {"actsTarget=1\n", {{1, 0.0F}, {0, 1.0F}}},
-    };
-    for (const auto& [keys, calls] : cases) {
-        join(keys);
-        EXPECT_EQ(joined->getActs(), nullptr);
-        joined->inputReady();
-        joined->inputReady();
-        EXPECT_EQ(joined->calls, calls);
-        EXPECT_EQ(joined->getActs(), joined->prev[joined->actsTarget == 0 ? 0 : 1]->getActs());
-    }
-}
-
 TEST_F(LayerTest, keepsItsOutputWhereResetIsForgotten) {
     for (int i = 0; i < 4; ++i) {
         joined->inputReady();
@@ -112,11 +87,4 @@ TEST_F(LayerTest, keepsItsOutputWhereResetIsForgotten) {
     joined->inputReady();
     joined->inputReady();
     EXPECT_EQ(joined->calls.size(), 6U);
-}
-
-TEST(DataLayer, handsOnTheEntryOfItsIndexItself) {
-    const auto net = buildNet("[Net]\nLayerCount=1\nLayerNames=d\n[d]\ntype=data\ndataIdx=2\n");
-    Matrix entries[3];
-    EXPECT_EQ(runNet(*net, {&entries[0], &entries[1], &entries[2]}), &entries[2]);
-    EXPECT_TRUE(net->layers[0]->inputs.empty());
 }

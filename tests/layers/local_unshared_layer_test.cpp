@@ -10,6 +10,7 @@ class LocalUnsharedLayerTest : public WeightFolderTest {
     LocalUnsharedLayerTest() : WeightFolderTest(kLocal) {}
 };
 
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 const std::vector<float> kBiases = {100, 200, 300, 400, 500, 600, 700, 800};
 const std::vector<float> kOutput = {101, 204, 309, 416, 510, 640, 790, 960};
 const std::vector<float> kWithoutBiases = {1, 4, 9, 16, 10, 40, 90, 160};
@@ -39,26 +40,39 @@ TEST_F(LocalUnsharedLayerTest, hasAFilterAndABiasForEachPosition) {
     EXPECT_TRUE(sameFloats({1, 2, 3, 4, 10, 20, 30, 40}, valuesOf(bank)));
 }
 
-TEST_F(LocalUnsharedLayerTest, overwritesItsFirstInputByItsSecondAndAddsNoBias) {
-    EXPECT_TRUE(sameFloats({-10, -20, -30, -40, 50, 120, 210, 320},
-                           run("inputs=a_b\nweights=bank_bank2\n")));
-    EXPECT_TRUE(sameFloats({10, 40, 90, 160, 510, 640, 790, 960},
-                           run("inputs=a_b\nweights=bank_oneBank\n")))
-        << "as much of it as a second input of fewer filters has";
-    // One of more filters and fewer images goes on in the next row, however few biases there are.
+TEST_F(LocalUnsharedLayerTest, goesByTheSizesOfItsInputsWeightsAndBiases) {
+    write("seven", 7, 2, {1, 10, 2, 20, 3, 30, 4, 40, kNaN, kNaN, kNaN, kNaN, kNaN, kNaN});
+    write("eighteen", 18, 1, std::vector<float>(18, 1000));
+    write("wide", 1, 8, kBiases);
+    write("square", 2, 4, kBiases);
+    write("nine", 9, 1, {100, 200, 300, 400, 500, 600, 700, 800, 900});
+    const std::pair<const char*, std::vector<float>> cases[] = {
+        // A second input overwrites the first, and adds no bias, as far as its filters go.
+        {"inputs=a_b\nweights=bank_bank2\n", {-10, -20, -30, -40, 50, 120, 210, 320}},
+        {"inputs=a_b\nweights=bank_oneBank\n", {10, 40, 90, 160, 510, 640, 790, 960}},
+        // Weights behind the last whole filter are left out. Where there are too few for a filter
+        // of one element, what is left are filters of none, and the biases.
+        {"weights=seven\n", kOutput},
+        {"modulesX=3\nbiases=eighteen\n", std::vector<float>(18, 1000)},
+        // Biases have any shape, and there may be more than it needs, or none.
+        {"biases=wide\n", kOutput},
+        {"biases=square\n", kOutput},
+        {"biases=nine\n", kOutput},
+        {"biases=absent\n", kWithoutBiases},
+        {"biases=\n", kWithoutBiases},
+        // Whatever the description says of filters.
+        {"filters=77\nfilterSize=9\nfilterPixels=81\nimgPixels=1\n", kOutput},
+        {"modulesX=1\n", {130, 500}},  // one filter of the image's size
+    };
+    for (const auto& [changes, expected] : cases) {
+        EXPECT_TRUE(sameFloats(expected, run(changes))) << changes;
+    }
+    // A second input of more filters and fewer images goes on in the next row, however few biases
+    // there are.
     write("fourBiases", 4, 1, {100, 200, 300, 400});
     EXPECT_TRUE(sameFloats({10, 40, 90, 160, 100, 400, 900, 1600},
                            run("inputs=a_b\nweights=oneBank_bank\nbiases=fourBiases\n",
                                matrixOf(2, 4, {1, 2, 3, 4, 5, 6, 7, 8}))));
-}
-
-TEST_F(LocalUnsharedLayerTest, leavesOutWeightsBehindTheLastWholeFilter) {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    write("seven", 7, 2, {1, 10, 2, 20, 3, 30, 4, 40, nan, nan, nan, nan, nan, nan});
-    EXPECT_TRUE(sameFloats(kOutput, run("weights=seven\n")));
-    // Too few for a filter of one element: what is left are filters of none, and the biases.
-    write("eighteen", 18, 1, std::vector<float>(18, 1000));
-    EXPECT_TRUE(sameFloats(std::vector<float>(18, 1000), run("modulesX=3\nbiases=eighteen\n")));
 }
 
 TEST_F(LocalUnsharedLayerTest, readsEachListByTheInputsPlace) {
@@ -72,17 +86,6 @@ TEST_F(LocalUnsharedLayerTest, readsEachListByTheInputsPlace) {
                            run("inputs=a_b\nweights=bank_planes\nchannels=1_2\npadding=0_1\n"
                                "stride=1_3\nimgSize=2_3\n",
                                rowOf({1, 2, 3, 4}), rowOf(planes))));
-}
-
-TEST_F(LocalUnsharedLayerTest, acceptsBiasesOfAnyShapeMoreThanItNeedsAndNone) {
-    write("wide", 1, 8, kBiases);
-    write("square", 2, 4, kBiases);
-    write("nine", 9, 1, {100, 200, 300, 400, 500, 600, 700, 800, 900});
-    for (const std::string name : {"wide", "square", "nine", "absent", ""}) {
-        const bool isNone = name.empty() || name == "absent";
-        EXPECT_TRUE(sameFloats(isNone ? kWithoutBiases : kOutput, run("biases=" + name + "\n")))
-            << name;
-    }
 }
 
 TEST_F(LocalUnsharedLayerTest, readsItsGeometryByKey) {
@@ -99,12 +102,6 @@ TEST_F(LocalUnsharedLayerTest, readsItsGeometryByKey) {
     EXPECT_EQ(layer.modules, 256);
     OneLayer large("type=local\nmodulesX=65537\n");
     EXPECT_EQ(localLayer(large).modules, 131073) << "of 65537 x 65537 the last 32 bits";
-}
-
-TEST_F(LocalUnsharedLayerTest, goesByItsWeightsWhateverTheDescriptionSaysOfFilters) {
-    EXPECT_TRUE(
-        sameFloats(kOutput, run("filters=77\nfilterSize=9\nfilterPixels=81\nimgPixels=1\n")));
-    EXPECT_TRUE(sameFloats({130, 500}, run("modulesX=1\n"))) << "one of the image's size";
 }
 
 TEST_F(LocalUnsharedLayerTest, worksInTheMatrixOfAnInputOfItsOwnSize) {

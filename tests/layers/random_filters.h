@@ -13,7 +13,7 @@
 inline ReferenceFilters randomFilters(Random& random, int fewestFilters) {
     ReferenceFilters c;
     const bool isPlain = random.oneIn(2);
-    c.images = random.between(1, 3);
+    c.images = random.between(0, 3);
     c.channels = random.between(1, 3);
     c.k = random.between(1, 4);
     c.padding = isPlain ? 0 : random.between(-2, 2);

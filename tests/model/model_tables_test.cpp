@@ -6,14 +6,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "service/attach.h"
-#include "support/environment.h"
-#include "support/forked.h"
 #include "support/model_folder.h"
 #include "support/temporary_folder.h"
 
@@ -50,19 +46,6 @@ std::size_t countLines(const std::string& output) {
 }
 
 }  // namespace
-
-TEST_F(ModelTablesTest, stayAsTheyAreWhereNoFileIsThereAndNameAllTwentyEight) {
-    std::string lines;
-    for (int number = 1; number <= 25; ++number) {
-        lines += "load " + model + kSeparator + "0-" + std::to_string(number) + "-0 failed\n";
-    }
-    for (const char* name : {"6-0", "6-1", "6-2"}) {
-        lines += "load " + model + kSeparator + name + " failed\n";
-    }
-    EXPECT_EQ(load(), lines);
-    const auto* floats = reinterpret_cast<const float*>(tables.get());
-    expectZeros(floats, floats + sizeof(ModelTables) / sizeof(float));
-}
 
 TEST_F(ModelTablesTest, areFilledFromTheirOwnFiles) {
     writeMeanImage(model, 1, {1, 2});
@@ -115,21 +98,4 @@ TEST_F(ModelTablesTest, letAMeanImageRunIntoTheNextSlotsUntilTheTableEnds) {
     EXPECT_EQ(tables->meanImages[24][9074], 8);
     const auto* all = reinterpret_cast<const float*>(tables.get());
     expectZeros(tables->featureMean, all + sizeof(ModelTables) / sizeof(float));
-}
-
-TEST(ModelTables, ofTheProcessAreFilledFromTheTemporaryDirectoryByTheLoader) {
-    const TemporaryFolder folder;
-    const std::string model = folder.prefix() + "~zvplugintmp~" + kSeparator;
-    std::filesystem::create_directory(model);
-    writeMeanImage(model, 1, {1, 2});
-    const ForkedResult result = runForked([&] {
-        setVariable(kTemporaryVariable, folder.prefix());
-        attachLibrary();
-        std::printf("%s|%s|%g", tempPath, modelDir,
-                    static_cast<double>(g_modelTables.meanImages[0][1]));
-        std::fflush(stdout);
-    });
-    EXPECT_EQ(countLines(result.output), 27U);
-    EXPECT_EQ(result.output.substr(result.output.rfind('\n') + 1),
-              folder.path().string() + "|" + model + "|2");
 }

@@ -157,9 +157,6 @@ TEST(ConvNet, isBuiltOnSeveralThreadsAtOnce) {
 TEST(ConvNet, endsTheProcessOverTheFirstThingThatIsWrong) {
     const std::string neuron = "[n]\ntype=neuron\nneuron=relu\ninputs=";
     const std::vector<std::pair<std::string, std::string>> examples = {
-        {textOf("x", ""), "Unknown layer type "},
-        {textOf("x", "[x]\ntype=pool\n"), "Unknown pooling layer type "},
-        {textOf("x", "[x]\ntype=neuron\n"), "Unknown neuron type: "},
         {textOf("d_x_y", kData + "[x]\ntype=first\ninputs=gone\n[y]\ntype=second\n"),
          "Unknown layer type first"},
         {textOf("d_x_y_n", kData + "[x]\ntype=data\n[y]\ntype=data\n" + neuron + "d_gone\n"),
@@ -173,8 +170,22 @@ TEST(ConvNet, endsTheProcessOverTheFirstThingThatIsWrong) {
     for (const auto& [text, reason] : examples) {
         expectBuildFailure(text, reason);
     }
-    for (const std::string type : {"Conv", "con", "conv2", "max", "relu"}) {
-        expectBuildFailure(textOf("x", "[x]\ntype=" + type), "Unknown layer type " + type);
+}
+
+TEST(ConvNet, knowsItsKeywordsByAllTheirLettersInTheirCase) {
+    const struct {
+        std::string keys, reason;
+        std::vector<std::string> keywords;
+    } examples[] = {
+        // A key without a value is dropped.
+        {"type=", "Unknown layer type ", {"", "Conv", "con", "conv2", "max", "relu"}},
+        {"type=pool\npool=", "Unknown pooling layer type ", {"", "Max", "ma", "maxx", "sum"}},
+        {"type=neuron\nneuron=", "Unknown neuron type: ", {"", "RELU", "rel", "relu6", "elu"}},
+    };
+    for (const auto& [keys, reason, keywords] : examples) {
+        for (const std::string& keyword : keywords) {
+            expectBuildFailure(textOf("x", "[x]\n" + keys + keyword), reason + keyword);
+        }
     }
 }
 

@@ -161,12 +161,21 @@ class EveryKindNet : public testing::Test {
 }  // namespace
 
 TEST_F(EveryKindNet, computesEveryLayerAsThePlainLoopsForAnyNumberOfImages) {
-    for (const int rows : {2, 3, 2}) {
+    for (const int rows : {2, 3, 2, 2}) {
+        const std::map<std::string, Values> all = expected(rows);
+        std::map<std::string, const float*> storage;
+        for (const auto& [name, values] : all) {
+            // What stands there from the run before must not matter.
+            Matrix& acts = *layerNamed(*net, name)->getActs();
+            std::fill_n(acts.data, acts.numElements, std::numeric_limits<float>::quiet_NaN());
+            storage[name] = acts.numRows == rows ? acts.data : nullptr;
+        }
         EXPECT_EQ(run(rows), layerNamed(*net, "t")->getActs());
-        for (const auto& [name, values] : expected(rows)) {
+        for (const auto& [name, values] : all) {
             const Matrix& acts = *layerNamed(*net, name)->getActs();
             EXPECT_EQ(acts.numRows, rows) << name;
             EXPECT_TRUE(sameFloats(values, valuesOf(acts))) << name;
+            EXPECT_TRUE(storage[name] == nullptr || storage[name] == acts.data) << name;
         }
     }
 }
@@ -180,19 +189,4 @@ TEST_F(EveryKindNet, firesInTheOrderOfItsDescriptionAndHandsOnTheMatricesThatIts
     EXPECT_EQ(layerNamed(*net, "r")->getActs(), layerNamed(*net, "c")->getActs());
     EXPECT_EQ(layerNamed(*net, "k")->getActs(), layerNamed(*net, "m")->getActs());
     EXPECT_TRUE(sameFloats({images.begin(), images.begin() + 32}, valuesOf(patch)));
-}
-
-TEST_F(EveryKindNet, givesTheSameBitsAgainInTheSameStorage) {
-    run(2);
-    const std::map<std::string, Values> once = expected(2);
-    std::map<std::string, Values> storage = once;
-    for (auto& [name, values] : storage) {
-        values.assign(values.size(), std::numeric_limits<float>::quiet_NaN());
-        Matrix& acts = *layerNamed(*net, name)->getActs();
-        acts = Matrix::view(values.data(), acts.numRows, acts.numCols);
-    }
-    run(2);
-    for (const auto& [name, values] : storage) {
-        EXPECT_TRUE(sameFloats(once.at(name), values)) << name;
-    }
 }
