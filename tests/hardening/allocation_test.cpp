@@ -5,16 +5,22 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <new>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "hardening/common.h"
 #include "library/host/host.h"
 #include "matrix/matrix.h"
-#include "model/weight_files.h"
+#include "model/model_tables.h"
+#include "service/attach.h"
 #include "support/failing_allocator.h"
+#include "support/model_folder.h"
 #include "support/nets.h"
+#include "support/temporary_folder.h"
 
 namespace {
 
@@ -52,7 +58,9 @@ class AllocationFailure : public testing::Test {
   protected:
     static void SetUpTestSuite() {
         setenv("TMPDIR", ZOMU_EXACT_MODEL, 1);
-        library = new Library(ZOMU_LIBRARY);
+        const std::string path = ZOMU_LIBRARY;
+        loadRequests = requestsOf([&] { library = new Library(path); }) - 1;
+        unsetenv("TMPDIR");
         face = new Scene(scene(0));
         const Context context(*library);
         expected = context.extract(*face);
@@ -123,11 +131,13 @@ class AllocationFailure : public testing::Test {
     }
 
     static Library* library;
+    static long loadRequests;
     static Scene* face;
     static FaceTemplate expected;
 };
 
 Library* AllocationFailure::library = nullptr;
+long AllocationFailure::loadRequests = 0;
 Scene* AllocationFailure::face = nullptr;
 FaceTemplate AllocationFailure::expected;
 
@@ -180,6 +190,57 @@ TEST_F(AllocationFailure, hasNoPlaceInDestroyCompareAndRefusal) {
     EXPECT_EQ(requests, 0);
     EXPECT_EQ(outstandingBlocks(), before);
     std::printf("destroy, compare and refusal: %ld requests\n", requests);
+}
+
+// A load cannot fail, and nothing may be thrown through the loader: a file that there is no memory
+// for counts as one that cannot be opened.
+TEST_F(AllocationFailure, ofALoadCostsTheFilesThatItMeets) {
+    const TemporaryFolder folder;
+    const std::string model = folder.prefix() + kModelFolderName + "/";
+    std::filesystem::create_directory(model);
+    std::vector<std::pair<std::string, float*>> files;  // and their first values, all of them 1
+    for (int number = 1; number <= kNetCount; ++number) {
+        writeMeanImage(model, number, {1});
+        files.emplace_back("0-" + std::to_string(number) + "-0",
+                           g_modelTables.meanImages[number - 1]);
+    }
+    files.emplace_back("6-0", g_modelTables.featureMean);
+    files.emplace_back("6-1", g_modelTables.projectionA[0]);
+    files.emplace_back("6-2", g_modelTables.projectionB[0]);
+    for (const char* name : {"6-0", "6-1", "6-2"}) {
+        writeFloats(model + name, {1});
+    }
+
+    setenv("TMPDIR", ZOMU_EXACT_MODEL, 1);
+    EXPECT_EQ(loadRequests, requestsOf(attachLibrary)) << "the library asks for more than its load";
+    setenv("TMPDIR", folder.path().c_str(), 1);
+    const long total = requestsOf(attachLibrary);
+    // Each file asks equally often, so that a request says which file it is for.
+    const long each = total / static_cast<long>(files.size());
+    ASSERT_GT(each, 0);
+    ASSERT_EQ(total, each * static_cast<long>(files.size()));
+    for (long n = 1; n <= total; ++n) {
+        for (const Failing kind : {Failing::once, Failing::fromThenOn}) {
+            const long first = (n - 1) / each;
+            std::string lines;
+            for (const auto& [name, value] : files) {
+                *value = 0;
+            }
+            startCapture();
+            const bool isThrown = failsAt(n, kind, attachLibrary);
+            const std::string output = endCapture();
+            for (long file = 0; file < static_cast<long>(files.size()); ++file) {
+                const auto& [name, value] = files[static_cast<std::size_t>(file)];
+                const bool isMissing = kind == Failing::once ? file == first : file >= first;
+                lines +=
+                    isMissing ? std::string("load ") + modelDir + "/" + name + " failed\n" : "";
+                ASSERT_EQ(*value, isMissing ? 0 : 1) << name << ", request " << n;
+            }
+            ASSERT_FALSE(isThrown) << "request " << n;
+            ASSERT_EQ(output, lines) << "request " << n;
+        }
+    }
+    std::printf("load: %ld failures at %ld requests\n", 2 * total, total);
 }
 
 TEST(MatrixAllocation, failedResizeLeavesAnEmptyMatrixThatWorksOn) {
