@@ -68,28 +68,6 @@ static void reload(Host& host) {
     }
 }
 
-// Scores of templates made by hand; needs no context.
-static void compare(Host& host) {
-    const Library library(host.path);
-    const auto made = [](float first, float second, float last, float quadratic, float norm) {
-        FaceTemplate face{};
-        face.projection[0] = first;
-        face.projection[1] = second;
-        face.projection[499] = last;
-        face.quadraticTerm = quadratic;
-        face.projectionNorm = norm;
-        return face;
-    };
-    const FaceTemplate face = made(3, 4, 0, 10, 5);
-    const FaceTemplate other = made(0.7F, 0, -2, 0.3F, 2.1F);
-    const FaceTemplate zeros{};
-    host.keep(library.compare(&face, &face));
-    host.keep(library.compare(&face, &other));
-    host.keep(library.compare(&other, &face));
-    host.keep(library.compare(&zeros, &zeros));
-    host.keep(library.compare(&face, &zeros));
-}
-
 const Scenario kLifecycleScenarios[] = {
     {"load", load},
     {"extract", extract},
@@ -97,6 +75,5 @@ const Scenario kLifecycleScenarios[] = {
     {"extract-with-two-contexts", extractWithTwoContexts},
     {"create-after-failure", createAfterFailure},
     {"reload", reload},
-    {"compare", compare},
     {nullptr, nullptr},
 };
