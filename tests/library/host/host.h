@@ -58,6 +58,5 @@ struct Scenario {
 extern const Scenario kLifecycleScenarios[];
 extern const Scenario kArgumentScenarios[];
 extern const Scenario kThreadScenarios[];
-extern const Scenario kFloatModeScenarios[];
 
 #endif
