@@ -261,13 +261,6 @@ TEST(MatrixAllocation, failedResizeLeavesAnEmptyMatrixThatWorksOn) {
     EXPECT_EQ(outstandingBlocks(), before);
 }
 
-TEST(MatrixAllocation, resizeWithinTheStorageAsksForNothing) {
-    Matrix matrix(3, 4);
-    EXPECT_FALSE(failsAt(1, Failing::fromThenOn, [&] { matrix.resize(6, 2); }));
-    EXPECT_EQ(matrix.numRows, 6);
-    EXPECT_EQ(matrix.numElements, 12);
-}
-
 TEST(MatrixAllocation, failedCopyLeavesTheSourceAlone) {
     Matrix matrix(2, 2);
     matrix.apply(ElementFunction::One);
