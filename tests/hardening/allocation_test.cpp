@@ -9,7 +9,6 @@
 #include <functional>
 #include <new>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "hardening/common.h"
@@ -136,6 +135,29 @@ class AllocationFailure : public testing::Test {
     static FaceTemplate expected;
 };
 
+// A file of a table, and where the one value that it holds, which is 1, goes.
+struct TableFile {
+    std::string name;
+    float* value;
+};
+
+std::vector<TableFile> writeTables(const std::string& model) {
+    std::filesystem::create_directory(model);
+    std::vector<TableFile> files;
+    for (int number = 1; number <= kNetCount; ++number) {
+        writeMeanImage(model, number, {1});
+        files.push_back(
+            {"0-" + std::to_string(number) + "-0", g_modelTables.meanImages[number - 1]});
+    }
+    files.push_back({"6-0", g_modelTables.featureMean});
+    files.push_back({"6-1", g_modelTables.projectionA[0]});
+    files.push_back({"6-2", g_modelTables.projectionB[0]});
+    for (const char* name : {"6-0", "6-1", "6-2"}) {
+        writeFloats(model + name, {1});
+    }
+    return files;
+}
+
 Library* AllocationFailure::library = nullptr;
 long AllocationFailure::loadRequests = 0;
 Scene* AllocationFailure::face = nullptr;
@@ -196,21 +218,7 @@ TEST_F(AllocationFailure, hasNoPlaceInDestroyCompareAndRefusal) {
 // for counts as one that cannot be opened.
 TEST_F(AllocationFailure, ofALoadCostsTheFilesThatItMeets) {
     const TemporaryFolder folder;
-    const std::string model = folder.prefix() + kModelFolderName + "/";
-    std::filesystem::create_directory(model);
-    std::vector<std::pair<std::string, float*>> files;  // and their first values, all of them 1
-    for (int number = 1; number <= kNetCount; ++number) {
-        writeMeanImage(model, number, {1});
-        files.emplace_back("0-" + std::to_string(number) + "-0",
-                           g_modelTables.meanImages[number - 1]);
-    }
-    files.emplace_back("6-0", g_modelTables.featureMean);
-    files.emplace_back("6-1", g_modelTables.projectionA[0]);
-    files.emplace_back("6-2", g_modelTables.projectionB[0]);
-    for (const char* name : {"6-0", "6-1", "6-2"}) {
-        writeFloats(model + name, {1});
-    }
-
+    const std::vector<TableFile> files = writeTables(folder.prefix() + kModelFolderName + "/");
     setenv("TMPDIR", ZOMU_EXACT_MODEL, 1);
     EXPECT_EQ(loadRequests, requestsOf(attachLibrary)) << "the library asks for more than its load";
     setenv("TMPDIR", folder.path().c_str(), 1);
