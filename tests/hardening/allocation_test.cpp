@@ -5,16 +5,21 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "hardening/common.h"
 #include "library/host/host.h"
 #include "matrix/matrix.h"
-#include "model/weight_files.h"
+#include "model/model_tables.h"
+#include "service/attach.h"
 #include "support/failing_allocator.h"
+#include "support/model_folder.h"
 #include "support/nets.h"
+#include "support/temporary_folder.h"
 
 namespace {
 
@@ -52,7 +57,9 @@ class AllocationFailure : public testing::Test {
   protected:
     static void SetUpTestSuite() {
         setenv("TMPDIR", ZOMU_EXACT_MODEL, 1);
-        library = new Library(ZOMU_LIBRARY);
+        const std::string path = ZOMU_LIBRARY;
+        loadRequests = requestsOf([&] { library = new Library(path); }) - 1;
+        unsetenv("TMPDIR");
         face = new Scene(scene(0));
         const Context context(*library);
         expected = context.extract(*face);
@@ -123,11 +130,36 @@ class AllocationFailure : public testing::Test {
     }
 
     static Library* library;
+    static long loadRequests;
     static Scene* face;
     static FaceTemplate expected;
 };
 
+// A file of a table, and where the one value that it holds, which is 1, goes.
+struct TableFile {
+    std::string name;
+    float* value;
+};
+
+std::vector<TableFile> writeTables(const std::string& model) {
+    std::filesystem::create_directory(model);
+    std::vector<TableFile> files;
+    for (int number = 1; number <= kNetCount; ++number) {
+        writeMeanImage(model, number, {1});
+        files.push_back(
+            {"0-" + std::to_string(number) + "-0", g_modelTables.meanImages[number - 1]});
+    }
+    files.push_back({"6-0", g_modelTables.featureMean});
+    files.push_back({"6-1", g_modelTables.projectionA[0]});
+    files.push_back({"6-2", g_modelTables.projectionB[0]});
+    for (const char* name : {"6-0", "6-1", "6-2"}) {
+        writeFloats(model + name, {1});
+    }
+    return files;
+}
+
 Library* AllocationFailure::library = nullptr;
+long AllocationFailure::loadRequests = 0;
 Scene* AllocationFailure::face = nullptr;
 FaceTemplate AllocationFailure::expected;
 
@@ -182,6 +214,43 @@ TEST_F(AllocationFailure, hasNoPlaceInDestroyCompareAndRefusal) {
     std::printf("destroy, compare and refusal: %ld requests\n", requests);
 }
 
+// A load cannot fail, and nothing may be thrown through the loader: a file that there is no memory
+// for counts as one that cannot be opened.
+TEST_F(AllocationFailure, ofALoadCostsTheFilesThatItMeets) {
+    const TemporaryFolder folder;
+    const std::vector<TableFile> files = writeTables(folder.prefix() + kModelFolderName + "/");
+    setenv("TMPDIR", ZOMU_EXACT_MODEL, 1);
+    EXPECT_EQ(loadRequests, requestsOf(attachLibrary)) << "the library asks for more than its load";
+    setenv("TMPDIR", folder.path().c_str(), 1);
+    const long total = requestsOf(attachLibrary);
+    // Each file asks equally often, so that a request says which file it is for.
+    const long each = total / static_cast<long>(files.size());
+    ASSERT_GT(each, 0);
+    ASSERT_EQ(total, each * static_cast<long>(files.size()));
+    for (long n = 1; n <= total; ++n) {
+        for (const Failing kind : {Failing::once, Failing::fromThenOn}) {
+            const long first = (n - 1) / each;
+            std::string lines;
+            for (const auto& [name, value] : files) {
+                *value = 0;
+            }
+            startCapture();
+            const bool isThrown = failsAt(n, kind, attachLibrary);
+            const std::string output = endCapture();
+            for (long file = 0; file < static_cast<long>(files.size()); ++file) {
+                const auto& [name, value] = files[static_cast<std::size_t>(file)];
+                const bool isMissing = kind == Failing::once ? file == first : file >= first;
+                lines +=
+                    isMissing ? std::string("load ") + modelDir + "/" + name + " failed\n" : "";
+                ASSERT_EQ(*value, isMissing ? 0 : 1) << name << ", request " << n;
+            }
+            ASSERT_FALSE(isThrown) << "request " << n;
+            ASSERT_EQ(output, lines) << "request " << n;
+        }
+    }
+    std::printf("load: %ld failures at %ld requests\n", 2 * total, total);
+}
+
 TEST(MatrixAllocation, failedResizeLeavesAnEmptyMatrixThatWorksOn) {
     Matrix matrix(3, 5);
     const long before = outstandingBlocks();
@@ -198,13 +267,6 @@ TEST(MatrixAllocation, failedResizeLeavesAnEmptyMatrixThatWorksOn) {
     matrix.apply(ElementFunction::One);
     EXPECT_EQ(matrix.at(3, 4), 1.0F);
     EXPECT_EQ(outstandingBlocks(), before);
-}
-
-TEST(MatrixAllocation, resizeWithinTheStorageAsksForNothing) {
-    Matrix matrix(3, 4);
-    EXPECT_FALSE(failsAt(1, Failing::fromThenOn, [&] { matrix.resize(6, 2); }));
-    EXPECT_EQ(matrix.numRows, 6);
-    EXPECT_EQ(matrix.numElements, 12);
 }
 
 TEST(MatrixAllocation, failedCopyLeavesTheSourceAlone) {

@@ -34,17 +34,17 @@ struct BadManner {
 static constexpr BadManner kBadManners[] = {
     {"locale", [] { std::setlocale(LC_NUMERIC, "C.UTF-8"); }},
     {"rounding", [] { std::fesetround(FE_DOWNWARD); }},
-    {"signal-handler", [] { std::signal(SIGUSR2, [](int) {}); }},
+    {"signalHandler", [] { std::signal(SIGUSR2, [](int) {}); }},
     {"environment", [] { setenv("ZOMU_BAD_GUEST", "1", 1); }},
-    {"working-directory", [] { std::filesystem::current_path("/proc"); }},
+    {"workingDirectory", [] { std::filesystem::current_path("/proc"); }},
     {"umask", [] { umask(0); }},
-    {"open-file", [] { open("/dev/null", O_RDONLY); }},
+    {"openFile", [] { open("/dev/null", O_RDONLY); }},
     {"buffering", [] { std::setvbuf(stdout, nullptr, _IONBF, 0); }},
-    {"standard-output", [] { std::puts("hello"); }},
-    {"standard-error", [] { std::fputs("hello\n", stderr); }},
+    {"standardOutput", [] { std::puts("hello"); }},
+    {"standardError", [] { std::fputs("hello\n", stderr); }},
     {"thread", [] { std::thread([] { pause(); }).detach(); }},
-    {"random-numbers", [] { std::rand(); }},
-    {"team-size", [] { omp_set_num_threads(1); }},
+    {"randomNumbers", [] { std::rand(); }},
+    {"teamSize", [] { omp_set_num_threads(1); }},
 };
 
 static void misbehave() {
@@ -78,10 +78,10 @@ void ZomuExtractTemplate(ZomuContext*, const std::uint8_t* image, std::int32_t, 
     templateOut->quadraticTerm = 1;
     templateOut->projectionNorm = 1;
     usleep(1000);
-    if (is("another-template") && call == 400) {
+    if (is("anotherTemplate") && call == 400) {
         templateOut->projection[499] += 1;
     }
-    if (is("growing-memory")) {
+    if (is("growingMemory")) {
         static std::mutex mutex;
         static std::vector<std::string> kept;
         const std::lock_guard<std::mutex> lock(mutex);
@@ -91,6 +91,6 @@ void ZomuExtractTemplate(ZomuContext*, const std::uint8_t* image, std::int32_t, 
 
 float ZomuCompareTemplates(const FaceTemplate* a, const FaceTemplate* b) {
     static std::atomic<int> calls = 0;
-    const float wrong = is("another-score") && ++calls == 2000 ? 1.0F : 0.0F;
+    const float wrong = is("anotherScore") && ++calls == 2000 ? 1.0F : 0.0F;
     return a->projection[0] + b->projection[0] + wrong;
 }

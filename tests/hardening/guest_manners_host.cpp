@@ -1,10 +1,10 @@
 // A host that looks after each call of the library whether its process is as it was. What is not
 // goes to standard error, one line each; standard output belongs to the library.
 //
-//   zomu_guest_host LIBRARY plain|own-settings|float-modes
+//   zomu_guest_host LIBRARY plain|ownSettings|floatModes
 //
-// "own-settings": the host has a locale with a decimal comma, handlers, limits and buffers of its
-// own. "float-modes": it also rounds upwards and flushes small numbers to zero.
+// "ownSettings": the host has a locale with a decimal comma, handlers, limits and buffers of its
+// own. "floatModes": it also rounds upwards and flushes small numbers to zero.
 #include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
@@ -154,13 +154,13 @@ static void visit(const std::string& path, bool hasBuffers) {
 int main(int argc, char** argv) {
     return runProgram("zomu_guest_host", 3, [&] {
         const std::string settings = argc == 3 ? argv[2] : "";
-        require(settings == "plain" || settings == "own-settings" || settings == "float-modes",
-                "usage: zomu_guest_host LIBRARY plain|own-settings|float-modes");
+        require(settings == "plain" || settings == "ownSettings" || settings == "floatModes",
+                "usage: zomu_guest_host LIBRARY plain|ownSettings|floatModes");
         const std::string path = std::filesystem::absolute(argv[1]);
         if (settings != "plain") {
             useOwnSettings();
         }
-        if (settings == "float-modes") {
+        if (settings == "floatModes") {
             useOwnFloatModes();
         }
         visit(path, settings != "plain");

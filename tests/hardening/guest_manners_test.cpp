@@ -2,7 +2,6 @@
 // hosts are let loose on a guest without manners, to see that they notice.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 
 #include "library/host_run.h"
@@ -18,12 +17,6 @@ static ProcessResult visit(const std::string& library, const std::string& settin
 static void expectQuiet(const ProcessResult& run) {
     EXPECT_EQ(run.exitStatus, 0) << "signal " << run.signal;
     EXPECT_EQ(run.err, "");
-}
-
-// A name in words with hyphens, as GoogleTest takes it.
-static std::string withUnderscores(std::string name) {
-    std::replace(name.begin(), name.end(), '-', '_');
-    return name;
 }
 
 struct Settings {
@@ -53,9 +46,9 @@ TEST_P(GuestManners, printTheStatedLinesAndNothingElse) {
 
 INSTANTIATE_TEST_SUITE_P(Library, GuestManners,
                          testing::Values(Settings{"plain", ""},
-                                         Settings{"own-settings", "template refused: no image\n"},
-                                         Settings{"float-modes", "template refused: no image\n"}),
-                         [](const auto& test) { return withUnderscores(test.param.name); });
+                                         Settings{"ownSettings", "template refused: no image\n"},
+                                         Settings{"floatModes", "template refused: no image\n"}),
+                         [](const auto& test) { return test.param.name; });
 
 struct BadManner {
     const char* manner;
@@ -66,7 +59,7 @@ class BadGuest : public testing::TestWithParam<BadManner> {};
 
 TEST_P(BadGuest, isNoticed) {
     const auto& [manner, report] = GetParam();
-    const ProcessResult run = visit(ZOMU_BAD_GUEST, "own-settings", {{"BAD_MANNER", manner}});
+    const ProcessResult run = visit(ZOMU_BAD_GUEST, "ownSettings", {{"BAD_MANNER", manner}});
     EXPECT_EQ(run.exitStatus, 0) << "signal " << run.signal;
     EXPECT_NE((run.err + run.out).find(report), std::string::npos) << run.err;
 }
@@ -75,20 +68,20 @@ INSTANTIATE_TEST_SUITE_P(
     GuestManners, BadGuest,
     testing::Values(BadManner{"locale", "after a create: locale was"},
                     BadManner{"rounding", "after a create: rounding was"},
-                    BadManner{"signal-handler", "after a create: handler of signal 12 was"},
+                    BadManner{"signalHandler", "after a create: handler of signal 12 was"},
                     BadManner{"environment", "after a create: environment was"},
-                    BadManner{"working-directory", "after a create: working directory was"},
+                    BadManner{"workingDirectory", "after a create: working directory was"},
                     BadManner{"umask", "after a create: umask was"},
-                    BadManner{"open-file", "after a create: open files was"},
+                    BadManner{"openFile", "after a create: open files was"},
                     BadManner{"buffering", "after a create: buffering of standard output was"},
-                    BadManner{"standard-output", "hello"}, BadManner{"standard-error", "hello"},
+                    BadManner{"standardOutput", "hello"}, BadManner{"standardError", "hello"},
                     BadManner{"thread", "threads before the first extraction"},
-                    BadManner{"random-numbers", "rand() gives another number"}),
-    [](const auto& test) { return withUnderscores(test.param.manner); });
+                    BadManner{"randomNumbers", "rand() gives another number"}),
+    [](const auto& test) { return test.param.manner; });
 
 // A good guest by the same measure, or the tests above would prove nothing.
 TEST(BadGuest, withoutABadMannerIsQuiet) {
-    const ProcessResult run = visit(ZOMU_BAD_GUEST, "own-settings", {});
+    const ProcessResult run = visit(ZOMU_BAD_GUEST, "ownSettings", {});
     expectQuiet(run);
     EXPECT_EQ(run.out, "");
 }
@@ -116,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(GuestManners, OtherBlas, testing::Values("openmp", "pth
 
 TEST(OtherBlas, hostNoticesAGuestThatSetsItsTeam) {
     const ProcessResult run =
-        visitBlasHost(ZOMU_BAD_GUEST, "openmp", 3, {{"BAD_MANNER", "team-size"}});
+        visitBlasHost(ZOMU_BAD_GUEST, "openmp", 3, {{"BAD_MANNER", "teamSize"}});
     EXPECT_NE(run.err.find("the host's OpenMP settings have changed"), std::string::npos)
         << run.err;
     EXPECT_NE(run.err.find("the host's team has another size"), std::string::npos) << run.err;

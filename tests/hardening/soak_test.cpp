@@ -33,10 +33,10 @@ struct Flaw {
 
 static const Flaw kFlaws[] = {
 #if !defined(ZOMU_SANITIZED)  // under a sanitizer the memory is not judged
-    {"growing-memory", " 0 differences"},
+    {"growingMemory", " 0 differences"},
 #endif
-    {"another-template", " differences"},
-    {"another-score", " 1 differences"},
+    {"anotherTemplate", " differences"},
+    {"anotherScore", " 1 differences"},
 };
 
 class Soak : public testing::TestWithParam<Flaw> {};

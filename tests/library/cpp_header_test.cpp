@@ -16,6 +16,7 @@
 #include "library/host/scene.h"
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
+#include "support/thrown.h"
 #include "zomu.hpp"
 
 namespace {
@@ -33,12 +34,7 @@ ZomuTemplate madeTemplate() {
 }
 
 std::string refusal(const std::filesystem::path& path) {
-    try {
-        ZomuTemplate::load(path);
-    } catch (const std::runtime_error& failure) {
-        return failure.what();
-    }
-    return "";
+    return reasonOf([&] { ZomuTemplate::load(path); });
 }
 
 ZomuPixels viewOf(const Picture& picture) {

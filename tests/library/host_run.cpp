@@ -10,12 +10,11 @@
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
 
-HostRun runHost(const std::string& host, const Variables& variables,
-                const std::vector<std::string>& arguments) {
+HostRun runHost(const Variables& variables, const std::vector<std::string>& scenario) {
     const TemporaryFolder folder;
     const std::string resultsPath = folder.prefix() + "results";
-    std::vector<std::string> command = {host, ZOMU_LIBRARY, resultsPath};
-    command.insert(command.end(), arguments.begin(), arguments.end());
+    std::vector<std::string> command = {ZOMU_HOST, ZOMU_LIBRARY, resultsPath};
+    command.insert(command.end(), scenario.begin(), scenario.end());
 
     HostRun run;
     static_cast<ProcessResult&>(run) = runProcess(command, variables);
@@ -25,10 +24,6 @@ HostRun runHost(const std::string& host, const Variables& variables,
         std::memcpy(run.results.data(), bytes.data(), run.results.size() * sizeof(float));
     }
     return run;
-}
-
-HostRun runHost(const Variables& variables, const std::vector<std::string>& scenario) {
-    return runHost(ZOMU_HOST, variables, scenario);
 }
 
 HostRun runHost(const std::string& temporaryDirectory, const std::vector<std::string>& scenario) {

@@ -14,11 +14,7 @@ struct HostRun : ProcessResult {
     std::vector<float> results;
 };
 
-// Runs HOST LIBRARY RESULTS ARGUMENT..., and reads what it has left in RESULTS.
-HostRun runHost(const std::string& host, const Variables& variables,
-                const std::vector<std::string>& arguments);
-
-// Runs one scenario of zomu_host: its name, then its arguments.
+// Runs one scenario of zomu_host: its name, then its arguments. Reads the results that it leaves.
 HostRun runHost(const Variables& variables, const std::vector<std::string>& scenario);
 
 // The same with `temporaryDirectory` as the temporary directory.

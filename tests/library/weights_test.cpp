@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <tuple>
@@ -14,13 +15,14 @@
 #include "support/model_folder.h"
 #include "support/temporary_folder.h"
 
-// The lines of the tables, then those of the weights in the order of construction.
+// In the order of construction; the folder is neither made nor changed.
 TEST(WeightFiles, absentFolderGivesTheLinesOfTheTablesThenThoseOfTheWeights) {
     const TemporaryFolder empty;
     const std::string path = empty.path().string();
     const HostRun run = runHost(path, {"extract", "1"});
     ASSERT_TRUE(ended(run, tableLines(path) + weightLines(path), kTemplateSize));
     EXPECT_TRUE(isNanTemplate(run, 0));
+    EXPECT_TRUE(std::filesystem::is_empty(path));
 
     std::string firstNetwork;
     for (const char* name : {"1-1-1", "1-1-2", "2-1-1", "2-1-2", "3-1-1", "3-1-2", "4-1-1", "4-1-2",
@@ -28,6 +30,8 @@ TEST(WeightFiles, absentFolderGivesTheLinesOfTheTablesThenThoseOfTheWeights) {
         firstNetwork += failureLine(empty.prefix() + "~zvplugintmp~" + kFolderSeparator + name);
     }
     EXPECT_TRUE(run.out.substr(tableLines(path).size()).starts_with(firstNetwork));
+    EXPECT_TRUE(run.out.starts_with("load " + empty.prefix() + "~zvplugintmp~" + kFolderSeparator +
+                                    kFolderSeparator + "0-1-0 failed\n"));
 }
 
 static WeightFile fileOf(int number, int stage, int matrix) {

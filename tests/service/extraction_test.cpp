@@ -25,11 +25,9 @@ class Extraction : public testing::Test {
   protected:
     Extraction() : random(8), picture(randomPicture(random, 200, 200, 600)) {
         for (std::size_t k = 0; k < context.nets.size(); ++k) {
-            context.nets[k] = std::make_unique<ConvNet>(
-                ("[Net]\nLayerCount=1\nLayerNames=d\n[d]\ntype=data\nactsTarget=0\ndataIdx=" +
-                 std::to_string(k) + "\n")
-                    .c_str(),
-                "");
+            context.nets[k] = buildNet(
+                "[Net]\nLayerCount=1\nLayerNames=d\n[d]\ntype=data\nactsTarget=0\ndataIdx=" +
+                std::to_string(k) + "\n");
         }
     }
 
@@ -154,16 +152,4 @@ TEST_F(Extraction, handsOnAnExceptionOfANetworkAndWorksOn) {
     context.nets[24]->layers[0]->next.clear();
     extract();
     EXPECT_TRUE(std::isnan(result.projection[0])) << "written now";
-}
-
-TEST_F(Extraction, saysWhyItRefuses) {
-    const std::uint8_t pixel[12] = {};
-    EXPECT_STREQ(whyTemplateIsRefused(nullptr, 9, 9, &face), "no image");
-    EXPECT_STREQ(whyTemplateIsRefused(pixel, 1, 9, &face), "an image smaller than 2 x 2 pixels");
-    EXPECT_STREQ(whyTemplateIsRefused(pixel, 9, 1, &face), "an image smaller than 2 x 2 pixels");
-    EXPECT_STREQ(whyTemplateIsRefused(pixel, -9, 9, &face), "an image smaller than 2 x 2 pixels");
-    EXPECT_STREQ(whyTemplateIsRefused(pixel, 2, 2, nullptr), "no landmarks");
-    EXPECT_EQ(whyTemplateIsRefused(pixel, 2, 2, &face), nullptr);
-    face.count = 24;
-    EXPECT_STREQ(whyTemplateIsRefused(pixel, 2, 2, &face), "fewer than 25 landmarks");
 }

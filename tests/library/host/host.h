@@ -8,8 +8,6 @@
 #include <vector>
 
 #include "library/host/library.h"
-#include "library/host/placed_picture.h"
-#include "library/host/placed_record.h"
 #include "library/host/scene.h"
 
 // One run: how the program was called, and the floats that it will have written in the end.
@@ -60,6 +58,5 @@ struct Scenario {
 extern const Scenario kLifecycleScenarios[];
 extern const Scenario kArgumentScenarios[];
 extern const Scenario kThreadScenarios[];
-extern const Scenario kFloatModeScenarios[];
 
 #endif

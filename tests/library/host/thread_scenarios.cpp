@@ -8,48 +8,20 @@
 #include "library/host/host.h"
 #include "support/start_line.h"
 
-static constexpr int kSceneCount = 4;
-
-// Two contexts on two threads, which meet the faces in opposite order. Keeps the templates that one
-// context gave before, alone; then those of either thread, all in the order of the faces.
-static void extractOnTwoThreads(Host& host) {
-    const Library library(host.path);
-    const Context a(library);
-    const Context b(library);
-    FaceTemplate together[2 * kSceneCount];
-    for (int number = 0; number < kSceneCount; ++number) {
-        host.keep(a.extract(scene(number)));
-    }
-    StartLine start(2);
-    std::thread forwards([&] {
-        start.arriveAndWait();
-        for (int number = 0; number < kSceneCount; ++number) {
-            together[number] = a.extract(scene(number));
-        }
-    });
-    start.arriveAndWait();
-    for (int number = kSceneCount - 1; number >= 0; --number) {
-        together[kSceneCount + number] = b.extract(scene(number));
-    }
-    forwards.join();
-    for (const FaceTemplate& face : together) {
-        host.keep(face);
-    }
-}
-
-// One thread extracts until another has built two contexts. Keeps the template from before,
-// that of each new context, and the number of templates that differed meanwhile.
-static void createBesideExtraction(Host& host) {
+// One thread extracts while another builds two contexts and extracts another face with them. Keeps
+// the template from before, that of each new context, and how many differed from before meanwhile.
+static void workBesideExtraction(Host& host) {
     const Library library(host.path);
     const Context old(library);
-    const Scene face = scene(0);
+    const Scene face = scene(1);
     const FaceTemplate before = old.extract(face);
+    host.keep(before);
 
-    std::atomic<bool> isBuilt = false;
+    std::atomic<bool> isOver = false;
     std::atomic<int> extractions = 0;
     int differences = 0;
     std::thread extracting([&] {
-        while (!isBuilt || extractions < 2) {
+        while (!isOver || extractions < 2) {
             const FaceTemplate meanwhile = old.extract(face);
             differences += std::memcmp(&before, &meanwhile, sizeof before) != 0 ? 1 : 0;
             ++extractions;
@@ -60,11 +32,12 @@ static void createBesideExtraction(Host& host) {
     }
     const Context first(library);
     const Context second(library);
-    isBuilt = true;
+    for (int round = 0; round < 4; ++round) {
+        host.keep(first.extract(scene(0)));
+        host.keep(second.extract(scene(0)));
+    }
+    isOver = true;
     extracting.join();
-    host.keep(before);
-    host.keep(first.extract(face));
-    host.keep(second.extract(face));
     host.keep(static_cast<float>(differences));
 }
 
@@ -90,8 +63,7 @@ static void createOnThreads(Host& host) {
 }
 
 const Scenario kThreadScenarios[] = {
-    {"extract-on-two-threads", extractOnTwoThreads},
-    {"create-beside-extraction", createBesideExtraction},
+    {"work-beside-extraction", workBesideExtraction},
     {"create-on-threads", createOnThreads},
     {nullptr, nullptr},
 };
