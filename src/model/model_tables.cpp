@@ -25,21 +25,27 @@ constexpr std::size_t kPathRoom = 260;
     std::abort();
 }
 
-// Opens the file `name` of the model folder. `modelDir` ends in a separator, and another one is
+// The path of the file `name` of the model folder. `modelDir` ends in a separator, and another one is
 // added before the name; the system treats the two as one.
-bool openTableFile(std::ifstream& stream, const char* name) {
-    char path[kPathRoom];
-    const int length = std::snprintf(path, sizeof path, "%s%c%s", modelDir, kSeparator, name);
-    if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) {
-        endProcess("the path of a model file is longer than 259 bytes");
+struct TablePath {
+    explicit TablePath(const char* name) {
+        const int length = std::snprintf(text, sizeof text, "%s%c%s", modelDir, kSeparator, name);
+        if (length < 0 || static_cast<std::size_t>(length) >= sizeof text) {
+            endProcess("the path of a model file is longer than 259 bytes");
+        }
     }
+    char text[kPathRoom];
+};
+
+bool openTableFile(std::ifstream& stream, const char* name) {
+    const TablePath path(name);
     // A load cannot fail, and an exception that reached the loader would end the process: an
     // allocation failure counts as a file that cannot be opened.
     try {
-        return openModelFile(stream, path);
+        return openModelFile(stream, path.text);
     } catch (const std::bad_alloc&) {
         stream.close();
-        reportUnopenedFile(path);
+        reportUnopenedFile(path.text);
         return false;
     }
 }
@@ -70,12 +76,13 @@ void loadTable(std::ifstream& stream, const char* name, void* table, std::size_t
 void loadProjection(std::ifstream& stream, const char* name, ProjectionTable& table, int first) {
     constexpr int kAtOnce = 4;
     static_assert(kProjectionCount % kAtOnce == 0 && kGroupRows % kAtOnce == 0);
-    if (!openTableFile(stream, name)) {
-        return;
-    }
     const std::unique_ptr<float[]> rows(new (std::nothrow) float[kAtOnce * kFeatureCount]);
     if (rows == nullptr) {
-        endProcess("no memory for the tables");
+        reportUnopenedFile(TablePath(name).text);
+        return;
+    }
+    if (!openTableFile(stream, name)) {
+        return;
     }
     for (int row = 0; row < kProjectionCount && stream.good(); row += kAtOnce) {
         std::fill_n(rows.get(), kAtOnce * kFeatureCount, 0.0F);  // what a short file lacks

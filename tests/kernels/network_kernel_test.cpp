@@ -103,8 +103,10 @@ void expectTheBitsOfPlainLoops(const ReferenceNetwork& network, const std::vecto
     }
 }
 
-std::size_t pixelsOf(const Shape& shape) {
-    return static_cast<std::size_t>(shape.channels * shape.side * shape.side);
+// `count` images of random pixels.
+std::vector<float> randomImages(Random& random, const Shape& shape, int count) {
+    const int pixels = count * shape.channels * shape.side * shape.side;
+    return random.floats(static_cast<std::size_t>(pixels), -128.0F, 128.0F);
 }
 
 }  // namespace
@@ -113,14 +115,14 @@ TEST(NetworkKernel, givesTheBitsOfPlainLoopsInEveryInstructionSet) {
     Random random(31);
     for (const Shape& shape : kShapes) {
         const ReferenceNetwork network = randomNetwork(random, shape, false);
-        expectTheBitsOfPlainLoops(network, random.floats(2 * pixelsOf(shape), -128.0F, 128.0F), 2);
+        expectTheBitsOfPlainLoops(network, randomImages(random, shape, 2), 2);
     }
 }
 
 TEST(NetworkKernel, runsOnManyImagesAsOnEachAlone) {
     Random random(32);
     const ReferenceNetwork network = randomNetwork(random, {47, 1}, false);
-    expectTheBitsOfPlainLoops(network, random.floats(6 * pixelsOf({47, 1}), -128.0F, 128.0F), 6);
+    expectTheBitsOfPlainLoops(network, randomImages(random, {47, 1}, 6), 6);
 }
 
 // Weights, biases and pixels of any bits here and there: overflow, infinities and NaN.
@@ -129,7 +131,7 @@ TEST(NetworkKernel, keepsAndDropsInfinitiesAndNanAsPlainLoopsDo) {
     for (int round = 0; round < 8; ++round) {
         const Shape& shape = random.oneOf(kShapes);
         const ReferenceNetwork network = randomNetwork(random, shape, true);
-        std::vector<float> images = random.floats(2 * pixelsOf(shape), -128.0F, 128.0F);
+        std::vector<float> images = randomImages(random, shape, 2);
         for (std::size_t i = 0; i < images.size(); i += 701) {
             images[i] = random.anyFloat();
         }
