@@ -23,7 +23,6 @@
 #include "support/random.h"
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
-#include "support/thrown.h"
 
 namespace fs = std::filesystem;
 
@@ -112,21 +111,6 @@ TEST(ModelMaker, stoppedWorkLeavesNothing) {
             EXPECT_TRUE(fs::is_empty(parent.path()));
         }
     }
-}
-
-// occupied_folder_test.cpp has all that is refused.
-TEST(ModelMaker, occupiedPlacesStayAsTheyAre) {
-    const TemporaryFolder parent;
-    ModelRequest request = requestFor(parent.path() / "place");
-    fs::create_directory(request.folder);
-    std::ofstream(request.folder / "letter") << "dear";
-    for (const bool replace : {false, true}) {
-        request.replace = replace;
-        EXPECT_NE(reasonOf([&] { makeModel(request, noProgress); }), "");
-        EXPECT_EQ(readFile(request.folder / "letter"), "dear");
-    }
-    EXPECT_EQ(reasonOf([] { makeModel(requestFor(""), noProgress); }),
-              "the name of the folder is empty");
 }
 
 TEST(ModelMaker, replacesAModelWhenAsked) {

@@ -123,17 +123,6 @@ TEST_F(ModelPack, truncatedAndAlteredPacksAreRefused) {
     }
 }
 
-TEST_F(ModelPack, aMissingPackIsNamedAndNothingElseIsReplaced) {
-    const fs::path target = g_home->path() / "occupied";
-    fs::create_directory(target);
-    EXPECT_NE(reasonOf([&] { unpackModel(g_home->path() / "absent", target, false); }), "");
-    std::ofstream(target / "letter") << "dear";
-    for (const bool replace : {false, true}) {
-        EXPECT_NE(reasonOf([&] { unpackModel(pack(), target, replace); }), "");
-    }
-    EXPECT_EQ(readFile(target / "letter"), "dear");
-}
-
 TEST_F(ModelPack, faultyModelsAreNotPacked) {
     const fs::path copy = g_home->path() / "faulty";
     fs::copy(model(), copy);

@@ -56,15 +56,6 @@ TEST(PackedTables, rowsComeBackToTheirPlaces) {
     expectClose(back.b, tables.b, 1.0F);
 }
 
-TEST(PackedTables, tablesOfZerosTakeNoRoom) {
-    const PairOfTables tables;
-    PackWriter writer;
-    putTables(writer, tables.a, tables.b);
-    EXPECT_EQ(writer.bytes().size(), 4U);
-    PackReader reader(writer.bytes());
-    EXPECT_EQ(getTables(reader).a, tables.a);
-}
-
 TEST(PackedTables, rowsThatDoNotBelongTogetherOrToATableAreRefused) {
     Random random(6);
     PairOfTables tables;
