@@ -3,7 +3,6 @@
 // network.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -13,19 +12,12 @@
 #include "layers/neuron.h"
 #include "support/model_folder.h"
 #include "support/nets.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 namespace {
 
 const std::string kDocuments = std::string(ZOMU_PROJECT_FOLDER) + "/docs/";
-
-std::string contentsOf(const std::string& path) {
-    std::ifstream file(path);
-    EXPECT_TRUE(file.is_open()) << "no " << path;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 struct Row {
     std::string keyword;
@@ -34,7 +26,7 @@ struct Row {
 
 // The rows whose first cell is `<key>=<keyword>`, in the order of the document.
 std::vector<Row> rowsOf(const std::string& key) {
-    std::istringstream document(contentsOf(kDocuments + "layers.md"));
+    std::istringstream document(readFile(kDocuments + "layers.md"));
     const std::regex rowOfKey("^\\| `" + key + "=(\\w+)` \\|.*");
     std::vector<Row> rows;
     std::smatch match;
@@ -74,9 +66,9 @@ TEST(LayersDocument, namesTestsThatSelectEachKeyword) {
             int selecting = 0;
             for (std::sregex_iterator it(row.text.begin(), row.text.end(), link), end; it != end;
                  ++it) {
-                std::string source = contentsOf(kDocuments + (*it)[1].str());
+                std::string source = readFile(kDocuments + (*it)[1].str());
                 if (source.find("layers/weight_folder.h") != std::string::npos) {
-                    source += contentsOf(kDocuments + "../tests/layers/weight_folder.h");
+                    source += readFile(kDocuments + "../tests/layers/weight_folder.h");
                 }
                 selecting += std::regex_search(source, selection) ? 1 : 0;
             }
@@ -88,7 +80,7 @@ TEST(LayersDocument, namesTestsThatSelectEachKeyword) {
 // Filters that take one pixel each, its right neighbour's negative and a bias: edges, of which relu
 // keeps the positive ones.
 TEST(LayersDocument, hasAnExampleThatRuns) {
-    const std::string document = contentsOf(kDocuments + "layers.md");
+    const std::string document = readFile(kDocuments + "layers.md");
     const std::string fence = "\n```ini\n";
     const std::size_t start = document.find(fence) + fence.size();
     const std::string text = document.substr(start, document.find("```", start) - start);
