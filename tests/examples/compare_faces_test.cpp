@@ -34,9 +34,8 @@ class CompareFaces : public testing::Test {
         return write(name, &face, sizeof face);
     }
 
-    // Ends with status 1, says `line` and nothing else, and prints no score.
-    static void expectFailure(const Words& arguments, const std::string& line) {
-        expectRefusals(kProgram, {{arguments, 1, "compare_faces: " + line}});
+    static void expectFailure(const Words& arguments, const std::string& words) {
+        expectRefusal(kProgram, arguments, 1, words);
     }
 
     const TemporaryFolder folder;

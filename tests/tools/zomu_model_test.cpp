@@ -28,7 +28,7 @@ class ZomuModel : public testing::Test {
     }
 
     static void refuse(const Words& arguments, const std::string& words) {
-        expectRefusals(kProgram, {{arguments, 1, "zomu-model: " + words}});
+        expectRefusal(kProgram, arguments, 1, words);
     }
 
     const TemporaryFolder parent;
@@ -41,14 +41,15 @@ TEST_F(ZomuModel, listsAllFilesWithTheirTotal) {
     const ProcessResult result = runTool(kProgram, {"list"});
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.err, "");
-    for (const char* lines : {"\n0-1-0    mean image         1           1 x 9075      36304\n",
-                              "\n0-3-0    mean image         3           1 x 6627      26512\n",
-                              "\n0-9-0    mean image         9           1 x 2209       8840\n",
-                              "\n6-0      feature mean     all           1 x 8000      32000\n"
-                              "6-1      projection       all         500 x 8000   16000000\n"
-                              "6-2      projection       all         500 x 8000   16000000\n"
-                              "1-1-1    weights            1 conv1      48 x 16       3080\n",
-                              "\n5-25-3   biases            25 fc         1 x 160        648\n303 "}) {
+    for (const char* lines :
+         {"\n0-1-0    mean image         1           1 x 9075      36304\n",
+          "\n0-3-0    mean image         3           1 x 6627      26512\n",
+          "\n0-9-0    mean image         9           1 x 2209       8840\n",
+          "\n6-0      feature mean     all           1 x 8000      32000\n"
+          "6-1      projection       all         500 x 8000   16000000\n"
+          "6-2      projection       all         500 x 8000   16000000\n"
+          "1-1-1    weights            1 conv1      48 x 16       3080\n",
+          "\n5-25-3   biases            25 fc         1 x 160        648\n303 "}) {
         EXPECT_NE(result.out.find(lines), std::string::npos) << result.out;
     }
     EXPECT_TRUE(result.out.ends_with("\n303 files, 58271424 bytes\n"));
@@ -77,8 +78,8 @@ TEST_F(ZomuModel, makesChecksAndFingerprintsAModelInPlainLines) {
                  "1-4-1: 3080 bytes, 2048 too many; shape 48 x 16, not 16 x 16\n",
                  "zomu-model: " + model + ": 3 of 303 files are wrong\n");
 
-    refuse({"fingerprint", model}, (fs::path(model) / "6-2").string() +
-                                       ": does not have the 16000000 bytes of its kind");
+    refuse({"fingerprint", model},
+           (fs::path(model) / "6-2").string() + ": does not have the 16000000 bytes of its kind");
 
     expectDone(kProgram, {"make", model, "--force"}, "networks\nprojections\n" + model + kAll);
     expectDone(kProgram, {"check", model}, model + ": all 303 files are good\n");
