@@ -2,14 +2,14 @@
 #include "landmark_file.h"
 #include "pictures/test_pictures.h"
 
-TEST(LandmarkFile, endlessFilesAreReported) {
+TEST(LandmarkFileOnDevices, endlessFilesAreReported) {
     LandmarkRecord record;
     Problem problem = {};
     EXPECT_FALSE(readLandmarks("/dev/zero", &record, &problem));
     EXPECT_EQ(std::string(problem.text), "is larger than 1048576 bytes");
 }
 
-TEST(LandmarkFile, fullDiskIsReported) {
+TEST(LandmarkFileOnDevices, fullDiskIsReported) {
     LandmarkRecord record = {};
     record.count = ZOMU_LANDMARK_COUNT;
     Problem problem = {};
