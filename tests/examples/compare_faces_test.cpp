@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr char kProgram[] = COMPARE_FACES_PATH;
+constexpr char kProgram[] = ZOMU_COMPARE_PATH;
 
 class CompareFaces : public testing::Test {
   protected:
@@ -128,7 +128,7 @@ TEST_F(CompareFaces, commandLinesThatDoNotFitAreMisuse) {
         if (line.starts_with(start)) {
             EXPECT_EQ(first, line);
         } else {
-            EXPECT_TRUE(first.starts_with(COMPARE_FACES_PATH ": ")) << first;
+            EXPECT_TRUE(first.starts_with(ZOMU_COMPARE_PATH ": ")) << first;
             EXPECT_NE(first.find(line), std::string::npos) << first;
         }
         EXPECT_TRUE(result.err.ends_with("Try compare_faces --help.\n")) << result.err;
