@@ -14,9 +14,7 @@ CHECK = Path(os.environ["ZOMU_TEST_PROJECT"]) / "docs/site/check_links.py"
 
 class CheckLinksTest(unittest.TestCase):
     def setUp(self) -> None:
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def check(self, **texts: str) -> tuple[int, list[str]]:
         for name, text in texts.items():

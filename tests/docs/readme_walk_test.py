@@ -25,8 +25,7 @@ def is_command_block(code: str) -> bool:
 
 class ReadmeWalk(unittest.TestCase):
     def setUp(self) -> None:
-        self.work = Path(tempfile.mkdtemp(prefix="zomu-walk-"))
-        self.addCleanup(shutil.rmtree, self.work)
+        self.work = Path(self.enterContext(tempfile.TemporaryDirectory(prefix="zomu-walk-")))
         self.clone = self.work / "zomu"
         listed = subprocess.run(
             ["git", "ls-files", "-co", "--exclude-standard", "-z"],

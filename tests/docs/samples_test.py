@@ -41,8 +41,7 @@ def blocks(document: Path, language: str) -> list[str]:
 
 class SamplesTest(unittest.TestCase):
     def setUp(self) -> None:
-        self.root = Path(tempfile.mkdtemp(prefix="zomu-samples-"))
-        self.addCleanup(shutil.rmtree, self.root)
+        self.root = Path(self.enterContext(tempfile.TemporaryDirectory(prefix="zomu-samples-")))
         for entry in PROJECT.iterdir():
             if entry.name not in ("build", ".git", "python", "training"):
                 (self.root / entry.name).symlink_to(entry)

@@ -34,8 +34,7 @@ def turned(points: Points, degrees: float) -> Points:
 class LandmarkCheckTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls) -> None:
-        cls.folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(cls.folder.cleanup)
+        cls.folder = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
         cls.portrait = zomu.read_landmarks(LANDMARKS)
         cls.faces: list[Points] = [cls.portrait]
         people = sorted(LANDMARKS.parent.glob("people/photos/*/01.csv"))
@@ -45,9 +44,9 @@ class LandmarkCheckTest(unittest.TestCase):
         cls.faces += without
 
     def warning_of_tool(self, points: Points) -> str:
-        path = Path(self.folder.name, "face.csv")
+        path = self.folder / "face.csv"
         zomu.write_landmarks(path, points)
-        done = run(TOOLS / "zomu-inspect", PICTURE, path, Path(self.folder.name, "sheets"))
+        done = run(TOOLS / "zomu-inspect", PICTURE, path, self.folder / "sheets")
         self.assertEqual(done.returncode, 0, done.stderr)
         return done.stderr
 

@@ -23,8 +23,7 @@ print(zomu.__version__, template.shape)
 
 class WheelTest(unittest.TestCase):
     def test_a_wheel_is_pure_typed_and_works_where_it_is_installed(self) -> None:
-        folder = Path(tempfile.mkdtemp())
-        self.addCleanup(shutil.rmtree, folder)
+        folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
         shutil.copytree(
             PROJECT / "python", folder / "source", ignore=shutil.ignore_patterns("__pycache__", "build", "*.egg-info")
         )
