@@ -19,6 +19,7 @@ from pathlib import Path
 PROJECT = Path(os.environ["ZOMU_TEST_PROJECT"])
 BUILD = Path(os.environ["ZOMU_TEST_BUILD"])
 MODEL = Path(os.environ["ZOMU_TEST_MODEL"])
+VERSION = os.environ["ZOMU_TEST_VERSION"]
 
 # Blocks with one of these build the project, test it or want a machine of another kind.
 WHOLE_BUILD = re.compile(r"^\s*(scripts/|cmake |ctest |build/(dev|fuzz)/|tests/fuzz/|sudo )", re.M)
@@ -86,11 +87,11 @@ class SamplesTest(unittest.TestCase):
         # The model of the tests is no made one: a face need not score 1 with itself.
         self.assertRegex(self.run_python_block("README.md"), r"^\d+\.\d+\n$")
 
-    def run_python_block(self, document: str) -> str:
+    def run_python_block(self, document: str, package: str = "python") -> str:
         (code,) = blocks(Path(document), "python")
         (self.root / "sample.py").write_text(code)
         library = "build/demo/build/src/libZOMU.so"
-        return self.run_shell(f"PYTHONPATH=python ZOMU_LIBRARY={library} /usr/bin/python3 -B sample.py")
+        return self.run_shell(f"PYTHONPATH={package} ZOMU_LIBRARY={library} /usr/bin/python3 -B sample.py")
 
     def test_commands_of_the_landmark_page(self) -> None:
         for kind in ("png", "csv"):
@@ -118,7 +119,13 @@ class SamplesTest(unittest.TestCase):
         block = block.replace("pip wheel", f"pip wheel {offline}")
         block = block.replace("pip install", "pip install --no-index --no-deps --quiet --target here")
         self.run_shell(f"export PIP_ROOT_USER_ACTION=ignore\n{block}")
-        self.assertTrue((self.root / "here/zomu/py.typed").exists())
+        (wheel,) = (self.root / "build").glob("*.whl")
+        self.assertEqual(wheel.name, f"zomu-{VERSION}-py3-none-any.whl")
+        modules = {path.name for path in (PROJECT / "python/zomu").glob("*.py")}
+        self.assertLessEqual(modules | {"py.typed"}, {path.name for path in (self.root / "here/zomu").iterdir()})
+        printed = self.run_shell("PYTHONPATH=here /usr/bin/python3 -c 'import zomu; print(zomu.__version__)'")
+        self.assertEqual(printed, f"{VERSION}\n")
+        self.assertRegex(self.run_python_block("python/README.md", package="here"), r"^score -?\d+\.\d{4}\n$")
 
     def test_commands_of_the_page_of_the_demonstration_model(self) -> None:
         (printed,) = self.run_document("models/README.md")

@@ -1,7 +1,6 @@
 // The example program from outside: what it prints where, and how it ends.
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -10,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "picture_file.h"
+#include "sheets/face_picture.h"
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
 #include "tools/tool_run.h"
@@ -189,11 +188,8 @@ TEST_F(CompareFaces, withoutAModelThereIsNoTemplate) {
 }
 
 TEST_F(CompareFaces, picturesOfOnePixelGiveNoTemplate) {
-    std::uint8_t grey[3] = {126, 126, 126};
-    const Picture dot = {1, 1, 3, grey};
     const std::string path = folder.prefix() + "dot.png";
-    Problem problem;
-    ASSERT_TRUE(writePng(path.c_str(), &dot, &problem)) << problem.text;
+    savePng(path, blackPicture(1, 1));
     expectResult(
         runTool(kProgram, {path, kLandmarks, kPicture, kLandmarks}), 1,
         "template refused: an image smaller than 2 x 2 pixels\n",

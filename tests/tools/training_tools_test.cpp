@@ -85,11 +85,6 @@ TEST_F(TrainingTools, patchesAreTheBytesThatNetworksSee) {
     }
 }
 
-TEST_F(TrainingTools, descriptionsAreWrittenAlone) {
-    expectDone(ZOMU_PATCHES_PATH, {"describe", out.string()});
-    EXPECT_NE(readFile((out / "network-25.txt").string()).find("dataIdx=24"), std::string::npos);
-}
-
 TEST_F(TrainingTools, featuresAreUnitVectorsOfEachCrop) {
     expectOutcome(ZOMU_PATCHES_PATH, {"features", manifest.string()}, 0,
                   "2 photographs, 1 left out\n");

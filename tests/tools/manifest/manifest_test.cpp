@@ -43,14 +43,6 @@ TEST_F(Manifest, pathsAreSeenFromItsFolder) {
     EXPECT_EQ(rows[1].photo, elsewhere);
 }
 
-TEST_F(Manifest, whatIsWrittenIsReadBack) {
-    writeManifest(path, {{"x y", folder.path() / "p.jpg", folder.path() / "l.csv"}});
-    const std::vector<ManifestRow> rows = readManifest(path);
-    ASSERT_EQ(rows.size(), 1U);
-    EXPECT_EQ(rows[0].person, "x y");
-    EXPECT_EQ(rows[0].photo, folder.path() / "p.jpg");
-}
-
 TEST_F(Manifest, badListsAreNamedWithTheirLine) {
     EXPECT_EQ(problem(), path.string() + ": cannot be opened");
     write("");

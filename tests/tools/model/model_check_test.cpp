@@ -24,15 +24,6 @@ const ModelFile kWeights = {"w", ModelFileKind::weights, 1, "fc", 2, 3};
 const ModelFile kImage = {"m", ModelFileKind::meanImage, 1, "", 1, 5};
 const ModelFile kTable = {"t", ModelFileKind::projection, 0, "", 2, 2};
 
-// Puts a value over the 4 bytes at `offset`.
-template <typename T>
-void overwrite(const fs::path& path, std::streamoff offset, T value) {
-    static_assert(sizeof(T) == 4);
-    std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
-    stream.seekp(offset);
-    stream.write(reinterpret_cast<const char*>(&value), sizeof value);
-}
-
 using Damage = std::function<void(const fs::path&)>;
 
 void nothing(const fs::path&) {}
@@ -50,9 +41,15 @@ Damage text(const std::string& content) {
     return [content](const fs::path& path) { std::ofstream(path, std::ios::binary) << content; };
 }
 
+// Puts a number over the 4 bytes at `offset`.
 template <typename T>
 Damage value(std::streamoff offset, T number) {
-    return [=](const fs::path& path) { overwrite(path, offset, number); };
+    static_assert(sizeof number == 4);
+    return [=](const fs::path& path) {
+        std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
+        stream.seekp(offset);
+        stream.write(reinterpret_cast<const char*>(&number), sizeof number);
+    };
 }
 
 Damage both(const Damage& first, const Damage& second) {

@@ -37,9 +37,7 @@ TEST(ModelMaker, modelsOfASeedNeverChangeAndDifferFromThoseOfAnother) {
            "730c6905473cd290e4f901a89f35d57bc8c0eb0e1179b9417e2d57d714177fc2"}}) {
         const TemporaryFolder parent;
         ModelRequest request = requestFor(parent.path() / "a", kind);
-        const ModelSummary summary = makeModel(request, noProgress);
-        EXPECT_EQ(summary.files, 303);
-        EXPECT_EQ(summary.bytes, 58271424);
+        makeModel(request, noProgress);
         EXPECT_TRUE(checkModelFolder(request.folder).empty());
         EXPECT_EQ(hexadecimal(modelFingerprint(request.folder)), fingerprint);
         request.folder = parent.path() / "b";
