@@ -40,6 +40,17 @@ def blocks(document: Path, language: str) -> list[str]:
     return [re.sub(f"^{m[1]}", "", m[3], flags=re.M) for m in FENCE.finditer(text) if m[2] == language]
 
 
+def run_shell(code: str, folder: Path, timeout: int = 120, **variables: str) -> str:
+    """What the commands print, which must succeed; nothing here tells them where the tests' things are."""
+    kept = {key: value for key, value in os.environ.items() if not key.startswith("ZOMU_")}
+    done = subprocess.run(
+        ["bash", "-euo", "pipefail", "-c", code],
+        cwd=folder, env={**kept, **variables}, capture_output=True, text=True, timeout=timeout,
+    )
+    assert done.returncode == 0, f"{code}\n{done.stdout}{done.stderr}"
+    return done.stdout
+
+
 class SamplesTest(unittest.TestCase):
     def setUp(self) -> None:
         self.root = Path(self.enterContext(tempfile.TemporaryDirectory(prefix="zomu-samples-")))
@@ -56,17 +67,7 @@ class SamplesTest(unittest.TestCase):
             folder.symlink_to(BUILD)
 
     def run_shell(self, code: str) -> str:
-        kept = {key: value for key, value in os.environ.items() if not key.startswith("ZOMU_")}
-        done = subprocess.run(
-            ["bash", "-euo", "pipefail", "-c", code],
-            cwd=self.root,
-            env={**kept, "PATH": "/usr/bin:/bin", "PYTHONPATH": "", "HOME": str(self.root)},
-            capture_output=True,
-            text=True,
-            timeout=120,
-        )
-        self.assertEqual(done.returncode, 0, f"{code}\n{done.stdout}{done.stderr}")
-        return done.stdout
+        return run_shell(code, self.root, PATH="/usr/bin:/bin", PYTHONPATH="", HOME=str(self.root))
 
     def run_document(self, name: str) -> list[str]:
         """What each block of commands printed that is no whole build."""
@@ -101,14 +102,12 @@ class SamplesTest(unittest.TestCase):
 
     def test_commands_of_the_model_page(self) -> None:
         made, fingerprint, by_hand, compared, packed = self.run_document("docs/model-files.md")
-        expected = [line for line in self.console_of_model_page() if line in made.splitlines()]
+        console = blocks(Path("docs/model-files.md"), "")[2]
+        expected = [line for line in console.splitlines() if line in made.splitlines()]
         self.assertEqual(len(expected), 2, made)
         self.assertEqual(fingerprint.split(), by_hand.split()[:1])
         self.assertEqual(compared, "1\n")
         self.assertEqual(packed.splitlines()[1], "build/unpacked: 303 files, 58271424 bytes")
-
-    def console_of_model_page(self) -> list[str]:
-        return blocks(Path("docs/model-files.md"), "")[2].splitlines()
 
     def test_commands_of_the_python_page(self) -> None:
         (block,) = blocks(Path("python/README.md"), "sh")

@@ -51,7 +51,8 @@ TEST(DrawnModel, firstFiltersIgnoreBrightness) {
     }
 }
 
-TEST(DrawnModel, integerNetworksHoldSmallIntegersInEveryRow) {
+// That they hold integers, and small ones, is a condition of makeModel.
+TEST(DrawnModel, integerNetworksUseEveryRow) {
     const NetPlan plan = planOf(0);
     const NetNumbers numbers = drawNetwork(WeightKind::integer, 5, plan);
     for (std::size_t i = 0; i < plan.size(); ++i) {
@@ -64,12 +65,6 @@ TEST(DrawnModel, integerNetworksHoldSmallIntegersInEveryRow) {
                 EXPECT_TRUE(std::any_of(begin, begin + cols, [](float x) { return x != 0.0F; }))
                     << shape.name << ", row " << row;
             }
-            for (const float value : values) {
-                EXPECT_TRUE(std::abs(value) <= 2.0F && std::trunc(value) == value) << shape.name;
-            }
-        }
-        for (const float bias : numbers[i].biases) {
-            EXPECT_TRUE(bias >= -8.0F && bias <= 7.0F && std::trunc(bias) == bias);
         }
     }
 }
