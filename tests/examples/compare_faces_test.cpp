@@ -21,16 +21,14 @@ constexpr char kProgram[] = ZOMU_COMPARE_PATH;
 
 class CompareFaces : public testing::Test {
   protected:
-    std::string write(const std::string& name, const void* bytes, std::size_t size) const {
+    std::string write(const std::string& name, const std::string& bytes) const {
         const std::string path = folder.prefix() + name;
-        std::ofstream file(path, std::ios::binary);
-        file.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
-        EXPECT_TRUE(file.flush());
+        std::ofstream(path, std::ios::binary) << bytes;
         return path;
     }
 
     std::string write(const std::string& name, const FaceTemplate& face) const {
-        return write(name, &face, sizeof face);
+        return write(name, std::string(reinterpret_cast<const char*>(&face), sizeof face));
     }
 
     static void expectFailure(const Words& arguments, const std::string& words) {
@@ -136,7 +134,7 @@ TEST_F(CompareFaces, commandLinesThatDoNotFitAreMisuse) {
 
 TEST_F(CompareFaces, filesThatCannotBeUsedAreNamed) {
     const std::string missing = ": cannot be opened: No such file or directory";
-    const std::string few = write("few.csv", "0,1,2\n", 6);
+    const std::string few = write("few.csv", std::string("0,1,2\n"));
     const std::string nowhere = folder.prefix() + "no/b.zt";
     const std::string face = write("a.zt", someTemplate(0.0F));
     const std::vector<std::pair<Words, std::string>> faults = {
@@ -158,7 +156,7 @@ TEST_F(CompareFaces, filesThatCannotBeUsedAreNamed) {
 
 TEST_F(CompareFaces, templatesThatAreNoneAreRefused) {
     for (const std::size_t size : {0U, 1U, 2007U, 2009U, 4016U}) {
-        const std::string path = write("a.zt", std::string(size, '\0').data(), size);
+        const std::string path = write("a.zt", std::string(size, '\0'));
         expectFailure({path, path}, path + ": is not a template: " + std::to_string(size) +
                                         " bytes instead of 2008");
     }

@@ -1,4 +1,4 @@
-// What is said where there is no fingerprint. model_maker_test.cpp has the fingerprints of whole
+// Digests, and what is said where there is none. model_maker_test.cpp has the fingerprints of whole
 // models.
 #include "model/model_fingerprint.h"
 
@@ -12,6 +12,18 @@
 #include "support/thrown.h"
 
 namespace fs = std::filesystem;
+
+// As sha256sum prints them; the input comes in pieces.
+TEST(Sha256, isTheDigestThatEverybodyKnows) {
+    EXPECT_EQ(hexadecimal(Sha256().finish()),
+              "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+    Sha256 hash;
+    for (const char c : std::string("abc")) {
+        hash.update(&c, 1);
+    }
+    EXPECT_EQ(hexadecimal(hash.finish()),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
 
 TEST(ModelFingerprint, namesTheFileThatIsNotAsItShouldBe) {
     const TemporaryFolder folder;
