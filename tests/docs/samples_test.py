@@ -51,7 +51,7 @@ def run_shell(code: str, folder: Path, timeout: int = 120, **variables: str) -> 
     return done.stdout
 
 
-class SamplesTest(unittest.TestCase):
+class ScratchCopy(unittest.TestCase):
     def setUp(self) -> None:
         self.root = Path(self.enterContext(tempfile.TemporaryDirectory(prefix="zomu-samples-")))
         for entry in PROJECT.iterdir():
@@ -75,6 +75,14 @@ class SamplesTest(unittest.TestCase):
         self.assertTrue(printed)
         return printed
 
+    def run_python_block(self, document: str, package: str = "python") -> str:
+        (code,) = blocks(Path(document), "python")
+        (self.root / "sample.py").write_text(code)
+        library = "build/demo/build/src/libZOMU.so"
+        return self.run_shell(f"PYTHONPATH={package} ZOMU_LIBRARY={library} /usr/bin/python3 -B sample.py")
+
+
+class SamplesTest(ScratchCopy):
     def test_commands_of_the_readme(self) -> None:
         (code,) = blocks(Path("README.md"), "c")
         (self.root / "first.c").write_text(code)
@@ -87,12 +95,6 @@ class SamplesTest(unittest.TestCase):
         self.assertEqual(self.run_python_block("python/README.md"), c_score)
         # The model of the tests is no made one: a face need not score 1 with itself.
         self.assertRegex(self.run_python_block("README.md"), r"^\d+\.\d+\n$")
-
-    def run_python_block(self, document: str, package: str = "python") -> str:
-        (code,) = blocks(Path(document), "python")
-        (self.root / "sample.py").write_text(code)
-        library = "build/demo/build/src/libZOMU.so"
-        return self.run_shell(f"PYTHONPATH={package} ZOMU_LIBRARY={library} /usr/bin/python3 -B sample.py")
 
     def test_commands_of_the_landmark_page(self) -> None:
         for kind in ("png", "csv"):
@@ -108,23 +110,6 @@ class SamplesTest(unittest.TestCase):
         self.assertEqual(fingerprint.split(), by_hand.split()[:1])
         self.assertEqual(compared, "1\n")
         self.assertEqual(packed.splitlines()[1], "build/unpacked: 303 files, 58271424 bytes")
-
-    def test_commands_of_the_python_page(self) -> None:
-        (block,) = blocks(Path("python/README.md"), "sh")
-        install = block.splitlines()[1]
-        self.assertTrue(install.startswith("pip install "))
-        offline = "--no-index --no-build-isolation --quiet --disable-pip-version-check"
-        # As it stands but for the network, and into a folder of its own.
-        block = block.replace("pip wheel", f"pip wheel {offline}")
-        block = block.replace("pip install", "pip install --no-index --no-deps --quiet --target here")
-        self.run_shell(f"export PIP_ROOT_USER_ACTION=ignore\n{block}")
-        (wheel,) = (self.root / "build").glob("*.whl")
-        self.assertEqual(wheel.name, f"zomu-{VERSION}-py3-none-any.whl")
-        modules = {path.name for path in (PROJECT / "python/zomu").glob("*.py")}
-        self.assertLessEqual(modules | {"py.typed"}, {path.name for path in (self.root / "here/zomu").iterdir()})
-        printed = self.run_shell("PYTHONPATH=here /usr/bin/python3 -c 'import zomu; print(zomu.__version__)'")
-        self.assertEqual(printed, f"{VERSION}\n")
-        self.assertRegex(self.run_python_block("python/README.md", package="here"), r"^score -?\d+\.\d{4}\n$")
 
     def test_commands_of_the_page_of_the_demonstration_model(self) -> None:
         (printed,) = self.run_document("models/README.md")
@@ -149,6 +134,25 @@ class SamplesTest(unittest.TestCase):
         self.assertEqual(len(lists), 49)
         for path in lists:
             self.assertEqual((stored / path).read_text(), (drawn / path).read_text(), path)
+
+
+class WheelTest(ScratchCopy):
+    def test_commands_of_the_python_page(self) -> None:
+        (block,) = blocks(Path("python/README.md"), "sh")
+        install = block.splitlines()[1]
+        self.assertTrue(install.startswith("pip install "))
+        offline = "--no-index --no-build-isolation --quiet --disable-pip-version-check"
+        # As it stands but for the network, and into a folder of its own.
+        block = block.replace("pip wheel", f"pip wheel {offline}")
+        block = block.replace("pip install", "pip install --no-index --no-deps --quiet --target here")
+        self.run_shell(f"export PIP_ROOT_USER_ACTION=ignore\n{block}")
+        (wheel,) = (self.root / "build").glob("*.whl")
+        self.assertEqual(wheel.name, f"zomu-{VERSION}-py3-none-any.whl")
+        modules = {path.name for path in (PROJECT / "python/zomu").glob("*.py")}
+        self.assertLessEqual(modules | {"py.typed"}, {path.name for path in (self.root / "here/zomu").iterdir()})
+        printed = self.run_shell("PYTHONPATH=here /usr/bin/python3 -c 'import zomu; print(zomu.__version__)'")
+        self.assertEqual(printed, f"{VERSION}\n")
+        self.assertRegex(self.run_python_block("python/README.md", package="here"), r"^score -?\d+\.\d{4}\n$")
 
 
 class NamesTest(unittest.TestCase):

@@ -67,7 +67,7 @@ class LandmarkCheckTest(unittest.TestCase):
     def test_good_landmarks_are_good(self) -> None:
         for face in self.faces:
             self.assertIsNone(zomu.check_landmarks(face))
-            for degrees in (45, 90, 135, 200, 300):
+            for degrees in (0, 45, 90, 135, 200, 300):
                 self.assertIsNone(zomu.check_landmarks(turned(face, degrees)))
                 swapped = turned(exchanged(face, PARTNERS), degrees)
                 self.assertRegex(zomu.check_landmarks(swapped), "in all landmarks")
@@ -84,7 +84,6 @@ class LandmarkCheckTest(unittest.TestCase):
 
     def test_exchanged_sides_are_told_from_a_mirrored_picture_and_rows_that_run_upwards(self) -> None:
         for face in self.faces:
-            self.assertRegex(zomu.check_landmarks(exchanged(face, PARTNERS)), "in all landmarks")
             mirrored = {number: (-x, y) for number, (x, y) in face.items()}
             self.assertRegex(zomu.check_landmarks(mirrored), "in all landmarks")
             self.assertIsNone(zomu.check_landmarks(exchanged(mirrored, PARTNERS)))
