@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <mutex>
-#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -59,6 +58,17 @@ struct Team::Shared {
 
     std::vector<std::thread> threads;
     int process = currentProcess();  // whose threads these are
+
+    ~Shared() {
+        isEnding = true;
+        {
+            const std::lock_guard lock(mutex);
+            jobOrEnd.notify_all();
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    }
 
     void callOne(ErasedTask erased, const void* argument, int index, int member, int count) {
         try {
@@ -135,44 +145,37 @@ struct Team::Shared {
     }
 };
 
-Team::Team(int wantedSize) : wanted(wantedSize) {
-    start();
-}
+Team::Team(int wantedSize) : wanted(wantedSize) {}
 
 Team::~Team() {
-    if (shared->process != currentProcess()) {
-        // A fork has copied the team, but not its threads. What they held when the process forked is
-        // held for ever, so that nothing of it may be touched.
+    dropOfParent();
+}
+
+// A fork copies a team, but not its threads. What they held when the process forked is held for ever,
+// so nothing of it may be touched.
+void Team::dropOfParent() {
+    if (shared != nullptr && shared->process != currentProcess()) {
         static_cast<void>(shared.release());
-    } else {
-        shared->isEnding = true;
-        {
-            const std::lock_guard lock(shared->mutex);
-            shared->jobOrEnd.notify_all();
-        }
-        for (std::thread& thread : shared->threads) {
-            thread.join();
-        }
     }
 }
 
 void Team::start() {
-    shared = std::make_unique<Shared>();
+    auto started = std::make_unique<Shared>();
+    started->threads.reserve(static_cast<std::size_t>(wanted - 1));
     const SignalsBlocked blocked;  // in the threads, which inherit it: signals are the host's
     try {
-        shared->threads.reserve(static_cast<std::size_t>(wanted - 1));
         for (int member = 1; member < wanted; ++member) {
-            shared->threads.emplace_back(&Shared::work, shared.get(), member);
+            started->threads.emplace_back(&Shared::work, started.get(), member);
         }
     } catch (const std::system_error&) {
         // The threads that could be started have to do.
-    } catch (const std::bad_alloc&) {
     }
+    shared = std::move(started);
 }
 
 void Team::runErased(int count, ErasedTask call, const void* task) {
-    if (shared->process != currentProcess()) {
-        static_cast<void>(shared.release());  // see the destructor
+    dropOfParent();
+    if (shared == nullptr) {
         start();
     }
     Shared& s = *shared;

@@ -12,12 +12,12 @@ int defaultTeamSize();
 
 constexpr int kMostThreads = 25;  // one for each network: more would have nothing to do
 
-// The calling thread and some threads of its own, which sleep while there is nothing to do. Only
-// one thread at a time may use a team.
+// The calling thread and some threads of its own, which the first use starts and which sleep while
+// there is nothing to do. Only one thread at a time may use a team.
 //
 // If the system cannot start as many threads as asked for, the team is smaller. After a fork, the
-// team of the child starts threads of its own when it is next used. While a team exists, the shared
-// library that contains it stays in memory, whatever the host closes.
+// child's team starts threads of its own when it is used. While a team exists, the shared library that
+// contains it stays in memory, whatever the host closes.
 class Team {
   public:
     explicit Team(int wantedSize);
@@ -34,7 +34,7 @@ class Team {
     // not depend on it. The first indices start first.
     //
     // If calls throw, all others are made nevertheless, and then the exception of the lowest index
-    // leaves run.
+    // leaves run. If there is no memory to start the threads, std::bad_alloc does, and no call is made.
     template <class Task>
     void run(int count, const Task& task) {
         runErased(
@@ -50,11 +50,12 @@ class Team {
     using ErasedTask = void (*)(const void* task, int index, int member);
 
     void start();
+    void dropOfParent();
     void runErased(int count, ErasedTask call, const void* task);
 
     LibraryHold hold;  // the last to go
     int wanted;
-    std::unique_ptr<Shared> shared;
+    std::unique_ptr<Shared> shared;  // null until the first use
 };
 
 #endif

@@ -14,9 +14,7 @@ CHECK = Path(os.environ["ZOMU_TEST_PROJECT"]) / "docs/site/check_links.py"
 
 class CheckLinksTest(unittest.TestCase):
     def setUp(self) -> None:
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def check(self, **texts: str) -> tuple[int, list[str]]:
         for name, text in texts.items():
@@ -32,23 +30,13 @@ class CheckLinksTest(unittest.TestCase):
 
     def test_broken_links_of_markdown(self) -> None:
         text = "# One\n```\n# Two\n[no](link.md)\n```\n[a](b.md) [b](#two) [c](a.md#tree)\n"
-        status, lines = self.check(a_md=text)
-        self.assertEqual(status, 1)
-        self.assertEqual(
-            lines,
-            [
-                "a.md: b.md: no such file",
-                "a.md: #two: no such part",
-                "a.md: a.md#tree: no such part",
-                "3 links, 3 broken",
-            ],
-        )
+        broken = ["a.md: b.md: no such file", "a.md: #two: no such part", "a.md: a.md#tree: no such part"]
+        self.assertEqual(self.check(a_md=text), (1, [*broken, "3 links, 3 broken"]))
 
     def test_links_of_html(self) -> None:
         page = '<a href="b.html#x">b</a> <img src="c.png"> <a href="#y" id="z">y</a> <a href="#z">z</a>'
-        status, lines = self.check(a_html=page, b_html='<p id="x">')
-        self.assertEqual(status, 1)
-        self.assertEqual(lines, ["a.html: c.png: no such file", "a.html: #y: no such part", "4 links, 2 broken"])
+        broken = ["a.html: c.png: no such file", "a.html: #y: no such part"]
+        self.assertEqual(self.check(a_html=page, b_html='<p id="x">'), (1, [*broken, "4 links, 2 broken"]))
 
 
 if __name__ == "__main__":

@@ -3,44 +3,32 @@
 // network.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <regex>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "layers/layer_registry.h"
 #include "layers/neuron.h"
 #include "support/model_folder.h"
 #include "support/nets.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 
 namespace {
 
 const std::string kDocuments = std::string(ZOMU_PROJECT_FOLDER) + "/docs/";
 
-std::string contentsOf(const std::string& path) {
-    std::ifstream file(path);
-    EXPECT_TRUE(file.is_open()) << "no " << path;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-struct Row {
-    std::string keyword;
-    std::string text;
-};
-
-// The rows whose first cell is `<key>=<keyword>`, in the order of the document.
-std::vector<Row> rowsOf(const std::string& key) {
-    std::istringstream document(contentsOf(kDocuments + "layers.md"));
+// Keyword and text of the rows whose first cell is `<key>=<keyword>`, in the order of the document.
+std::vector<std::pair<std::string, std::string>> rowsOf(const std::string& key) {
+    std::istringstream document(readFile(kDocuments + "layers.md"));
     const std::regex rowOfKey("^\\| `" + key + "=(\\w+)` \\|.*");
-    std::vector<Row> rows;
+    std::vector<std::pair<std::string, std::string>> rows;
     std::smatch match;
     for (std::string line; std::getline(document, line);) {
         if (std::regex_match(line, match, rowOfKey)) {
-            rows.push_back({match[1], line});
+            rows.emplace_back(match[1], line);
         }
     }
     return rows;
@@ -48,10 +36,10 @@ std::vector<Row> rowsOf(const std::string& key) {
 
 template <typename Kind, std::size_t count>
 void expectRows(const std::string& key, const Kind (&kinds)[count]) {
-    const std::vector<Row> rows = rowsOf(key);
+    const auto rows = rowsOf(key);
     ASSERT_EQ(rows.size(), count) << key;
     for (std::size_t n = 0; n < count; ++n) {
-        EXPECT_EQ(rows[n].keyword, kinds[n].keyword);
+        EXPECT_EQ(rows[n].first, kinds[n].keyword);
     }
 }
 
@@ -69,18 +57,17 @@ TEST(LayersDocument, hasARowForEachLayerPoolAndNeuronInTheOrderOfTheFactory) {
 TEST(LayersDocument, namesTestsThatSelectEachKeyword) {
     const std::regex link("\\]\\((\\.\\./tests/[^)]+_test\\.cpp)\\)");
     for (const char* key : {"type", "pool", "neuron"}) {
-        for (const Row& row : rowsOf(key)) {
-            const std::regex selection("[=\"]" + row.keyword + "(\\\\n|\")");
+        for (const auto& [keyword, text] : rowsOf(key)) {
+            const std::regex selection("[=\"]" + keyword + "(\\\\n|\")");
             int selecting = 0;
-            for (std::sregex_iterator it(row.text.begin(), row.text.end(), link), end; it != end;
-                 ++it) {
-                std::string source = contentsOf(kDocuments + (*it)[1].str());
+            for (std::sregex_iterator it(text.begin(), text.end(), link), end; it != end; ++it) {
+                std::string source = readFile(kDocuments + (*it)[1].str());
                 if (source.find("layers/weight_folder.h") != std::string::npos) {
-                    source += contentsOf(kDocuments + "../tests/layers/weight_folder.h");
+                    source += readFile(kDocuments + "../tests/layers/weight_folder.h");
                 }
                 selecting += std::regex_search(source, selection) ? 1 : 0;
             }
-            EXPECT_GT(selecting, 0) << key << "=" << row.keyword;
+            EXPECT_GT(selecting, 0) << key << "=" << keyword;
         }
     }
 }
@@ -88,7 +75,7 @@ TEST(LayersDocument, namesTestsThatSelectEachKeyword) {
 // Filters that take one pixel each, its right neighbour's negative and a bias: edges, of which relu
 // keeps the positive ones.
 TEST(LayersDocument, hasAnExampleThatRuns) {
-    const std::string document = contentsOf(kDocuments + "layers.md");
+    const std::string document = readFile(kDocuments + "layers.md");
     const std::string fence = "\n```ini\n";
     const std::size_t start = document.find(fence) + fence.size();
     const std::string text = document.substr(start, document.find("```", start) - start);

@@ -6,7 +6,6 @@ are the run of all tests, what changes the machine, and Windows.
 
 from __future__ import annotations
 
-import os
 import re
 import shutil
 import subprocess
@@ -14,19 +13,14 @@ import tempfile
 import unittest
 from pathlib import Path
 
-PROJECT = Path(os.environ["ZOMU_TEST_PROJECT"])
-FENCE = re.compile(r"^```(\w*)\n(.*?)^```$", re.M | re.S)
+from samples_test import FENCE, PROJECT, run_shell
+
 LEFT_OUT = re.compile(r"^(scripts/test\.sh|sudo |scripts/check\.sh windows|cmake .*windows-native)")
-
-
-def is_command_block(code: str) -> bool:
-    return any(not LEFT_OUT.match(line) for line in code.splitlines())
 
 
 class ReadmeWalk(unittest.TestCase):
     def setUp(self) -> None:
-        self.work = Path(tempfile.mkdtemp(prefix="zomu-walk-"))
-        self.addCleanup(shutil.rmtree, self.work)
+        self.work = Path(self.enterContext(tempfile.TemporaryDirectory(prefix="zomu-walk-")))
         self.clone = self.work / "zomu"
         listed = subprocess.run(
             ["git", "ls-files", "-co", "--exclude-standard", "-z"],
@@ -36,21 +30,14 @@ class ReadmeWalk(unittest.TestCase):
             if (PROJECT / name).exists():
                 (self.clone / name).parent.mkdir(parents=True, exist_ok=True)
                 shutil.copy2(PROJECT / name, self.clone / name)
-        text = (PROJECT / "README.md").read_text()
-        found = [(m[1], m[2]) for m in FENCE.finditer(text)]
-        self.blocks = [(lang, code) for lang, code in found if lang in ("sh", "c", "python")]
+        found = FENCE.finditer((PROJECT / "README.md").read_text())
+        self.blocks = [(m[2], m[3]) for m in found if m[2] in ("sh", "c", "python")]
         (self.build,) = (code for _, code in self.blocks if "cmake --install" in code)
 
     def run_shell(self, code: str) -> str:
         code = "\n".join(line for line in code.splitlines() if not LEFT_OUT.match(line))
-        kept = {key: value for key, value in os.environ.items() if not key.startswith("ZOMU_")}
-        done = subprocess.run(
-            ["bash", "-euo", "pipefail", "-c", code], cwd=self.clone,
-            env={**kept, "HOME": str(self.work / "home"), "PATH": "/usr/sbin:/usr/bin:/sbin:/bin"},
-            capture_output=True, text=True, timeout=3000,
-        )
-        self.assertEqual(done.returncode, 0, f"{code}\n{done.stdout}{done.stderr}")
-        return done.stdout
+        home = str(self.work / "home")
+        return run_shell(code, self.clone, timeout=3000, HOME=home, PATH="/usr/sbin:/usr/bin:/sbin:/bin")
 
     def test_from_top_to_bottom(self) -> None:
         ran = 0
@@ -61,7 +48,7 @@ class ReadmeWalk(unittest.TestCase):
                 (self.clone / "first.py").write_text(code)
                 self.run_shell("PYTHONPATH=python ZOMU_LIBRARY=build/demo/build/src/libZOMU.so "
                                "/usr/bin/python3 -B first.py")
-            elif is_command_block(code):
+            elif not all(LEFT_OUT.match(line) for line in code.splitlines()):
                 self.run_shell(code)
                 ran += 1
         self.assertGreater(ran, 4)

@@ -19,6 +19,7 @@ from pathlib import Path
 PROJECT = Path(os.environ["ZOMU_TEST_PROJECT"])
 BUILD = Path(os.environ["ZOMU_TEST_BUILD"])
 MODEL = Path(os.environ["ZOMU_TEST_MODEL"])
+VERSION = os.environ["ZOMU_TEST_VERSION"]
 
 # Blocks with one of these build the project, test it or want a machine of another kind.
 WHOLE_BUILD = re.compile(r"^\s*(scripts/|cmake |ctest |build/(dev|fuzz)/|tests/fuzz/|sudo )", re.M)
@@ -39,10 +40,20 @@ def blocks(document: Path, language: str) -> list[str]:
     return [re.sub(f"^{m[1]}", "", m[3], flags=re.M) for m in FENCE.finditer(text) if m[2] == language]
 
 
-class SamplesTest(unittest.TestCase):
+def run_shell(code: str, folder: Path, timeout: int = 120, **variables: str) -> str:
+    """What the commands print, which must succeed; nothing here tells them where the tests' things are."""
+    kept = {key: value for key, value in os.environ.items() if not key.startswith("ZOMU_")}
+    done = subprocess.run(
+        ["bash", "-euo", "pipefail", "-c", code],
+        cwd=folder, env={**kept, **variables}, capture_output=True, text=True, timeout=timeout,
+    )
+    assert done.returncode == 0, f"{code}\n{done.stdout}{done.stderr}"
+    return done.stdout
+
+
+class ScratchCopy(unittest.TestCase):
     def setUp(self) -> None:
-        self.root = Path(tempfile.mkdtemp(prefix="zomu-samples-"))
-        self.addCleanup(shutil.rmtree, self.root)
+        self.root = Path(self.enterContext(tempfile.TemporaryDirectory(prefix="zomu-samples-")))
         for entry in PROJECT.iterdir():
             if entry.name not in ("build", ".git", "python", "training"):
                 (self.root / entry.name).symlink_to(entry)
@@ -56,17 +67,7 @@ class SamplesTest(unittest.TestCase):
             folder.symlink_to(BUILD)
 
     def run_shell(self, code: str) -> str:
-        kept = {key: value for key, value in os.environ.items() if not key.startswith("ZOMU_")}
-        done = subprocess.run(
-            ["bash", "-euo", "pipefail", "-c", code],
-            cwd=self.root,
-            env={**kept, "PATH": "/usr/bin:/bin", "PYTHONPATH": "", "HOME": str(self.root)},
-            capture_output=True,
-            text=True,
-            timeout=120,
-        )
-        self.assertEqual(done.returncode, 0, f"{code}\n{done.stdout}{done.stderr}")
-        return done.stdout
+        return run_shell(code, self.root, PATH="/usr/bin:/bin", PYTHONPATH="", HOME=str(self.root))
 
     def run_document(self, name: str) -> list[str]:
         """What each block of commands printed that is no whole build."""
@@ -74,6 +75,14 @@ class SamplesTest(unittest.TestCase):
         self.assertTrue(printed)
         return printed
 
+    def run_python_block(self, document: str, package: str = "python") -> str:
+        (code,) = blocks(Path(document), "python")
+        (self.root / "sample.py").write_text(code)
+        library = "build/demo/build/src/libZOMU.so"
+        return self.run_shell(f"PYTHONPATH={package} ZOMU_LIBRARY={library} /usr/bin/python3 -B sample.py")
+
+
+class SamplesTest(ScratchCopy):
     def test_commands_of_the_readme(self) -> None:
         (code,) = blocks(Path("README.md"), "c")
         (self.root / "first.c").write_text(code)
@@ -87,12 +96,6 @@ class SamplesTest(unittest.TestCase):
         # The model of the tests is no made one: a face need not score 1 with itself.
         self.assertRegex(self.run_python_block("README.md"), r"^\d+\.\d+\n$")
 
-    def run_python_block(self, document: str) -> str:
-        (code,) = blocks(Path(document), "python")
-        (self.root / "sample.py").write_text(code)
-        library = "build/demo/build/src/libZOMU.so"
-        return self.run_shell(f"PYTHONPATH=python ZOMU_LIBRARY={library} /usr/bin/python3 -B sample.py")
-
     def test_commands_of_the_landmark_page(self) -> None:
         for kind in ("png", "csv"):
             shutil.copyfile(PROJECT / f"examples/data/portrait.{kind}", self.root / f"photo.{kind}")
@@ -101,25 +104,12 @@ class SamplesTest(unittest.TestCase):
 
     def test_commands_of_the_model_page(self) -> None:
         made, fingerprint, by_hand, compared, packed = self.run_document("docs/model-files.md")
-        expected = [line for line in self.console_of_model_page() if line in made.splitlines()]
+        console = blocks(Path("docs/model-files.md"), "")[2]
+        expected = [line for line in console.splitlines() if line in made.splitlines()]
         self.assertEqual(len(expected), 2, made)
         self.assertEqual(fingerprint.split(), by_hand.split()[:1])
         self.assertEqual(compared, "1\n")
         self.assertEqual(packed.splitlines()[1], "build/unpacked: 303 files, 58271424 bytes")
-
-    def console_of_model_page(self) -> list[str]:
-        return blocks(Path("docs/model-files.md"), "")[2].splitlines()
-
-    def test_commands_of_the_python_page(self) -> None:
-        (block,) = blocks(Path("python/README.md"), "sh")
-        install = block.splitlines()[1]
-        self.assertTrue(install.startswith("pip install "))
-        offline = "--no-index --no-build-isolation --quiet --disable-pip-version-check"
-        # As it stands but for the network, and into a folder of its own.
-        block = block.replace("pip wheel", f"pip wheel {offline}")
-        block = block.replace("pip install", "pip install --no-index --no-deps --quiet --target here")
-        self.run_shell(f"export PIP_ROOT_USER_ACTION=ignore\n{block}")
-        self.assertTrue((self.root / "here/zomu/py.typed").exists())
 
     def test_commands_of_the_page_of_the_demonstration_model(self) -> None:
         (printed,) = self.run_document("models/README.md")
@@ -144,6 +134,25 @@ class SamplesTest(unittest.TestCase):
         self.assertEqual(len(lists), 49)
         for path in lists:
             self.assertEqual((stored / path).read_text(), (drawn / path).read_text(), path)
+
+
+class WheelTest(ScratchCopy):
+    def test_commands_of_the_python_page(self) -> None:
+        (block,) = blocks(Path("python/README.md"), "sh")
+        install = block.splitlines()[1]
+        self.assertTrue(install.startswith("pip install "))
+        offline = "--no-index --no-build-isolation --quiet --disable-pip-version-check"
+        # As it stands but for the network, and into a folder of its own.
+        block = block.replace("pip wheel", f"pip wheel {offline}")
+        block = block.replace("pip install", "pip install --no-index --no-deps --quiet --target here")
+        self.run_shell(f"export PIP_ROOT_USER_ACTION=ignore\n{block}")
+        (wheel,) = (self.root / "build").glob("*.whl")
+        self.assertEqual(wheel.name, f"zomu-{VERSION}-py3-none-any.whl")
+        modules = {path.name for path in (PROJECT / "python/zomu").glob("*.py")}
+        self.assertLessEqual(modules | {"py.typed"}, {path.name for path in (self.root / "here/zomu").iterdir()})
+        printed = self.run_shell("PYTHONPATH=here /usr/bin/python3 -c 'import zomu; print(zomu.__version__)'")
+        self.assertEqual(printed, f"{VERSION}\n")
+        self.assertRegex(self.run_python_block("python/README.md", package="here"), r"^score -?\d+\.\d{4}\n$")
 
 
 class NamesTest(unittest.TestCase):

@@ -1,7 +1,6 @@
 // The example program from outside: what it prints where, and how it ends.
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -10,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "picture_file.h"
+#include "sheets/face_picture.h"
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
 #include "tools/tool_run.h"
@@ -18,25 +17,22 @@
 
 namespace {
 
-constexpr char kProgram[] = COMPARE_FACES_PATH;
+constexpr char kProgram[] = ZOMU_COMPARE_PATH;
 
 class CompareFaces : public testing::Test {
   protected:
-    std::string write(const std::string& name, const void* bytes, std::size_t size) const {
+    std::string write(const std::string& name, const std::string& bytes) const {
         const std::string path = folder.prefix() + name;
-        std::ofstream file(path, std::ios::binary);
-        file.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
-        EXPECT_TRUE(file.flush());
+        std::ofstream(path, std::ios::binary) << bytes;
         return path;
     }
 
     std::string write(const std::string& name, const FaceTemplate& face) const {
-        return write(name, &face, sizeof face);
+        return write(name, std::string(reinterpret_cast<const char*>(&face), sizeof face));
     }
 
-    // Ends with status 1, says `line` and nothing else, and prints no score.
-    static void expectFailure(const Words& arguments, const std::string& line) {
-        expectRefusals(kProgram, {{arguments, 1, "compare_faces: " + line}});
+    static void expectFailure(const Words& arguments, const std::string& words) {
+        expectRefusal(kProgram, arguments, 1, words);
     }
 
     const TemporaryFolder folder;
@@ -129,7 +125,7 @@ TEST_F(CompareFaces, commandLinesThatDoNotFitAreMisuse) {
         if (line.starts_with(start)) {
             EXPECT_EQ(first, line);
         } else {
-            EXPECT_TRUE(first.starts_with(COMPARE_FACES_PATH ": ")) << first;
+            EXPECT_TRUE(first.starts_with(ZOMU_COMPARE_PATH ": ")) << first;
             EXPECT_NE(first.find(line), std::string::npos) << first;
         }
         EXPECT_TRUE(result.err.ends_with("Try compare_faces --help.\n")) << result.err;
@@ -138,7 +134,7 @@ TEST_F(CompareFaces, commandLinesThatDoNotFitAreMisuse) {
 
 TEST_F(CompareFaces, filesThatCannotBeUsedAreNamed) {
     const std::string missing = ": cannot be opened: No such file or directory";
-    const std::string few = write("few.csv", "0,1,2\n", 6);
+    const std::string few = write("few.csv", std::string("0,1,2\n"));
     const std::string nowhere = folder.prefix() + "no/b.zt";
     const std::string face = write("a.zt", someTemplate(0.0F));
     const std::vector<std::pair<Words, std::string>> faults = {
@@ -160,7 +156,7 @@ TEST_F(CompareFaces, filesThatCannotBeUsedAreNamed) {
 
 TEST_F(CompareFaces, templatesThatAreNoneAreRefused) {
     for (const std::size_t size : {0U, 1U, 2007U, 2009U, 4016U}) {
-        const std::string path = write("a.zt", std::string(size, '\0').data(), size);
+        const std::string path = write("a.zt", std::string(size, '\0'));
         expectFailure({path, path}, path + ": is not a template: " + std::to_string(size) +
                                         " bytes instead of 2008");
     }
@@ -190,11 +186,8 @@ TEST_F(CompareFaces, withoutAModelThereIsNoTemplate) {
 }
 
 TEST_F(CompareFaces, picturesOfOnePixelGiveNoTemplate) {
-    std::uint8_t grey[3] = {126, 126, 126};
-    const Picture dot = {1, 1, 3, grey};
     const std::string path = folder.prefix() + "dot.png";
-    Problem problem;
-    ASSERT_TRUE(writePng(path.c_str(), &dot, &problem)) << problem.text;
+    savePng(path, blackPicture(1, 1));
     expectResult(
         runTool(kProgram, {path, kLandmarks, kPicture, kLandmarks}), 1,
         "template refused: an image smaller than 2 x 2 pixels\n",

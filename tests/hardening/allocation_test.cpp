@@ -150,8 +150,8 @@ std::vector<TableFile> writeTables(const std::string& model) {
             {"0-" + std::to_string(number) + "-0", g_modelTables.meanImages[number - 1]});
     }
     files.push_back({"6-0", g_modelTables.featureMean});
-    files.push_back({"6-1", g_modelTables.projectionA[0]});
-    files.push_back({"6-2", g_modelTables.projectionB[0]});
+    files.push_back({"6-1", &g_modelTables.projection.at(0, 0)});
+    files.push_back({"6-2", &g_modelTables.projection.at(kProjectionCount, 0)});
     for (const char* name : {"6-0", "6-1", "6-2"}) {
         writeFloats(model + name, {1});
     }
@@ -175,7 +175,7 @@ TEST_F(AllocationFailure, leavesCreateAndLosesNothing) {
           [&](long n, Failing kind) { return failsAt(n, kind, [&] { library->create(); }); });
 }
 
-// The first extraction of a context shapes the layers' outputs. Here each failure meets a new one.
+// The first extraction of a context allocates its buffers. Here each failure meets a new one.
 TEST_F(AllocationFailure, leavesTheFirstExtractionAndTheContextWorksOn) {
     ASSERT_TRUE(newContextWorks());
     FaceTemplate result;
@@ -184,16 +184,16 @@ TEST_F(AllocationFailure, leavesTheFirstExtractionAndTheContextWorksOn) {
         const Context context(*library);
         total = requestsOf([&] { extract(context.get(), result); });
     }
-    ASSERT_GT(total, 25 * 13);
+    ASSERT_GT(total, 25);
     sweep("first extraction", total, 12, 12, false,
           [&](long n, Failing kind) { return failsAndRecovers(Context(*library), n, kind); });
 }
 
-TEST_F(AllocationFailure, leavesALaterExtractionAndTheContextWorksOn) {
+TEST_F(AllocationFailure, hasFewPlacesInALaterExtractionAndTheContextWorksOn) {
     const Context context(*library);
     FaceTemplate result = context.extract(*face);
     const long total = requestsOf([&] { extract(context.get(), result); });
-    ASSERT_GT(total, 25);
+    EXPECT_LE(total, 10);
     sweep("later extraction", total, 12, 25, true,
           [&](long n, Failing kind) { return failsAndRecovers(context, n, kind); });
 }

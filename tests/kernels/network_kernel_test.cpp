@@ -96,7 +96,7 @@ void expectTheBitsOfPlainLoops(const ReferenceNetwork& network, const std::vecto
         for (std::size_t i = 0; i < expected.size(); ++i) {
             // The bits of a NaN are the processor's own.
             const bool areBothNan = std::isnan(expected[i]) && std::isnan(found[i]);
-            different += areBothNan || sameFloat(expected[i], found[i]) ? 0 : 1;
+            different += areBothNan || sameFloat(expected[i], found[i]) ? 0U : 1U;
         }
         EXPECT_EQ(different, 0U) << kernels->name << ", side " << network.side << ", channels "
                                  << network.channels;

@@ -2,19 +2,14 @@
 #include "landmark_file.h"
 #include "pictures/test_pictures.h"
 
-TEST(LandmarkFile, endlessFilesAreReported) {
-    LandmarkRecord record;
-    Problem problem = {};
-    EXPECT_FALSE(readLandmarks("/dev/zero", &record, &problem));
-    EXPECT_EQ(std::string(problem.text), "is larger than 1048576 bytes");
-}
-
-TEST(LandmarkFile, fullDiskIsReported) {
+TEST(LandmarkFileOnDevices, endlessAndFullOnesAreReported) {
     LandmarkRecord record = {};
     record.count = ZOMU_LANDMARK_COUNT;
     Problem problem = {};
     EXPECT_FALSE(writeLandmarks("/dev/full", &record, &problem));
     EXPECT_EQ(std::string(problem.text), "cannot be written: No space left on device");
+    EXPECT_FALSE(readLandmarks("/dev/zero", &record, &problem));
+    EXPECT_EQ(std::string(problem.text), "is larger than 1048576 bytes");
 }
 
 // Small files meet the full disk only when they are closed.

@@ -166,10 +166,3 @@ TEST_F(PictureFile, filesThatCannotBeCreatedAreReported) {
     const TestPicture source(2, 2, 6, 6);
     expectNotSaved("/nowhere/at/all.png", source.picture, "cannot be created: ");
 }
-
-TEST_F(PictureFile, freeingTwiceHasNoEffect) {
-    Picture picture = {};
-    freePicture(&picture);
-    freePicture(&picture);
-    EXPECT_EQ(picture.pixels, nullptr);
-}

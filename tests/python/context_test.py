@@ -25,8 +25,7 @@ def template_of_example() -> np.ndarray:
 class ContextTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls) -> None:
-        cls.context = zomu.Context(MODEL, handles=2)
-        cls.addClassCleanup(cls.context.close)
+        cls.context = cls.enterClassContext(zomu.Context(MODEL, handles=2))
         cls.image = cv2.imread(str(PICTURE))
         cls.expected = template_of_example()
 

@@ -34,8 +34,7 @@ def turned(points: Points, degrees: float) -> Points:
 class LandmarkCheckTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls) -> None:
-        cls.folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(cls.folder.cleanup)
+        cls.folder = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
         cls.portrait = zomu.read_landmarks(LANDMARKS)
         cls.faces: list[Points] = [cls.portrait]
         people = sorted(LANDMARKS.parent.glob("people/photos/*/01.csv"))
@@ -45,9 +44,9 @@ class LandmarkCheckTest(unittest.TestCase):
         cls.faces += without
 
     def warning_of_tool(self, points: Points) -> str:
-        path = Path(self.folder.name, "face.csv")
+        path = self.folder / "face.csv"
         zomu.write_landmarks(path, points)
-        done = run(TOOLS / "zomu-inspect", PICTURE, path, Path(self.folder.name, "sheets"))
+        done = run(TOOLS / "zomu-inspect", PICTURE, path, self.folder / "sheets")
         self.assertEqual(done.returncode, 0, done.stderr)
         return done.stderr
 
@@ -68,7 +67,7 @@ class LandmarkCheckTest(unittest.TestCase):
     def test_good_landmarks_are_good(self) -> None:
         for face in self.faces:
             self.assertIsNone(zomu.check_landmarks(face))
-            for degrees in (45, 90, 135, 200, 300):
+            for degrees in (0, 45, 90, 135, 200, 300):
                 self.assertIsNone(zomu.check_landmarks(turned(face, degrees)))
                 swapped = turned(exchanged(face, PARTNERS), degrees)
                 self.assertRegex(zomu.check_landmarks(swapped), "in all landmarks")
@@ -85,7 +84,6 @@ class LandmarkCheckTest(unittest.TestCase):
 
     def test_exchanged_sides_are_told_from_a_mirrored_picture_and_rows_that_run_upwards(self) -> None:
         for face in self.faces:
-            self.assertRegex(zomu.check_landmarks(exchanged(face, PARTNERS)), "in all landmarks")
             mirrored = {number: (-x, y) for number, (x, y) in face.items()}
             self.assertRegex(zomu.check_landmarks(mirrored), "in all landmarks")
             self.assertIsNone(zomu.check_landmarks(exchanged(mirrored, PARTNERS)))

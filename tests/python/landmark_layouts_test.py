@@ -7,21 +7,7 @@ import numpy as np
 
 import zomu
 from support import PROJECT
-from zomu.landmark_check import PARTNERS
 from zomu.landmark_layouts import SOURCES_68, SOURCES_468, SOURCES_478, from_68, from_mesh
-
-# The point of the other side for each of the 68, group by group.
-REVERSED_68 = [(0, 16), (17, 26), (31, 35), (48, 54), (55, 59), (60, 64), (65, 67)]
-EYES_68 = {36: 45, 37: 44, 38: 43, 39: 42, 40: 47, 41: 46}
-
-
-def mirror_68() -> dict[int, int]:
-    partner = {point: point for point in range(27, 31)}
-    for first, last in REVERSED_68:
-        partner.update({point: first + last - point for point in range(first, last + 1)})
-    partner.update(EYES_68)
-    partner.update({right: left for left, right in EYES_68.items()})
-    return partner
 
 
 def rows_of(heading: str) -> dict[int, tuple[tuple[int, ...], str]]:
@@ -55,13 +41,11 @@ class LayoutTest(unittest.TestCase):
         expected = {number: tuple(source) for number, source in SOURCES_468.items()}
         self.assertEqual(rows_of("From a mesh of 468 or 478 points"), expected)
 
-    def test_68_points_mirrored_give_the_partners(self) -> None:
-        partner = mirror_68()
-        self.assertEqual(sorted(partner.values()), list(range(68)))
-        ids = dict(PARTNERS) | {right: left for left, right in PARTNERS}
-        for number, source in SOURCES_68.items():
-            mirrored = {partner[point] for point in source.points}
-            self.assertEqual(mirrored, set(SOURCES_68[ids.get(number, number)].points), number)
+    def test_the_code_of_the_document_does_the_same(self) -> None:
+        row = re.compile(r"\{(\d+), (\d+), (\d+), (\d)\}")
+        code = row.findall((PROJECT / "docs/landmarks.md").read_text())
+        found = {int(number): tuple(range(int(first), int(last) + 1, int(step))) for number, first, last, step in code}
+        self.assertEqual(found, {number: source.points for number, source in SOURCES_68.items()})
 
     def test_means_and_points_are_taken_as_they_stand(self) -> None:
         points = np.random.default_rng(2).normal(size=(68, 2))

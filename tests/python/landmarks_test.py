@@ -14,9 +14,7 @@ GOOD = LANDMARKS.read_text()
 
 class LandmarkFileTest(unittest.TestCase):
     def setUp(self) -> None:
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.path = Path(folder.name, "face.csv")
+        self.path = Path(self.enterContext(tempfile.TemporaryDirectory()), "face.csv")
 
     def test_reads_what_the_c_example_reads(self) -> None:
         expected = zomu.read_landmarks(LANDMARKS)

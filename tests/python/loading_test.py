@@ -1,7 +1,6 @@
 """How the library and its model are found, and what is said where they are not."""
 
 import os
-import shutil
 import tempfile
 import unittest
 from pathlib import Path
@@ -18,8 +17,7 @@ def extract(context):
 
 class LoadingTest(unittest.TestCase):
     def setUp(self) -> None:
-        self.folder = Path(tempfile.mkdtemp())
-        self.addCleanup(shutil.rmtree, self.folder)
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def assert_prints(self, code: str, expected: str, **variables: str) -> None:
         done = run_python(EXTRACT + code, **variables)

@@ -20,10 +20,8 @@ class TemplateTest(unittest.TestCase):
             cls.template = context.extract(cv2.imread(str(PICTURE)), LANDMARKS)
 
     def setUp(self) -> None:
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.path = Path(folder.name, "a.zomu")
-        self.other = Path(folder.name, "b.zomu")
+        folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.path, self.other = folder / "a.zomu", folder / "b.zomu"
 
     def test_files_are_those_of_the_tool(self) -> None:
         zomu.save_template(self.path, self.template)

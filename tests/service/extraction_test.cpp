@@ -133,7 +133,8 @@ TEST_F(Extraction, givesEachNetworkASliceOfItsOwn) {
     }
 }
 
-// One network of the first thread's block and one of the last: whichever thread runs them.
+// The one of the network that starts first (large before small, colour before grey), whichever threads
+// run them.
 TEST_F(Extraction, handsOnAnExceptionOfANetworkAndWorksOn) {
     std::memset(&result, 0xA5, sizeof result);
     const FaceTemplate before = result;
@@ -144,7 +145,7 @@ TEST_F(Extraction, handsOnAnExceptionOfANetworkAndWorksOn) {
         extract();
         ADD_FAILURE() << "the exception went lost";
     } catch (const std::runtime_error& failure) {
-        EXPECT_STREQ(failure.what(), "network 3");
+        EXPECT_STREQ(failure.what(), "network 24");
     }
     EXPECT_EQ(std::memcmp(&before, &result, sizeof before), 0);
 

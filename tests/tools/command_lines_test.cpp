@@ -1,9 +1,7 @@
 // What the tools say of command lines and files that they cannot use: one line, and nothing is
 // made.
 #include <filesystem>
-#include <fstream>
 #include <string>
-#include <vector>
 
 #include "sheets/face_picture.h"
 #include "support/temporary_folder.h"
@@ -12,59 +10,50 @@
 
 namespace fs = std::filesystem;
 
-namespace {
-
-struct Tool {
-    std::string name, path;
-};
-
-const std::vector<Tool> kTools = {
-    {"zomu-inspect", ZOMU_INSPECT_PATH},   {"zomu-model", ZOMU_MODEL_PROGRAM},
-    {"zomu-patches", ZOMU_PATCHES_PATH},   {"zomu-scores", ZOMU_SCORES_PATH},
-    {"zomu-template", ZOMU_TEMPLATE_PATH}, {"zomu-variants", ZOMU_VARIANTS_PATH}};
-
-}  // namespace
+static const std::string kInspect = ZOMU_INSPECT_PATH;
+static const std::string kModel = ZOMU_MODEL_PROGRAM;
+static const std::string kPatches = ZOMU_PATCHES_PATH;
+static const std::string kScores = ZOMU_SCORES_PATH;
+static const std::string kTemplate = ZOMU_TEMPLATE_PATH;
+static const std::string kVariants = ZOMU_VARIANTS_PATH;
 
 TEST(CommandLines, helpIsNotAnError) {
-    for (const Tool& tool : kTools) {
-        const ProcessResult help = runTool(tool.path, {"--help"});
+    for (const std::string& tool : {kInspect, kModel, kPatches, kScores, kTemplate, kVariants}) {
+        const ProcessResult help = runTool(tool, {"--help"});
         EXPECT_EQ(help.exitStatus, 0);
         EXPECT_EQ(help.err, "");
-        EXPECT_NE(help.out.find("Usage: " + tool.name), std::string::npos) << help.out;
+        EXPECT_NE(help.out.find("Usage: " + nameOf(tool)), std::string::npos) << help.out;
     }
-    EXPECT_NE(runTool(ZOMU_MODEL_PROGRAM, {"make", "--help"}).out.find("--weights"),
-              std::string::npos);
+    EXPECT_NE(runTool(kModel, {"make", "--help"}).out.find("--weights"), std::string::npos);
 }
 
 TEST(CommandLines, thatAreIncompleteOrWrongAreStatusTwo) {
     const TemporaryFolder folder;
     const std::string model = folder.prefix() + "model";
-    const auto refuse = [](const Tool& tool, const Words& arguments, const std::string& words) {
-        expectRefusals(tool.path, {{arguments, 2, tool.name + ": " + words}});
-    };
-    for (const Tool& tool : {kTools[1], kTools[2], kTools[4]}) {
-        refuse(tool, {}, "A subcommand is required");
-        refuse(tool, {"bake"}, "A subcommand is required");
+    for (const std::string& tool : {kModel, kPatches, kTemplate}) {
+        expectRefusal(tool, {}, 2, "A subcommand is required");
+        expectRefusal(tool, {"bake"}, 2, "A subcommand is required");
     }
-    for (const Tool& tool : {kTools[0], kTools[5]}) {
-        refuse(tool, {kPicture, kLandmarks}, "OUTDIR is required");
+    for (const std::string& tool : {kInspect, kVariants}) {
+        expectRefusal(tool, {kPicture, kLandmarks}, 2, "OUTDIR is required");
     }
     for (const char* command : {"make", "check", "fingerprint"}) {
-        refuse(kTools[1], {command}, "DIR is required");
+        expectRefusal(kModel, {command}, 2, "DIR is required");
     }
-    refuse(kTools[1], {"make", model, "--weights", "heavy"},
-           "--weights: heavy not in {random,integer}");
-    refuse(kTools[1], {"make", model, "--seed", "x"}, "Could not convert: --seed = x");
-    refuse(kTools[1], {"make", model, "--seed", "-1"}, "--seed: must not be negative");
-    refuse(kTools[1], {"make", model, "other"}, "The following argument was not expected: other");
-    refuse(kTools[1], {"list", "--unknown"}, "The following argument was not expected: --unknown");
-    refuse(kTools[1], {"pack", model}, "FILE is required");
-    refuse(kTools[1], {"unpack", model}, "DIR is required");
-    refuse(kTools[2], {"cut"}, "MANIFEST is required");
-    refuse(kTools[3], {"m.csv"}, "OUTDIR is required");
-    refuse(kTools[4], {"compare", "a"}, "SECOND is required");
-    refuse(kTools[5], {kPicture, kLandmarks, model, "--seed", "-1"},
-           "--seed: must not be negative");
+    const std::string unexpected = "The following argument was not expected: ";
+    expectRefusal(kModel, {"make", model, "--weights", "heavy"}, 2,
+                  "--weights: heavy not in {random,integer}");
+    expectRefusal(kModel, {"make", model, "--seed", "x"}, 2, "Could not convert: --seed = x");
+    expectRefusal(kModel, {"make", model, "--seed", "-1"}, 2, "--seed: must not be negative");
+    expectRefusal(kModel, {"make", model, "other"}, 2, unexpected + "other");
+    expectRefusal(kModel, {"list", "--unknown"}, 2, unexpected + "--unknown");
+    expectRefusal(kModel, {"pack", model}, 2, "FILE is required");
+    expectRefusal(kModel, {"unpack", model}, 2, "DIR is required");
+    expectRefusal(kPatches, {"cut"}, 2, "MANIFEST is required");
+    expectRefusal(kScores, {"m.csv"}, 2, "OUTDIR is required");
+    expectRefusal(kTemplate, {"compare", "a"}, 2, "SECOND is required");
+    expectRefusal(kVariants, {kPicture, kLandmarks, model, "--seed", "-1"}, 2,
+                  "--seed: must not be negative");
     EXPECT_TRUE(fs::is_empty(folder.path()));
 }
 
@@ -72,27 +61,26 @@ TEST(CommandLines, filesThatCannotBeUsedAreNamed) {
     const TemporaryFolder folder;
     const std::string dot = folder.prefix() + "dot.png";
     savePng(dot, blackPicture(1, 5));
-    const std::string absent = ": cannot be opened: No such file or directory";
-    const auto refuse = [](const Tool& tool, const Words& arguments, const std::string& words) {
-        expectRefusals(tool.path, {{arguments, 1, tool.name + ": " + words}});
-    };
     const std::string noRecord = kPicture + ": line 1: expected id,x,y";
-    for (const Tool& tool : {kTools[0], kTools[5]}) {
-        refuse(tool, {"no.png", kLandmarks, dot}, "no.png" + absent);
-        refuse(tool, {kPicture, kPicture, dot}, noRecord);
-        refuse(tool, {kPicture, kLandmarks, dot + "/x"},
-               dot + "/x: cannot be created: Not a directory");
+    for (const std::string& tool : {kInspect, kVariants}) {
+        expectRefusal(tool, {"no.png", kLandmarks, dot}, 1,
+                      "no.png: cannot be opened: No such file or directory");
+        expectRefusal(tool, {kPicture, kPicture, dot}, 1, noRecord);
+        expectRefusal(tool, {kPicture, kLandmarks, dot + "/x"}, 1,
+                      dot + "/x: cannot be created: Not a directory");
     }
     const std::string small = dot + ": is smaller than 2 x 2 pixels";
     const std::string out = folder.prefix() + "out";
     const std::string none = folder.prefix() + "absent";
-    refuse(kTools[0], {dot, kLandmarks, out}, small);
-    refuse(kTools[1], {"check", none}, none + ": no such folder");
-    refuse(kTools[3], {none, out}, none + ": cannot be opened");
-    refuse(kTools[4], {"extract", dot, kLandmarks, out}, small);
-    refuse(kTools[4], {"extract", kPicture, kPicture, out}, noRecord);
-    refuse(kTools[4], {"compare", none, none}, none + ": cannot be opened");
-    refuse(kTools[4], {"compare", kPicture, kPicture}, kPicture + ": is not a template file");
+    expectRefusal(kInspect, {dot, kLandmarks, out}, 1, small);
+    expectRefusal(kModel, {"check", none}, 1, none + ": no such folder");
+    expectRefusal(kModel, {"unpack", none, out}, 1, none + ": cannot be opened");
+    expectRefusal(kScores, {none, out}, 1, none + ": cannot be opened");
+    expectRefusal(kTemplate, {"extract", dot, kLandmarks, out}, 1, small);
+    expectRefusal(kTemplate, {"extract", kPicture, kPicture, out}, 1, noRecord);
+    expectRefusal(kTemplate, {"compare", none, none}, 1, none + ": cannot be opened");
+    expectRefusal(kTemplate, {"compare", kPicture, kPicture}, 1,
+                  kPicture + ": is not a template file");
     EXPECT_FALSE(fs::exists(out));
 }
 
@@ -108,12 +96,9 @@ TEST(CommandLines, templatesWithoutAScoreAreExplained) {
     face.save(first);
     face.model.fill(0xab);
     face.save(second);
-    expectRefusals(ZOMU_TEMPLATE_PATH,
-                   {{{"compare", empty, empty},
-                     1,
-                     "zomu-template: no score: one of the templates has no length"},
-                    {{"compare", first, second},
-                     1,
-                     "zomu-template: made with two models, 0000000000000000... and "
-                     "abababababababab...: their templates cannot be compared"}});
+    expectRefusal(kTemplate, {"compare", empty, empty}, 1,
+                  "no score: one of the templates has no length");
+    expectRefusal(kTemplate, {"compare", first, second}, 1,
+                  "made with two models, 0000000000000000... and abababababababab...: their "
+                  "templates cannot be compared");
 }

@@ -33,20 +33,16 @@ inline void expectResult(const ProcessResult& result, int status, const std::str
     EXPECT_EQ(result.err, err);
 }
 
-// A command line, the status that it ends with, and all that standard error says; standard output
-// stays empty.
-struct Refusal {
-    Words arguments;
-    int status;
-    std::string line;
-};
+// The name under which a program complains.
+inline std::string nameOf(const std::string& program) {
+    return std::filesystem::path(program).stem().string();
+}
 
-inline void expectRefusals(const std::string& program, const std::vector<Refusal>& refusals,
-                           const std::string& temporary = ZOMU_TEST_MODEL) {
-    for (const Refusal& refusal : refusals) {
-        expectResult(runTool(program, refusal.arguments, temporary), refusal.status, "",
-                     refusal.line + "\n");
-    }
+// Ends with this status; standard error has the program's name and `words`, and standard output
+// stays empty.
+inline void expectRefusal(const std::string& program, const Words& arguments, int status,
+                          const std::string& words) {
+    expectResult(runTool(program, arguments), status, "", nameOf(program) + ": " + words + "\n");
 }
 
 // Ends with status 0, prints `out` and complains of nothing.

@@ -37,12 +37,11 @@ class TrainingTools : public testing::Test {
     }
 
     // Runs one of the two programs, which says this of the missing photograph and `more`.
-    void expectOutcome(const std::string& name, Words arguments, int status,
+    void expectOutcome(const std::string& program, Words arguments, int status,
                        const std::string& text, const std::string& more = "") const {
         arguments.push_back(out.string());
-        const std::string program = name == "zomu-scores" ? ZOMU_SCORES_PATH : ZOMU_PATCHES_PATH;
         expectResult(runTool(program, arguments), status, text,
-                     name + ": " + (folder.path() / "no.png").string() +
+                     nameOf(program) + ": " + (folder.path() / "no.png").string() +
                          ": cannot be opened: No such file or directory\n" + more);
     }
 
@@ -61,7 +60,7 @@ std::vector<float> floatsOf(const fs::path& path) {
 }  // namespace
 
 TEST_F(TrainingTools, patchesAreTheBytesThatNetworksSee) {
-    expectOutcome("zomu-patches", {"cut", manifest.string()}, 0, "2 photographs, 1 left out\n");
+    expectOutcome(ZOMU_PATCHES_PATH, {"cut", manifest.string()}, 0, "2 photographs, 1 left out\n");
     static constexpr MeanImages kNoMeanImages = {};
     FaceCanvases canvases;
     const std::vector<ManifestRow> rows = readManifest(out / "faces.csv");
@@ -86,13 +85,8 @@ TEST_F(TrainingTools, patchesAreTheBytesThatNetworksSee) {
     }
 }
 
-TEST_F(TrainingTools, descriptionsAreWrittenAlone) {
-    expectDone(ZOMU_PATCHES_PATH, {"describe", out.string()});
-    EXPECT_NE(readFile((out / "network-25.txt").string()).find("dataIdx=24"), std::string::npos);
-}
-
 TEST_F(TrainingTools, featuresAreUnitVectorsOfEachCrop) {
-    expectOutcome("zomu-patches", {"features", manifest.string()}, 0,
+    expectOutcome(ZOMU_PATCHES_PATH, {"features", manifest.string()}, 0,
                   "2 photographs, 1 left out\n");
     const std::vector<float> features = floatsOf(out / "features.npy");
     ASSERT_EQ(features.size(), 2U * 8000);
@@ -106,7 +100,7 @@ TEST_F(TrainingTools, featuresAreUnitVectorsOfEachCrop) {
 }
 
 TEST_F(TrainingTools, scoresAreThoseOfTheHost) {
-    expectOutcome("zomu-scores", {"--csv", manifest.string()}, 0,
+    expectOutcome(ZOMU_SCORES_PATH, {"--csv", manifest.string()}, 0,
                   "2 photographs, 1 left out, 1 pairs\n");
     const std::vector<float> scores = floatsOf(out / "scores.npy");
     ASSERT_EQ(scores.size(), 1U);
@@ -125,9 +119,9 @@ TEST_F(TrainingTools, scoresAreThoseOfTheHost) {
 
 TEST_F(TrainingTools, nothingUsableIsAFailure) {
     writeManifest(manifest, {{"nobody", folder.path() / "no.png", kLandmarks}});
-    expectOutcome("zomu-patches", {"cut", manifest.string()}, 1, "",
+    expectOutcome(ZOMU_PATCHES_PATH, {"cut", manifest.string()}, 1, "",
                   "zomu-patches: none of the photographs could be used\n");
-    expectOutcome("zomu-scores", {manifest.string()}, 1, "",
+    expectOutcome(ZOMU_SCORES_PATH, {manifest.string()}, 1, "",
                   "zomu-scores: fewer than two photographs could be used\n");
 }
 

@@ -1,6 +1,7 @@
 // The program zomu-model from outside: what it prints where, and how it ends.
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "support/temporary_folder.h"
@@ -12,6 +13,7 @@ namespace {
 
 constexpr char kProgram[] = ZOMU_MODEL_PROGRAM;
 constexpr char kAll[] = ": 303 files, 58271424 bytes\n";
+constexpr char kHoldsNotes[] = " holds notes, which is not a model file: it is not replaced";
 
 class ZomuModel : public testing::Test {
   protected:
@@ -25,6 +27,10 @@ class ZomuModel : public testing::Test {
         EXPECT_TRUE(made.out.ends_with("\n" + model + kAll)) << made.out;
     }
 
+    static void refuse(const Words& arguments, const std::string& words) {
+        expectRefusal(kProgram, arguments, 1, words);
+    }
+
     const TemporaryFolder parent;
     const std::string model = parent.prefix() + "model";
 };
@@ -35,32 +41,45 @@ TEST_F(ZomuModel, listsAllFilesWithTheirTotal) {
     const ProcessResult result = runTool(kProgram, {"list"});
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.err, "");
-    for (const char* line : {"\n5-25-2   weights           25 fc       768 x 160     491528\n",
-                             "\n6-1      projection       all         500 x 8000   16000000\n"}) {
-        EXPECT_NE(result.out.find(line), std::string::npos) << result.out;
+    for (const char* lines :
+         {"\n0-1-0    mean image         1           1 x 9075      36304\n",
+          "\n0-3-0    mean image         3           1 x 6627      26512\n",
+          "\n0-9-0    mean image         9           1 x 2209       8840\n",
+          "\n6-0      feature mean     all           1 x 8000      32000\n"
+          "6-1      projection       all         500 x 8000   16000000\n"
+          "6-2      projection       all         500 x 8000   16000000\n"
+          "1-1-1    weights            1 conv1      48 x 16       3080\n",
+          "\n5-25-3   biases            25 fc         1 x 160        648\n303 "}) {
+        EXPECT_NE(result.out.find(lines), std::string::npos) << result.out;
     }
     EXPECT_TRUE(result.out.ends_with("\n303 files, 58271424 bytes\n"));
 }
 
 TEST_F(ZomuModel, makesChecksAndFingerprintsAModelInPlainLines) {
     make();
+    const fs::path notes = fs::path(model) / "notes";
+    std::ofstream(notes) << "other files do not matter";
     expectDone(kProgram, {"check", model}, model + ": all 303 files are good\n");
     // An integer model of one seed is the same bytes on every machine. Made by sha256sum from the
     // files one behind the other, in the order of "zomu-model list".
     expectDone(kProgram, {"fingerprint", model},
                "caba7674f7713a3fba3ef3dbf6c11291b3609060447e3f982382d28597b94cad\n");
-    expectRefusals(kProgram, {{{"make", model}, 1, "zomu-model: " + model + " is not empty"}});
+    refuse({"make", model}, model + " is not empty");
+    refuse({"make", model, "--force"}, model + kHoldsNotes);
+    EXPECT_TRUE(fs::remove(notes));
 
     fs::remove(fs::path(model) / "3-3-1");
     fs::resize_file(fs::path(model) / "6-2", 100);
+    fs::copy_file(fs::path(model) / "1-1-1", fs::path(model) / "1-4-1",
+                  fs::copy_options::overwrite_existing);
     const ProcessResult bad = runTool(kProgram, {"check", model});
-    expectResult(bad, 1, "6-2: 100 bytes, 15999900 too few\n3-3-1: missing\n",
-                 "zomu-model: " + model + ": 2 of 303 files are wrong\n");
+    expectResult(bad, 1,
+                 "6-2: 100 bytes, 15999900 too few\n3-3-1: missing\n"
+                 "1-4-1: 3080 bytes, 2048 too many; shape 48 x 16, not 16 x 16\n",
+                 "zomu-model: " + model + ": 3 of 303 files are wrong\n");
 
-    expectRefusals(kProgram, {{{"fingerprint", model},
-                               1,
-                               "zomu-model: " + (fs::path(model) / "6-2").string() +
-                                   ": does not have the 16000000 bytes of its kind"}});
+    refuse({"fingerprint", model},
+           (fs::path(model) / "6-2").string() + ": does not have the 16000000 bytes of its kind");
 
     expectDone(kProgram, {"make", model, "--force"}, "networks\nprojections\n" + model + kAll);
     expectDone(kProgram, {"check", model}, model + ": all 303 files are good\n");
@@ -78,15 +97,15 @@ TEST_F(ZomuModel, packsAndUnpacksInPlainLines) {
 
     expectDone(kProgram, {"unpack", pack, copy}, copy + kAll);
     expectDone(kProgram, {"check", copy}, copy + ": all 303 files are good\n");
-    expectRefusals(kProgram,
-                   {{{"unpack", pack, copy}, 1, "zomu-model: " + copy + " is not empty"}});
+    refuse({"unpack", pack, copy}, copy + " is not empty");
+    std::ofstream(fs::path(copy) / "notes") << "not to be lost";
+    refuse({"unpack", pack, copy, "--force"}, copy + kHoldsNotes);
+    EXPECT_TRUE(fs::remove(fs::path(copy) / "notes"));
     expectDone(kProgram, {"unpack", pack, copy, "--force"}, copy + kAll);
 
     fs::resize_file(pack, 1000);
     const std::string other = parent.prefix() + "other";
-    expectRefusals(kProgram, {{{"unpack", pack, other},
-                               1,
-                               "zomu-model: " + pack + ": is truncated: 980 of " +
-                                   std::to_string(size - 20) + " bytes"}});
+    refuse({"unpack", pack, other},
+           pack + ": is truncated: 980 of " + std::to_string(size - 20) + " bytes");
     EXPECT_FALSE(fs::exists(other));
 }

@@ -14,9 +14,7 @@ MODELS = PROJECT / "models"
 class DemonstrationModel(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        temporary = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(temporary.cleanup)
-        cls.home = Path(temporary.name)
+        cls.home = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
         cls.model = cls.home / "model"
         run_tool(TOOLS, "zomu-model", "unpack", MODELS / "rendered-people.pack", cls.model)
 

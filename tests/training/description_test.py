@@ -13,9 +13,8 @@ from trainer.tools import run_tool
 class Descriptions(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.path, cls.all = Path(folder.name), load_library_descriptions(folder.name)
+        cls.path = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
+        cls.all = load_library_descriptions(cls.path)
 
     def test_shapes_are_those_of_the_model_files_with_their_pools_and_inputs(self):
         rows = [line.split() for line in run_tool(TOOLS, "zomu-model", "list").splitlines()[1:-1]]

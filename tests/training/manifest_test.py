@@ -10,9 +10,7 @@ from trainer.problems import TrainingProblem
 
 class Manifests(unittest.TestCase):
     def setUp(self):
-        temporary = tempfile.TemporaryDirectory()
-        self.addCleanup(temporary.cleanup)
-        self.home = Path(temporary.name).resolve()
+        self.home = Path(self.enterContext(tempfile.TemporaryDirectory())).resolve()
         self.path = self.home / "manifest.csv"
 
     def test_paths_are_seen_from_the_list(self):

@@ -18,7 +18,7 @@ def run_command(name: str, *arguments) -> subprocess.CompletedProcess:
                           capture_output=True, text=True, check=False)
 
 
-def load_library_descriptions(folder: str) -> list[NetworkDescription]:
+def load_library_descriptions(folder: Path | str) -> list[NetworkDescription]:
     """The networks as the library describes them, written to `folder` and read by the kit."""
     subprocess.run([TOOLS / "zomu-patches", "describe", folder], check=True)
     return load_descriptions(Path(folder))

@@ -31,9 +31,7 @@ class Interrupted(Exception):
 class WholeTraining(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        temporary = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(temporary.cleanup)
-        cls.home = Path(temporary.name)
+        cls.home = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
         cls.manifest = render(cls.home / "people", "--people", 12, "--photos", 4)
         with open(cls.manifest, "a", encoding="utf-8") as file:
             file.write("nobody,photos/no.jpg,photos/no.csv\n")

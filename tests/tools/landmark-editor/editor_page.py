@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import os
-import shutil
 import tempfile
 import time
 import unittest
@@ -43,8 +42,7 @@ class EditorPage(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls) -> None:
-        cls.downloads = Path(tempfile.mkdtemp())
-        cls.addClassCleanup(shutil.rmtree, cls.downloads)
+        cls.downloads = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
         options = webdriver.ChromeOptions()
         options.binary_location = "/usr/bin/chromium"
         for word in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage"):
@@ -52,8 +50,7 @@ class EditorPage(unittest.TestCase):
         options.add_argument("--window-size=1280,900")
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         service = webdriver.chrome.service.Service("/usr/bin/chromedriver")
-        cls.browser = webdriver.Chrome(service=service, options=options)
-        cls.addClassCleanup(cls.browser.quit)
+        cls.browser = cls.enterClassContext(webdriver.Chrome(service=service, options=options))
         cls.browser.execute_cdp_cmd(
             "Browser.setDownloadBehavior", {"behavior": "allow", "downloadPath": str(cls.downloads)}
         )

@@ -32,23 +32,15 @@ class Manifest : public testing::Test {
 
 TEST_F(Manifest, pathsAreSeenFromItsFolder) {
     const fs::path elsewhere = fs::temp_directory_path() / "b.png";
-    write("person,photo,landmarks\r\nann,a/1.jpg,a/1.csv\r\n\nbob," + elsewhere.string() +
+    write("person,photo,landmarks\r\nann,a/1.jpg,a/1.csv\r\n\nx y," + elsewhere.string() +
           ",b.csv");
     const std::vector<ManifestRow> rows = readManifest(path);
     ASSERT_EQ(rows.size(), 2U);
     EXPECT_EQ(rows[0].person, "ann");
     EXPECT_EQ(rows[0].photo, folder.path() / "a/1.jpg");
     EXPECT_EQ(rows[0].landmarks, folder.path() / "a/1.csv");
-    EXPECT_EQ(rows[1].person, "bob");
+    EXPECT_EQ(rows[1].person, "x y");
     EXPECT_EQ(rows[1].photo, elsewhere);
-}
-
-TEST_F(Manifest, whatIsWrittenIsReadBack) {
-    writeManifest(path, {{"x y", folder.path() / "p.jpg", folder.path() / "l.csv"}});
-    const std::vector<ManifestRow> rows = readManifest(path);
-    ASSERT_EQ(rows.size(), 1U);
-    EXPECT_EQ(rows[0].person, "x y");
-    EXPECT_EQ(rows[0].photo, folder.path() / "p.jpg");
 }
 
 TEST_F(Manifest, badListsAreNamedWithTheirLine) {

@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "model/model_file_writer.h"
-#include "support/made_model.h"
 #include "support/temporary_folder.h"
 
 namespace fs = std::filesystem;
@@ -24,15 +23,6 @@ namespace {
 const ModelFile kWeights = {"w", ModelFileKind::weights, 1, "fc", 2, 3};
 const ModelFile kImage = {"m", ModelFileKind::meanImage, 1, "", 1, 5};
 const ModelFile kTable = {"t", ModelFileKind::projection, 0, "", 2, 2};
-
-// Puts a value over the 4 bytes at `offset`.
-template <typename T>
-void overwrite(const fs::path& path, std::streamoff offset, T value) {
-    static_assert(sizeof(T) == 4);
-    std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
-    stream.seekp(offset);
-    stream.write(reinterpret_cast<const char*>(&value), sizeof value);
-}
 
 using Damage = std::function<void(const fs::path&)>;
 
@@ -51,9 +41,15 @@ Damage text(const std::string& content) {
     return [content](const fs::path& path) { std::ofstream(path, std::ios::binary) << content; };
 }
 
+// Puts a number over the 4 bytes at `offset`.
 template <typename T>
 Damage value(std::streamoff offset, T number) {
-    return [=](const fs::path& path) { overwrite(path, offset, number); };
+    static_assert(sizeof number == 4);
+    return [=](const fs::path& path) {
+        std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
+        stream.seekp(offset);
+        stream.write(reinterpret_cast<const char*>(&number), sizeof number);
+    };
 }
 
 Damage both(const Damage& first, const Damage& second) {
@@ -103,6 +99,7 @@ TEST(ModelCheck, eachDamageHasItsWords) {
     for (const auto& [file, damage, words] : damages) {
         const TemporaryFolder folder;
         const fs::path path = folder.path() / "file";
+        std::ofstream(path) << std::string(100, 'x');  // longer than the file that replaces it
         writeModelFile(path, file,
                        std::vector<float>(static_cast<std::size_t>(floatCount(file)), 1.5F));
         damage(path);
@@ -112,7 +109,6 @@ TEST(ModelCheck, eachDamageHasItsWords) {
 
 TEST(ModelCheck, aMissingFolderIsNotAListOfMissingFiles) {
     const TemporaryFolder folder;
-    EXPECT_THROW(checkModelFolder(folder.path() / "absent"), std::runtime_error);
     std::ofstream(folder.path() / "file") << "x";
     EXPECT_THROW(checkModelFolder(folder.path() / "file"), std::runtime_error);
 
@@ -120,27 +116,4 @@ TEST(ModelCheck, aMissingFolderIsNotAListOfMissingFiles) {
     ASSERT_EQ(lines.size(), 303U);
     EXPECT_EQ(lines.front(), "0-1-0: missing");
     EXPECT_EQ(lines.back(), "5-25-3: missing");
-}
-
-TEST(ModelCheck, damageOfAWholeModelIsListedFileByFile) {
-    const TemporaryFolder parent;
-    const fs::path model = parent.path() / "model";
-    makeModelIn(model);
-    EXPECT_TRUE(checkModelFolder(model).empty());
-
-    std::ofstream(model / "notes") << "other files do not matter";
-    fs::remove(model / "6-0");
-    fs::resize_file(model / "6-1", 8000);
-    overwrite<std::int32_t>(model / "0-3-0", 0, 9075);
-    overwrite(model / "5-25-3", 8 + 4 * 159, std::numeric_limits<float>::quiet_NaN());
-    fs::remove(model / "1-4-1");
-    fs::copy_file(model / "1-1-1", model / "1-4-1");
-    EXPECT_EQ(checkModelFolder(model),
-              (std::vector<std::string>{
-                  "0-3-0: count 9075, not 6627",
-                  "6-0: missing",
-                  "6-1: 8000 bytes, 15992000 too few",
-                  "1-4-1: 3080 bytes, 2048 too many; shape 48 x 16, not 16 x 16",
-                  "5-25-3: 1 value is not finite, the first at index 159",
-              }));
 }

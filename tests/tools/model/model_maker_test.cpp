@@ -23,7 +23,6 @@
 #include "support/random.h"
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
-#include "support/thrown.h"
 
 namespace fs = std::filesystem;
 
@@ -38,9 +37,7 @@ TEST(ModelMaker, modelsOfASeedNeverChangeAndDifferFromThoseOfAnother) {
            "730c6905473cd290e4f901a89f35d57bc8c0eb0e1179b9417e2d57d714177fc2"}}) {
         const TemporaryFolder parent;
         ModelRequest request = requestFor(parent.path() / "a", kind);
-        const ModelSummary summary = makeModel(request, noProgress);
-        EXPECT_EQ(summary.files, 303);
-        EXPECT_EQ(summary.bytes, 58271424);
+        makeModel(request, noProgress);
         EXPECT_TRUE(checkModelFolder(request.folder).empty());
         EXPECT_EQ(hexadecimal(modelFingerprint(request.folder)), fingerprint);
         request.folder = parent.path() / "b";
@@ -89,16 +86,24 @@ TEST(ModelMaker, integerNetworksComputeWithoutRounding) {
     }
 }
 
-// Stops the work after `steps` steps.
 class Stop : public std::exception {};
 
-TEST(ModelMaker, stoppedWorkLeavesNothing) {
-    for (const WeightKind kind : {WeightKind::integer, WeightKind::random}) {
+// The program's tests replace a model; see also staged_folder_test.cpp.
+TEST(ModelMaker, stoppedWorkLeavesWhatWasThere) {
+    for (const auto& [kind, isThere] :
+         {std::pair{WeightKind::integer, true}, {WeightKind::random, false}}) {
         const int total = 303;
         for (const int steps : {0, 200, total}) {
             const TemporaryFolder parent;
+            ModelRequest request = requestFor(parent.path() / "model", kind);
+            const std::string former = isThere ? "of a former model" : "";
+            if (isThere) {
+                fs::create_directory(request.folder);
+                std::ofstream(request.folder / "6-0") << former;
+                request.replace = true;
+            }
             int seen = 0;
-            EXPECT_THROW(makeModel(requestFor(parent.path() / "model", kind),
+            EXPECT_THROW(makeModel(request,
                                    [&](int done, int all, const std::string&) {
                                        EXPECT_EQ(all, total);
                                        EXPECT_GE(done, seen);
@@ -109,41 +114,9 @@ TEST(ModelMaker, stoppedWorkLeavesNothing) {
                                    }),
                          Stop);
             EXPECT_EQ(seen, steps);
-            EXPECT_TRUE(fs::is_empty(parent.path()));
+            EXPECT_EQ(readFile(request.folder / "6-0"), former);
+            const fs::directory_iterator entries(parent.path());
+            EXPECT_EQ(std::distance(begin(entries), end(entries)), isThere ? 1 : 0);
         }
     }
-}
-
-// occupied_folder_test.cpp has all that is refused.
-TEST(ModelMaker, occupiedPlacesStayAsTheyAre) {
-    const TemporaryFolder parent;
-    ModelRequest request = requestFor(parent.path() / "place");
-    fs::create_directory(request.folder);
-    std::ofstream(request.folder / "letter") << "dear";
-    for (const bool replace : {false, true}) {
-        request.replace = replace;
-        EXPECT_NE(reasonOf([&] { makeModel(request, noProgress); }), "");
-        EXPECT_EQ(readFile(request.folder / "letter"), "dear");
-    }
-    EXPECT_EQ(reasonOf([] { makeModel(requestFor(""), noProgress); }),
-              "the name of the folder is empty");
-}
-
-TEST(ModelMaker, replacesAModelWhenAsked) {
-    const TemporaryFolder parent;
-    ModelRequest request = requestFor(parent.path() / "model");
-    fs::create_directory(request.folder);
-    std::ofstream(request.folder / "6-0") << "of a former model";
-    request.replace = true;
-    EXPECT_THROW(makeModel(request,
-                           [](int done, int, const std::string&) {
-                               if (done == 100) {
-                                   throw Stop();
-                               }
-                           }),
-                 Stop);
-    EXPECT_EQ(readFile(request.folder / "6-0"), "of a former model");
-    makeModel(request, noProgress);
-    EXPECT_TRUE(checkModelFolder(request.folder).empty());
-    EXPECT_EQ(std::distance(fs::directory_iterator(parent.path()), fs::directory_iterator()), 1);
 }

@@ -1,49 +1,27 @@
-// Descriptions as numbers: sizes of activations, shapes of weight files.
+// Descriptions as numbers: sizes of activations. model_files_test.cpp has the shapes of weights, and
+// exact_sums_test.cpp follows a plan from layer to layer.
 #include "model/net_plan.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "network/net_texts.h"
-#include "reference/reference_tables.h"
 #include "support/thrown.h"
 
-static NetPlan planOf(int number) {
-    return planNetwork(netDescriptionTexts[number - 1]);
-}
-
-static std::vector<int> elementsOf(int number) {
-    std::vector<int> elements;
-    for (const LayerPlan& layer : planOf(number)) {
-        elements.push_back(layer.elements());
+TEST(NetPlan, activationsShrinkFromStageToStage) {
+    const std::pair<int, std::vector<int>> networks[] = {
+        {1, {9075, 43264, 43264, 10816, 18432, 18432, 4608, 4800, 4800, 1200, 1024, 1024, 160}},
+        {4, {2209, 30976, 30976, 7744, 12800, 12800, 3200, 3072, 3072, 768, 576, 576, 160}}};
+    for (const auto& [number, expected] : networks) {
+        std::vector<int> elements;
+        for (const LayerPlan& layer : planNetwork(netDescriptionTexts[number - 1])) {
+            elements.push_back(layer.elements());
+        }
+        EXPECT_EQ(elements, expected) << "network " << number;
     }
-    return elements;
-}
-
-TEST(NetPlan, smallNetworksDifferInTheirPatchOnly) {
-    EXPECT_EQ(elementsOf(1), (std::vector<int>{9075, 43264, 43264, 10816, 18432, 18432, 4608, 4800,
-                                               4800, 1200, 1024, 1024, 160}));
-    const std::vector<int> rest = {30976, 30976, 7744, 12800, 12800, 3200,
-                                   3072,  3072,  768,  576,   576,   160};
-    for (const int number : {3, 4, 10, 25}) {
-        std::vector<int> expected = rest;
-        expected.insert(expected.begin(), kReferencePatches[number - 1].isColour ? 6627 : 2209);
-        EXPECT_EQ(elementsOf(number), expected) << "network " << number;
-    }
-}
-
-TEST(NetPlan, lastLayerReadsTheTwoStagesBeforeIt) {
-    const NetPlan plan = planOf(7);
-    ASSERT_EQ(plan.size(), 13U);
-    EXPECT_EQ(plan[12].name, "fc");
-    EXPECT_EQ(plan[12].inputs, (std::vector<std::size_t>{10, 9}));
-    ASSERT_EQ(plan[12].weights.size(), 2U);
-    EXPECT_EQ(plan[12].weights[0].name, "5-7-1");
-    EXPECT_EQ(plan[12].weights[0].rows, 576);
-    EXPECT_EQ(plan[12].weights[1].name, "5-7-2");
-    EXPECT_EQ(plan[12].weights[1].rows, 768);
 }
 
 TEST(NetPlan, namesTheLayerThatFitsNoModel) {

@@ -4,25 +4,23 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <memory>
 #include <string>
+
+#include "support/read_file.h"
+#include "support/temporary_folder.h"
 
 // Everything that `work` shows on a bar whose stream is a terminal or not.
 template <typename Work>
 static std::string shown(bool terminal, const Work& work) {
-    std::FILE* stream = std::tmpfile();
-    if (stream == nullptr) {
-        return "no temporary file";
-    }
+    const TemporaryFolder folder;
+    const std::string path = folder.prefix() + "shown";
+    std::FILE* stream = std::fopen(path.c_str(), "wb");
     {
         ProgressBar bar(stream, terminal);
         work(bar);
     }
-    std::string text(static_cast<std::size_t>(std::ftell(stream)), '\0');
-    std::rewind(stream);
-    const std::size_t got = std::fread(text.data(), 1, text.size(), stream);
     std::fclose(stream);
-    return text.substr(0, got);
+    return readFile(path);
 }
 
 TEST(ProgressBar, isDrawnOnATerminalOnlyAndIsAPlainLineForEachStageElsewhere) {

@@ -43,17 +43,6 @@ TEST(SeededNumbers, normalsHaveTheMomentsOfANormalDistribution) {
     EXPECT_NEAR(fourths / kCount, 2.9, 0.15);
 }
 
-TEST(SeededNumbers, integersFillTheirRangeAndNoMore) {
-    SeededNumbers series(7, "integers");
-    std::set<float> seen;
-    for (const float value : series.integers(1000, -8, 4)) {
-        seen.insert(value);
-    }
-    EXPECT_EQ(seen.size(), 16U);
-    EXPECT_EQ(*seen.begin(), -8.0F);
-    EXPECT_EQ(*seen.rbegin(), 7.0F);
-}
-
 TEST(SeededNumbers, everyColumnGetsAllTaps) {
     SeededNumbers series(7, "taps");
     const int taps[] = {5, -3, 2};
@@ -70,19 +59,5 @@ TEST(SeededNumbers, everyColumnGetsAllTaps) {
             EXPECT_EQ(found, (std::multiset<float>{-3.0F, 2.0F, 5.0F})) << rows << " rows";
         }
     }
-}
-
-TEST(SeededNumbers, noRowIsLeftOutOfTheDeal) {
-    SeededNumbers series(7, "deal");
-    const int taps[] = {1, 1};
-    // 20 taps for 18 rows: one full deck and the begin of another.
-    const std::vector<float> values = series.dealtTaps(18, 10, taps);
-    for (std::size_t row = 0; row < 18; ++row) {
-        float sum = 0.0F;
-        for (std::size_t col = 0; col < 10; ++col) {
-            sum += values[row * 10 + col];
-        }
-        EXPECT_GE(sum, 1.0F) << "row " << row;
-    }
-    EXPECT_THROW(series.dealtTaps(1, 1, taps), std::invalid_argument) << "more taps than rows";
+    EXPECT_THROW(series.dealtTaps(2, 1, taps), std::invalid_argument) << "more taps than rows";
 }

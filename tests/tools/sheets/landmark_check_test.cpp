@@ -9,13 +9,9 @@
 #include "sheets/landmark_names.h"
 #include "support/people.h"
 
-namespace {
-
-void expectDoubt(const LandmarkRecord& face, const std::string& words) {
+static void expectDoubt(const LandmarkRecord& face, const std::string& words) {
     EXPECT_NE(landmarkWarning(face).find(words), std::string::npos) << words;
 }
-
-}  // namespace
 
 TEST(LandmarkCheck, hasNoDoubtAboutGoodFacesAndTheirTurnedAndMirroredPictures) {
     for (const LandmarkRecord& record : allLandmarks()) {

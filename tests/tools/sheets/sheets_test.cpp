@@ -14,6 +14,7 @@
 #include "sheets/landmark_sheet.h"
 #include "sheets/patch_sheet.h"
 #include "sheets/sheet_style.h"
+#include "support/faces.h"
 #include "support/people.h"
 
 namespace {
@@ -109,12 +110,7 @@ TEST(Sheets, everyLegalFaceCanBeDrawn) {
         EXPECT_EQ(sizes(variant), sizes(face)) << what;
     };
     FacePicture variant = face;
-    variant.landmarks.count = 0;
-    for (int i = 0; i < face.landmarks.count; ++i) {
-        if (!isSideOfHead(face.landmarks.entries[i].id)) {
-            variant.landmarks.entries[variant.landmarks.count++] = face.landmarks.entries[i];
-        }
-    }
+    variant.landmarks = withoutSidesOfHead(face.landmarks);
     expectSheets(variant, "25 landmarks");
     variant = face;
     for (LandmarkEntry& entry : variant.landmarks.entries) {

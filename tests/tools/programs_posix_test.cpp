@@ -1,26 +1,33 @@
-// The program zomu-model where its output finds no room, and where signals end it.
-#include <gtest/gtest.h>
-
+// Programs whose output finds no room, and one that signals end.
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <utility>
 
-#include "support/process.h"
 #include "support/temporary_folder.h"
+#include "tools/tool_run.h"
+#include "zomu.h"
 
 namespace fs = std::filesystem;
 
-TEST(ZomuModelEnds, outputThatCannotBeWrittenIsAFailure) {
-    ASSERT_TRUE(fs::exists("/dev/full"));
-    const ProcessResult result =
-        runProcess({"sh", "-c", "\"$0\" list > /dev/full", ZOMU_MODEL_PROGRAM}, {});
-    EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_EQ(result.err, "zomu-model: cannot write to standard output: No space left on device\n");
+TEST(ProgramEnds, outputThatCannotBeWrittenIsAFailure) {
+    const TemporaryFolder folder;
+    const std::string path = folder.prefix() + "a.zt";
+    const FaceTemplate face = {{3.0F}, 4.0F, 3.0F};
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(&face), sizeof face);
+    const Words endings[] = {
+        {"\"$0\" list > /dev/full", ZOMU_MODEL_PROGRAM,
+         "zomu-model: cannot write to standard output: No space left on device\n"},
+        {"\"$0\" " + path + " " + path + " > /dev/full", ZOMU_COMPARE_PATH,
+         "compare_faces: standard output: the score could not be written\n"}};
+    for (const Words& ending : endings) {
+        expectResult(runTool("sh", {"-c", ending[0], ending[1]}), 1, "", ending[2]);
+    }
 }
 
 // The signal comes as soon as the first line says that the work has begun. `env` makes sure that
 // the signal is not ignored from the start, as it is in the background jobs of some shells.
-TEST(ZomuModelEnds, interruptedWorkLeavesNothing) {
+TEST(ProgramEnds, interruptedWorkLeavesNothing) {
     const std::string script =
         "mkfifo \"$1.pipe\"; env --default-signal=$2 \"$0\" make \"$1\" >\"$1.pipe\" & "
         "exec 3<\"$1.pipe\"; rm \"$1.pipe\"; read -r line <&3; kill -$2 $!; wait $!";
