@@ -155,7 +155,7 @@ FaceAlignment alignFace(const LandmarkRecord& landmarks) {
 
 void cutCanvas(int number, const FaceAlignment& face, FaceCanvases& canvases,
                const MeanImages& meanImages, const SourceImage& image, PatchList& patches) {
-    const int leader = kCanvasLeaders[number];
+    const int leader = kCanvasLeaders.at(static_cast<std::size_t>(number));
     const LandmarkEntry* kept = face.kept.data();
     const PatchAlignment alignment =
         alignPatch(kept[kUpperAnchor], kept[kLowerAnchor], kPatchLayout.canonicalEyeSpan[leader],
