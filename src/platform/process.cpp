@@ -25,7 +25,7 @@ LibraryHold::LibraryHold() {
     handle = self;
 }
 
-LibraryHold::~LibraryHold() {
+void closeLibrary(void* handle) {
     if (handle != nullptr) {
         FreeLibrary(static_cast<HMODULE>(handle));
     }
@@ -70,10 +70,14 @@ LibraryHold::LibraryHold() {
     }
 }
 
-LibraryHold::~LibraryHold() {
+void closeLibrary(void* handle) {
     if (handle != nullptr) {
         dlclose(handle);
     }
 }
 
 #endif
+
+LibraryHold::~LibraryHold() {
+    closeLibrary(handle);
+}
