@@ -11,6 +11,7 @@
 #include "model/model_tables.h"
 #include "patches/canvases.h"
 #include "patches/face_patches.h"
+#include "platform/process.h"
 #include "template/template_arithmetic.h"
 #include "threads/team.h"
 
@@ -42,6 +43,9 @@ struct ZomuContext {
     ~ZomuContext();
     ZomuContext(const ZomuContext&) = delete;
     ZomuContext& operator=(const ZomuContext&) = delete;
+
+    // Threads run the library's code as long as there is a context. The first to be made, the last to go.
+    LibraryHold library;
 
     const Kernels* kernels = runnableKernels().front();
     std::array<std::unique_ptr<ConvNet>, kNetCount> nets;

@@ -5,6 +5,7 @@
 
 #include "matrix/float_mode.h"
 #include "model/model_tables.h"
+#include "platform/process.h"
 #include "service/context.h"
 #include "service/extraction.h"
 #include "template/comparison.h"
@@ -19,6 +20,12 @@ void refuseTemplate(const char* reason, FaceTemplate& templateOut) {
     std::fill(std::begin(templateOut.projection), std::end(templateOut.projection), kNaN);
     templateOut.quadraticTerm = kNaN;
     templateOut.projectionNorm = kNaN;
+}
+
+// Returns what has kept the library in memory.
+void* destroy(ZomuContext* context) {
+    const std::unique_ptr<ZomuContext> owned(context);
+    return owned->library.handOver();
 }
 
 }  // namespace
@@ -52,5 +59,7 @@ float ZomuCompareTemplates(const FaceTemplate* a, const FaceTemplate* b) {
 }
 
 void ZomuDestroy(ZomuContext* context) {
-    const std::unique_ptr<ZomuContext> owned(context);
+    if (context != nullptr) {
+        closeLibrary(destroy(context));
+    }
 }

@@ -58,5 +58,7 @@ struct Scenario {
 extern const Scenario kLifecycleScenarios[];
 extern const Scenario kArgumentScenarios[];
 extern const Scenario kThreadScenarios[];
+extern const Scenario kLimitScenarios[];    // not on Windows
+extern const Scenario kProcessScenarios[];  // not on Windows
 
 #endif
