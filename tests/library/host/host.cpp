@@ -26,7 +26,8 @@ __attribute__((visibility("default"))) void cblas_saxpy() {
 #endif
 
 static const Scenario* findScenario(const std::string& name) {
-    for (const Scenario* list : {kLifecycleScenarios, kArgumentScenarios, kThreadScenarios}) {
+    for (const Scenario* list :
+         {kLifecycleScenarios, kArgumentScenarios, kThreadScenarios, kBatchScenarios}) {
         for (const Scenario* scenario = list; scenario->name != nullptr; ++scenario) {
             if (scenario->name == name) {
                 return scenario;
