@@ -16,9 +16,10 @@
  *     is loaded, and the weights at every ZomuBatchCreate, with the same lines for files that cannot be
  *     opened. It shares nothing with ZOMU: a host that loads both reads the tables twice, and has to
  *     see to it that both find the same model.
- *  5. Memory. The tables take 32 MB once for the process, beside those of ZOMU. A context takes 27 MB,
- *     and 14 MB more once it is used for single faces; a call for 16 or more takes another 14 MB.
- *     Contexts keep that until they are destroyed. The number of requests beyond 16 takes no memory.
+ *  5. Memory. The tables take 32 MB once for the process, beside those of ZOMU. A context takes 29 MB, 1 MB
+ *     more once it is used, and 15 MB more after a call for 16 or more faces; each thread but the first
+ *     takes half a megabyte of its own. Contexts keep that until they are destroyed. It does not matter how
+ *     many more than 16 the requests of a call are.
  *  6. Unloading. The library stays in memory as long as a context exists. Closed after its last context,
  *     it gives everything back.
  *  7. Windows. ZOMUbatch.dll exports its three functions by their names.
@@ -66,16 +67,17 @@ ZOMU_API ZomuBatchContext* ZomuBatchCreate(void);
  *           nothing happens.
  * count     how many; 0 is allowed.
  *
- * The faces are computed in the order of the requests, 16 at a time. The templates of these 16 are
- * written, all 502 values of each, when the last of them is computed; until then they are as they were.
+ * The faces are computed in the order of the requests, 16 at a time, refused ones not counted. The
+ * templates of these 16 are written, all 502 values of each, when all 16 are computed; until then they are
+ * as they were.
  *
  * Threads  one call at a time for one context. A template has the same bits whatever it is computed
  *          together with, with any number of threads, in any context, in the first and in the hundredth
  *          call: those of ZomuExtractTemplate on the same machine with the same model.
  * Failure  a request that ZomuExtractTemplate would refuse is refused here with the same line,
  *          "template refused: " and the reason, and its 502 values are NaN. The lines come in the order of
- *          the requests. No other request is affected. After std::bad_alloc each template is either
- *          complete or as it was, and the context may be used again. */
+ *          the requests. No other request is affected. After std::bad_alloc each template is complete, or
+ *          NaN because it was refused, or as it was; and the context may be used again. */
 ZOMU_API void ZomuBatchExtract(ZomuBatchContext* context, const ZomuBatchRequest* requests,
                                size_t count);
 
