@@ -39,7 +39,7 @@ _search: _Search | None = None
 def functions() -> ctypes.CDLL | None:
     """The library for batches, loaded now if it is not yet; None if it cannot be used."""
     global _search
-    loaded = _library.require()
+    loaded = _library.require()  # raises if the process was forked
     with _lock:
         if _search is None:
             _search = _Search(_open(loaded))

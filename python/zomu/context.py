@@ -161,7 +161,6 @@ class Context:
             request.stride = rows.strides[0]
             request.landmarks = ctypes.pointer(record)
             request.templateOut = template.ctypes.data
-        _library.require()  # raises if the process was forked
         with self._handles_for_batches(functions).handle() as handle:
             functions.ZomuBatchExtract(handle, requests, len(requests))
         return templates
