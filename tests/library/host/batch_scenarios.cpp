@@ -1,7 +1,6 @@
 // Many faces in one call, beside the same faces one by one: both libraries in one process.
-#include <atomic>
+#include <algorithm>
 #include <cfenv>
-#include <cstring>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -79,9 +78,14 @@ void keepSingly(Host& host, const Requests& requests) {
 }
 
 // Batches of the sizes that the arguments name, one after another in one context, each of the first so
-// many of 40 faces. Keeps the 40 templates of single extractions, then those of each batch.
+// many faces. Keeps the templates of single extractions, as many as the largest batch has, then those
+// of each batch.
 void extractBatches(Host& host) {
-    const std::vector<Scene> faces = scenes(40);
+    int largest = 0;
+    for (std::size_t i = 1; i < host.arguments.size(); ++i) {
+        largest = std::max(largest, host.number(i));
+    }
+    const std::vector<Scene> faces = scenes(largest);
     const Requests requests = requestsOf(faces);
     keepSingly(host, requests);
     const BatchLibrary library(host.arguments.at(0));
