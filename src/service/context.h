@@ -60,4 +60,11 @@ struct ZomuContext {
     Team team;
 };
 
+// Destroys a context and returns what has kept the library in memory, for closeLibrary.
+template <class Context>
+void* destroyContext(Context* context) {
+    const std::unique_ptr<Context> owned(context);
+    return owned->library.handOver();
+}
+
 #endif

@@ -30,6 +30,7 @@ static const Scenario* findScenario(const std::string& name) {
         kLifecycleScenarios,
         kArgumentScenarios,
         kThreadScenarios,
+        kBatchScenarios,
 #if !defined(_WIN32)
         kLimitScenarios,
         kProcessScenarios,
