@@ -1,4 +1,3 @@
-#!/usr/bin/python3
 """The stages before and after the networks, written with OpenCV and NumPy, compared and timed.
 
     peer_path.py MODEL_FOLDER DUMP_FOLDER [--threads N] [--runs N]
@@ -9,8 +8,6 @@ to the dump folder. Exit status 1 if patches or template differ from ours.
 
 Patches are cut in two ways: "canvases" warps the picture onto 160 x 160 pixels for each kind of
 patch and eye distance, then crops; "crops" warps straight into each crop.
-
-Needs Debian's python3-opencv and python3-numpy.
 """
 
 import argparse
@@ -18,7 +15,6 @@ import csv
 import json
 import os
 import sys
-import time
 from pathlib import Path
 
 arguments = argparse.ArgumentParser(usage=__doc__.splitlines()[2].strip())
@@ -33,6 +29,8 @@ os.environ["OMP_NUM_THREADS"] = os.environ["OPENBLAS_NUM_THREADS"] = str(options
 
 import cv2
 import numpy as np
+
+from peer_times import time_stage
 
 CANVAS = 160
 PROJECTIONS = 500
@@ -139,22 +137,6 @@ def project(outputs, feature_mean, table_a, table_b):
     return result
 
 
-def time_stage(work):
-    for _ in range(options.runs // 10 + 1):
-        work()
-    times = []
-    for _ in range(options.runs):
-        start = time.perf_counter()
-        work()
-        times.append(1e3 * (time.perf_counter() - start))
-    times.sort()
-    return {
-        "median": times[len(times) // 2],
-        "low": times[len(times) // 10],
-        "high": times[len(times) * 9 // 10],
-    }
-
-
 def blas_library():
     """The file that NumPy's BLAS was loaded from; several packages provide one."""
     with open("/proc/self/maps", encoding="ascii", errors="replace") as maps:
@@ -192,7 +174,7 @@ def main():
             [np.abs(matrix - patch.ours).ravel() for matrix, patch in zip(matrices, patches)])
         # Half a level of tolerance: mean images have fractions, so differences round.
         report["patches"][name] = {
-            **time_stage(lambda cut=cut: cut(picture, patches)),
+            **time_stage(lambda cut=cut: cut(picture, patches), options.runs),
             "same": float(np.mean(distance < 0.5)),
             "withinOne": float(np.mean(distance < 1.5)),
             "largest": float(distance.max()),
@@ -219,7 +201,7 @@ def main():
         float(np.max(np.abs(theirs[PROJECTIONS:] / ours[PROJECTIONS:] - 1))),
     )
     report["projection"] = {
-        **time_stage(lambda: project(outputs, feature_mean, table_a, table_b)),
+        **time_stage(lambda: project(outputs, feature_mean, table_a, table_b), options.runs),
         "absolute": absolute,
         "relative": largest,
         "bound": TEMPLATE_BOUND,
