@@ -1,10 +1,10 @@
 """The stages before and after the networks, written with OpenCV and NumPy, compared and timed.
 
-    peer_path.py MODEL_FOLDER DUMP_FOLDER [--threads N] [--runs N]
+    peer_path.py MODEL_FOLDER DUMP_FOLDER [--threads N] [--runs N] [--name NAME]
 
 DUMP_FOLDER is what dump_stages wrote. Transforms and crop centres come from its alignment.csv: the
-peer does not pay for the fit of the head's pose, which is part of our patch stage. Writes path-N.json
-to the dump folder. Exit status 1 if patches or template differ from ours.
+peer does not pay for the fit of the head's pose, which is part of our patch stage. Writes
+path-N-NAME.json to the dump folder. Exit status 1 if patches or template differ from ours.
 
 Patches are cut in two ways: "canvases" warps the picture onto 160 x 160 pixels for each kind of
 patch and eye distance, then crops; "crops" warps straight into each crop.
@@ -22,6 +22,7 @@ arguments.add_argument("model", type=Path)
 arguments.add_argument("dump", type=Path)
 arguments.add_argument("--threads", type=int, default=1)
 arguments.add_argument("--runs", type=int, default=200)
+arguments.add_argument("--name", default="python", help="which installation of the libraries this is")
 options = arguments.parse_args()
 
 # NumPy's BLAS reads these when it is loaded.
@@ -211,7 +212,7 @@ def main():
          f"largest difference {absolute:.2e}, of the template's largest value {largest:.2e} "
          f"(bound {TEMPLATE_BOUND:g})")
 
-    path = options.dump / f"path-{options.threads}.json"
+    path = options.dump / f"path-{options.threads}-{options.name}.json"
     path.write_text(json.dumps(report, indent=2) + "\n", encoding="ascii")
     if not good:
         print("peer_path.py: patches or template differ by more than the bound", file=sys.stderr)
