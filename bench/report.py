@@ -13,6 +13,7 @@ import json
 import pathlib
 import re
 import sys
+import textwrap
 
 UNITS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 BATCH = 16
@@ -65,7 +66,7 @@ def peer_ratio(peers, kernels, stage, threads):
     return None
 
 
-# Bounds by instruction set; the first is also that of sets without one.
+# The second bound is that of AVX2, the first that of every other set.
 def targets_by_set(results, peers):
     """(what, whether more is better, bounds, figure by instruction set)"""
     sets = results.sets
@@ -199,8 +200,8 @@ def peer_table(peers):
     machine = peers["machine"]
     libraries = "; ".join(f"{key} {value}" if key == "ONNX Runtime" else f"{key} with {value}"
                           for key, value in machine.items() if key.startswith(("ONNX", "NumPy")))
-    return [*lines, "", f"{machine['processor']}; {libraries}. Load average at the end: "
-                        f"{machine['load average']:.1f}."]
+    remark = (f"{machine['processor']}; {libraries}. Load average at the end: {machine['load average']:.1f}.")
+    return [*lines, "", *textwrap.wrap(remark, 118)]
 
 
 def run_lines(results):
@@ -210,11 +211,12 @@ def run_lines(results):
     load_average = ", ".join(f"{value:.1f}" for value in context["load_avg"])
     with open("/proc/cpuinfo", encoding="utf-8") as info:
         model = next((line.split(":")[1].strip() for line in info if line.startswith("model name")), "unknown")
-    return [f"A machine with {context['num_cpus']} processors ({model}), compiler {context['compiler']}, OpenBLAS "
-            f"with its {context['blas_kernels']} kernels, on {context['date'][:10]}. Load average at the start: "
-            f"{load_average}; what ran on one thread took {results.crowding():.2f} times its processor time by "
-            f"the clock. The networks of one face need {works:.1f} million operations and read "
-            f"{weights:.1f} MB of weights."]
+    remark = (
+        f"A machine with {context['num_cpus']} processors ({model}), compiler {context['compiler']}, OpenBLAS with "
+        f"its {context['blas_kernels']} kernels, on {context['date'][:10]}. Load average at the start: "
+        f"{load_average}; what ran on one thread took {results.crowding():.2f} times its processor time by the "
+        f"clock. The networks of one face need {works:.1f} million operations and read {weights:.1f} MB of weights.")
+    return textwrap.wrap(remark, 118)
 
 
 def replace_figures(path, blocks):

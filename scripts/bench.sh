@@ -17,7 +17,8 @@ esac
 needs gate
 results=$PWD/build/bench/results
 if [ "${1:-}" = --instructions ]; then
-    build bench zomu_one_extraction zomu-model
+    # All of them, so that a change that breaks one does not wait for the next measurement.
+    build bench zomu_bench zomu_one_extraction dump_stages zomu-model
     temporary_model build/bench/tools "$results/tmp"
     exec python3 bench/instructions.py build/bench/bench/zomu_one_extraction
 fi

@@ -62,8 +62,11 @@ def compare(ours, peer):
                        key=lambda entry: entry["ms"])
             rows.append({"stage": stage, "threads": threads, "ours": ours[stage, threads]["ms"],
                          "peer": best["ms"], "peerWay": f"{best['way']}, {best['threads']} thread(s)"})
+        peer_sum = sum(row["peer"] for row in rows)
+        rows.append({"stage": "sum", "threads": threads, "ours": sum(row["ours"] for row in rows),
+                     "peer": peer_sum, "peerWay": "sum of the three"})
         rows.append({"stage": "whole", "threads": threads, "ours": ours["whole", threads]["ms"],
-                     "peer": sum(row["peer"] for row in rows), "peerWay": "sum of the three"})
+                     "peer": peer_sum, "peerWay": "sum of the three"})
         table += rows
     return [{**row, "ratio": row["ours"] / row["peer"]} for row in table]
 
