@@ -16,6 +16,10 @@ case $#${1:-} in
 esac
 needs gate
 results=$PWD/build/bench/results
+peers=build/bench-peers/peers.json
+if [ "${1:-}" = --document ] && [ ! -e "$peers" ]; then
+    fail "There is no run of the peers: use scripts/check.sh bench document"
+fi
 if [ "${1:-}" = --instructions ]; then
     # All of them, so that a change that breaks one does not wait for the next measurement.
     build bench zomu_bench zomu_one_extraction dump_stages zomu-model
@@ -30,14 +34,13 @@ build/bench/bench/zomu_bench --benchmark_repetitions=9 --benchmark_min_time=0.05
     --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
     --benchmark_out="$results/results.json" --benchmark_out_format=json >"$results/bench.log"
 options=()
-peers=build/bench-peers/peers.json
-if [ -e $peers ]; then
-    options+=(--peers $peers)
+if [ -e "$peers" ]; then
+    options+=(--peers "$peers")
 fi
 if [ "${1:-}" = --document ]; then
     options+=(--document docs/performance.md)
 fi
 python3 bench/report.py "$results/results.json" "${options[@]}"
 if [ "${1:-}" = --document ]; then
-    /usr/bin/python3 bench/plot.py "$results/results.json" docs/images/performance.png "${options[@]:1:1}"
+    /usr/bin/python3 bench/plot.py "$results/results.json" docs/images/performance.png "$peers"
 fi
