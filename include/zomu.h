@@ -96,7 +96,8 @@ ZOMU_API ZomuContext* ZomuCreate(void);
  *              happens.
  *
  * Threads  one call at a time for one context. The same input gives the same bits with any number of
- *          threads, in any context, in the first and in the hundredth call.
+ *          threads, in any context, in the first and in the hundredth call, on every processor with
+ *          a fused multiply-add (x86-64 with AVX2, 64-bit ARM).
  * Failure  a null image or record, a picture under 2 x 2, or a record outside its contract prints
  *          "template refused: " and the reason, and all 502 values are NaN. They are NaN, too, where
  *          weights are missing or unusable. A NaN template scores NaN, which passes no threshold. */

@@ -223,7 +223,7 @@ constexpr int kLastVectors = 4;
 constexpr int kFullVectors = 10;
 #elif defined(__AVX2__)
 constexpr Tile kPoolTiles[3] = {{2, 2, 2}, {2, 2, 2}, {2, 2, 3}};
-constexpr int kLastVectors = 2;
+constexpr int kLastVectors = 4;
 constexpr int kFullVectors = 5;
 #else
 constexpr Tile kPoolTiles[3] = {{2, 2, 4}, {2, 2, 4}, {2, 2, 4}};

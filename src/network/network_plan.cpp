@@ -104,18 +104,16 @@ bool planFullConnection(const LayerList& layers, NetworkPlan& plan) {
 
 std::unique_ptr<NetworkPlan> planNetwork(const NetDescription& description,
                                          const LayerList& layers) {
-    // One embedded network of each shape: large in colour, small in colour, small in grey.
-    constexpr int kShapes[] = {0, 2, 3};
-    const auto shape = std::find_if(std::begin(kShapes), std::end(kShapes), [&](int embedded) {
-        return hasShapeOf(description, embedded);
-    });
-    if (shape == std::end(kShapes)) {
+    auto plan = std::make_unique<NetworkPlan>();
+    const DescriptionSection* convolution = getSection(description, "conv1");
+    getInt(getSection(description, "data"), "dataIdx", plan->patch);
+    getInt(convolution, "imgSize", plan->weights.side);
+    getInt(convolution, "channels", plan->weights.channels);
+    // Embedded networks of each shape: large in colour, small in colour, small in grey.
+    const int embedded = plan->weights.side == kLargeSide ? 0 : plan->weights.channels == 3 ? 2 : 3;
+    if (!hasShapeOf(description, embedded)) {
         return nullptr;
     }
-    auto plan = std::make_unique<NetworkPlan>();
-    getInt(getSection(description, "data"), "dataIdx", plan->patch);
-    plan->weights.side = *shape == 0 ? kLargeSide : kSmallSide;
-    plan->weights.channels = *shape == 3 ? 1 : 3;
     if (!planConvolutions(layers, *plan) || !planFullConnection(layers, *plan)) {
         return nullptr;
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <numeric>
 
 #include "matrix/float_rules.h"
 #include "patches/head_pose.h"
@@ -15,6 +16,12 @@ namespace {
 // Where the upper anchor lands on every canvas. The lower one lands in the same column.
 constexpr float kAnchorColumn = 80.0F;
 constexpr float kAnchorRow = 60.0F;
+
+constexpr auto kPatchNumbers = [] {
+    std::array<int, kPatchCount> numbers = {};
+    std::iota(numbers.begin(), numbers.end(), 0);
+    return numbers;
+}();
 
 }  // namespace
 
@@ -155,14 +162,13 @@ FaceAlignment alignFace(const LandmarkRecord& landmarks) {
 
 void cutCanvas(int number, const FaceAlignment& face, FaceCanvases& canvases,
                const MeanImages& meanImages, const SourceImage& image, PatchList& patches) {
-    const int leader = kCanvasLeaders[number];
+    const int leader = kCanvasLeaders.at(static_cast<std::size_t>(number));
     const LandmarkEntry* kept = face.kept.data();
     const PatchAlignment alignment =
         alignPatch(kept[kUpperAnchor], kept[kLowerAnchor], kPatchLayout.canonicalEyeSpan[leader],
                    face.imageEyeSpan);
     SharedCanvas canvas(image, alignment.inverse, canvases, isColour(leader));
-    for (std::size_t k = 0; k < patches.size(); ++k) {
-        const auto patch = static_cast<int>(k);
+    for (const int patch : kPatchNumbers) {
         if (!shareCanvas(leader, patch)) {
             continue;
         }
@@ -170,7 +176,8 @@ void cutCanvas(int number, const FaceAlignment& face, FaceCanvases& canvases,
         const CanvasPoint second = toCanvas(alignment, kept[kPatchLayout.secondCentre[patch]]);
         canvas.cover(cropArea(first, patch, false));
         canvas.cover(cropArea(second, patch, true));
-        cutPatch(patch, canvases, meanImages[patch], first, second, patches[k]);
+        cutPatch(patch, canvases, meanImages[patch], first, second,
+                 patches[static_cast<std::size_t>(patch)]);
     }
 }
 

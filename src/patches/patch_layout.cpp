@@ -18,4 +18,4 @@ const PatchLayout kPatchLayout = {
                      12, 6, 15, 14, 4, 7, 6,  1,  23, 11, 15, 4},
 };
 
-const int kCanvasLeaders[kCanvasCount] = {2, 0, 1, 7, 5, 4, 3, 9, 12, 15, 19};
+const std::array<int, kCanvasCount> kCanvasLeaders = {2, 0, 1, 7, 5, 4, 3, 9, 12, 15, 19};

@@ -2,6 +2,7 @@
 #ifndef ZOMU_PATCHES_PATCH_LAYOUT_H
 #define ZOMU_PATCHES_PATCH_LAYOUT_H
 
+#include <array>
 #include <cstdint>
 
 constexpr int kPatchCount = 25;
@@ -23,6 +24,6 @@ extern const PatchLayout kPatchLayout;
 // Patches of one kind (colour or grey) and one span share a canvas. These are the first patches of
 // each: first those of the canvases that take longest.
 constexpr int kCanvasCount = 11;
-extern const int kCanvasLeaders[kCanvasCount];
+extern const std::array<int, kCanvasCount> kCanvasLeaders;
 
 #endif

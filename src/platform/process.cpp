@@ -1,6 +1,7 @@
 #include "platform/process.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <thread>
 
 #if defined(_WIN32)
@@ -14,6 +15,9 @@ int currentProcess() {
 int usableProcessors() {
     return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
 }
+
+// Large pages need a privilege here.
+void askForLargePages(void*, std::size_t) {}
 
 SignalsBlocked::SignalsBlocked() = default;
 SignalsBlocked::~SignalsBlocked() = default;
@@ -34,6 +38,7 @@ LibraryHold::~LibraryHold() {
 #else
 
 #include <dlfcn.h>
+#include <sys/mman.h>
 #include <unistd.h>
 #if defined(__linux__)
 #include <sched.h>
@@ -51,6 +56,19 @@ int usableProcessors() {
     }
 #endif
     return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+}
+
+void askForLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t bytes) {
+#if defined(MADV_HUGEPAGE)
+    // Whole pages of their usual size that lie in it.
+    constexpr std::uintptr_t kPage = std::uintptr_t{1} << 21;
+    const auto address = reinterpret_cast<std::uintptr_t>(memory);
+    const std::uintptr_t begin = (address + kPage - 1) / kPage * kPage;
+    const std::uintptr_t end = (address + bytes) / kPage * kPage;
+    if (begin < end) {
+        madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+    }
+#endif
 }
 
 SignalsBlocked::SignalsBlocked() {

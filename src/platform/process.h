@@ -2,6 +2,8 @@
 #ifndef ZOMU_PLATFORM_PROCESS_H
 #define ZOMU_PLATFORM_PROCESS_H
 
+#include <cstddef>
+
 #if defined(__SSE2__) || defined(_M_X64)
 #include <emmintrin.h>
 #endif
@@ -14,6 +16,10 @@ int currentProcess();
 
 // How many processors this process may use; at least 1.
 int usableProcessors();
+
+// Asks the system to keep this memory, which nothing has written to yet, in large pages, where it has
+// them: reading much of it then takes less time. Does nothing if it cannot.
+void askForLargePages(void* memory, std::size_t bytes);
 
 // Tells the processor that this thread is waiting in a loop.
 inline void pauseSpinning() {

@@ -75,7 +75,7 @@ std::vector<float> run(const Kernels& kernels, const NetworkWeights& network,
                                 {network.fromLast, 1000}, *scratch, stages[i]);
     }
     kernels.runFullConnection(network, stages.data(), static_cast<int>(count / 2),
-                              reinterpret_cast<float (*)[160]>(outputs.data()));
+                              reinterpret_cast<float(*)[160]>(outputs.data()));
     return outputs;
 }
 
@@ -83,8 +83,7 @@ void expectTheBitsOfPlainLoops(const ReferenceNetwork& network, const std::vecto
                                std::size_t count) {
     std::vector<float> expected;
     for (std::size_t i = 0; i < count; ++i) {
-        const std::vector<float> one =
-            runFusedNetwork(network, &images[i * images.size() / count]);
+        const std::vector<float> one = runFusedNetwork(network, &images[i * images.size() / count]);
         expected.insert(expected.end(), one.begin(), one.end());
     }
     for (const Kernels* kernels : runnableKernels()) {
