@@ -23,7 +23,7 @@ case ${1:-} in
     ;;
 esac
 script=scripts/check/${1:-}.sh
-if ! [[ ${1:-} =~ ^[a-z]+$ ]] || [ ! -f "$script" ]; then
+if ! [[ ${1:-} =~ ^[a-z0-9]+$ ]] || [ ! -f "$script" ]; then
     list_verbs >&2
     exit 2
 fi

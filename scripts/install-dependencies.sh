@@ -7,7 +7,7 @@
 #   demo         what the library, the tools, the examples and scripts/demo.sh need
 #   tests        also what scripts/test.sh needs
 #   gate         also what .ci/run needs: linters, sanitizers, counts of instructions
-#   developers   everything that the verbs of scripts/check.sh need: browser, PyTorch, site, Windows
+#   developers   everything that the verbs of scripts/check.sh need: browser, PyTorch, site, Windows, 64-bit ARM
 set -euo pipefail
 
 demo=(
@@ -41,16 +41,20 @@ windows=(
     dpkg-dev                   # unpacks source packages
     googletest                 # the sources of libgtest-dev
 )
+aarch64=(
+    g++-aarch64-linux-gnu
+    qemu-user # runs the programs
+)
 # shellcheck disable=SC2034 # the groups are used by their names
 developers=(
     "${gate[@]}" "${clang[@]}" "${training[@]}" "${wheel[@]}" "${browser[@]}" "${site[@]}" "${packages[@]}" "${windows[@]}"
-    cppcheck gcovr
+    "${aarch64[@]}" cppcheck gcovr
 )
 
 wanted=()
 for name in "${@:-demo}"; do
     case $name in
-    demo | tests | gate | clang | training | wheel | browser | site | packages | windows | developers)
+    demo | tests | gate | clang | training | wheel | browser | site | packages | windows | aarch64 | developers)
         declare -n group=$name
         wanted+=("${group[@]}")
         ;;

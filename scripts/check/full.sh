@@ -15,6 +15,7 @@ parts=(
     "sweep sweep"
     "soak soak"
     "windows windows"
+    "aarch64 aarch64"
     "docs docs"
     "packages packages try"
 )

@@ -66,6 +66,24 @@ run_tests() {
     ctest --preset "$preset" --parallel "$(nproc)" --no-label-summary --progress "$@"
 }
 
+# count_tests LOG: prints how many tests passed and failed, of programs that CTest ran under an emulator with
+# --verbose. GoogleTest programs print these numbers; a program that does not, or that fails without a
+# failed test, counts as one test.
+count_tests() {
+    tr -d '\r' <"$1" | awk '
+        /^[0-9]+: \[==========\] [0-9]+ tests? from .* ran\./ { ran[$1] = $3 }
+        /^[0-9]+: \[  PASSED  \] [0-9]+ tests?\.$/ { good[$1] = $5 }
+        /^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+$/ { passed = $NF - $(NF - 5); failed = $(NF - 5) }
+        END {
+            for (program in ran) {
+                bad = ran[program] - good[program]
+                passed += good[program] - (bad == 0)
+                failed += bad - (bad > 0)
+            }
+            print passed, failed
+        }'
+}
+
 # temporary_model TOOLS FOLDER: makes FOLDER the temporary directory from here on, with a model of random
 # numbers where the library looks for it.
 temporary_model() {

@@ -46,6 +46,7 @@ constexpr std::size_t kSize = static_cast<std::size_t>(kCount);
 
 using Lanes = __m512;
 constexpr int kLanes = 16;
+constexpr int kRegisters = 32;
 
 ZOMU_INLINE Lanes load(const float* from) {
     return _mm512_loadu_ps(from);
@@ -73,6 +74,7 @@ ZOMU_INLINE Lanes greater(Lanes v, Lanes cell) {
 
 using Lanes = __m256;
 constexpr int kLanes = 8;
+constexpr int kRegisters = 16;
 
 ZOMU_INLINE Lanes load(const float* from) {
     return _mm256_loadu_ps(from);
@@ -100,6 +102,7 @@ ZOMU_INLINE Lanes greater(Lanes v, Lanes cell) {
 
 using Lanes = float32x4_t;
 constexpr int kLanes = 4;
+constexpr int kRegisters = 32;
 
 ZOMU_INLINE Lanes load(const float* from) {
     return vld1q_f32(from);
@@ -127,6 +130,7 @@ ZOMU_INLINE Lanes greater(Lanes v, Lanes cell) {
 
 using Lanes = __m128;  // SSE2, part of every x86-64 processor, has no fused multiply-add
 constexpr int kLanes = 4;
+constexpr int kRegisters = 16;
 
 ZOMU_INLINE Lanes load(const float* from) {
     return _mm_loadu_ps(from);

@@ -49,8 +49,8 @@ ZOMU_INLINE void projectSome(const float (*group)[kGroupRows], int columns, cons
 
 void projectGroup(const float (*group)[kGroupRows], int columns, const float* vectors,
                   std::ptrdiff_t step, int count, float (*sums)[kGroupRows]) {
-    // As many at once as there are registers for.
-    constexpr int kAtOnce = kGroupVectors <= 2 ? 8 : kGroupVectors <= 4 ? 2 : 1;
+    // As many at once as half of the registers hold sums for.
+    constexpr int kAtOnce = kRegisters / 2 / kGroupVectors;
     int i = 0;
     for (; i + kAtOnce <= count; i += kAtOnce) {
         projectSome<kAtOnce>(group, columns, vectors + i * step, step, sums + i);

@@ -12,8 +12,13 @@
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
 
-// A run takes a fraction of a second. One that still goes on after this time hangs.
+// A run takes a fraction of a second, under an emulator up to a minute. One that still goes on after this
+// time hangs.
+#if defined(ZOMU_EMULATOR)
+static constexpr unsigned kSecondsToRun = 600;
+#else
 static constexpr unsigned kSecondsToRun = 100;
+#endif
 
 // The tool of an OpenMP runtime stays: a sanitizer may depend on it.
 static bool isLeftOut(const std::string& variable) {
@@ -34,6 +39,18 @@ static std::vector<std::string> environmentWith(const Variables& variables) {
         environment.push_back(name + "=" + value);
     }
     return environment;
+}
+
+// A program of a cross build needs the emulator that runs this one; the system's own do not.
+static std::vector<std::string> wordsOf(const std::vector<std::string>& command) {
+    std::vector<std::string> words;
+#if defined(ZOMU_EMULATOR)
+    if (command[0].starts_with(ZOMU_BUILD_FOLDER)) {
+        words = {ZOMU_EMULATOR};
+    }
+#endif
+    words.insert(words.end(), command.begin(), command.end());
+    return words;
 }
 
 static std::vector<char*> pointersTo(std::vector<std::string>& texts) {
@@ -71,7 +88,7 @@ ProcessResult runProcess(const std::vector<std::string>& command, const Variable
     const TemporaryFolder folder;
     const std::string outPath = folder.prefix() + "out";
     const std::string errPath = folder.prefix() + "err";
-    std::vector<std::string> words = command;
+    std::vector<std::string> words = wordsOf(command);
     std::vector<std::string> environment = environmentWith(variables);
     const std::vector<char*> wordPointers = pointersTo(words);
     const std::vector<char*> environmentPointers = pointersTo(environment);

@@ -2,6 +2,7 @@
 // floating-point mode of its own.
 #include <cfenv>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <new>
 #include <thread>
@@ -74,19 +75,27 @@ static void reload(Host& host) {
     }
 }
 
+// The register that holds the mode, as far as it is known here.
+static unsigned currentMode() {
+#if defined(__SSE2__)
+    return _mm_getcsr();
+#elif defined(__aarch64__)
+    std::uint64_t mode = 0;
+    __asm__ volatile("mrs %0, fpcr" : "=r"(mode));
+    return static_cast<unsigned>(mode);
+#else
+    return static_cast<unsigned>(std::fegetround());
+#endif
+}
+
 // Rounds upwards and takes subnormal numbers for zero, in results and in operands.
 static void enterHostMode() {
     std::fesetround(FE_UPWARD);
 #if defined(__SSE2__)
     _mm_setcsr(_mm_getcsr() | _MM_FLUSH_ZERO_ON | 0x40U);
-#endif
-}
-
-static unsigned currentMode() {
-#if defined(__SSE2__)
-    return _mm_getcsr();
-#else
-    return static_cast<unsigned>(std::fegetround());
+#elif defined(__aarch64__)
+    constexpr std::uint64_t kFlushToZero = 1U << 24U;
+    __asm__ volatile("msr fpcr, %0" : : "r"(currentMode() | kFlushToZero));
 #endif
 }
 
