@@ -10,7 +10,7 @@ import matplotlib
 matplotlib.use("Agg")
 from matplotlib import pyplot  # noqa: E402  (the backend must be set first)
 
-from report import load, medians  # noqa: E402
+from report import Results, load  # noqa: E402
 
 STAGES = ("patches", "networks", "projection")
 COLOURS = ("#4477aa", "#ee8866", "#bbbbbb")
@@ -19,19 +19,28 @@ COLOURS = ("#4477aa", "#ee8866", "#bbbbbb")
 def main():
     if len(sys.argv) not in (3, 4):
         sys.exit(__doc__)
-    times, _ = medians(load(sys.argv[1]))
+    results = Results(sys.argv[1])
 
     def bar(*names):
-        return [1e3 * times[f"stage/{stage}/{name}"] for stage, name in zip(STAGES, names)]
+        return [1e3 * results.time(name) for name in names]
 
-    bars = {"ours": bar("ours", "ours", "ours"),
-            "straightforward": bar("reference", "straightforward", "reference")}
+    bars = {}
+    for kernels in results.sets:
+        bars[f"floor, {kernels}"] = [0.0, 1e3 * results.floor(kernels),
+                                     1e3 * results.time(f"floor/tables/{kernels}/1")]
+        bars[f"ours, {kernels}"] = bar("stage/patches/ours", f"stage/networks/{kernels}",
+                                       f"stage/projection/{kernels}/1")
     if len(sys.argv) == 4:
-        peer = {row["stage"]: row["peer"] for row in load(sys.argv[3])["table"]
-                if row["threads"] == 1}
+        (table, *_) = load(sys.argv[3])["tables"].values()
+        peer = {row["stage"]: row["peer"] for row in table if row["threads"] == 1}
         bars["peer path"] = [peer[stage] for stage in STAGES]
+    if "stage/networks/SSE2" in results.clock:
+        bars["ours, SSE2 (layers)"] = bar("stage/patches/ours", "stage/networks/SSE2",
+                                          "stage/projection/SSE2/1")
+    bars["straightforward"] = bar("stage/patches/reference", "stage/networks/straightforward",
+                                  "stage/projection/reference")
 
-    figure, axes = pyplot.subplots(figsize=(8, 0.8 + 0.7 * len(bars)), layout="constrained")
+    figure, axes = pyplot.subplots(figsize=(8, 0.8 + 0.5 * len(bars)), layout="constrained")
     names = list(bars)[::-1]
     left = [0.0] * len(names)
     for stage, (label, colour) in enumerate(zip(STAGES, COLOURS)):

@@ -8,6 +8,7 @@
 #include "reference/reference_arithmetic.h"
 #include "reference/reference_network.h"
 #include "reference/reference_patches.h"
+#include "support/projection_rows.h"
 
 namespace {
 
@@ -139,16 +140,23 @@ const std::vector<float>& PlainNetwork::run(const float* patch) {
     return output;
 }
 
-void plainExtract(std::vector<PlainNetwork>& networks, const std::uint8_t* image, int width,
-                  int height, int stride, const LandmarkRecord& landmarks,
+PlainModel::PlainModel(const std::string& folder)
+    : a(rowsOf(g_modelTables.projection, 0)),
+      b(rowsOf(g_modelTables.projection, kProjectionCount)) {
+    for (int number = 1; number <= kNetCount; ++number) {
+        networks.emplace_back(folder, number);
+    }
+}
+
+void plainExtract(PlainModel& model, const SourceImage& image, const LandmarkRecord& landmarks,
                   FaceTemplate& templateOut) {
-    const auto patches =
-        referencePatches(image, width, height, stride, landmarks, &g_modelTables.meanImages[0][0]);
+    const auto patches = referencePatches(image.bytes, image.width, image.height, image.stride,
+                                          landmarks, &g_modelTables.meanImages[0][0]);
     std::vector<float> features(kFeatureCount);
-    for (std::size_t i = 0; i < networks.size(); ++i) {
-        referenceStoreNetworkOutput(networks[i].run(patches[i].data()).data(),
+    for (std::size_t i = 0; i < model.networks.size(); ++i) {
+        referenceStoreNetworkOutput(model.networks[i].run(patches[i].data()).data(),
                                     features.data() + 320 * i);
     }
     referenceSubtractFeatureMean(features.data(), g_modelTables.featureMean);
-    referenceProjectFeatures(features.data(), tables.a.data(), tables.b.data(), templateOut);
+    referenceProjectFeatures(features.data(), model.a.data(), model.b.data(), templateOut);
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "matrix/matrix.h"
+#include "patches/sampling.h"
 #include "zomu.h"
 
 // One column for each position of a k x k filter with stride 1, element by element.
@@ -48,9 +49,17 @@ class PlainNetwork {
     std::vector<float> output;
 };
 
+// All networks, and the rows of both projections as their files hold them. The model tables must
+// have been loaded.
+struct PlainModel {
+    explicit PlainModel(const std::string& folder);
+
+    std::vector<PlainNetwork> networks;
+    std::vector<float> a, b;
+};
+
 // The whole extraction, on one thread.
-void plainExtract(std::vector<PlainNetwork>& networks, const std::uint8_t* image, int width,
-                  int height, int stride, const LandmarkRecord& landmarks,
+void plainExtract(PlainModel& model, const SourceImage& image, const LandmarkRecord& landmarks,
                   FaceTemplate& templateOut);
 
 #endif

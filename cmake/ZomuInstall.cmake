@@ -3,13 +3,13 @@
 include(CMakePackageConfigHelpers)
 set(ZOMU_CMAKE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/ZOMU)
 
-# The library, and what is needed to build programs with it.
-install(TARGETS ZOMU EXPORT ZOMUTargets
+# The libraries, and what is needed to build programs with them.
+install(TARGETS ZOMU ZOMUbatch EXPORT ZOMUTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES include/zomu.h include/zomu.hpp
+install(FILES include/zomu.h include/zomu.hpp include/zomu_batch.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 install(EXPORT ZOMUTargets NAMESPACE ZOMU:: FILE ZOMUConfig.cmake
     DESTINATION ${ZOMU_CMAKE_FOLDER} COMPONENT development)
@@ -18,13 +18,18 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/ZOMUConfigVersion.c
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ZOMUConfigVersion.cmake
     DESTINATION ${ZOMU_CMAKE_FOLDER} COMPONENT development)
 if(NOT WIN32)
-    # From the folder of zomu.pc back to the root of the installation.
+    # From the folder of the .pc files back to the root of the installation.
     file(RELATIVE_PATH ZOMU_PC_PREFIX
         /root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /root)
     string(REGEX REPLACE "/$" "" ZOMU_PC_PREFIX ${ZOMU_PC_PREFIX})
-    configure_file(cmake/zomu.pc.in ${CMAKE_CURRENT_BINARY_DIR}/zomu.pc @ONLY)
-    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zomu.pc
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+    foreach(pair zomu:ZOMU zomu-batch:ZOMUbatch)
+        string(REPLACE : ";" pair ${pair})
+        list(GET pair 0 package)
+        list(GET pair 1 ZOMU_PC_LIBRARY)
+        configure_file(cmake/zomu.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc @ONLY)
+        install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${package}.pc
+            DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+    endforeach()
 endif()
 
 # The tools with the demonstration model, and the sources of the example with the file readers that it is
@@ -65,8 +70,9 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "face templates on the CPU
  A shared library that turns the picture of a face, with landmarks, into a
- template of 502 floats, and two templates into a score. It needs a folder
- with trained numbers, which this package does not contain.")
+ template of 502 floats, and two templates into a score, and one that
+ computes many templates at a time. They need a folder with trained numbers,
+ which this package does not contain.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzomu-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)

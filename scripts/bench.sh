@@ -1,44 +1,46 @@
 #!/usr/bin/env bash
-# Measures the library: every kernel, layer and stage and the whole, each together with what it is compared
-# with. Prints the table of performance targets; the results are in build/bench/results. Use an idle machine
-# for the best figures.
+# Measures the library: every kernel, layer and stage and the whole, with the kernels of each instruction
+# set, each together with what it is compared with. Prints the table of performance targets; the results are
+# in build/bench/results. Use an idle machine for the best figures. The table includes the latest run of
+# scripts/check.sh bench peers.
 #
 #   scripts/bench.sh                  all of it, some minutes
+#   scripts/bench.sh --document       the same, and writes the figures and the plot into docs/performance.md
 #   scripts/bench.sh --instructions   counts instructions instead, which noise does not affect, and
 #                                     compares them with the stored figures
 source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/lib/preamble.sh"
 
-if [ $# -gt 1 ] || { [ $# -eq 1 ] && [ "$1" != --instructions ]; }; then
-    wrong_usage scripts/bench.sh
-fi
+case $#${1:-} in
+0 | 1--instructions | 1--document) ;;
+*) wrong_usage scripts/bench.sh ;;
+esac
 needs gate
 results=$PWD/build/bench/results
-if [ $# -eq 1 ]; then
-    build bench zomu_one_extraction zomu-model
+peers=build/bench-peers/peers.json
+if [ "${1:-}" = --document ] && [ ! -e "$peers" ]; then
+    fail "There is no run of the peers: use scripts/check.sh bench document"
+fi
+if [ "${1:-}" = --instructions ]; then
+    # All of them, so that a change that breaks one does not wait for the next measurement.
+    build bench zomu_bench zomu_one_extraction dump_stages zomu-model
     temporary_model build/bench/tools "$results/tmp"
     exec python3 bench/instructions.py build/bench/bench/zomu_one_extraction
 fi
 build bench zomu_bench zomu-model
 temporary_model build/bench/tools "$results/tmp"
 
-# measure PROGRAM JSON [OPTION...]: repetitions of different benchmarks take turns, so that a slow
-# moment does not affect only one of them.
-measure() {
-    "$1" --benchmark_repetitions=9 --benchmark_min_time=0.05 \
-        --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
-        --benchmark_out="$2" --benchmark_out_format=json "${@:3}"
-}
-measure build/bench/bench/zomu_bench "$results/results.json" >"$results/bench.log"
+# Repetitions of different benchmarks take turns, so that a slow moment does not affect only one of them.
+build/bench/bench/zomu_bench --benchmark_repetitions=9 --benchmark_min_time=0.05 \
+    --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
+    --benchmark_out="$results/results.json" --benchmark_out_format=json >"$results/bench.log"
 options=()
-# The other library for the matrix products, if its package (libdnnl-dev) is installed.
-if echo '#include <dnnl.h>' | "${CC:-cc}" -E - >"$results/onednn.log" 2>&1; then
-    quietly "$results/configure.log" cmake --preset bench -B build/bench-onednn -DZOMU_SGEMM=onednn
-    quietly "$results/build.log" cmake --build build/bench-onednn --target zomu_bench
-    measure build/bench-onednn/bench/zomu_bench "$results/onednn.json" \
-        --benchmark_filter='stage/networks|whole/1MP/ours' >"$results/onednn.log"
-    options+=(--onednn "$results/onednn.json")
+if [ -e "$peers" ]; then
+    options+=(--peers "$peers")
 fi
-if [ -e build/bench-peers/peers.json ]; then
-    options+=(--peers build/bench-peers/peers.json)
+if [ "${1:-}" = --document ]; then
+    options+=(--document docs/performance.md)
 fi
 python3 bench/report.py "$results/results.json" "${options[@]}"
+if [ "${1:-}" = --document ]; then
+    /usr/bin/python3 bench/plot.py "$results/results.json" docs/images/performance.png "$peers"
+fi

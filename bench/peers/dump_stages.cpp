@@ -6,30 +6,22 @@
 //   alignment.csv                  one line for each patch: transform, centres, layout
 //   patch-01.f32, output-01.f32    patch matrix and network output of each network
 //   template.f32                   the template
-//   ours-T.json                    medians in milliseconds with T threads
-#include <cblas.h>
-#include <omp.h>
-
+//   ours-T.json                    medians in milliseconds with T threads, by instruction set
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "command_line/command_line.h"
+#include "dump_files.h"
 #include "model/model_tables.h"
 #include "network/conv_net.h"
-#include "patches/face_patches.h"
-#include "patches/head_pose.h"
-#include "patches/landmarks.h"
-#include "patches/patch_layout.h"
 #include "service/attach.h"
 #include "service/context.h"
 #include "service/extraction.h"
@@ -46,10 +38,11 @@ constexpr char kCompiler[] = __VERSION__;
 constexpr char kCompiler[] = "GCC " __VERSION__;
 #endif
 
-struct Request {
+struct Options {
     std::string picture;
     std::string landmarks;
     std::string folder;
+    std::string kernels = "all";
     int threads = 1;
     int runs = 200;
 };
@@ -75,130 +68,79 @@ Times timeStage(int runs, Stage stage) {
     return {times[times.size() / 2], times[times.size() / 10], times[times.size() * 9 / 10]};
 }
 
-// An output file. Closing it is part of writing it: that is when a full disk shows.
-class OutputFile {
-  public:
-    explicit OutputFile(const fs::path& file) : path(file.string()) {
-        stream = std::fopen(path.c_str(), "wb");
-        if (stream == nullptr) {
-            throw std::runtime_error(path + ": cannot be written");
-        }
-    }
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
-    ~OutputFile() {
-        if (stream != nullptr) {
-            std::fclose(stream);
-        }
-    }
-
-    std::FILE* get() { return stream; }
-
-    void close() {
-        const bool failed = std::ferror(stream) != 0;
-        const bool unfinished = std::fclose(stream) != 0;
-        stream = nullptr;
-        if (failed || unfinished) {
-            throw std::runtime_error(path + ": cannot be written");
-        }
-    }
-
-  private:
-    std::string path;
-    std::FILE* stream;
-};
-
-void writeBytes(const fs::path& path, const void* bytes, std::size_t count) {
-    OutputFile file(path);
-    std::fwrite(bytes, 1, count, file.get());
-    file.close();
-}
-
-std::string numbered(const char* stem, int number) {
-    std::array<char, 32> name{};
-    std::snprintf(name.data(), name.size(), "%s-%02d.f32", stem, number);
-    return name.data();
-}
-
-void writeMatrix(const fs::path& path, const Matrix& matrix) {
-    writeBytes(path, matrix.data, static_cast<std::size_t>(matrix.numElements) * sizeof(float));
-}
-
-// What a peer needs to cut the same patches with its own tools.
-void writeAlignment(const fs::path& path, const FacePicture& face) {
-    float roll;
-    float yaw;
-    float pitch;
-    const float imageEyeSpan = estimateFacePose(face.landmarks, roll, yaw, pitch);
-    const KeptLandmarks keptLandmarks = selectKeptLandmarks(face.landmarks);
-    const LandmarkEntry* kept = keptLandmarks.data();
-
-    OutputFile file(path);
-    std::fprintf(file.get(),
-                 "patch,size,span,colour,A,B,C,E,firstX,firstY,secondX,secondY,shift,sideMargin,"
-                 "capMargin,width,height\n");
-    for (int k = 0; k < kPatchCount; ++k) {
-        const std::int32_t span = kPatchLayout.canonicalEyeSpan[k];
-        const PatchAlignment alignment =
-            alignPatch(kept[kUpperAnchor], kept[kLowerAnchor], span, imageEyeSpan);
-        const CanvasPoint first = toCanvas(alignment, kept[kPatchLayout.firstCentre[k]]);
-        const CanvasPoint second = toCanvas(alignment, kept[kPatchLayout.secondCentre[k]]);
-        std::fprintf(file.get(), "%d,%d,%d,%d", k + 1, kPatchLayout.size[k], span,
-                     kPatchLayout.isColour[k]);
-        for (const float value : {alignment.inverse.A, alignment.inverse.B, alignment.inverse.C,
-                                  alignment.inverse.E, first.x, first.y, second.x, second.y,
-                                  static_cast<float>(span) * kPatchLayout.shiftFactor[k]}) {
-            std::fprintf(file.get(), ",%.9g", static_cast<double>(value));
-        }
-        std::fprintf(file.get(), ",%d,%d,%d,%d\n", kPatchLayout.sideMargin[k],
-                     kPatchLayout.capMargin[k], face.picture.width, face.picture.height);
-    }
-    file.close();
-}
-
 // The three stages, each of which starts from the result of the one before it.
 class Stages {
   public:
-    explicit Stages(const FacePicture& facePicture)
-        : face(facePicture),
-          image{face.picture.pixels.data(), face.picture.width, face.picture.height,
-                3 * face.picture.width},
-          context(modelDir) {}
+    Stages(const FacePicture& face, int threads)
+        : context(modelDir, threads),
+          request{{face.picture.pixels.data(), face.picture.width, face.picture.height,
+                   3 * face.picture.width},
+                  &face.landmarks,
+                  &stagedTemplate} {}
 
-    void cutPatches() {
-        patches = cutFacePatches(canvases, g_modelTables.meanImages, image, face.landmarks);
+    void use(const Kernels& kernels) {
+        context.kernels = &kernels;
+        cutPatches();
+        fetchOutputs();
+        project();
+        extract();
+        requireSameTemplates();
     }
 
-    // The networks alone, on a team like that of an extraction.
-    void runNetworks() {
-        MatrixList pointers;
-        for (const auto& patch : patches) {
-            pointers.push_back(patch.get());
-        }
-#pragma omp parallel for schedule(static)
-        for (int k = 0; k < kNetCount; ++k) {
-            outputs[static_cast<std::size_t>(k)] =
-                runNet(*context.nets[static_cast<std::size_t>(k)], pointers);
-        }
-    }
+    void cutPatches() { ::cutPatches(context, g_modelTables.meanImages, {&request, 1}); }
+
+    // Including the scaling of their outputs to unit length, as in an extraction.
+    void runNetworks() { ::runNetworks(context, 1, context.features.data()); }
 
     // From the networks' outputs to the template: unit length, feature mean, both projections.
     void project() {
-        const auto features = std::make_unique_for_overwrite<float[]>(kFeatureCount);
-        for (int k = 0; k < kNetCount; ++k) {
-            storeNetworkOutput(*outputs[static_cast<std::size_t>(k)],
-                               features.get() + static_cast<std::ptrdiff_t>(k) * kOutputValues);
+        for (std::size_t k = 0; k < kNetCount; ++k) {
+            storeNetworkOutput(outputs[k].values, &context.features[k * kOutputValues]);
         }
-        subtractFeatureMean(g_modelTables.featureMean, features.get());
-        projectFeatures(*context.kernels, g_modelTables, features.get(), stagedTemplate);
+        subtractFeatureMean(g_modelTables.featureMean, context.features.data());
+        projectFaces(context, g_modelTables, {&request, 1});
     }
 
     void extract() {
-        extractTemplate(context, g_modelTables, image.bytes, image.width, image.height,
-                        image.stride, face.landmarks, wholeTemplate);
+        FaceRequest whole = request;
+        whole.templateOut = &wholeTemplate;
+        extractTemplates(context, g_modelTables, {&whole, 1});
     }
 
-    // The stages above must be those of an extraction, or their times would mean nothing.
+    void write(const fs::path& folder) const {
+        for (std::size_t k = 0; k < kNetCount; ++k) {
+            const int number = static_cast<int>(k) + 1;
+            const Matrix& patch = *context.work[0]->patches[k];
+            writeBytes(folder / numbered("patch", number), patch.data,
+                       static_cast<std::size_t>(patch.numElements) * sizeof(float));
+            writeBytes(folder / numbered("output", number), &outputs[k], sizeof outputs[k]);
+        }
+        writeBytes(folder / "template.f32", &wholeTemplate, sizeof wholeTemplate);
+    }
+
+  private:
+    struct Output {
+        float values[kOutputValues];
+    };
+
+    // The networks' outputs as they were before the scaling.
+    void fetchOutputs() {
+        NetworkScratch& scratch = context.members[0]->network;
+        for (std::size_t k = 0; k < kNetCount; ++k) {
+            const NetworkWeights& weights = context.nets[k]->plan->weights;
+            const Matrix& patch = *context.work[0]->patches[k];
+            StageValues stages[2];
+            for (int i = 0; i < 2; ++i) {
+                context.kernels->runConvolutions(weights, patch.data + i * patch.numCols, {},
+                                                 scratch, stages[i]);
+            }
+            float pair[2][kNetworkOutputs];
+            context.kernels->runFullConnection(weights, stages, 1, pair);
+            std::memcpy(outputs[k].values, pair, sizeof pair);
+        }
+    }
+
+    // The stages must be those of an extraction, or their times would mean nothing.
     void requireSameTemplates() const {
         if (std::memcmp(&stagedTemplate, &wholeTemplate, sizeof stagedTemplate) != 0) {
             throw std::runtime_error("the stages do not give the template of an extraction");
@@ -208,90 +150,98 @@ class Stages {
         }
     }
 
-    void write(const fs::path& folder) const {
-        for (int k = 0; k < kNetCount; ++k) {
-            const auto index = static_cast<std::size_t>(k);
-            writeMatrix(folder / numbered("patch", k + 1), *patches[index]);
-            writeMatrix(folder / numbered("output", k + 1), *outputs[index]);
-        }
-        writeBytes(folder / "template.f32", &wholeTemplate, sizeof wholeTemplate);
-    }
-
-  private:
-    const FacePicture& face;
-    SourceImage image;
     ZomuContext context;
-    PatchList patches;
-    std::array<const Matrix*, kNetCount> outputs{};
+    FaceRequest request;
+    std::vector<Output> outputs = std::vector<Output>(kNetCount);
     FaceTemplate stagedTemplate{};
     FaceTemplate wholeTemplate{};
 };
 
+// Those with networks, or the one that the options name.
+std::vector<const Kernels*> wantedKernels(const std::string& name) {
+    std::vector<const Kernels*> wanted;
+    for (const Kernels* kernels : runnableKernels()) {
+        if (kernels->runConvolutions != nullptr && (name == "all" || name == kernels->name)) {
+            wanted.push_back(kernels);
+        }
+    }
+    if (wanted.empty()) {
+        throw std::runtime_error("this processor cannot run the networks with --kernels " + name);
+    }
+    return wanted;
+}
+
 void writeTime(std::FILE* file, const char* stage, const Times& times, const char* end) {
     std::printf("%-12s %9.3f   (10 %%: %.3f, 90 %%: %.3f)\n", stage, times.median, times.low,
                 times.high);
-    std::fprintf(file, R"(  "%s": {"median": %.6f, "low": %.6f, "high": %.6f}%s)", stage,
+    std::fprintf(file, R"(    "%s": {"median": %.6f, "low": %.6f, "high": %.6f}%s)", stage,
                  times.median, times.low, times.high, end);
 }
 
-void dumpAndTime(const Request& request) {
-    omp_set_num_threads(request.threads);
+void timeStages(Stages& stages, int runs, std::FILE* file) {
+    writeTime(file, "patches", timeStage(runs, [&] { stages.cutPatches(); }), ",\n");
+    writeTime(file, "networks", timeStage(runs, [&] { stages.runNetworks(); }), ",\n");
+    writeTime(file, "projection", timeStage(runs, [&] { stages.project(); }), ",\n");
+    writeTime(file, "whole", timeStage(runs, [&] { stages.extract(); }), "\n");
+}
+
+void dumpAndTime(const Options& options) {
     attachLibrary();
-    const FacePicture face = loadFacePicture(request.picture, request.landmarks);
+    const FacePicture face = loadFacePicture(options.picture, options.landmarks);
     const char* refusal = whyTemplateIsRefused(face.picture.pixels.data(), face.picture.width,
                                                face.picture.height, &face.landmarks);
     if (refusal != nullptr) {
-        throw std::runtime_error(request.picture + ": " + refusal);
+        throw std::runtime_error(options.picture + ": " + refusal);
     }
 
-    Stages stages(face);
-    stages.cutPatches();
-    stages.runNetworks();
-    stages.project();
-    stages.extract();
-    stages.requireSameTemplates();
-
-    const fs::path folder = request.folder;
-    createFolder(request.folder);
+    const auto wanted = wantedKernels(options.kernels);
+    Stages stages(face, options.threads);
+    stages.use(*wanted.front());
+    const fs::path folder = options.folder;
+    createFolder(options.folder);
     writeBytes(folder / "picture.bgr", face.picture.pixels.data(), face.picture.pixels.size());
     writeAlignment(folder / "alignment.csv", face);
     stages.write(folder);
 
-    std::printf("%d thread(s), medians of %d runs in ms\n", request.threads, request.runs);
-    OutputFile file(folder / ("ours-" + std::to_string(request.threads) + ".json"));
-    std::fprintf(file.get(), "{\n  \"threads\": %d,\n  \"runs\": %d,\n", request.threads,
-                 request.runs);
-    std::fprintf(file.get(), "  \"compiler\": \"%s\",\n  \"blas\": \"%s\",\n", kCompiler,
-                 openblas_get_config());
-    const int runs = request.runs;
-    writeTime(file.get(), "patches", timeStage(runs, [&] { stages.cutPatches(); }), ",\n");
-    writeTime(file.get(), "networks", timeStage(runs, [&] { stages.runNetworks(); }), ",\n");
-    writeTime(file.get(), "projection", timeStage(runs, [&] { stages.project(); }), ",\n");
-    writeTime(file.get(), "whole", timeStage(runs, [&] { stages.extract(); }), "\n}\n");
+    OutputFile file(folder / ("ours-" + std::to_string(options.threads) + ".json"));
+    std::fprintf(file.get(), "{\n  \"threads\": %d,\n  \"runs\": %d,\n  \"compiler\": \"%s\",\n",
+                 options.threads, options.runs, kCompiler);
+    std::fprintf(file.get(), "  \"kernels\": {\n");
+    for (const Kernels* kernels : wanted) {
+        std::printf("%s, %d thread(s), medians of %d runs in ms\n", kernels->name, options.threads,
+                    options.runs);
+        std::fprintf(file.get(), "  \"%s\": {\n", kernels->name);
+        stages.use(*kernels);
+        timeStages(stages, options.runs, file.get());
+        std::fprintf(file.get(), kernels == wanted.back() ? "  }\n" : "  },\n");
+    }
+    std::fprintf(file.get(), "  }\n}\n");
     file.close();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    Request request;
+    Options options;
     std::uint64_t threads = 1;
-    std::uint64_t runs = static_cast<std::uint64_t>(request.runs);
+    std::uint64_t runs = static_cast<std::uint64_t>(options.runs);
     return runTool(
         "dump_stages", "Writes and times the stages of one extraction.", argc, argv,
         [&](Command& tool) {
-            tool.addArgument("PICTURE", request.picture, "PNG or JPEG file");
-            tool.addArgument("LANDMARKS", request.landmarks, "CSV file with id,x,y");
-            tool.addArgument("OUTDIR", request.folder, "folder for the files, created if missing");
-            tool.addOption("--threads", threads, "size of the OpenMP team, 1 to 1024");
+            tool.addArgument("PICTURE", options.picture, "PNG or JPEG file");
+            tool.addArgument("LANDMARKS", options.landmarks, "CSV file with id,x,y");
+            tool.addArgument("OUTDIR", options.folder, "folder for the files, created if missing");
+            tool.addOption("--kernels", options.kernels, {"all", "AVX-512", "AVX2", "NEON"},
+                           "instruction set to use");
+            tool.addOption("--threads", threads, "size of the team, 1 to 25");
             tool.addOption("--runs", runs, "timed runs of each stage, 1 to 1000000");
         },
         [&] {
-            if (threads < 1 || threads > 1024 || runs < 1 || runs > 1000000) {
+            if (threads < 1 || threads > kMostThreads || runs < 1 || runs > 1000000) {
                 throw std::runtime_error("--threads or --runs is out of range");
             }
-            request.threads = static_cast<int>(threads);
-            request.runs = static_cast<int>(runs);
-            dumpAndTime(request);
+            options.threads = static_cast<int>(threads);
+            options.runs = static_cast<int>(runs);
+            dumpAndTime(options);
         });
 }

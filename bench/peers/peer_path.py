@@ -1,16 +1,13 @@
-#!/usr/bin/python3
 """The stages before and after the networks, written with OpenCV and NumPy, compared and timed.
 
-    peer_path.py MODEL_FOLDER DUMP_FOLDER [--threads N] [--runs N]
+    peer_path.py MODEL_FOLDER DUMP_FOLDER [--threads N] [--runs N] [--name NAME]
 
 DUMP_FOLDER is what dump_stages wrote. Transforms and crop centres come from its alignment.csv: the
-peer does not pay for the fit of the head's pose, which is part of our patch stage. Writes path-N.json
-to the dump folder. Exit status 1 if patches or template differ from ours.
+peer does not pay for the fit of the head's pose, which is part of our patch stage. Writes
+path-N-NAME.json to the dump folder. Exit status 1 if patches or template differ from ours.
 
 Patches are cut in two ways: "canvases" warps the picture onto 160 x 160 pixels for each kind of
 patch and eye distance, then crops; "crops" warps straight into each crop.
-
-Needs Debian's python3-opencv and python3-numpy.
 """
 
 import argparse
@@ -18,7 +15,6 @@ import csv
 import json
 import os
 import sys
-import time
 from pathlib import Path
 
 arguments = argparse.ArgumentParser(usage=__doc__.splitlines()[2].strip())
@@ -26,6 +22,7 @@ arguments.add_argument("model", type=Path)
 arguments.add_argument("dump", type=Path)
 arguments.add_argument("--threads", type=int, default=1)
 arguments.add_argument("--runs", type=int, default=200)
+arguments.add_argument("--name", default="python", help="which installation of the libraries this is")
 options = arguments.parse_args()
 
 # NumPy's BLAS reads these when it is loaded.
@@ -33,6 +30,8 @@ os.environ["OMP_NUM_THREADS"] = os.environ["OPENBLAS_NUM_THREADS"] = str(options
 
 import cv2
 import numpy as np
+
+from peer_times import time_stage
 
 CANVAS = 160
 PROJECTIONS = 500
@@ -139,22 +138,6 @@ def project(outputs, feature_mean, table_a, table_b):
     return result
 
 
-def time_stage(work):
-    for _ in range(options.runs // 10 + 1):
-        work()
-    times = []
-    for _ in range(options.runs):
-        start = time.perf_counter()
-        work()
-        times.append(1e3 * (time.perf_counter() - start))
-    times.sort()
-    return {
-        "median": times[len(times) // 2],
-        "low": times[len(times) // 10],
-        "high": times[len(times) * 9 // 10],
-    }
-
-
 def blas_library():
     """The file that NumPy's BLAS was loaded from; several packages provide one."""
     with open("/proc/self/maps", encoding="ascii", errors="replace") as maps:
@@ -192,7 +175,7 @@ def main():
             [np.abs(matrix - patch.ours).ravel() for matrix, patch in zip(matrices, patches)])
         # Half a level of tolerance: mean images have fractions, so differences round.
         report["patches"][name] = {
-            **time_stage(lambda cut=cut: cut(picture, patches)),
+            **time_stage(lambda cut=cut: cut(picture, patches), options.runs),
             "same": float(np.mean(distance < 0.5)),
             "withinOne": float(np.mean(distance < 1.5)),
             "largest": float(distance.max()),
@@ -219,7 +202,7 @@ def main():
         float(np.max(np.abs(theirs[PROJECTIONS:] / ours[PROJECTIONS:] - 1))),
     )
     report["projection"] = {
-        **time_stage(lambda: project(outputs, feature_mean, table_a, table_b)),
+        **time_stage(lambda: project(outputs, feature_mean, table_a, table_b), options.runs),
         "absolute": absolute,
         "relative": largest,
         "bound": TEMPLATE_BOUND,
@@ -229,7 +212,7 @@ def main():
          f"largest difference {absolute:.2e}, of the template's largest value {largest:.2e} "
          f"(bound {TEMPLATE_BOUND:g})")
 
-    path = options.dump / f"path-{options.threads}.json"
+    path = options.dump / f"path-{options.threads}-{options.name}.json"
     path.write_text(json.dumps(report, indent=2) + "\n", encoding="ascii")
     if not good:
         print("peer_path.py: patches or template differ by more than the bound", file=sys.stderr)

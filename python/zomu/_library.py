@@ -44,6 +44,8 @@ class Loaded(NamedTuple):
 
     functions: ctypes.CDLL
     model: Path | None
+    name: str  # of the library's file; a path is absolute
+    directory: str | None  # in which it has found its model; None where that is not known
 
 
 _lock = threading.Lock()
@@ -124,19 +126,23 @@ def _load(model: str | os.PathLike[str] | None, library: str | os.PathLike[str] 
         # Absolute: the library opens the weights again for every new context.
         folder = Path(directory, MODEL_NAME).absolute()
         require_model(folder)
-        return Loaded(
-            _open(library, {} if os.path.isabs(directory) else {"TMPDIR": str(folder.parent)}),
-            folder,
-        )
+        is_foreign = is_loaded(_name_of(library))
+        if not os.path.isabs(directory):
+            directory = str(folder.parent)
+        functions = _open(library, {"TMPDIR": directory})
+        return Loaded(functions, folder, _path_of(library), None if is_foreign else directory)
     folder = Path(model).absolute()
     require_model(folder)
     _refuse_foreign_library(library)
-    return Loaded(_open(library, {"TMPDIR": _directory_with(folder)}), folder)
+    directory = _directory_with(folder)
+    functions = _open(library, {"TMPDIR": directory})
+    return Loaded(functions, folder, _path_of(library), directory)
 
 
 def _load_without_model(library: str | os.PathLike[str] | None) -> Loaded:
     _refuse_foreign_library(library)
-    return Loaded(_open(library, {"TMPDIR": _private_directory()}), None)
+    functions = _open(library, {"TMPDIR": _private_directory()})
+    return Loaded(functions, None, _path_of(library), None)
 
 
 def _private_directory() -> str:
@@ -157,36 +163,53 @@ def _name_of(library: str | os.PathLike[str] | None) -> str:
     return os.fspath(library) if library is not None else os.environ.get("ZOMU_LIBRARY") or _SONAME
 
 
+def _path_of(library: str | os.PathLike[str] | None) -> str:
+    """The name, so that it leads to the same file after the process has moved."""
+    name = _name_of(library)
+    return os.path.abspath(name) if os.sep in name else name
+
+
+def is_loaded(name: str) -> bool:
+    try:
+        ctypes.CDLL(name, mode=os.RTLD_NOLOAD)
+    except OSError:
+        return False
+    return True
+
+
 def _refuse_foreign_library(library: str | os.PathLike[str] | None) -> None:
     """Another part of the process may have loaded the library, and so determined its model."""
-    try:
-        ctypes.CDLL(_name_of(library), mode=os.RTLD_NOLOAD)
-    except OSError:
-        return
-    raise LibraryError(
-        "another part of this process has already loaded the library, with its model; omit model= to use "
-        "that one, or load zomu first"
-    )
+    if is_loaded(_name_of(library)):
+        raise LibraryError(
+            "another part of this process has already loaded the library, with its model; omit model= to use "
+            "that one, or load zomu first"
+        )
 
 
 def _open(library: str | os.PathLike[str] | None, variables: Mapping[str, str]) -> ctypes.CDLL:
     name = _name_of(library)
-    before = {variable: os.environ.get(variable) for variable in variables}
-    os.environ.update(variables)
     try:
-        functions = ctypes.CDLL(name)
+        functions = open_with(name, variables)
     except OSError as problem:
         raise LibraryError(
             f"the library cannot be loaded: {problem}. Install it (its Debian package, or `cmake --install`), "
             "or name its file with the environment variable ZOMU_LIBRARY or with library=FILE"
         ) from problem
+    return _declared(functions, name)
+
+
+def open_with(name: str, variables: Mapping[str, str]) -> ctypes.CDLL:
+    """Loads a library while the environment has these variables; raises OSError if there is none."""
+    before = {variable: os.environ.get(variable) for variable in variables}
+    os.environ.update(variables)
+    try:
+        return ctypes.CDLL(name)
     finally:
         for variable, value in before.items():
             if value is None:
                 del os.environ[variable]
             else:
                 os.environ[variable] = value
-    return _declared(functions, name)
 
 
 def _declared(functions: ctypes.CDLL, name: str) -> ctypes.CDLL:

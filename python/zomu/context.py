@@ -1,20 +1,20 @@
-"""From a picture and its landmarks to a template."""
+"""From pictures and their landmarks to templates."""
 
 from __future__ import annotations
 
 import ctypes
+import itertools
 import os
 import threading
 import warnings
-import weakref
-from contextlib import contextmanager
 from types import TracebackType
-from typing import Iterator
+from typing import Iterable, NamedTuple
 
 import numpy as np
 from numpy.typing import NDArray
 
-from . import _library
+from . import _batch_library, _library
+from ._pool import HandlePool
 from .errors import Error, LandmarkWarning, ModelError
 from .landmark_check import check_landmarks
 from .landmarks import Landmarks, as_landmarks
@@ -27,7 +27,7 @@ class Context:
 
     A context of the library serves one thread at a time. This class keeps a pool of them: it creates
     another one when all are in use, up to `handles`, and then makes callers wait. Each takes about
-    41 MB, and each extraction uses the OpenMP team of the process (OMP_NUM_THREADS).
+    30 MB and has OMP_NUM_THREADS threads of its own.
 
     >>> with zomu.Context(model="model") as context:
     ...     template = context.extract(image, "face.csv")
@@ -51,12 +51,12 @@ class Context:
             raise ModelError("this process has loaded the library without a model, to compare only")
         self._functions = loaded.functions
         self._model = loaded.model
-        self._changed = threading.Condition()
         self._limit = handles
-        self._closed = False
-        self._made = 1
-        self._free: list[int] = [self._functions.ZomuCreate()]
-        self._finalizer = weakref.finalize(self, _destroy, self._functions, self._free)
+        self._pool = HandlePool(self._functions.ZomuCreate, self._functions.ZomuDestroy, handles)
+        with self._pool.handle():
+            pass  # there is one from now on
+        self._batch_lock = threading.Lock()
+        self._batch_pool: HandlePool | None = None
 
     def extract(
         self, image: NDArray[np.uint8], landmarks: Landmarks, *, order: str = "BGR"
@@ -71,37 +71,58 @@ class Context:
 
         Warns (LandmarkWarning) if the landmarks do not look like those of a face.
         """
-        rows = as_bgr_rows(image, order)
-        points = as_landmarks(landmarks)
-        doubt = check_landmarks(points)
-        if doubt is not None:
-            warnings.warn(doubt, LandmarkWarning, stacklevel=2)
-        record = _record_of(points)
-        template = np.empty(TEMPLATE_SIZE, dtype=np.float32)
-        height, width = rows.shape[:2]
-        with self._handle() as handle:
-            self._functions.ZomuExtractTemplate(
-                handle,
-                rows.ctypes.data,
-                width,
-                height,
-                rows.strides[0],
-                record,
-                template.ctypes.data,
-            )
-        if not np.all(np.isfinite(template)):
-            raise ModelError(
-                f"the library gives no template for this face: weights are missing or damaged in {self._model}. "
-                "`zomu-model check FOLDER` says which"
-            )
+        face = _prepared(image, landmarks, order)
+        if face.doubt is not None:
+            warnings.warn(face.doubt, LandmarkWarning, stacklevel=2)
+        template: NDArray[np.float32] = self._extract_singly([face])[0]
+        self._require_finite(template, "this face")
         return template
+
+    def extract_many(
+        self,
+        faces: Iterable[tuple[NDArray[np.uint8], Landmarks]],
+        *,
+        order: str = "BGR",
+    ) -> NDArray[np.float32]:
+        """The templates of any number of faces, in their order: an array (n, 502).
+
+        faces  pairs of an image and its landmarks, each as `extract` takes them. Of an iterator, no more
+               than 16 pairs are held at a time.
+        order  "RGB" if red comes first in the images.
+
+        Has the bits of `extract`, but computes 16 faces together, which takes less time: in the library
+        for batches, which is loaded with the first call. Where that is not installed, face by face.
+
+        Exceptions and warnings are those of `extract` and name the face by its number, from 0 on.
+        """
+        functions = _batch_library.functions()
+        results = [np.empty((0, TEMPLATE_SIZE), dtype=np.float32)]
+        iterator = enumerate(faces)
+        while group := list(itertools.islice(iterator, _batch_library.BATCH)):
+            prepared = []
+            for number, (image, landmarks) in group:
+                try:
+                    face = _prepared(image, landmarks, order)
+                except Error as problem:
+                    raise type(problem)(f"face {number}: {problem}") from problem
+                if face.doubt is not None:
+                    warnings.warn(f"face {number}: {face.doubt}", LandmarkWarning, stacklevel=2)
+                prepared.append(face)
+            if functions is None:
+                templates = self._extract_singly(prepared)
+            else:
+                templates = self._extract_batch(functions, prepared)
+            for (number, _), template in zip(group, templates):
+                self._require_finite(template, f"face {number}")
+            results.append(templates)
+        return np.concatenate(results)
 
     def close(self) -> None:
         """Destroys the library's contexts; those in use are destroyed when their extraction is done."""
-        with self._changed:
-            self._closed = True
-            self._finalizer()
-            self._changed.notify_all()
+        self._pool.close()
+        with self._batch_lock:
+            if self._batch_pool is not None:
+                self._batch_pool.close()
 
     def __enter__(self) -> Context:
         return self
@@ -114,40 +135,63 @@ class Context:
     ) -> None:
         self.close()
 
-    @contextmanager
-    def _handle(self) -> Iterator[int]:
+    def _extract_singly(self, faces: list[_Face]) -> NDArray[np.float32]:
+        templates = np.empty((len(faces), TEMPLATE_SIZE), dtype=np.float32)
         _library.require()  # raises if the process was forked
-        handle = self._take()
-        try:
-            yield handle
-        finally:
-            self._give_back(handle)
+        with self._pool.handle() as handle:
+            for (rows, record, _), template in zip(faces, templates):
+                height, width = rows.shape[:2]
+                self._functions.ZomuExtractTemplate(
+                    handle,
+                    rows.ctypes.data,
+                    width,
+                    height,
+                    rows.strides[0],
+                    record,
+                    template.ctypes.data,
+                )
+        return templates
 
-    def _take(self) -> int:
-        with self._changed:
-            while True:
-                if self._closed:
-                    raise Error("the context is closed")
-                if self._free:
-                    return self._free.pop()
-                if self._made < self._limit:
-                    self._made += 1
-                    break
-                self._changed.wait()
-        return int(self._functions.ZomuCreate())
+    def _extract_batch(self, functions: ctypes.CDLL, faces: list[_Face]) -> NDArray[np.float32]:
+        templates = np.empty((len(faces), TEMPLATE_SIZE), dtype=np.float32)
+        requests = (_batch_library.BatchRequest * len(faces))()
+        for request, (rows, record, _), template in zip(requests, faces, templates):
+            request.image = rows.ctypes.data
+            request.height, request.width = rows.shape[:2]
+            request.stride = rows.strides[0]
+            request.landmarks = ctypes.pointer(record)
+            request.templateOut = template.ctypes.data
+        with self._handles_for_batches(functions).handle() as handle:
+            functions.ZomuBatchExtract(handle, requests, len(requests))
+        return templates
 
-    def _give_back(self, handle: int) -> None:
-        with self._changed:
-            if self._closed:
-                self._functions.ZomuDestroy(handle)
-                return
-            self._free.append(handle)
-            self._changed.notify()
+    def _handles_for_batches(self, functions: ctypes.CDLL) -> HandlePool:
+        with self._batch_lock:
+            if self._batch_pool is None:
+                self._pool.require_open()
+                self._batch_pool = HandlePool(functions.ZomuBatchCreate, functions.ZomuBatchDestroy, self._limit)
+            return self._batch_pool
+
+    def _require_finite(self, template: NDArray[np.float32], name: str) -> None:
+        if not np.all(np.isfinite(template)):
+            raise ModelError(
+                f"the library gives no template for {name}: weights are missing or damaged in {self._model}. "
+                "`zomu-model check FOLDER` says which"
+            )
 
 
-def _destroy(functions: ctypes.CDLL, handles: list[int]) -> None:
-    while handles:
-        functions.ZomuDestroy(handles.pop())
+class _Face(NamedTuple):
+    """A face as the library takes it, and what is doubtful about its landmarks."""
+
+    rows: NDArray[np.uint8]
+    record: _library.LandmarkRecord
+    doubt: str | None
+
+
+def _prepared(image: NDArray[np.uint8], landmarks: Landmarks, order: str) -> _Face:
+    rows = as_bgr_rows(image, order)
+    points = as_landmarks(landmarks)
+    return _Face(rows, _record_of(points), check_landmarks(points))
 
 
 def _record_of(landmarks: dict[int, tuple[float, float]]) -> _library.LandmarkRecord:

@@ -2,34 +2,42 @@
 #
 #   scripts/check.sh bench [--instructions]             as scripts/bench.sh
 #   scripts/check.sh bench peers [PICTURE LANDMARKS]    default: the sample portrait
+#   scripts/check.sh bench document                     runs both and writes their figures and the plot
+#                                                       into docs/performance.md
 #
 # The peers: OpenCV cuts the patches, ONNX Runtime runs the networks, NumPy computes the projection. Both
-# sides work on the same face with the same model, and their numbers are compared before their times. Prints
-# one table; all of its files are in build/bench-peers. The first run downloads some 250 MB from Debian and
-# npm. Use an idle machine for the best figures.
-if [ "${1:-}" != peers ]; then
-    exec scripts/bench.sh "$@"
-fi
+# sides work on the same face with the same model, and their numbers are compared before their times. OpenCV
+# and NumPy are those of Debian and the newest ones; the faster counts. Prints a table for each instruction
+# set of ours; all files are in build/bench-peers. The first run downloads some 250 MB from Debian and PyPI.
+# Use an idle machine for the best figures.
+case ${1:-} in
+peers) ;;
+document)
+    [ $# -eq 1 ] || wrong_usage
+    needs python3-matplotlib
+    scripts/check.sh bench peers
+    # The table of the peers belongs to this run.
+    scripts/bench.sh --document
+    exit
+    ;;
+*) exec scripts/bench.sh "$@" ;;
+esac
 [ $# -eq 1 ] || [ $# -eq 3 ] || wrong_usage
 picture=${2:-examples/data/portrait.png}
 landmarks=${3:-examples/data/portrait.csv}
-rounds=3
-runs=200
-runtime=1.30.0 # of onnxruntime-node
+rounds=5
+runs=100
+newest=(onnxruntime==1.31.1 numpy==2.4.6 opencv-python-headless==5.0.0.93)
 
 results=$PWD/build/bench-peers
 mkdir -p "$results"
 
-packages=(python3-numpy python3-onnx python3-opencv)
-# Any Node will do; some bring npm with them.
-command -v node >/dev/null || packages+=(nodejs)
-command -v npm >/dev/null || packages+=(npm)
-needs gate "${packages[@]}"
-# The package contains its library for the CPU; its install script would only download others.
-if ! grep -qs "\"version\": \"$runtime\"" "$results/node_modules/onnxruntime-node/package.json"; then
-    echo "Installing: onnxruntime-node $runtime (into build/bench-peers)"
-    quietly "$results/npm.log" npm install --ignore-scripts --no-audit --no-fund --prefix "$results" \
-        "onnxruntime-node@$runtime"
+needs gate python3-numpy python3-onnx python3-opencv python3-venv
+python=$results/python/bin/python
+if [ "$("$python" -m pip freeze 2>/dev/null | grep -cxF "$(printf '%s\n' "${newest[@]}")")" -ne ${#newest[@]} ]; then
+    echo "Installing: ${newest[*]} (into build/bench-peers)"
+    quietly "$results/venv.log" /usr/bin/python3 -m venv "$results/python"
+    quietly "$results/pip.log" "$python" -m pip install "${newest[@]}"
 fi
 
 build bench dump_stages zomu-model
@@ -37,7 +45,7 @@ temporary_model build/bench/tools "$results/tmp"
 model="$TMPDIR/~zvplugintmp~"
 quietly "$results/export.log" tools/export_onnx.py "$model" "$results/onnx"
 
-# Both sides take turns, so that a slow moment does not affect only one of them.
+# All sides take turns, so that a slow moment does not affect only one of them.
 rm -rf "$results"/round-*
 folders=()
 for ((round = 1; round <= rounds; ++round)); do
@@ -45,11 +53,11 @@ for ((round = 1; round <= rounds; ++round)); do
     folders+=("$folder")
     for threads in 1 2; do
         printf '\nRound %d, %d thread(s)\n' "$round" "$threads"
-        build/bench/bench/peers/dump_stages "$picture" "$landmarks" "$folder" \
-            --threads "$threads" --runs "$runs"
-        node bench/peers/run_networks.mjs --modules "$results" --onnx "$results/onnx" \
-            --dump "$folder" --threads "$threads" --runs "$runs"
-        bench/peers/peer_path.py "$model" "$folder" --threads "$threads" --runs "$runs"
+        options=(--threads "$threads" --runs "$runs")
+        build/bench/bench/peers/dump_stages "$picture" "$landmarks" "$folder" "${options[@]}"
+        "$python" bench/peers/run_networks.py "$results/onnx" "$folder" "${options[@]}"
+        "$python" bench/peers/peer_path.py "$model" "$folder" "${options[@]}" --name newest
+        /usr/bin/python3 bench/peers/peer_path.py "$model" "$folder" "${options[@]}" --name debian
     done
 done
-node bench/peers/report.mjs "$results/peers.json" "${folders[@]}"
+/usr/bin/python3 bench/peers/peer_report.py "$results/peers.json" "${folders[@]}"

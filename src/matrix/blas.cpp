@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "matrix/blas_memory.h"
 #include "matrix/matrix.h"
 
 static_assert(CblasNoTrans == kRowMajor && CblasTrans == kTransposed);
@@ -53,6 +54,7 @@ void multiply(float alpha, const Matrix& a, const Matrix& b, float beta, float* 
                b.numCols, a.numCols, alpha, a.data, leadingDimension(a), b.data,
                leadingDimension(b), beta, c, cStep);
 #else
+    const BlasMemory memory;
     cblas_sgemm(CblasRowMajor, static_cast<CBLAS_TRANSPOSE>(a.trans),
                 static_cast<CBLAS_TRANSPOSE>(b.trans), a.numRows, b.numCols, a.numCols, alpha,
                 a.data, leadingDimension(a), b.data, leadingDimension(b), beta, c, cStep);

@@ -29,7 +29,7 @@ LibraryHold::LibraryHold() {
     handle = self;
 }
 
-LibraryHold::~LibraryHold() {
+void closeLibrary(void* handle) {
     if (handle != nullptr) {
         FreeLibrary(static_cast<HMODULE>(handle));
     }
@@ -88,10 +88,14 @@ LibraryHold::LibraryHold() {
     }
 }
 
-LibraryHold::~LibraryHold() {
+void closeLibrary(void* handle) {
     if (handle != nullptr) {
         dlclose(handle);
     }
 }
 
 #endif
+
+LibraryHold::~LibraryHold() {
+    closeLibrary(handle);
+}

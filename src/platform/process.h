@@ -10,6 +10,7 @@
 #if !defined(_WIN32)
 #include <csignal>
 #endif
+#include <utility>
 
 // The number of this process. A child after a fork has another one.
 int currentProcess();
@@ -54,8 +55,15 @@ class LibraryHold {
     LibraryHold(const LibraryHold&) = delete;
     LibraryHold& operator=(const LibraryHold&) = delete;
 
+    // What keeps the library: from now on the caller's, who gives it back with closeLibrary.
+    void* handOver() { return std::exchange(handle, nullptr); }
+
   private:
     void* handle = nullptr;
 };
+
+// Gives a handle back, if it is not null. If the host has closed the library, no code is left to return
+// to. So whoever may be the last calls this as the very last thing, and the compiler makes it a jump.
+void closeLibrary(void* handle);
 
 #endif

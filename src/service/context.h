@@ -11,6 +11,7 @@
 #include "model/model_tables.h"
 #include "patches/canvases.h"
 #include "patches/face_patches.h"
+#include "platform/process.h"
 #include "template/template_arithmetic.h"
 #include "threads/team.h"
 
@@ -43,6 +44,9 @@ struct ZomuContext {
     ZomuContext(const ZomuContext&) = delete;
     ZomuContext& operator=(const ZomuContext&) = delete;
 
+    // Threads run the library's code as long as there is a context. The first to be made, the last to go.
+    LibraryHold library;
+
     const Kernels* kernels = runnableKernels().front();
     std::array<std::unique_ptr<ConvNet>, kNetCount> nets;
 
@@ -55,5 +59,12 @@ struct ZomuContext {
     // The last to be made and the first to go.
     Team team;
 };
+
+// Destroys a context and returns what has kept the library in memory, for closeLibrary.
+template <class Context>
+void* destroyContext(Context* context) {
+    const std::unique_ptr<Context> owned(context);
+    return owned->library.handOver();
+}
 
 #endif

@@ -1,27 +1,11 @@
-#include <algorithm>
-#include <cstdio>
-#include <limits>
-#include <memory>
-
 #include "matrix/float_mode.h"
 #include "model/model_tables.h"
+#include "platform/process.h"
 #include "service/context.h"
 #include "service/extraction.h"
+#include "service/refusal.h"
 #include "template/comparison.h"
 #include "zomu.h"
-
-namespace {
-
-void refuseTemplate(const char* reason, FaceTemplate& templateOut) {
-    std::printf("template refused: %s\n", reason);
-    std::fflush(stdout);
-    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-    std::fill(std::begin(templateOut.projection), std::end(templateOut.projection), kNaN);
-    templateOut.quadraticTerm = kNaN;
-    templateOut.projectionNorm = kNaN;
-}
-
-}  // namespace
 
 ZomuContext* ZomuCreate() {
     const DefaultFloatMode mode;
@@ -33,12 +17,8 @@ void ZomuExtractTemplate(ZomuContext* context, const std::uint8_t* image, std::i
                          std::int32_t height, std::int32_t stride, const LandmarkRecord* landmarks,
                          FaceTemplate* templateOut) {
     // Without a context or a template there is nothing to compute or to fill.
-    if (context == nullptr || templateOut == nullptr) {
-        return;
-    }
-    const char* reason = whyTemplateIsRefused(image, width, height, landmarks);
-    if (reason != nullptr) {
-        refuseTemplate(reason, *templateOut);
+    if (context == nullptr || templateOut == nullptr ||
+        refuseRequest(image, width, height, landmarks, *templateOut)) {
         return;
     }
     const DefaultFloatMode mode;
@@ -52,5 +32,7 @@ float ZomuCompareTemplates(const FaceTemplate* a, const FaceTemplate* b) {
 }
 
 void ZomuDestroy(ZomuContext* context) {
-    const std::unique_ptr<ZomuContext> owned(context);
+    if (context != nullptr) {
+        closeLibrary(destroyContext(context));
+    }
 }

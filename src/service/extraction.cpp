@@ -20,9 +20,6 @@ namespace {
 constexpr int kNetOrder[kNetCount] = {0, 1, 2, 4, 7,  10, 13, 16, 18, 20, 22, 24, 3,
                                       5, 6, 8, 9, 11, 12, 14, 15, 17, 19, 21, 23};
 
-// Faces that a network runs on at a time: so many that reading its weights hardly counts.
-constexpr std::size_t kFacesAtOnce = 16;
-
 using Faces = std::span<const FaceRequest>;
 
 // Makes room for `faces`, as far as an earlier extraction has not.

@@ -2,12 +2,16 @@
 #ifndef ZOMU_SERVICE_EXTRACTION_H
 #define ZOMU_SERVICE_EXTRACTION_H
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
 #include "model/model_tables.h"
 #include "service/context.h"
 #include "zomu.h"
+
+// Faces that a network runs on at a time: so many that reading its weights hardly counts.
+constexpr std::size_t kFacesAtOnce = 16;
 
 // A face to extract.
 struct FaceRequest {

@@ -1,4 +1,4 @@
-// How the shared library learns that it has been loaded. Linked into nothing else.
+// How a shared library learns that it has been loaded. Linked into nothing else.
 #include "service/attach.h"
 
 #if defined(_WIN32)

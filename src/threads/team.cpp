@@ -16,8 +16,9 @@
 namespace {
 
 // A job and how much of it has been handed out, in one word, so that an index can be taken in one
-// step: the job's number, its count of indices, and the next index.
-struct Ticket {
+// step: the job's number, its count of indices, and the next index. Aligned like one word, or else Clang
+// calls a library for atomics, which need not be there.
+struct alignas(std::uint64_t) Ticket {
     std::uint32_t job = 0;
     std::uint16_t count = 0;
     std::uint16_t next = 0;

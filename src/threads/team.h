@@ -4,8 +4,6 @@
 
 #include <memory>
 
-#include "platform/process.h"
-
 // How many threads a team has unless told otherwise: the first number in OMP_NUM_THREADS, or else
 // the processors that the process may use; at least 1 and at most kMostThreads.
 int defaultTeamSize();
@@ -16,8 +14,7 @@ constexpr int kMostThreads = 25;  // one for each network: more would have nothi
 // there is nothing to do. Only one thread at a time may use a team.
 //
 // If the system cannot start as many threads as asked for, the team is smaller. After a fork, the
-// child's team starts threads of its own when it is used. While a team exists, the shared library that
-// contains it stays in memory, whatever the host closes.
+// child's team starts threads of its own when it is used.
 class Team {
   public:
     explicit Team(int wantedSize);
@@ -53,7 +50,6 @@ class Team {
     void dropOfParent();
     void runErased(int count, ErasedTask call, const void* task);
 
-    LibraryHold hold;  // the last to go
     int wanted;
     std::unique_ptr<Shared> shared;  // null until the first use
 };

@@ -17,15 +17,29 @@ constexpr bool kMemoryIsJudged = false;
 constexpr bool kMemoryIsJudged = true;
 #endif
 
-// As the system counts it, with what the heap keeps back for later.
-inline long residentKilobytes() {
-    std::ifstream file("/proc/self/statm");
-    long total = 0;
+// In KB: the addresses of this process, and the memory behind them. As the system counts them, with what
+// the heap keeps back for later.
+struct ProcessMemory {
+    long addresses = 0;
     long resident = 0;
-    if (!(file >> total >> resident)) {
+};
+
+inline ProcessMemory processMemory() {
+    std::ifstream file("/proc/self/statm");
+    ProcessMemory pages;
+    if (!(file >> pages.addresses >> pages.resident)) {
         throw std::runtime_error("cannot read /proc/self/statm");
     }
-    return resident * (sysconf(_SC_PAGESIZE) / 1024);
+    const long kilobytes = sysconf(_SC_PAGESIZE) / 1024;
+    return {pages.addresses * kilobytes, pages.resident * kilobytes};
+}
+
+inline long addressKilobytes() {
+    return processMemory().addresses;
+}
+
+inline long residentKilobytes() {
+    return processMemory().resident;
 }
 
 // What the heap has handed out and not been given back.

@@ -27,7 +27,7 @@ show 'pkg-config --modversion zomu'
 show 'pkg-config --cflags --libs zomu'
 show 'cc -std=c11 /use/use_zomu.c -o by-hand $(pkg-config --cflags --libs zomu) && ./by-hand'
 show 'cmake -S /use -B by-cmake >log && cmake --build by-cmake >>log'
-show 'by-cmake/use_zomu && by-cmake/use_zomu_cpp'
+show 'by-cmake/use_zomu && by-cmake/use_zomu_cpp && by-cmake/use_zomu_batch'
 
 quietly 'apt-get install --yes --no-install-recommends libpng-dev libturbojpeg0-dev'
 show 'cc -std=c11 -O2 /usr/share/doc/libzomu-dev/examples/*.c -o compare_faces $(pkg-config --cflags --libs zomu libpng libturbojpeg)'

@@ -11,7 +11,9 @@ export TMPDIR=$2
 trap 'rm -rf "$work"' EXIT
 # (2 (3 x 4 + 4 x 3) - (10 + 10)) / (5 x 5) + 1
 expected='from C 2.1200
-from C++ 2.1200'
+from C++ 2.1200
+template refused: no image
+length nan'
 
 # use ROOT: the project's programs, by CMake and by pkg-config, against the installation in ROOT
 use() {
@@ -20,15 +22,18 @@ use() {
     rm -rf "$work/by-cmake" "$work/by-pkg-config"
     cmake -S "$project" -B "$work/by-cmake" -DCMAKE_PREFIX_PATH="$root" >"$work/log"
     cmake --build "$work/by-cmake" >>"$work/log"
-    check "by CMake" "$("$work/by-cmake/use_zomu" && "$work/by-cmake/use_zomu_cpp")"
+    check "by CMake" "$("$work/by-cmake/use_zomu" && "$work/by-cmake/use_zomu_cpp" &&
+        "$work/by-cmake/use_zomu_batch")"
 
     mkdir "$work/by-pkg-config"
     export PKG_CONFIG_PATH=$libraries/pkgconfig
     read -ra flags <<<"$(pkg-config --cflags --libs zomu)"
     cc -std=c11 "$project/use_zomu.c" -o "$work/by-pkg-config/c" "${flags[@]}"
     c++ -std=c++17 "$project/use_zomu.cpp" -o "$work/by-pkg-config/cpp" "${flags[@]}"
+    read -ra flags <<<"$(pkg-config --cflags --libs zomu-batch)"
+    cc -std=c11 "$project/use_zomu_batch.c" -o "$work/by-pkg-config/batch" "${flags[@]}"
     output=$(export LD_LIBRARY_PATH=$libraries &&
-        "$work/by-pkg-config/c" && "$work/by-pkg-config/cpp")
+        "$work/by-pkg-config/c" && "$work/by-pkg-config/cpp" && "$work/by-pkg-config/batch")
     check "by pkg-config" "$output"
 }
 

@@ -1,10 +1,11 @@
-// The public header, compiled as C++ with all warnings on, twice in one file. header_use.c does the
-// same in C; it is linked with the library and run from here.
-#include "zomu.h"
+// The public headers, compiled as C++ with all warnings on. header_use.c and batch_header_use.c do the
+// same in C; they are linked with the libraries and run from here.
+#include "zomu_batch.h"
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <string>
 #include <type_traits>
 
 #include "library/host_run.h"
@@ -19,11 +20,18 @@ static_assert(sizeof(LandmarkEntry) == 12 && offsetof(LandmarkEntry, x) == 4 &&
               offsetof(LandmarkEntry, y) == 8);
 static_assert(sizeof(LandmarkRecord) == 356 && offsetof(LandmarkRecord, reserved) == 4);
 static_assert(std::is_trivial_v<FaceTemplate> && std::is_trivial_v<LandmarkRecord>);
+static_assert(std::is_trivial_v<ZomuBatchRequest>);
+
+// What the program printed, which must have come to its end without a complaint.
+static std::string outputOf(const std::string& program) {
+    const ProcessResult result =
+        runProcess({program}, {{kTemporaryVariable, sharedTemporaryDirectory()}});
+    EXPECT_EQ(result.exitStatus, 0) << "signal " << result.signal << ", " << result.err;
+    EXPECT_EQ(result.err, "");
+    return result.out;
+}
 
 TEST(Header, servesAProgramInC) {
-    const ProcessResult result =
-        runProcess({ZOMU_HEADER_USE}, {{kTemporaryVariable, sharedTemporaryDirectory()}});
-    EXPECT_EQ(result.exitStatus, 0) << "signal " << result.signal << ", " << result.err;
-    EXPECT_EQ(result.out, "template refused: no image\nscore 2.2\n");
-    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(outputOf(ZOMU_HEADER_USE), "template refused: no image\nscore 2.2\n");
+    EXPECT_EQ(outputOf(ZOMU_BATCH_HEADER_USE), "template refused: no image\n");
 }

@@ -142,16 +142,17 @@ class ContextTest(unittest.TestCase):
 
     def test_a_pool_makes_no_more_handles_than_asked_for(self) -> None:
         with zomu.Context(MODEL, handles=2) as context:
-            first, second = context._take(), context._take()
+            pool = context._pool
+            first, second = pool.take(), pool.take()
             self.assertNotEqual(first, second)
-            waiter = threading.Thread(target=lambda: context._give_back(context._take()))
+            waiter = threading.Thread(target=lambda: pool.give_back(pool.take()))
             waiter.start()
             waiter.join(0.1)
             self.assertTrue(waiter.is_alive())
-            context._give_back(first)
+            pool.give_back(first)
             waiter.join(10)
             self.assertFalse(waiter.is_alive())
-            context._give_back(second)
+            pool.give_back(second)
 
     def test_a_closed_context_says_so(self) -> None:
         context = zomu.Context(MODEL)

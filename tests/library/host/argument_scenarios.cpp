@@ -2,22 +2,10 @@
 // no template can be made of.
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
-#include <iterator>
-#include <numeric>
 
 #include "library/host/host.h"
 #include "reference/reference_patches.h"
 #include "support/face_generator.h"
-
-// Templates that must stay as they are, or be overwritten: each value is its own index.
-static FaceTemplate numberedTemplate() {
-    float values[sizeof(FaceTemplate) / sizeof(float)];
-    std::iota(std::begin(values), std::end(values), 0.0F);
-    FaceTemplate face;
-    std::memcpy(&face, values, sizeof face);
-    return face;
-}
 
 // Top down and packed.
 static Picture copyOf(const SourceImage& image) {

@@ -26,7 +26,17 @@ __attribute__((visibility("default"))) void cblas_saxpy() {
 #endif
 
 static const Scenario* findScenario(const std::string& name) {
-    for (const Scenario* list : {kLifecycleScenarios, kArgumentScenarios, kThreadScenarios}) {
+    const Scenario* const lists[] = {
+        kLifecycleScenarios,
+        kArgumentScenarios,
+        kThreadScenarios,
+        kBatchScenarios,
+#if !defined(_WIN32)
+        kLimitScenarios,
+        kProcessScenarios,
+#endif
+    };
+    for (const Scenario* list : lists) {
         for (const Scenario* scenario = list; scenario->name != nullptr; ++scenario) {
             if (scenario->name == name) {
                 return scenario;

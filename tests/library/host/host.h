@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstring>
+#include <iterator>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -12,7 +14,7 @@
 
 // One run: how the program was called, and the floats that it will have written in the end.
 struct Host {
-    std::string path;  // of the library
+    std::string path;  // of the library; that of the one for batches is the first argument
     std::vector<std::string> arguments;
     std::vector<float> results;
 
@@ -26,6 +28,15 @@ struct Host {
         results.insert(results.end(), std::begin(values), std::end(values));
     }
 };
+
+// A template that must stay as it is, or be overwritten: each value is its own index.
+inline FaceTemplate numberedTemplate() {
+    float values[sizeof(FaceTemplate) / sizeof(float)];
+    std::iota(std::begin(values), std::end(values), 0.0F);
+    FaceTemplate face;
+    std::memcpy(&face, values, sizeof face);
+    return face;
+}
 
 class Context {
   public:
@@ -58,5 +69,8 @@ struct Scenario {
 extern const Scenario kLifecycleScenarios[];
 extern const Scenario kArgumentScenarios[];
 extern const Scenario kThreadScenarios[];
+extern const Scenario kLimitScenarios[];    // not on Windows
+extern const Scenario kProcessScenarios[];  // not on Windows
+extern const Scenario kBatchScenarios[];
 
 #endif

@@ -1,4 +1,5 @@
-// The library as a host gets it: opened by path, functions looked up by name, on Windows by number.
+// The two libraries as a host gets them: opened by path, functions looked up by name. On Windows those
+// of the first have numbers instead.
 #ifndef ZOMU_TESTS_LIBRARY_HOST_LIBRARY_H
 #define ZOMU_TESTS_LIBRARY_HOST_LIBRARY_H
 
@@ -11,29 +12,30 @@
 #include <stdexcept>
 #include <string>
 
-#include "zomu.h"
+#include "zomu_batch.h"
 
-class Library {
+class OpenedFile {
   public:
-    explicit Library(const std::string& path) : handle(open(path)) {
+    explicit OpenedFile(const std::string& path) : handle(open(path)) {
         if (handle == nullptr) {
             throw std::runtime_error("cannot open " + path);
         }
-        find(1, "ZomuCreate", create);
-        find(2, "ZomuExtractTemplate", extract);
-        find(3, "ZomuCompareTemplates", compare);
-        find(4, "ZomuDestroy", destroy);
     }
 
-    ~Library() { close(handle); }
+    ~OpenedFile() { close(handle); }
 
-    Library(const Library&) = delete;
-    Library& operator=(const Library&) = delete;
+    OpenedFile(const OpenedFile&) = delete;
+    OpenedFile& operator=(const OpenedFile&) = delete;
 
-    decltype(&ZomuCreate) create;
-    decltype(&ZomuExtractTemplate) extract;
-    decltype(&ZomuCompareTemplates) compare;
-    decltype(&ZomuDestroy) destroy;
+  protected:
+    // By its name where the number is 0.
+    template <typename Function>
+    void find(int number, const char* name, Function& function) {
+        function = reinterpret_cast<Function>(lookUp(handle, number, name));
+        if (function == nullptr) {
+            throw std::runtime_error(std::string("no ") + name);
+        }
+    }
 
   private:
 #if defined(_WIN32)
@@ -44,8 +46,9 @@ class Library {
     static void close(Handle handle) {
         FreeLibrary(handle);
     }
-    static void (*lookUp(Handle handle, int number, const char*))() {
-        return reinterpret_cast<void (*)()>(GetProcAddress(handle, MAKEINTRESOURCEA(number)));
+    static void (*lookUp(Handle handle, int number, const char* name))() {
+        return reinterpret_cast<void (*)()>(
+            GetProcAddress(handle, number == 0 ? name : MAKEINTRESOURCEA(number)));
     }
 #else
     using Handle = void*;
@@ -60,15 +63,35 @@ class Library {
     }
 #endif
 
-    template <typename Function>
-    void find(int number, const char* name, Function& function) {
-        function = reinterpret_cast<Function>(lookUp(handle, number, name));
-        if (function == nullptr) {
-            throw std::runtime_error(std::string("no ") + name);
-        }
+    Handle handle;
+};
+
+class Library : public OpenedFile {
+  public:
+    explicit Library(const std::string& path) : OpenedFile(path) {
+        find(1, "ZomuCreate", create);
+        find(2, "ZomuExtractTemplate", extract);
+        find(3, "ZomuCompareTemplates", compare);
+        find(4, "ZomuDestroy", destroy);
     }
 
-    Handle handle;
+    decltype(&ZomuCreate) create;
+    decltype(&ZomuExtractTemplate) extract;
+    decltype(&ZomuCompareTemplates) compare;
+    decltype(&ZomuDestroy) destroy;
+};
+
+class BatchLibrary : public OpenedFile {
+  public:
+    explicit BatchLibrary(const std::string& path) : OpenedFile(path) {
+        find(0, "ZomuBatchCreate", create);
+        find(0, "ZomuBatchExtract", extract);
+        find(0, "ZomuBatchDestroy", destroy);
+    }
+
+    decltype(&ZomuBatchCreate) create;
+    decltype(&ZomuBatchExtract) extract;
+    decltype(&ZomuBatchDestroy) destroy;
 };
 
 #endif

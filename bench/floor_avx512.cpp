@@ -1,0 +1,3 @@
+#include "floor_kernel.h"
+
+const Floor kAvx512Floor = {"AVX-512", multiplyAddAtPeak, readAll};

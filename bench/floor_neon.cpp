@@ -1,0 +1,3 @@
+#include "floor_kernel.h"
+
+const Floor kNeonFloor = {"NEON", multiplyAddAtPeak, readAll};
