@@ -9,6 +9,9 @@ set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 
 # Keeps libraries of the build machine from being used for the target.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZOMU_AARCH64_ROOT)
+if(NOT ZOMU_AARCH64_ROOT)
+    message(FATAL_ERROR "ZOMU_AARCH64_ROOT is not set. scripts/check.sh aarch64 sets it.")
+endif()
 set(CMAKE_SYSROOT ${ZOMU_AARCH64_ROOT})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

@@ -215,8 +215,8 @@ void convolve(const float* in, Planes planes, const float* weights, const float*
     }
 }
 
-// The tiles that were fastest, by the number of registers. Those of NEON are the largest that compilers
-// keep in its registers, beside the weights and the pixels of a plane.
+// The tiles by the number of registers: those that were fastest; for NEON, the largest that compilers keep in
+// registers beside the weights and the pixels of a plane.
 #if defined(__AVX512F__)
 constexpr Tile kPoolTiles[3] = {{2, 12, 1}, {2, 6, 2}, {2, 4, 3}};
 constexpr int kLastVectors = 4;
