@@ -73,7 +73,7 @@ ZOMU_STATIC_ASSERT(offsetof(LandmarkRecord, entries) == 8, "landmarks start at b
 
 typedef struct ZomuContext ZomuContext;
 
-/* Builds a context: 25 networks with their weights, about 27 MB, and 14 MB more once it is used.
+/* Builds a context: 25 networks with their weights, about 28 MB, and 1 MB more once it is used.
  *
  * Returns  a context, never null. The caller owns it and gives it to ZomuDestroy.
  * Threads  may be called from any thread, and from several at once.
