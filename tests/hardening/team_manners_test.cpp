@@ -116,17 +116,8 @@ TEST(TeamManners, threadsTakeNoSignalsAndSleepAfterwards) {
 
 // --- Forks and exits --------------------------------------------------------------------------------
 
-static HostRun runForking(const std::vector<std::string>& scenario) {
-    Variables variables = {{kTemporaryVariable, sharedTemporaryDirectory()},
-                           {"OMP_NUM_THREADS", "4"}};
-#if defined(ZOMU_SANITIZED)
-    variables.emplace_back("TSAN_OPTIONS", "ignore_noninstrumented_modules=1 die_after_fork=0");
-#endif
-    return runHost(variables, scenario);
-}
-
 TEST(TeamManners, parentAndChildGoOnAfterAFork) {
-    const HostRun run = runForking({"fork-after-use"});
+    const HostRun run = runWithTeam("4", {"fork-after-use"});
     ASSERT_TRUE(ended(run, "", 2 * kTemplateSize + 2));
     EXPECT_TRUE(sameTemplate(plainRun(), 0, run, 0));
     EXPECT_EQ(run.results[kTemplateSize], 0) << "status of the child";
@@ -136,7 +127,7 @@ TEST(TeamManners, parentAndChildGoOnAfterAFork) {
 }
 
 TEST(TeamManners, childMakesItsOwnContextWhereAThreadOfTheParentWasAtWork) {
-    const HostRun run = runForking({"fork-beside-work", "20"});
+    const HostRun run = runWithTeam("4", {"fork-beside-work", "20"});
     ASSERT_TRUE(ended(run, "", 1));
     EXPECT_EQ(run.results[0], 0) << "children that failed";
 }

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/process.h"
 #include "support/environment.h"
 
 namespace {
