@@ -27,7 +27,7 @@ class Context:
 
     A context of the library serves one thread at a time. This class keeps a pool of them: it creates
     another one when all are in use, up to `handles`, and then makes callers wait. Each takes about
-    41 MB, and each extraction uses the OpenMP team of the process (OMP_NUM_THREADS).
+    41 MB and has threads of its own (OMP_NUM_THREADS).
 
     >>> with zomu.Context(model="model") as context:
     ...     template = context.extract(image, "face.csv")

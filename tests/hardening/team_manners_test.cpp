@@ -117,7 +117,7 @@ TEST(TeamManners, threadsTakeNoSignalsAndSleepAfterwards) {
 // --- Forks and exits --------------------------------------------------------------------------------
 
 TEST(TeamManners, parentAndChildGoOnAfterAFork) {
-    const HostRun run = runWithTeam("4", {"fork-after-use"});
+    const HostRun run = runWithTeam("4", {"fork-after-use", "3"});
     ASSERT_TRUE(ended(run, "", 2 * kTemplateSize + 2));
     EXPECT_TRUE(sameTemplate(plainRun(), 0, run, 0));
     EXPECT_EQ(run.results[kTemplateSize], 0) << "status of the child";

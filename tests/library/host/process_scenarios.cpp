@@ -32,29 +32,21 @@ static bool areSame(const FaceTemplate& one, const FaceTemplate& other) {
     return std::memcmp(&one, &other, sizeof one) == 0;
 }
 
-// Keeps the template from before the fork, a child's status (0: it had the same bits, its team was there,
+// N: the threads that an extraction starts. Keeps the template from before the fork, a child's status (0: it had the same bits, its team was there,
 // and it could destroy the context), and the parent's template afterwards.
 static void forkAfterUse(Host& host) {
     const Library library(host.path);
     auto context = std::make_unique<Context>(library);
     const Scene face = scene(0);
-    // An extraction, and how many threads it starts.
-    const auto extractOne = [&](FaceTemplate& result) {
-        const auto before = threadsOfThisProcess();
-        result = context->extract(face);
-        return threadsOfThisProcess() - before;
-    };
-    FaceTemplate before;
-    const auto started = extractOne(before);
+    const FaceTemplate before = context->extract(face);
     host.keep(before);
     host.keep(static_cast<float>(statusOfChild([&] {
         const auto alone = threadsOfThisProcess();
-        FaceTemplate again;
-        const auto others = extractOne(again) - started;  // of the thread sanitizer
-        if (others < 0) {
+        if (!areSame(before, context->extract(face))) {
             return 1;
         }
-        if (!areSame(before, again)) {
+        const auto others = threadsOfThisProcess() - alone - host.number(0);
+        if (others < 0) {  // more than none are the thread sanitizer's
             return 2;
         }
         context.reset();
