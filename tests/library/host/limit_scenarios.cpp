@@ -32,7 +32,7 @@ static void setLimit(decltype(RLIMIT_AS) resource, rlim_t value) {
 // opened, 1 if there was no memory for a context, 2 if none for an extraction, 3 with the template. And
 // where an extraction had none, the template that the same context gives without the limit.
 static void extractInLimitedSpace(Host& host) {
-    const Alarm alarm(60);
+    const Alarm alarm(20);
     const Scene face = scene(0);
     rlimit former;
     getrlimit(RLIMIT_AS, &former);
