@@ -150,8 +150,9 @@ static void closeWhileUsed(Host& host) {
 
 // exit(7) while a context lives, and N other threads extract.
 static void exitWhileUsed(Host& host) {
-    const auto* const library = new Library(host.path);
-    const Context* const context = new Context(*library);
+    // Static: in use until the end, not lost.
+    static const auto* const library = new Library(host.path);
+    static const Context* const context = new Context(*library);
     context->extract(scene(0));
     std::atomic<int> extractions = 0;
     for (int i = 0; i < host.number(0); ++i) {
