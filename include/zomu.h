@@ -6,15 +6,19 @@
  *     centre of its top left pixel, which is (0, 0); x grows to the right and y downwards.
  *  3. Pixels. A pixel is one byte of blue, one of green and one of red; rows are `stride` bytes apart.
  *  4. Threads. Different contexts may be used at the same time, but each by only one thread.
- *     An extraction runs its 25 networks on an OpenMP team of the default size (OMP_NUM_THREADS).
+ *     A context has threads of its own, from its first extraction to ZomuDestroy: with the calling one
+ *     as many as the first number in OMP_NUM_THREADS, else as the processors that the process may use,
+ *     at most 25; fewer if the system cannot start so many. They sleep between extractions and get no
+ *     signals. Any thread with a stack of 64 KB may call. After a fork, the child may use and destroy
+ *     all contexts that no other thread was using.
  *  5. Files. All trained numbers come from the folder "~zvplugintmp~" in the temporary directory: on
  *     Windows what GetTempPathA says, elsewhere the first of TMPDIR, TMP, TEMP and TEMPDIR that is set
  *     and not empty, else /tmp. Mean images and projection tables are read once, while the library is
  *     loaded; weights at every ZomuCreate.
  *     For a file that cannot be opened the line "load <path> failed" goes to standard output, and that
  *     is all: tables stay zero, and a network without usable weights yields NaN.
- *  6. Unloading. Once loaded, the library stays in memory, even if the host closes it: the threads of
- *     its team live on between extractions.
+ *  6. Unloading. A host may close the library and load it again, which reads the tables anew. If
+ *     contexts are left when it is closed, they go on working, and the last ZomuDestroy unloads it.
  *  7. Windows. The functions of ZOMU.dll have numbers and no names: 1 ZomuCreate,
  *     2 ZomuExtractTemplate, 3 ZomuCompareTemplates, 4 ZomuDestroy.
  *  8. Errors. There are no error codes. What cannot be computed is NaN, and what went wrong is one
@@ -73,7 +77,7 @@ ZOMU_STATIC_ASSERT(offsetof(LandmarkRecord, entries) == 8, "landmarks start at b
 
 typedef struct ZomuContext ZomuContext;
 
-/* Builds a context: 25 networks with their weights, about 27 MB, and 14 MB more once it is used.
+/* Builds a context: 25 networks with their weights, about 28 MB, and 1 MB more once it is used.
  *
  * Returns  a context, never null. The caller owns it and gives it to ZomuDestroy.
  * Threads  may be called from any thread, and from several at once.

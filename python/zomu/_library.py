@@ -1,6 +1,6 @@
 """The shared library in this process: found, loaded once, its four functions declared.
 
-The library reads its tables while it is loaded, and it stays in memory. So a process has one library and
+The library reads its tables while it is loaded, and this package never closes it. So a process has one library and
 one model, determined by whatever loads it first.
 """
 
@@ -91,7 +91,7 @@ def require(
         elif os.getpid() != _process:
             raise LibraryError(
                 "this process was forked from one that had loaded the library, and a forked process does not "
-                "have the library's threads. Start workers with 'spawn' "
+                "have the threads that may have been using it. Start workers with 'spawn' "
                 "(multiprocessing.get_context('spawn')), or load the library only in the workers"
             )
         elif model is not None and not _is_loaded_model(model):

@@ -27,7 +27,7 @@ class Context:
 
     A context of the library serves one thread at a time. This class keeps a pool of them: it creates
     another one when all are in use, up to `handles`, and then makes callers wait. Each takes about
-    30 MB and has OMP_NUM_THREADS threads of its own.
+    30 MB and has threads of its own (OMP_NUM_THREADS).
 
     >>> with zomu.Context(model="model") as context:
     ...     template = context.extract(image, "face.csv")

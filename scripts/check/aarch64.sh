@@ -1,7 +1,7 @@
 # Builds for 64-bit ARM with Debian's cross compiler, and runs the tests under QEMU.
 #
-#   scripts/check.sh aarch64             builds the library and the tests, and runs the tests; compares the
-#                                        bits of a template of the demonstration model with this processor's
+#   scripts/check.sh aarch64             builds the library and the tests, and runs the tests: among them the
+#                                        golden one, for which two templates have the bits of every processor
 #   scripts/check.sh aarch64 --cached    the same if all libraries are in the cache; else says so and ends
 #
 # Builds in build/aarch64. The first run on a machine fetches Debian's packages for ARM into a cache folder.
@@ -40,34 +40,5 @@ status=0
 ctest --preset aarch64 --verbose --parallel "$(nproc)" --timeout 1200 >"$home/ctest.log" 2>&1 || status=$?
 read -r passed failed < <(count_tests "$home/ctest.log")
 [ "$status" -eq 0 ] || cat "$home/ctest.log"
-echo "Tests under QEMU: $passed passed, $failed failed"
-
-# The demonstration model, unpacked by both processors, and the sample portrait's template by each set of
-# kernels: one line, but for its first word.
-build dev zomu-model print_templates
-model='~zvplugintmp~'
-mkdir -p "$home"/{unpacked-here,unpacked-there}
-build/dev/tools/zomu-model unpack models/rendered-people.pack "$home/unpacked-here/$model" --force >"$home/unpack.log"
-"${qemu[@]}" "$home/tools/zomu-model" unpack models/rendered-people.pack "$home/unpacked-there/$model" --force \
-    >>"$home/unpack.log"
-judge() {
-    if [ "$2" = "$3" ]; then
-        passed=$((passed + 1))
-        echo "passed: $1"
-    else
-        failed=$((failed + 1))
-        status=1
-        echo "FAILED: $1"
-    fi
-}
-differences=$(diff --recursive --brief "$home/unpacked-here" "$home/unpacked-there" || true)
-judge "the unpacked demonstration model is the same" "$differences" ""
-templates=$(TMPDIR=$home/unpacked-here build/dev/tests/print_templates)
-templates+=$'\n'$(TMPDIR=$home/unpacked-there "${qemu[@]}" "$home/tests/print_templates")
-echo "$templates" | while read -r set bits; do
-    echo "template by $set: $(cksum <<<"$bits")"
-done
-judge "a template has the same bits by each set" "$(echo "$templates" | cut -d' ' -f2- | sort -u | wc -l)" 1
-
 echo "$passed passed, $failed failed"
 exit "$status"

@@ -74,7 +74,8 @@ bool planConvolutions(const LayerList& layers, NetworkPlan& plan) {
         floats += std::ptrdiff_t{terms} * kFilters[i];
         planes = kFilters[i];
     }
-    plan.filters.resize(static_cast<std::size_t>(floats) / std::size(plan.filters[0].values));
+    constexpr std::ptrdiff_t kLine = sizeof(NetworkPlan::CacheLine) / sizeof(float);
+    plan.filters.resize(static_cast<std::size_t>(floats / kLine));
     float* place = plan.filters[0].values;
     for (std::size_t i = 0; i < kConvolutions; ++i) {
         const Matrix& filters = *convolutions[i]->weights[0]->matrix;

@@ -63,8 +63,9 @@ class Includes(unittest.TestCase):
                 self.assertTrue(name == "zomu.h" or (path.parent / name).exists(), f"{path.name}: {name}")
 
     def testOnlyTheModelAndTheServiceNameWhatIsProcessWide(self):
+        # OpenBLAS asks for its memory without saying for whom: blas_memory.cpp has to remember.
         for path in sorted((PROJECT / "src").rglob("*.*")):
-            if path.parent.name not in ("model", "service"):
+            if path.parent.name not in ("model", "service") and path.name != "blas_memory.cpp":
                 code = COMMENT.sub("", path.read_text(encoding="utf-8"))
                 self.assertNotRegex(code, r"\b(g_\w+|modelDir|tempPath)\b", path.name)
 

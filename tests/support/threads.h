@@ -13,7 +13,9 @@
 #include <iterator>
 #endif
 
+#include <chrono>
 #include <cstddef>
+#include <thread>
 
 #if defined(_WIN32)
 
@@ -62,6 +64,17 @@ class Alarm {
 };
 
 #endif
+
+// How many threads there are once those that have been joined are gone from the system's list, too, which
+// may take a moment: as soon as there are no more than `expected`, or after two seconds.
+inline std::ptrdiff_t threadsThatStay(std::ptrdiff_t expected) {
+    std::ptrdiff_t threads = threadsOfThisProcess();
+    for (int i = 0; i < 2000 && threads > expected; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        threads = threadsOfThisProcess();
+    }
+    return threads;
+}
 
 // A setting of the process for as long as an object of this class lives.
 template <int (*get)(), void (*set)(int)>

@@ -198,6 +198,24 @@ void reloadBatchLibrary(Host& host) {
     }
 }
 
+// A context outlives the library as the host sees it. Keeps a template from before and one from after.
+void closeBatchLibraryWhileUsed(Host& host) {
+    const Scene face = scene(0);
+    Templates results(1);
+    ZomuBatchRequest request = requestOf(face);
+    request.templateOut = results.data();
+    auto library = std::make_unique<BatchLibrary>(host.arguments.at(0));
+    const auto extract = library->extract;
+    const auto destroy = library->destroy;
+    ZomuBatchContext* const context = library->create();
+    for (int i = 0; i < 2; ++i) {
+        extract(context, &request, 1);
+        keepAll(host, results);
+        library.reset();
+    }
+    destroy(context);
+}
+
 }  // namespace
 
 const Scenario kBatchScenarios[] = {
@@ -207,5 +225,6 @@ const Scenario kBatchScenarios[] = {
     {"extract-batches-on-threads", extractBatchesOnThreads},
     {"extract-batch-in-host-mode", extractBatchInHostMode},
     {"reload-batch-library", reloadBatchLibrary},
+    {"close-batch-library-while-used", closeBatchLibraryWhileUsed},
     {nullptr, nullptr},
 };

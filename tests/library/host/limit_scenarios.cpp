@@ -32,7 +32,7 @@ static void setLimit(decltype(RLIMIT_AS) resource, rlim_t value) {
 // opened, 1 if there was no memory for a context, 2 if none for an extraction, 3 with the template. And
 // where an extraction had none, the template that the same context gives without the limit.
 static void extractInLimitedSpace(Host& host) {
-    const Alarm alarm(60);
+    const Alarm alarm(20);
     const Scene face = scene(0);
     rlimit former;
     getrlimit(RLIMIT_AS, &former);
@@ -121,6 +121,7 @@ static void extractWithManyContexts(Host& host) {
     std::vector<std::unique_ptr<Context>> contexts;
     FaceTemplate first;
     int differences = 0;
+    const auto alone = threadsOfThisProcess();
     const long before = residentKilobytes();
     for (int i = 0; i < host.number(0); ++i) {
         contexts.push_back(std::make_unique<Context>(library));
@@ -132,7 +133,7 @@ static void extractWithManyContexts(Host& host) {
     host.keep(static_cast<float>((residentKilobytes() - before) / host.number(0)));
     host.keep(static_cast<float>(threadsOfThisProcess()));
     contexts.clear();
-    host.keep(static_cast<float>(threadsOfThisProcess()));
+    host.keep(static_cast<float>(threadsThatStay(alone)));
 }
 
 // The rest of the line of /proc/self/task/ID/FILE that starts so.
