@@ -214,8 +214,7 @@ TEST_F(AllocationFailure, hasNoPlaceInDestroyCompareAndRefusal) {
     std::printf("destroy, compare and refusal: %ld requests\n", requests);
 }
 
-// A load cannot fail, and nothing may be thrown through the loader: a file that there is no memory
-// for counts as one that cannot be opened.
+// Nothing may be thrown through the loader: a file without memory counts as one that cannot be opened.
 TEST_F(AllocationFailure, ofALoadCostsTheFilesThatItMeets) {
     const TemporaryFolder folder;
     const std::vector<TableFile> files = writeTables(folder.prefix() + kModelFolderName + "/");
@@ -223,13 +222,11 @@ TEST_F(AllocationFailure, ofALoadCostsTheFilesThatItMeets) {
     EXPECT_EQ(loadRequests, requestsOf(attachLibrary)) << "the library asks for more than its load";
     setenv("TMPDIR", folder.path().c_str(), 1);
     const long total = requestsOf(attachLibrary);
-    // Each file asks equally often, and the last two, of projections, once more: so a request says which
-    // file it is for.
+    // Each file asks equally often, the two of projections once more: a request says which it is for.
     const auto count = static_cast<long>(files.size());
     const long each = (total - 2) / count;
     const long plain = each * (count - 2);
-    ASSERT_GT(each, 0);
-    ASSERT_EQ(total, each * count + 2);
+    ASSERT_TRUE(each > 0 && total == each * count + 2) << total;
     for (long n = 1; n <= total; ++n) {
         for (const Failing kind : {Failing::once, Failing::fromThenOn}) {
             const long first =

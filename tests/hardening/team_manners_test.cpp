@@ -189,4 +189,10 @@ TEST(TeamManners, contextOutlivesTheLibraryThatTheHostHasClosed) {
     EXPECT_TRUE(sameTemplate(plainRun(), 0, run, 1));
     EXPECT_EQ(resultFromEnd(run, 0), 1) << "the library is gone with its last context";
 }
+
+TEST(TeamManners, contextOfBatchesOutlivesItsLibraryToo) {
+    const HostRun run = runWithTeam("4", {"close-batch-library-while-used", ZOMU_BATCH_LIBRARY});
+    ASSERT_TRUE(ended(run, "", 2 * kTemplateSize));
+    EXPECT_TRUE(sameTemplate(run, 0, run, 1));
+}
 #endif

@@ -126,10 +126,3 @@ TEST(Batches, loadTheModelWithTheLinesOfTheOtherLibraryEachTimeTheLibraryIsOpene
     ASSERT_TRUE(ended(run, lines + lines, 2 * kTemplateSize));
     EXPECT_TRUE(isNanTemplate(run, 0));
 }
-
-TEST(Batches, mayOutliveWhatTheHostSeesOfTheLibrary) {
-    const HostRun run = runBatches("close-batch-library-while-used");
-    ASSERT_TRUE(ended(run, "", 2 * kTemplateSize));
-    EXPECT_TRUE(isFiniteTemplate(run, 0));
-    expectSame(run, 0, 1, 1);
-}

@@ -1,14 +1,14 @@
-// The networks: direct convolutions, without a copy of the image for each filter position.
+// The convolutions of a network: direct, without a copy of the image for each filter position.
 //
 // A vector holds the sums of kLanes filters at one position. A tile of positions x filters, as many
 // as there are registers for, runs over all terms at once: for each term a row of the weights is
 // loaded and the pixel of each position is broadcast to all lanes.
 //
-// The order of a sum, the same in every instruction set: start with +0; then the terms in the order
+// The order of a sum in a network, the same in every instruction set: start with +0; then the terms in the order
 // of the rows of the weight file, one fused multiply-add each. Then the bias is added, rounded on
 // its own.
-#ifndef ZOMU_KERNELS_NETWORK_KERNEL_H
-#define ZOMU_KERNELS_NETWORK_KERNEL_H
+#ifndef ZOMU_KERNELS_CONVOLUTION_KERNEL_H
+#define ZOMU_KERNELS_CONVOLUTION_KERNEL_H
 
 #include <cstddef>
 
@@ -220,15 +220,12 @@ void convolve(const float* in, Planes planes, const float* weights, const float*
 #if defined(__AVX512F__)
 constexpr Tile kPoolTiles[3] = {{2, 12, 1}, {2, 6, 2}, {2, 4, 3}};
 constexpr int kLastVectors = 4;
-constexpr int kFullVectors = 10;
 #elif defined(__AVX2__)
 constexpr Tile kPoolTiles[3] = {{2, 2, 2}, {2, 2, 2}, {2, 2, 3}};
 constexpr int kLastVectors = 4;
-constexpr int kFullVectors = 5;
 #else
 constexpr Tile kPoolTiles[3] = {{2, 2, 4}, {2, 2, 4}, {2, 2, 4}};
 constexpr int kLastVectors = 4;
-constexpr int kFullVectors = 10;
 #endif
 
 template <int kSide>
@@ -265,93 +262,6 @@ void runConvolutions(const NetworkWeights& network, const float* image, FloatRan
         runConvolutionsOfSide<kLargeSide>(network, image, ahead, scratch, stages);
     } else {
         runConvolutionsOfSide<kSmallSide>(network, image, ahead, scratch, stages);
-    }
-}
-
-// --- Full connection ------------------------------------------------------------------------------
-
-// Images advance in pairs: a patch and its mirror image.
-constexpr int kPair = 2;
-// Rows of weights that are read for all images before the next ones: they stay in the first cache.
-constexpr int kBlockRows = 32;
-static_assert(kNetworkOutputs % (kFullVectors * kLanes) == 0);
-
-// Adds the terms of some rows to the outputs of a pair of images.
-void addRows(const float* weights, const float* const (&values)[kPair], int rows,
-             float (*outputs)[kNetworkOutputs]) {
-    for (int column = 0; column < kNetworkOutputs; column += kFullVectors * kLanes) {
-        Lanes sums[kPair][kFullVectors];
-        ZOMU_UNROLL
-        for (int i = 0; i < kPair; ++i) {
-            ZOMU_UNROLL
-            for (int v = 0; v < kFullVectors; ++v) {
-                sums[i][v] = load(&outputs[i][column + v * kLanes]);
-            }
-        }
-        const float* row = weights + column;
-        for (int k = 0; k < rows; ++k, row += kNetworkOutputs) {
-            const Lanes x[kPair] = {broadcast(values[0][k]), broadcast(values[1][k])};
-            ZOMU_UNROLL
-            for (int v = 0; v < kFullVectors; ++v) {
-                const Lanes w = load(row + v * kLanes);
-                ZOMU_UNROLL
-                for (int i = 0; i < kPair; ++i) {
-                    sums[i][v] = multiplyAdd(x[i], w, sums[i][v]);
-                }
-            }
-        }
-        ZOMU_UNROLL
-        for (int i = 0; i < kPair; ++i) {
-            ZOMU_UNROLL
-            for (int v = 0; v < kFullVectors; ++v) {
-                store(&outputs[i][column + v * kLanes], sums[i][v]);
-            }
-        }
-    }
-}
-
-// The share of one of the two stages, whose values begin at `first` of an image's.
-void addStage(const float* weights, const StageValues* images, int pairs, int first, int rows,
-              float (*outputs)[kNetworkOutputs]) {
-    for (int block = 0; block < rows; block += kBlockRows) {
-        const int blockRows = rows - block < kBlockRows ? rows - block : kBlockRows;
-        const float* blockWeights = weights + std::ptrdiff_t{block} * kNetworkOutputs;
-        for (int i = 0; i < kPair * pairs; i += kPair) {
-            const float* const values[kPair] = {images[i].values + first + block,
-                                                images[i + 1].values + first + block};
-            addRows(blockWeights, values, blockRows, outputs + i);
-        }
-    }
-}
-
-// The order of the layers: the terms of the last stage, the bias, the terms of the third stage.
-template <int kSide>
-void runFullConnectionOfSide(const NetworkWeights& network, const StageValues* images, int pairs,
-                             float (*outputs)[kNetworkOutputs]) {
-    constexpr NetworkSides kSides(kSide);
-    constexpr int kLast = kSides.lastValues();
-    constexpr int kPooled = kSides.pooledValues();
-    for (int i = 0; i < kPair * pairs; ++i) {
-        for (float& output : outputs[i]) {
-            output = 0.0F;
-        }
-    }
-    addStage(network.fromLast, images, pairs, 0, kLast, outputs);
-    for (int i = 0; i < kPair * pairs; ++i) {
-        for (int column = 0; column < kNetworkOutputs; column += kLanes) {
-            float* place = &outputs[i][column];
-            store(place, add(load(place), load(network.outputBiases + column)));
-        }
-    }
-    addStage(network.fromPooled, images, pairs, kLast, kPooled, outputs);
-}
-
-void runFullConnection(const NetworkWeights& network, const StageValues* images, int pairs,
-                       float (*outputs)[kNetworkOutputs]) {
-    if (network.side == kLargeSide) {
-        runFullConnectionOfSide<kLargeSide>(network, images, pairs, outputs);
-    } else {
-        runFullConnectionOfSide<kSmallSide>(network, images, pairs, outputs);
     }
 }
 
