@@ -80,6 +80,7 @@ BlasMemory::~BlasMemory() {
 
 // The linker sends the calls of these three functions here (--wrap, see src/CMakeLists.txt) and calls
 // the BLAS's own ones __real.
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's.
 extern "C" {
 void* __real_blas_memory_alloc(int purpose);
 void __real_blas_memory_free(void* memory);
@@ -109,5 +110,6 @@ int __wrap_blas_thread_init() {
     return 0;
 }
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 #endif

@@ -1,6 +1,7 @@
 #include "model/model_tables.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -90,7 +91,7 @@ void loadProjection(std::ifstream& stream, const char* name, ProjectionTable& ta
         for (int column = 0; column < kFeatureCount; ++column) {
             float* place = &table.at(first + row, column);
             for (int i = 0; i < kAtOnce; ++i) {
-                place[i] = rows[static_cast<std::size_t>(i * kFeatureCount + column)];
+                place[i] = rows.get()[std::ptrdiff_t{i} * kFeatureCount + column];
             }
         }
     }

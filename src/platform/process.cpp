@@ -66,7 +66,7 @@ void askForLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_
     const std::uintptr_t begin = (address + kPage - 1) / kPage * kPage;
     const std::uintptr_t end = (address + bytes) / kPage * kPage;
     if (begin < end) {
-        madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+        madvise(static_cast<char*>(memory) + (begin - address), end - begin, MADV_HUGEPAGE);
     }
 #endif
 }
