@@ -134,9 +134,12 @@ std::unique_ptr<Matrix> Matrix::transpose() const {
     if (numElements == 0) {
         return result;  // there may be billions of empty rows
     }
-    for (std::int32_t i = 0; i < numRows; ++i) {
-        for (std::int32_t j = 0; j < numCols; ++j) {
-            result->at(j, i) = at(i, j);
+    // Column by column: what is written is contiguous.
+    float* to = result->data;
+    for (std::int32_t j = 0; j < numCols; ++j) {
+        const float* from = data + j;
+        for (std::int32_t i = 0; i < numRows; ++i, from += numCols) {
+            *to++ = *from;
         }
     }
     return result;

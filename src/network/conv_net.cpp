@@ -74,7 +74,7 @@ ConvNet::ConvNet(const char* text, const std::string& folder) {
     try {
         const NetDescription description = parseDescription(text);
         build(*this, description, folder);
-        plan = planNetwork(description, layers);
+        plan = planNetwork(text, description, layers);
     } catch (const BuildError& error) {
         std::printf("Error creating ConvNet: %s\n", error.reason.c_str());
         std::fflush(stdout);

@@ -20,11 +20,11 @@ struct NetworkPlan {
     std::vector<CacheLine> filters;
 };
 
-// The plan of the network that `layers`, built from `description`, compute, or null if it has another
-// shape than the 25 embedded networks: another text, apart from its patch and the names of its files,
-// or weights of other sizes, or too short. Such a network runs as layers. The layers own the larger
-// weights and must outlive the plan.
-std::unique_ptr<NetworkPlan> planNetwork(const NetDescription& description,
+// The plan of the network that `layers`, built from `text` and its `description`, compute. Null if it has
+// another shape than the 25 embedded networks: another text, apart from its patch and the names of its
+// files, or weights of other sizes, or too short. Such a network runs as layers. The layers own the
+// larger weights and must outlive the plan.
+std::unique_ptr<NetworkPlan> planNetwork(const char* text, const NetDescription& description,
                                          const LayerList& layers);
 
 #endif
