@@ -127,11 +127,14 @@ TEST(TeamManners, parentAndChildGoOnAfterAFork) {
         sameFloats(run.results.data(), run.results.data() + kTemplateSize + 2, kTemplateSize));
 }
 
+// The address sanitizer's allocator may be locked for ever in such a child.
+#if !defined(ZOMU_SANITIZED)
 TEST(TeamManners, childMakesItsOwnContextWhereAThreadOfTheParentWasAtWork) {
     const HostRun run = runWithTeam("4", {"fork-beside-work", "20"});
     ASSERT_TRUE(ended(run, "", 1));
     EXPECT_EQ(run.results[0], 0) << "children that failed";
 }
+#endif
 
 TEST(TeamManners, hostExitsWithItsStatusWhateverItsThreadsDo) {
     for (const char* threads : {"0", "2"}) {
