@@ -89,11 +89,11 @@ struct SmallThread {
 };
 
 static void* workInSmallStack(void* argument) {
-    SmallThread& self = *static_cast<SmallThread*>(argument);
-    const Context context(*self.library);
-    const FaceTemplate face = context.extract(self.face);
-    self.score = self.library->compare(&face, &face);
-    self.host->keep(face);
+    SmallThread& caller = *static_cast<SmallThread*>(argument);
+    const Context context(*caller.library);
+    const FaceTemplate face = context.extract(caller.face);
+    caller.score = caller.library->compare(&face, &face);
+    caller.host->keep(face);
     return nullptr;
 }
 
@@ -136,7 +136,7 @@ static void extractWithManyContexts(Host& host) {
     host.keep(static_cast<float>(threadsThatStay(alone)));
 }
 
-// The rest of the line of /proc/self/task/ID/FILE that starts so.
+// The rest of the line of /proc/caller/task/ID/FILE that starts so.
 static std::string lineOfTask(const std::filesystem::path& task, const char* file,
                               const std::string& start) {
     std::ifstream stream(task / file);
@@ -152,7 +152,7 @@ static std::string lineOfTask(const std::filesystem::path& task, const char* fil
 // Nanoseconds of processor time of all threads but this one.
 static long long timeOfOthers() {
     long long sum = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/caller/task")) {
         if (task.path().filename() != std::to_string(getpid())) {
             sum += std::stoll(lineOfTask(task, "schedstat", ""));
         }
@@ -168,7 +168,7 @@ static void restAfterExtraction(Host& host) {
     context.extract(scene(0));
     int threads = 0;
     int open = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/caller/task")) {
         if (task.path().filename() != std::to_string(getpid())) {
             ++threads;
             const unsigned long long blocked =
