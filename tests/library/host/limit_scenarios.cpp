@@ -83,16 +83,16 @@ static void extractWithFewThreads(Host& host) {
 
 struct SmallThread {
     Host* host;
-    const Library* library;
+    const Library* opened;
     Scene face;
     float score = 0;
 };
 
 static void* workInSmallStack(void* argument) {
     SmallThread& caller = *static_cast<SmallThread*>(argument);
-    const Context context(*caller.library);
+    const Context context(*caller.opened);
     const FaceTemplate face = context.extract(caller.face);
-    caller.score = caller.library->compare(&face, &face);
+    caller.score = caller.opened->compare(&face, &face);
     caller.host->keep(face);
     return nullptr;
 }
@@ -136,7 +136,7 @@ static void extractWithManyContexts(Host& host) {
     host.keep(static_cast<float>(threadsThatStay(alone)));
 }
 
-// The rest of the line of /proc/caller/task/ID/FILE that starts so.
+// The rest of the line of /proc/self/task/ID/FILE that starts so.
 static std::string lineOfTask(const std::filesystem::path& task, const char* file,
                               const std::string& start) {
     std::ifstream stream(task / file);
@@ -152,7 +152,7 @@ static std::string lineOfTask(const std::filesystem::path& task, const char* fil
 // Nanoseconds of processor time of all threads but this one.
 static long long timeOfOthers() {
     long long sum = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/caller/task")) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
         if (task.path().filename() != std::to_string(getpid())) {
             sum += std::stoll(lineOfTask(task, "schedstat", ""));
         }
@@ -168,7 +168,7 @@ static void restAfterExtraction(Host& host) {
     context.extract(scene(0));
     int threads = 0;
     int open = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/caller/task")) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
         if (task.path().filename() != std::to_string(getpid())) {
             ++threads;
             const unsigned long long blocked =
