@@ -32,6 +32,26 @@ std::int32_t readInt32(std::istream& stream) {
 
 }  // namespace
 
+// Some columns at a time, each of which is written from end to end.
+void transposeRows(const float* from, std::int32_t rows, std::int32_t cols, float* to) {
+    constexpr std::int32_t kAtOnce = 8;
+    const std::ptrdiff_t height = rows;
+    std::int32_t column = 0;
+    for (; column + kAtOnce <= cols; column += kAtOnce, to += kAtOnce * height) {
+        const float* row = from + column;
+        for (std::int32_t i = 0; i < rows; ++i, row += cols) {
+            for (std::int32_t k = 0; k < kAtOnce; ++k) {
+                to[k * height + i] = row[k];
+            }
+        }
+    }
+    for (; column < cols; ++column, to += height) {
+        for (std::int32_t i = 0; i < rows; ++i) {
+            to[i] = from[std::ptrdiff_t{i} * cols + column];
+        }
+    }
+}
+
 Matrix::Matrix(std::int32_t rows, std::int32_t cols)
     : numRows(rows), numCols(cols), numElements(elementCount(rows, cols)) {
     if (numElements > 0) {
@@ -134,15 +154,7 @@ std::unique_ptr<Matrix> Matrix::transpose() const {
     if (numElements == 0) {
         return result;  // there may be billions of empty rows
     }
-    // Column by column: what is written is contiguous. The analyser cannot tell that a matrix with
-    // elements has storage.
-    float* to = result->data;
-    for (std::int32_t j = 0; j < numCols; ++j) {
-        const float* from = data + j;
-        for (std::int32_t i = 0; i < numRows; ++i, from += numCols) {
-            *to++ = *from;  // NOLINT
-        }
-    }
+    transposeRows(data, numRows, numCols, result->data);
     return result;
 }
 

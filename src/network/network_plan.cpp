@@ -54,16 +54,6 @@ const WeightLayer* weightLayer(const LayerList& layers, std::size_t index, std::
     return layer != nullptr && layer->weights.size() == count ? layer : nullptr;
 }
 
-// The layers hold a row for each filter. The kernels read the rows of the file, one for each term.
-void transposeInto(const Matrix& filters, float* rows) {
-    for (std::int32_t term = 0; term < filters.numCols; ++term) {
-        const float* from = filters.data + term;
-        for (std::int32_t f = 0; f < filters.numRows; ++f, from += filters.numCols) {
-            *rows++ = *from;
-        }
-    }
-}
-
 bool planConvolutions(const LayerList& layers, NetworkPlan& plan) {
     const WeightLayer* convolutions[kConvolutions];
     std::ptrdiff_t floats = 0;
@@ -84,7 +74,9 @@ bool planConvolutions(const LayerList& layers, NetworkPlan& plan) {
     float* place = plan.filters[0].values;
     for (std::size_t i = 0; i < kConvolutions; ++i) {
         const Matrix& filters = *convolutions[i]->weights[0]->matrix;
-        transposeInto(filters, place);
+        // The layers hold a row for each filter; the kernels read the rows of the file, one for each
+        // term.
+        transposeRows(filters.data, filters.numRows, filters.numCols, place);
         plan.weights.filters[i] = place;
         plan.weights.biases[i] = convolutions[i]->biases->matrix->data;
         place += filters.numElements;
