@@ -32,7 +32,8 @@ std::int32_t readInt32(std::istream& stream) {
 
 }  // namespace
 
-// Some columns at a time, each of which is written from end to end.
+// Some columns at a time, each of which is written from end to end. The analyser cannot tell that a
+// matrix with elements has storage.
 void transposeRows(const float* from, std::int32_t rows, std::int32_t cols, float* to) {
     constexpr std::int32_t kAtOnce = 8;
     const std::ptrdiff_t height = rows;
@@ -41,13 +42,13 @@ void transposeRows(const float* from, std::int32_t rows, std::int32_t cols, floa
         const float* row = from + column;
         for (std::int32_t i = 0; i < rows; ++i, row += cols) {
             for (std::int32_t k = 0; k < kAtOnce; ++k) {
-                to[k * height + i] = row[k];
+                to[k * height + i] = row[k];  // NOLINT
             }
         }
     }
     for (; column < cols; ++column, to += height) {
         for (std::int32_t i = 0; i < rows; ++i) {
-            to[i] = from[std::ptrdiff_t{i} * cols + column];
+            to[i] = from[std::ptrdiff_t{i} * cols + column];  // NOLINT
         }
     }
 }
