@@ -4,9 +4,9 @@
 // as there are registers for, runs over all terms at once: for each term a row of the weights is
 // loaded and the pixel of each position is broadcast to all lanes.
 //
-// The order of a sum in a network, the same in every instruction set: start with +0; then the terms in the order
-// of the rows of the weight file, one fused multiply-add each. Then the bias is added, rounded on
-// its own.
+// The order of a sum in a network, the same in every instruction set: start with +0; then the terms in
+// the order of the rows of the weight file, one fused multiply-add each. Then the bias is added, rounded
+// on its own.
 #ifndef ZOMU_KERNELS_CONVOLUTION_KERNEL_H
 #define ZOMU_KERNELS_CONVOLUTION_KERNEL_H
 

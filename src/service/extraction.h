@@ -24,8 +24,8 @@ struct FaceRequest {
 const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, std::int32_t height,
                                  const LandmarkRecord* landmarks);
 
-// The stages of an extraction of some faces, each from the results of the one before it. The first two
-// make room for what they write.
+// The stages of an extraction of some faces, each from the results of the one before it. cutPatches makes
+// room for what all of them write. projectFaces reads the context's features, less the feature mean.
 void cutPatches(ZomuContext& context, const MeanImages& meanImages,
                 std::span<const FaceRequest> faces);
 void runNetworks(ZomuContext& context, std::size_t faces, float* features);

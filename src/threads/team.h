@@ -26,8 +26,8 @@ class Team {
     int mostMembers() const { return wanted; }
 
     // Calls task(index, member) for each index below `count`, which is at most 65,535, and returns
-    // when all calls have returned. `member`, below mostMembers(), says which thread makes
-    // the call; the calling one is number 0. Which thread gets which index is left to chance, so a result must
+    // when all calls have returned. `member`, below mostMembers(), says which thread makes the call;
+    // the calling one is number 0. Which thread gets which index is left to chance, so a result must
     // not depend on it. The first indices start first.
     //
     // If calls throw, all others are made nevertheless, and then the exception of the lowest index
