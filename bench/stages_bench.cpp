@@ -183,7 +183,9 @@ std::vector<FloatRange> weightRanges() {
     for (const auto& net : contextWith(*runnableKernels().front()).nets) {
         const NetworkWeights& weights = net->plan->weights;
         const NetworkSides sides(weights.side);
-        ranges.push_back({weights.filters[0], static_cast<int>(net->plan->filters.size()) * 16});
+        for (const auto& filters : net->plan->filters) {
+            ranges.push_back({filters->data, filters->numElements});
+        }
         ranges.push_back({weights.fromLast, sides.lastValues() * kNetworkOutputs});
         ranges.push_back({weights.fromPooled, sides.pooledValues() * kNetworkOutputs});
     }

@@ -14,6 +14,7 @@ namespace {
 std::unique_ptr<Weights> bind(LoadedMatrix loaded) {
     auto weights = std::make_unique<Weights>();
     weights->matrix = std::move(loaded.matrix);
+    weights->fileRows = std::move(loaded.fileRows);
     weights->isComplete = loaded.isComplete;
     return weights;
 }
@@ -50,8 +51,8 @@ void WeightLayer::bindShared(const LayerList& earlier,
             throw BuildError{"No weights to share with layer " + name};
         }
         const Weights* source = layer->weights[m].get();
-        weights.push_back(
-            std::make_unique<Weights>(Weights{source->matrix, source, source->isComplete}));
+        weights.push_back(std::make_unique<Weights>(
+            Weights{source->matrix, nullptr, source, source->isComplete}));
     }
 }
 

@@ -9,9 +9,11 @@
 #include "layers/layer.h"
 
 // A layer's matrix of weights. Layers may share one: `source` then points to the weights that it
-// was taken from, and is null where it was loaded. `isComplete` is false if its file was too short.
+// was taken from, and is null where it was loaded. `fileRows` has loaded and transposed weights in the
+// order of their file, until the network is built. `isComplete` is false if the file was too short.
 struct Weights {
     std::shared_ptr<Matrix> matrix;
+    std::unique_ptr<Matrix> fileRows;
     const Weights* source = nullptr;
     bool isComplete = true;
 };

@@ -24,16 +24,28 @@ std::int32_t elementCount(std::int32_t rows, std::int32_t cols) {
     return static_cast<std::int32_t>(product);
 }
 
+constexpr std::align_val_t kCacheLine{64};
+
+// Uninitialised, and from the start of a cache line on.
+float* newFloats(std::int32_t elements) {
+    if (elements < 0) {
+        throw std::bad_array_new_length();
+    }
+    return static_cast<float*>(::operator new[](bytesOf(elements), kCacheLine));
+}
+
+void deleteFloats(float* floats) {
+    ::operator delete[](floats, kCacheLine);
+}
+
 std::int32_t readInt32(std::istream& stream) {
     std::int32_t value = 0;
     stream.read(reinterpret_cast<char*>(&value), sizeof value);
     return stream.good() ? value : 0;
 }
 
-}  // namespace
-
-// Some columns at a time, each of which is written from end to end. The analyser cannot tell that a
-// matrix with elements has storage.
+// Writes the transpose of `rows` x `cols` floats, stored row by row, to `to`: some columns at a time, each
+// from end to end. The analyser cannot tell that a matrix with elements has storage.
 void transposeRows(const float* from, std::int32_t rows, std::int32_t cols, float* to) {
     constexpr std::int32_t kAtOnce = 8;
     const std::ptrdiff_t height = rows;
@@ -53,10 +65,12 @@ void transposeRows(const float* from, std::int32_t rows, std::int32_t cols, floa
     }
 }
 
+}  // namespace
+
 Matrix::Matrix(std::int32_t rows, std::int32_t cols)
     : numRows(rows), numCols(cols), numElements(elementCount(rows, cols)) {
     if (numElements > 0) {
-        data = new float[static_cast<std::size_t>(numElements)];
+        data = newFloats(numElements);
     }
 }
 
@@ -64,10 +78,7 @@ Matrix::Matrix(std::istream& stream) {
     numRows = readInt32(stream);
     numCols = readInt32(stream);
     numElements = elementCount(numRows, numCols);
-    if (numElements < 0) {
-        throw std::bad_array_new_length();
-    }
-    data = new float[static_cast<std::size_t>(numElements)];
+    data = newFloats(numElements);
     stream.read(reinterpret_cast<char*>(data), static_cast<std::streamsize>(bytesOf(numElements)));
 }
 
@@ -102,7 +113,7 @@ Matrix& Matrix::operator=(Matrix&& other) noexcept {
 
 Matrix::~Matrix() {
     if (ownsData) {
-        delete[] data;
+        deleteFloats(data);
     }
 }
 
@@ -113,10 +124,10 @@ void Matrix::resize(std::int32_t rows, std::int32_t cols) {
     const std::int32_t elements = elementCount(rows, cols);
     if (numElements != elements) {
         assert(ownsData);
-        delete[] data;
+        deleteFloats(data);
         data = nullptr;  // and stays null, with no elements, if the allocation throws
         numRows = numCols = numElements = 0;
-        data = new float[static_cast<std::size_t>(elements)];
+        data = newFloats(elements);
     }
     numRows = rows;
     numCols = cols;

@@ -35,11 +35,9 @@ enum class ElementFunction : std::int32_t {
     Sign = 10,           // 1 above zero, otherwise -1, also for zero and NaN
 };
 
-// Writes the transpose of `rows` x `cols` floats, stored row by row, to `to`, which must not overlap them.
-void transposeRows(const float* from, std::int32_t rows, std::int32_t cols, float* to);
-
 // `numRows` and `numCols` are logical sizes, whatever `trans` is, and storage has no gaps. Shapes
-// are not checked: the caller guarantees them. New storage is uninitialised.
+// are not checked: the caller guarantees them. New storage is uninitialised and
+// begins at a cache line.
 //
 // Every operation resizes `target` to the shape of this matrix, and `target` may be this matrix
 // itself. Operations marked flat go through the storage from end to end and assume that all

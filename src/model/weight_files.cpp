@@ -28,7 +28,7 @@ std::vector<LoadedMatrix> loadWeightList(const std::string& folder,
         LoadedMatrix loaded = readMatrix(stream);
         // Not for a short file: no layer will use it, and its sizes may be anything.
         if (transposed && loaded.isComplete) {
-            loaded.matrix = loaded.matrix->transpose();
+            loaded.fileRows = std::exchange(loaded.matrix, loaded.matrix->transpose());
         }
         list.push_back(std::move(loaded));
     }
@@ -40,5 +40,5 @@ LoadedMatrix loadBias(const std::string& folder, const std::string& name) {
     if (openModelFile(stream, folder + name)) {
         return readMatrix(stream);
     }
-    return {std::make_unique<Matrix>(), true};
+    return {std::make_unique<Matrix>(), nullptr, true};
 }

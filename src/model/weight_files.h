@@ -13,6 +13,7 @@
 // uninitialised and `isComplete` is false; an empty matrix that was never read counts as complete.
 struct LoadedMatrix {
     std::unique_ptr<Matrix> matrix;
+    std::unique_ptr<Matrix> fileRows;  // of a transposed matrix: as the file has it
     bool isComplete = true;
 };
 

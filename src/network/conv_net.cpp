@@ -11,6 +11,7 @@
 #include "description/parameters.h"
 #include "layers/build_error.h"
 #include "layers/layer_registry.h"
+#include "layers/weight_layer.h"
 
 namespace {
 
@@ -68,6 +69,17 @@ void build(ConvNet& net, const NetDescription& description, const std::string& f
     }
 }
 
+// What no plan has taken over is not needed any more.
+void dropFileRows(const LayerList& layers) {
+    for (const auto& layer : layers) {
+        if (auto* weightLayer = dynamic_cast<WeightLayer*>(layer.get())) {
+            for (const auto& weights : weightLayer->weights) {
+                weights->fileRows.reset();
+            }
+        }
+    }
+}
+
 }  // namespace
 
 ConvNet::ConvNet(const char* text, const std::string& folder) {
@@ -75,6 +87,7 @@ ConvNet::ConvNet(const char* text, const std::string& folder) {
         const NetDescription description = parseDescription(text);
         build(*this, description, folder);
         plan = planNetwork(text, description, layers);
+        dropFileRows(layers);
     } catch (const BuildError& error) {
         std::printf("Error creating ConvNet: %s\n", error.reason.c_str());
         std::fflush(stdout);

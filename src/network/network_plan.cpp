@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "description/parameters.h"
 #include "layers/weight_layer.h"
@@ -48,38 +49,28 @@ bool hasSize(const Weights& bound, std::int32_t rows, std::int32_t cols) {
            matrix.trans == kRowMajor;
 }
 
-// The weights of one layer, if it has `count` matrices of weights.
-const WeightLayer* weightLayer(const LayerList& layers, std::size_t index, std::size_t count) {
-    const auto* layer = dynamic_cast<const WeightLayer*>(layers[index].get());
+// The layer, if it has `count` matrices of weights.
+WeightLayer* weightLayer(const LayerList& layers, std::size_t index, std::size_t count) {
+    auto* layer = dynamic_cast<WeightLayer*>(layers[index].get());
     return layer != nullptr && layer->weights.size() == count ? layer : nullptr;
 }
 
 bool planConvolutions(const LayerList& layers, NetworkPlan& plan) {
-    const WeightLayer* convolutions[kConvolutions];
-    std::ptrdiff_t floats = 0;
     std::int32_t planes = plan.weights.channels;
     for (std::size_t i = 0; i < kConvolutions; ++i) {
         const std::int32_t terms = planes * kFilterSides[i] * kFilterSides[i];
-        convolutions[i] = weightLayer(layers, kConvolutionLayers[i], 1);
-        if (convolutions[i] == nullptr ||
-            !hasSize(*convolutions[i]->weights[0], kFilters[i], terms) ||
-            !hasSize(*convolutions[i]->biases, kFilters[i], 1)) {
-            return false;
-        }
-        floats += std::ptrdiff_t{terms} * kFilters[i];
-        planes = kFilters[i];
-    }
-    constexpr std::ptrdiff_t kLine = sizeof(NetworkPlan::CacheLine) / sizeof(float);
-    plan.filters.resize(static_cast<std::size_t>(floats / kLine));
-    float* place = plan.filters[0].values;
-    for (std::size_t i = 0; i < kConvolutions; ++i) {
-        const Matrix& filters = *convolutions[i]->weights[0]->matrix;
+        WeightLayer* layer = weightLayer(layers, kConvolutionLayers[i], 1);
         // The layers hold a row for each filter; the kernels read the rows of the file, one for each
         // term.
-        transposeRows(filters.data, filters.numRows, filters.numCols, place);
-        plan.weights.filters[i] = place;
-        plan.weights.biases[i] = convolutions[i]->biases->matrix->data;
-        place += filters.numElements;
+        if (layer == nullptr || layer->weights[0]->fileRows == nullptr ||
+            !hasSize(*layer->weights[0], kFilters[i], terms) ||
+            !hasSize(*layer->biases, kFilters[i], 1)) {
+            return false;
+        }
+        plan.filters[i] = std::move(layer->weights[0]->fileRows);
+        plan.weights.filters[i] = plan.filters[i]->data;
+        plan.weights.biases[i] = layer->biases->matrix->data;
+        planes = kFilters[i];
     }
     return true;
 }
