@@ -70,8 +70,8 @@ TEST_F(ZomuModel, makesChecksAndFingerprintsAModelInPlainLines) {
 
     fs::remove(fs::path(model) / "3-3-1");
     fs::resize_file(fs::path(model) / "6-2", 100);
-    fs::copy_file(fs::path(model) / "1-1-1", fs::path(model) / "1-4-1",
-                  fs::copy_options::overwrite_existing);
+    fs::remove(fs::path(model) / "1-4-1");
+    fs::copy_file(fs::path(model) / "1-1-1", fs::path(model) / "1-4-1");
     const ProcessResult bad = runTool(kProgram, {"check", model});
     expectResult(bad, 1,
                  "6-2: 100 bytes, 15999900 too few\n3-3-1: missing\n"
