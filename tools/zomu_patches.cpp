@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "command_line/command_line.h"
+#include "files/file_writer.h"
 #include "manifest/manifest.h"
 #include "manifest/npy_file.h"
 #include "manifest/photo_walk.h"
@@ -71,12 +71,9 @@ std::vector<std::unique_ptr<ZomuContext>> contextsForTeam() {
 
 void writeDescriptions(const fs::path& folder) {
     for (int k = 0; k < kNetCount; ++k) {
-        const fs::path path = folder / numbered("network", k + 1, ".txt");
-        std::ofstream stream(path, std::ios::binary);
-        stream << netDescriptionTexts[k];
-        if (!stream.flush()) {
-            throw std::runtime_error(path.string() + ": cannot be written");
-        }
+        FileWriter writer(folder / numbered("network", k + 1, ".txt"));
+        writer.write(netDescriptionTexts[k]);
+        writer.finish();
     }
 }
 

@@ -6,13 +6,13 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "command_line/command_line.h"
+#include "files/file_writer.h"
 #include "manifest/manifest.h"
 #include "manifest/npy_file.h"
 #include "manifest/photo_walk.h"
@@ -90,8 +90,8 @@ void writeScores(const std::vector<FaceTemplate>& templates, const fs::path& pat
 
 // The same scores as text, for programs that read no arrays: a line for each pair.
 void writeScoreLines(const Templates& templates, const fs::path& path) {
-    std::ofstream stream(path, std::ios::binary);
-    stream << "person,photo,other person,other photo,score\n";
+    FileWriter writer(path);
+    writer.write("person,photo,other person,other photo,score\n");
     for (std::size_t i = 0; i < templates.faces.size(); ++i) {
         for (std::size_t j = i + 1; j < templates.faces.size(); ++j) {
             const ManifestRow& first = templates.rows[i];
@@ -100,13 +100,11 @@ void writeScoreLines(const Templates& templates, const fs::path& path) {
             std::snprintf(score.data(), score.size(), "%.9g",
                           static_cast<double>(
                               ZomuCompareTemplates(&templates.faces[i], &templates.faces[j])));
-            stream << first.person << ',' << first.photo.string() << ',' << second.person << ','
-                   << second.photo.string() << ',' << score.data() << '\n';
+            writer.write(first.person + ',' + first.photo.string() + ',' + second.person + ',' +
+                         second.photo.string() + ',' + score.data() + '\n');
         }
     }
-    if (!stream.flush()) {
-        throw std::runtime_error(path.string() + ": cannot be written");
-    }
+    writer.finish();
 }
 
 void score(const std::string& manifest, const fs::path& folder, bool asText) {

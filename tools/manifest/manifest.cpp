@@ -4,6 +4,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "files/file_writer.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -65,12 +67,10 @@ std::vector<ManifestRow> readManifest(const fs::path& path) {
 }
 
 void writeManifest(const fs::path& path, const std::vector<ManifestRow>& rows) {
-    std::ofstream stream(path, std::ios::binary);
-    stream << kHeader << '\n';
+    FileWriter writer(path);
+    writer.write(std::string(kHeader) + '\n');
     for (const ManifestRow& row : rows) {
-        stream << row.person << ',' << row.photo.string() << ',' << row.landmarks.string() << '\n';
+        writer.write(row.person + ',' + row.photo.string() + ',' + row.landmarks.string() + '\n');
     }
-    if (!stream.flush()) {
-        throw std::runtime_error(path.string() + ": cannot be written");
-    }
+    writer.finish();
 }
