@@ -154,7 +154,7 @@ PackSummary unpackModel(const fs::path& pack, const fs::path& folder, bool repla
     PackReader reader(verifiedContent(bytes, fail));
     PackSummary summary;
     summary.packBytes = static_cast<std::int64_t>(bytes.size());
-    StagedFolder staged(folder);
+    StagedFolder staged(folder, replace);
     std::vector<float> tableB;
     for (const ModelFile& file : listModelFiles()) {
         std::vector<float> values;
