@@ -1,7 +1,6 @@
 // zomu-model: makes, checks, names, lists, packs and unpacks the files of a model folder.
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
@@ -9,6 +8,7 @@
 #include <system_error>
 
 #include "command_line/command_line.h"
+#include "command_line/interruption.h"
 #include "model/model_check.h"
 #include "model/model_files.h"
 #include "model/model_fingerprint.h"
@@ -18,42 +18,13 @@
 
 namespace {
 
-constexpr int kSignalled = 128;  // plus the number of the signal, as shells report it
-
-volatile std::sig_atomic_t g_signal = 0;
-
-extern "C" void noteSignal(int signal) {
-    g_signal = signal;
-}
-
-// Thrown between two steps, so that the unfinished folder is removed on the way out. Not a
-// std::exception: its exit status differs from that of a failure.
-struct Interruption {};
-
-// A signal that was ignored when the program started, as under nohup, stays ignored.
-void catchSignal(int signal) {
-    if (std::signal(signal, noteSignal) == SIG_IGN) {
-        std::signal(signal, SIG_IGN);
-    }
-}
-
-void catchSignals() {
-    catchSignal(SIGINT);
-    catchSignal(SIGTERM);
-#if defined(SIGHUP)
-    catchSignal(SIGHUP);
-#endif
-}
-
 void make(const ModelRequest& request) {
     catchSignals();
     ModelSummary summary;
     {
         ProgressBar bar(stdout);
         summary = makeModel(request, [&bar](int done, int total, const std::string& stage) {
-            if (g_signal != 0) {
-                throw Interruption();
-            }
+            stopIfInterrupted();
             bar.show(done, total, stage);
         });
     }
@@ -108,7 +79,9 @@ void pack(const std::string& folder, const std::string& file) {
 }
 
 void unpack(const std::string& file, const ModelRequest& request) {
-    const PackSummary summary = unpackModel(file, request.folder, request.replace);
+    catchSignals();
+    const PackSummary summary =
+        unpackModel(file, request.folder, request.replace, stopIfInterrupted);
     std::printf("%s: %d files, %lld bytes\n", request.folder.string().c_str(), summary.files,
                 static_cast<long long>(summary.folderBytes));
 }
@@ -199,14 +172,8 @@ void work(const Commands& commands, Arguments& arguments) {
 int main(int argc, char** argv) {
     Arguments arguments;
     std::optional<Commands> commands;
-    try {
-        return runTool(
-            "zomu-model",
-            "Makes, checks, lists, packs and unpacks the files of a ZOMU model folder.", argc, argv,
-            [&](Command& tool) { commands = addCommands(tool, arguments); },
-            [&] { work(*commands, arguments); });
-    } catch (const Interruption&) {
-        std::fprintf(stderr, "zomu-model: interrupted, nothing was made\n");
-        return kSignalled + static_cast<int>(g_signal);
-    }
+    return runTool(
+        "zomu-model", "Makes, checks, lists, packs and unpacks the files of a ZOMU model folder.",
+        argc, argv, [&](Command& tool) { commands = addCommands(tool, arguments); },
+        [&] { work(*commands, arguments); });
 }

@@ -40,3 +40,34 @@ TEST(ProgramEnds, interruptedWorkLeavesNothing) {
         EXPECT_TRUE(fs::is_empty(parent.path())) << signal;
     }
 }
+
+// The signal comes when the first file is there.
+TEST(ProgramEnds, unpackingLeavesNothingEvenWhereItWasKilled) {
+    const std::string model = ZOMU_MODEL_PROGRAM;
+    const std::string script =
+        "env --default-signal=INT,TERM \"$0\" unpack \"$1.pack\" \"$1\" & "
+        "until ls \"$1\".partial-*/0-1-0; do :; done >/dev/null 2>&1; kill -$2 $!; wait $!";
+    const TemporaryFolder packs;
+    const std::string pack = packs.prefix() + "model.pack";
+    ASSERT_EQ(runTool(model, {"make", packs.prefix() + "model"}).exitStatus, 0);
+    ASSERT_EQ(runTool(model, {"pack", packs.prefix() + "model", pack}).exitStatus, 0);
+    const TemporaryFolder parent;
+    fs::create_symlink(pack, parent.path() / "model.pack");
+    const auto entries = [&parent] {
+        return std::distance(fs::directory_iterator(parent.path()), fs::directory_iterator());
+    };
+    const auto end = [&](const char* signal) {
+        return runProcess({"sh", "-c", script, model, parent.prefix() + "model", signal}, {});
+    };
+    for (const auto& [signal, status] : {std::pair<const char*, int>{"INT", 130}, {"TERM", 143}}) {
+        const ProcessResult result = end(signal);
+        EXPECT_EQ(result.exitStatus, status) << result.err;
+        EXPECT_EQ(result.err, "zomu-model: interrupted, nothing was made\n");
+        EXPECT_EQ(entries(), 1) << signal;
+    }
+    EXPECT_EQ(end("KILL").exitStatus, 137);
+    EXPECT_EQ(entries(), 2);
+    EXPECT_EQ(runTool(model, {"unpack", pack, parent.prefix() + "model"}).exitStatus, 0);
+    EXPECT_EQ(entries(), 2);
+    EXPECT_TRUE(fs::exists(parent.path() / "model" / "6-2"));
+}

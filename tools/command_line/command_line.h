@@ -40,8 +40,8 @@ class Command {
 };
 
 // `addOptions` says what the tool takes, `work` does it. Returns the exit status: 0 done, 1 the
-// work failed, 2 the command line was wrong. Problems go to standard error after `name`; what is
-// not a std::exception is left to the caller.
+// work failed, 2 the command line was wrong, 128 and a signal's number where it was interrupted (see
+// interruption.h). Problems go to standard error after `name`.
 int runTool(const char* name, const char* description, int argc, char** argv,
             const std::function<void(Command&)>& addOptions, const std::function<void()>& work);
 

@@ -145,7 +145,8 @@ PackSummary packModel(const fs::path& folder, const fs::path& pack) {
     return summary;
 }
 
-PackSummary unpackModel(const fs::path& pack, const fs::path& folder, bool replace) {
+PackSummary unpackModel(const fs::path& pack, const fs::path& folder, bool replace,
+                        const std::function<void()>& beforeFile) {
     const auto fail = [&](const std::string& problem) {
         throw std::runtime_error(pack.string() + ": " + problem);
     };
@@ -157,6 +158,7 @@ PackSummary unpackModel(const fs::path& pack, const fs::path& folder, bool repla
     StagedFolder staged(folder, replace);
     std::vector<float> tableB;
     for (const ModelFile& file : listModelFiles()) {
+        beforeFile();
         std::vector<float> values;
         // A content with a right checksum that does not fit was written by something else.
         try {

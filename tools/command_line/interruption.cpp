@@ -1,0 +1,34 @@
+#include "command_line/interruption.h"
+
+#include <csignal>
+
+namespace {
+
+volatile std::sig_atomic_t g_signal = 0;
+
+extern "C" void noteSignal(int signal) {
+    g_signal = signal;
+    std::signal(signal, SIG_DFL);
+}
+
+void catchSignal(int signal) {
+    if (std::signal(signal, noteSignal) == SIG_IGN) {
+        std::signal(signal, SIG_IGN);
+    }
+}
+
+}  // namespace
+
+void catchSignals() {
+    catchSignal(SIGINT);
+    catchSignal(SIGTERM);
+#if defined(SIGHUP)
+    catchSignal(SIGHUP);
+#endif
+}
+
+void stopIfInterrupted() {
+    if (g_signal != 0) {
+        throw Interruption{static_cast<int>(g_signal)};
+    }
+}
