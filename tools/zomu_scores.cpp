@@ -13,6 +13,7 @@
 
 #include "command_line/command_line.h"
 #include "files/file_writer.h"
+#include "manifest/csv.h"
 #include "manifest/manifest.h"
 #include "manifest/npy_file.h"
 #include "manifest/photo_walk.h"
@@ -100,8 +101,8 @@ void writeScoreLines(const Templates& templates, const fs::path& path) {
             std::snprintf(score.data(), score.size(), "%.9g",
                           static_cast<double>(
                               ZomuCompareTemplates(&templates.faces[i], &templates.faces[j])));
-            writer.write(first.person + ',' + first.photo.string() + ',' + second.person + ',' +
-                         second.photo.string() + ',' + score.data() + '\n');
+            writer.write(csvLine({first.person, first.photo.string(), second.person,
+                                  second.photo.string(), score.data()}));
         }
     }
     writer.finish();

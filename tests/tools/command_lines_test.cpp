@@ -75,7 +75,7 @@ TEST(CommandLines, filesThatCannotBeUsedAreNamed) {
     expectRefusal(kInspect, {dot, kLandmarks, out}, 1, small);
     expectRefusal(kModel, {"check", none}, 1, none + ": no such folder");
     expectRefusal(kModel, {"unpack", none, out}, 1, none + ": cannot be opened");
-    expectRefusal(kScores, {none, out}, 1, none + ": cannot be opened");
+    expectRefusal(kScores, {none, out}, 1, none + ": cannot be opened: No such file or directory");
     expectRefusal(kTemplate, {"extract", dot, kLandmarks, out}, 1, small);
     expectRefusal(kTemplate, {"extract", kPicture, kPicture, out}, 1, noRecord);
     expectRefusal(kTemplate, {"compare", none, none}, 1, none + ": cannot be opened");

@@ -25,6 +25,16 @@ TEST(ProgramEnds, outputThatCannotBeWrittenIsAFailure) {
     }
 }
 
+TEST(ProgramEnds, anEndlessManifestIsRefused) {
+    const TemporaryFolder folder;
+    const std::string out = folder.prefix() + "out";
+    expectRefusal(ZOMU_SCORES_PATH, {"/dev/zero", out}, 1,
+                  "/dev/zero: is larger than 268435456 bytes");
+    expectRefusal(ZOMU_PATCHES_PATH, {"cut", "/dev/zero", out}, 1,
+                  "/dev/zero: is larger than 268435456 bytes");
+    EXPECT_FALSE(fs::exists(out));
+}
+
 // The signal comes as soon as the first line says that the work has begun. `env` makes sure that
 // the signal is not ignored from the start, as it is in the background jobs of some shells.
 TEST(ProgramEnds, interruptedWorkLeavesNothing) {
