@@ -1,4 +1,4 @@
-// zomu-model: makes, checks, names, lists, packs and unpacks the files of a model folder.
+// zomu-model: makes, checks, names, lists, packs, unpacks and installs the files of a model folder.
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -9,12 +9,14 @@
 
 #include "command_line/command_line.h"
 #include "command_line/interruption.h"
+#include "model/installed_pack.h"
 #include "model/model_check.h"
 #include "model/model_files.h"
 #include "model/model_fingerprint.h"
 #include "model/model_maker.h"
 #include "model/model_pack.h"
 #include "model/progress_bar.h"
+#include "model/required_model.h"
 
 namespace {
 
@@ -86,6 +88,25 @@ void unpack(const std::string& file, const ModelRequest& request) {
                 static_cast<long long>(summary.folderBytes));
 }
 
+struct Arguments {
+    ModelRequest request;
+    std::string folder;
+    std::string pack;
+    std::string weights = "random";
+};
+
+void install(const Arguments& arguments) {
+    ModelRequest request = arguments.request;
+    request.folder = placeOfModel();
+    const bool isDemonstration = arguments.pack.empty();
+    unpack(isDemonstration ? installedPack().string() : arguments.pack, request);
+    if (isDemonstration) {
+        std::printf(
+            "This is the demonstration model: it was trained on drawn heads, and cannot identify "
+            "real people.\n");
+    }
+}
+
 // A full disk behind a redirected standard output shows only here.
 void flushOutput() {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
@@ -94,19 +115,13 @@ void flushOutput() {
     }
 }
 
-struct Arguments {
-    ModelRequest request;
-    std::string folder;
-    std::string pack;
-    std::string weights = "random";
-};
-
 struct Commands {
     Command make;
     Command check;
     Command fingerprint;
     Command pack;
     Command unpack;
+    Command install;
     Command list;
 };
 
@@ -142,8 +157,14 @@ Commands addCommands(Command& tool, Arguments& arguments) {
     unpack.addArgument("DIR", arguments.folder, theNewFolder);
     unpack.addFlag("--force", request.replace, replaceModel);
 
+    Command install =
+        tool.addCommand("install", "Unpack a model into the folder where the library looks for it");
+    install.addOptionalArgument("FILE", arguments.pack,
+                                "The packed model; by default the demonstration model");
+    install.addFlag("--force", request.replace, replaceModel);
+
     const Command list = tool.addCommand("list", "Print all files with shapes and sizes");
-    return {make, check, fingerprint, pack, unpack, list};
+    return {make, check, fingerprint, pack, unpack, install, list};
 }
 
 void work(const Commands& commands, Arguments& arguments) {
@@ -161,6 +182,8 @@ void work(const Commands& commands, Arguments& arguments) {
         pack(arguments.folder, arguments.pack);
     } else if (commands.unpack.isGiven()) {
         unpack(arguments.pack, arguments.request);
+    } else if (commands.install.isGiven()) {
+        install(arguments);
     } else {
         list();
     }
@@ -173,7 +196,8 @@ int main(int argc, char** argv) {
     Arguments arguments;
     std::optional<Commands> commands;
     return runTool(
-        "zomu-model", "Makes, checks, lists, packs and unpacks the files of a ZOMU model folder.",
-        argc, argv, [&](Command& tool) { commands = addCommands(tool, arguments); },
+        "zomu-model",
+        "Makes, checks, lists, packs, unpacks and installs the files of a ZOMU model folder.", argc,
+        argv, [&](Command& tool) { commands = addCommands(tool, arguments); },
         [&] { work(*commands, arguments); });
 }

@@ -19,6 +19,7 @@
 #include "manifest/npy_file.h"
 #include "manifest/photo_walk.h"
 #include "model/model_tables.h"
+#include "model/required_model.h"
 #include "network/net_texts.h"
 #include "patches/face_patches.h"
 #include "patches/patch_layout.h"
@@ -119,8 +120,9 @@ void cut(const std::string& manifest, const fs::path& folder) {
 }
 
 void writeFeatures(const std::string& manifest, const fs::path& folder) {
-    attachLibrary();
     const std::vector<ManifestRow> rows = readManifest(manifest);
+    requireModel();
+    attachLibrary();
     createFolder(folder.string());
     NpyFile file(folder / "features.npy", NpyType::float32, {kFeatureCount});
     const auto contexts = contextsForTeam();

@@ -1,5 +1,6 @@
 // zomu-scores: templates of many photographs and the scores of all their pairs, through the
-// library's exported functions.
+// functions that the library exports. It is linked with the library's own code: the shared library
+// would name missing model files before the command line is read.
 #include <omp.h>
 
 #include <algorithm>
@@ -17,6 +18,8 @@
 #include "manifest/manifest.h"
 #include "manifest/npy_file.h"
 #include "manifest/photo_walk.h"
+#include "model/required_model.h"
+#include "service/attach.h"
 #include "zomu.h"
 
 namespace fs = std::filesystem;
@@ -110,6 +113,8 @@ void writeScoreLines(const Templates& templates, const fs::path& path) {
 
 void score(const std::string& manifest, const fs::path& folder, bool asText) {
     const std::vector<ManifestRow> rows = readManifest(manifest);
+    requireModel();
+    attachLibrary();
     createFolder(folder.string());
     const Templates templates = extractAll(rows);
     const std::size_t count = templates.faces.size();

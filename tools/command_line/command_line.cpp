@@ -10,6 +10,10 @@ void Command::addArgument(const char* name, std::string& value, const char* help
     app->add_option(name, value, help)->required();
 }
 
+void Command::addOptionalArgument(const char* name, std::string& value, const char* help) {
+    app->add_option(name, value, help);
+}
+
 void Command::addFlag(const char* name, bool& value, const char* help) {
     app->add_flag(name, value, help);
 }

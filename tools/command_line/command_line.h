@@ -21,6 +21,9 @@ class Command {
     // Must be given, in the order of the calls.
     void addArgument(const char* name, std::string& value, const char* help);
 
+    // May be left out, behind those that must be given.
+    void addOptionalArgument(const char* name, std::string& value, const char* help);
+
     void addFlag(const char* name, bool& value, const char* help);
 
     // A number that is not negative.
