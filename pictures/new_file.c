@@ -70,6 +70,12 @@ static FILE* createStream(const char* path, int mode) {
     return descriptor < 0 ? NULL : _fdopen(descriptor, "wb");
 }
 
+static bool setMode(const char* path, int mode) {
+    (void)path;
+    (void)mode;
+    return true;
+}
+
 static bool putInPlace(const char* from, const char* to) {
     if (MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) != 0) {
         return true;
@@ -121,6 +127,10 @@ static FILE* createStream(const char* path, int mode) {
         errno = reason;
     }
     return stream;
+}
+
+static bool setMode(const char* path, int mode) {
+    return chmod(path, (mode_t)mode) == 0;
 }
 
 static bool putInPlace(const char* from, const char* to) {
@@ -212,6 +222,22 @@ bool finishNewFile(NewFile* file, Problem* problem) {
     }
     forget(file);
     return good;
+}
+
+bool isPlaceForFile(const char* path, Problem* problem) {
+    int mode = kAbsent;
+    return lookAtTarget(path, &mode, problem);
+}
+
+bool moveFile(const char* from, const char* path, Problem* problem) {
+    int mode = kAbsent;
+    if (!lookAtTarget(path, &mode, problem)) {
+        return false;
+    }
+    if (mode != kAbsent && !setMode(from, mode)) {
+        return failWriting(problem);
+    }
+    return putInPlace(from, path) || failWriting(problem);
 }
 
 void discardNewFile(NewFile* file) {

@@ -28,6 +28,12 @@ bool beginNewFile(const char* path, NewFile* file, Problem* problem);
  * full disk, nothing is left of it. */
 bool finishNewFile(NewFile* file, Problem* problem);
 
+/* Whether beginNewFile would take the target. */
+bool isPlaceForFile(const char* path, Problem* problem);
+
+/* Puts a finished file in place, as finishNewFile does. */
+bool moveFile(const char* from, const char* path, Problem* problem);
+
 /* Fills in `problem` after a write that failed, from errno. Returns false. */
 bool failWriting(Problem* problem);
 

@@ -13,7 +13,9 @@
 #include <vector>
 
 #include "command_line/command_line.h"
+#include "command_line/interruption.h"
 #include "files/file_writer.h"
+#include "files/staged_files.h"
 #include "manifest/csv.h"
 #include "manifest/manifest.h"
 #include "manifest/npy_file.h"
@@ -76,6 +78,7 @@ void writeScores(const std::vector<FaceTemplate>& templates, const fs::path& pat
     const std::size_t count = templates.size();
     std::vector<std::vector<float>> block(kRows);
     for (std::size_t first = 0; first + 1 < count; first += kRows) {
+        stopIfInterrupted();
         const std::size_t rows = std::min(kRows, count - 1 - first);
 #pragma omp parallel for schedule(dynamic)
         for (std::size_t r = 0; r < rows; ++r) {
@@ -116,16 +119,20 @@ void score(const std::string& manifest, const fs::path& folder, bool asText) {
     requireModel();
     attachLibrary();
     createFolder(folder.string());
+    catchSignals();
+    StagedFiles staged(folder, "zomu-scores",
+                       {"faces.csv", "templates.npy", "scores.npy", "scores.csv"});
     const Templates templates = extractAll(rows);
     const std::size_t count = templates.faces.size();
-    writeManifest(folder / "faces.csv", templates.rows);
-    NpyFile file(folder / "templates.npy", NpyType::float32, {kTemplateFloats});
+    writeManifest(staged.path() / "faces.csv", templates.rows);
+    NpyFile file(staged.path() / "templates.npy", NpyType::float32, {kTemplateFloats});
     file.append(templates.faces.data(), count);
     file.close();
-    writeScores(templates.faces, folder / "scores.npy");
+    writeScores(templates.faces, staged.path() / "scores.npy");
     if (asText) {
-        writeScoreLines(templates, folder / "scores.csv");
+        writeScoreLines(templates, staged.path() / "scores.csv");
     }
+    staged.commit();
     std::printf("%zu photographs, %zu left out, %zu pairs\n", count, rows.size() - count,
                 count * (count - 1) / 2);
 }

@@ -3,7 +3,10 @@
 #include <fstream>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "manifest/manifest.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 #include "tools/tool_run.h"
 #include "zomu.h"
@@ -33,6 +36,52 @@ TEST(ProgramEnds, anEndlessManifestIsRefused) {
     expectRefusal(ZOMU_PATCHES_PATH, {"cut", "/dev/zero", out}, 1,
                   "/dev/zero: is larger than 268435456 bytes");
     EXPECT_FALSE(fs::exists(out));
+}
+
+// The last file that each tool writes finds a folder in its place: the others stay as they were, too.
+TEST(ProgramEnds, filesThatBelongTogetherChangeTogether) {
+    const TemporaryFolder folder;
+    const fs::path out = folder.path() / "out";
+    const std::string list = folder.prefix() + "list.csv";
+    writeManifest(list, {{"eve", kPicture, kLandmarks}, {"eve", kPicture, kLandmarks}});
+    struct Run {
+        std::string tool;
+        Words arguments;
+        std::string kept;
+        std::string obstacle;
+    };
+    const Run runs[] = {
+        {ZOMU_VARIANTS_PATH, {kPicture, kLandmarks}, "turned.png", "compressed.csv"},
+        {ZOMU_INSPECT_PATH, {kPicture, kLandmarks}, "landmarks.png", "patches.png"},
+        {ZOMU_PATCHES_PATH, {"cut", list}, "patches-01.npy", "faces.csv"},
+        {ZOMU_PATCHES_PATH, {"features", list}, "features.npy", "faces.csv"},
+        {ZOMU_PATCHES_PATH, {"describe"}, "network-01.txt", "network-25.txt"},
+        {ZOMU_SCORES_PATH, {list, "--csv"}, "faces.csv", "scores.csv"}};
+    for (const Run& run : runs) {
+        fs::create_directories(out / run.obstacle);
+        std::ofstream(out / run.kept) << "old";
+        Words arguments = run.arguments;
+        arguments.push_back(out.string());
+        expectRefusal(run.tool, arguments, 1, (out / run.obstacle).string() + ": is a folder");
+        EXPECT_TRUE(readFile(out / run.kept) == "old") << run.tool;
+        EXPECT_EQ(std::distance(fs::directory_iterator(out), fs::directory_iterator()), 2);
+        fs::remove_all(out);
+    }
+}
+
+// The signal comes when the first folder is there.
+TEST(ProgramEnds, interruptedScoresLeaveNothing) {
+    const TemporaryFolder folder;
+    const std::string list = folder.prefix() + "list.csv";
+    writeManifest(list, std::vector<ManifestRow>(2000, {"eve", kPicture, kLandmarks}));
+    const std::string script =
+        "env --default-signal=TERM \"$0\" \"$1\" \"$2\" & "
+        "until ls \"$2\"/zomu-*; do :; done >/dev/null 2>&1; kill -TERM $!; wait $!";
+    const ProcessResult result =
+        runProcess({"sh", "-c", script, ZOMU_SCORES_PATH, list, folder.prefix() + "out"},
+                   {{kTemporaryVariable, ZOMU_TEST_MODEL}});
+    expectResult(result, 143, "", "zomu-scores: interrupted, nothing was made\n");
+    EXPECT_TRUE(fs::is_empty(folder.path() / "out"));
 }
 
 // The signal comes as soon as the first line says that the work has begun. `env` makes sure that

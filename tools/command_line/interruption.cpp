@@ -27,8 +27,12 @@ void catchSignals() {
 #endif
 }
 
+bool isInterrupted() {
+    return g_signal != 0;
+}
+
 void stopIfInterrupted() {
-    if (g_signal != 0) {
+    if (isInterrupted()) {
         throw Interruption{static_cast<int>(g_signal)};
     }
 }

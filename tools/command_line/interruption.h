@@ -12,6 +12,8 @@ struct Interruption {
 // program at once. What was ignored when the program started, as under nohup, stays ignored.
 void catchSignals();
 
+bool isInterrupted();
+
 // Throws Interruption where one of these signals has come.
 void stopIfInterrupted();
 
