@@ -14,7 +14,7 @@ fs::path placeOfModel() {
 }
 
 fs::path requireModel() {
-    const fs::path folder = placeOfModel();
+    fs::path folder = placeOfModel();
     std::error_code ignored;
     std::size_t missing = 0;
     for (const std::string& name : modelFileNames()) {

@@ -64,7 +64,7 @@ TEST_F(Manifest, badListsAreNamedWithTheirLine) {
 TEST_F(Manifest, anyNameComesBackAsItWasWritten) {
     std::vector<ManifestRow> rows;
     for (const char* name : {"plain", "with, comma", "with \"marks\"", "two\nlines", "two\r\nlines",
-                             "\"", ",", " blanks ", "\xff", "\"\"\n,"}) {
+                             "\"", ",", " blanks ", "\xC3\xA9", "\"\"\n,"}) {
         rows.push_back({name, folder.path() / name, folder.path() / (std::string(name) + ".csv")});
     }
     writeManifest(path, rows);
