@@ -96,13 +96,14 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
 set(CPACK_COMPONENT_PYTHON_DESCRIPTION "face templates on the CPU - Python package
  Templates and scores from NumPy arrays.")
 
-# Debian requires the licence in a file of this name in each package.
+# Debian requires the licences in a file of this name in each package.
+include(ZomuNotices)
 foreach(pair library:libzomu${PROJECT_VERSION_MAJOR} development:libzomu-dev tools:zomu-tools
         python:python3-zomu)
     string(REPLACE : ";" pair ${pair})
     list(GET pair 0 component)
     list(GET pair 1 package)
-    install(FILES LICENSE RENAME copyright
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/notices/${component} RENAME copyright
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${component})
 endforeach()
 include(CPack)

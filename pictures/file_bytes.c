@@ -6,6 +6,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "new_file.h"
+
 bool fail(Problem* problem, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
@@ -60,17 +62,16 @@ bool readFile(const char* path, size_t limit, FileBytes* bytes, Problem* problem
 }
 
 bool writeFile(const char* path, const void* data, size_t size, Problem* problem) {
-    FILE* stream = fopen(path, "wb");
-    if (stream == NULL) {
-        return fail(problem, "cannot be created: %s", strerror(errno));
+    NewFile file;
+    if (!beginNewFile(path, &file, problem)) {
+        return false;
     }
-    const bool written = fwrite(data, 1, size, stream) == size;
-    const int writeError = errno;
-    /* Buffered bytes meet a full disk only here. */
-    if (fclose(stream) != 0 || !written) {
-        return fail(problem, "cannot be written: %s", strerror(written ? errno : writeError));
+    if (fwrite(data, 1, size, file.stream) != size) {
+        failWriting(problem);
+        discardNewFile(&file);
+        return false;
     }
-    return true;
+    return finishNewFile(&file, problem);
 }
 
 void freeFileBytes(FileBytes* bytes) {

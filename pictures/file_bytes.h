@@ -32,7 +32,7 @@ typedef struct FileBytes {
 /* Reads all of a file, which may be a pipe. More than `limit` bytes are an error. */
 bool readFile(const char* path, size_t limit, FileBytes* bytes, Problem* problem);
 
-/* Creates or replaces a file. What a failed write leaves behind is not removed. */
+/* Creates or replaces a regular file, see new_file.h. */
 bool writeFile(const char* path, const void* data, size_t size, Problem* problem);
 
 void freeFileBytes(FileBytes* bytes);

@@ -2,10 +2,11 @@
 
 #include <errno.h>
 #include <png.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <turbojpeg.h>
+
+#include "new_file.h"
 
 static const size_t kFileLimit = (size_t)1 << 30;
 static const uint8_t kPngSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
@@ -116,17 +117,21 @@ bool writePng(const char* path, const Picture* picture, Problem* problem) {
     image.width = (png_uint_32)picture->width;
     image.height = (png_uint_32)picture->height;
     image.format = PNG_FORMAT_BGR;
-    FILE* stream = fopen(path, "wb");
-    if (stream == NULL) {
-        return fail(problem, "cannot be created: %s", strerror(errno));
+    NewFile file;
+    if (!beginNewFile(path, &file, problem)) {
+        return false;
     }
-    const bool written =
-        png_image_write_to_stdio(&image, stream, 0, picture->pixels, picture->stride, NULL);
-    const bool closed = fclose(stream) == 0;
-    if (!written) {
-        return fail(problem, "cannot be written: %s", image.message);
+    errno = 0;
+    if (!png_image_write_to_stdio(&image, file.stream, 0, picture->pixels, picture->stride, NULL)) {
+        if (errno != 0) {
+            failWriting(problem);
+        } else {
+            fail(problem, "cannot be written: %s", image.message);
+        }
+        discardNewFile(&file);
+        return false;
     }
-    return closed || fail(problem, "cannot be written: %s", strerror(errno));
+    return finishNewFile(&file, problem);
 }
 
 bool writeJpeg(const char* path, const Picture* picture, int quality, Problem* problem) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "command_line/command_line.h"
+#include "files/staged_files.h"
 #include "sheets/landmark_check.h"
 #include "sheets/landmark_sheet.h"
 #include "sheets/patch_sheet.h"
@@ -23,8 +24,11 @@ void inspect(const std::string& picturePath, const std::string& landmarkPath,
     }
     createFolder(folder.string());
     const std::string name = std::filesystem::path(picturePath).filename().string();
-    savePng((folder / "landmarks.png").string(), drawLandmarkSheet(face, "Landmarks of " + name));
-    savePng((folder / "patches.png").string(), drawPatchSheet(face, "Patches of " + name));
+    StagedFiles files(folder, "zomu-inspect", {"landmarks.png", "patches.png"});
+    savePng((files.path() / "landmarks.png").string(),
+            drawLandmarkSheet(face, "Landmarks of " + name));
+    savePng((files.path() / "patches.png").string(), drawPatchSheet(face, "Patches of " + name));
+    files.commit();
 }
 
 }  // namespace

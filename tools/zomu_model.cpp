@@ -1,7 +1,6 @@
-// zomu-model: makes, checks, names, lists, packs and unpacks the files of a model folder.
+// zomu-model: makes, checks, names, lists, packs, unpacks and installs the files of a model folder.
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
@@ -9,41 +8,17 @@
 #include <system_error>
 
 #include "command_line/command_line.h"
+#include "command_line/interruption.h"
+#include "model/installed_pack.h"
 #include "model/model_check.h"
 #include "model/model_files.h"
 #include "model/model_fingerprint.h"
 #include "model/model_maker.h"
 #include "model/model_pack.h"
 #include "model/progress_bar.h"
+#include "model/required_model.h"
 
 namespace {
-
-constexpr int kSignalled = 128;  // plus the number of the signal, as shells report it
-
-volatile std::sig_atomic_t g_signal = 0;
-
-extern "C" void noteSignal(int signal) {
-    g_signal = signal;
-}
-
-// Thrown between two steps, so that the unfinished folder is removed on the way out. Not a
-// std::exception: its exit status differs from that of a failure.
-struct Interruption {};
-
-// A signal that was ignored when the program started, as under nohup, stays ignored.
-void catchSignal(int signal) {
-    if (std::signal(signal, noteSignal) == SIG_IGN) {
-        std::signal(signal, SIG_IGN);
-    }
-}
-
-void catchSignals() {
-    catchSignal(SIGINT);
-    catchSignal(SIGTERM);
-#if defined(SIGHUP)
-    catchSignal(SIGHUP);
-#endif
-}
 
 void make(const ModelRequest& request) {
     catchSignals();
@@ -51,9 +26,7 @@ void make(const ModelRequest& request) {
     {
         ProgressBar bar(stdout);
         summary = makeModel(request, [&bar](int done, int total, const std::string& stage) {
-            if (g_signal != 0) {
-                throw Interruption();
-            }
+            stopIfInterrupted();
             bar.show(done, total, stage);
         });
     }
@@ -108,9 +81,30 @@ void pack(const std::string& folder, const std::string& file) {
 }
 
 void unpack(const std::string& file, const ModelRequest& request) {
-    const PackSummary summary = unpackModel(file, request.folder, request.replace);
+    catchSignals();
+    const PackSummary summary =
+        unpackModel(file, request.folder, request.replace, stopIfInterrupted);
     std::printf("%s: %d files, %lld bytes\n", request.folder.string().c_str(), summary.files,
                 static_cast<long long>(summary.folderBytes));
+}
+
+struct Arguments {
+    ModelRequest request;
+    std::string folder;
+    std::string pack;
+    std::string weights = "random";
+};
+
+void install(const Arguments& arguments) {
+    ModelRequest request = arguments.request;
+    request.folder = placeOfModel();
+    const bool isDemonstration = arguments.pack.empty();
+    unpack(isDemonstration ? installedPack().string() : arguments.pack, request);
+    if (isDemonstration) {
+        std::printf(
+            "This is the demonstration model: it was trained on drawn heads, and cannot identify "
+            "real people.\n");
+    }
 }
 
 // A full disk behind a redirected standard output shows only here.
@@ -121,19 +115,13 @@ void flushOutput() {
     }
 }
 
-struct Arguments {
-    ModelRequest request;
-    std::string folder;
-    std::string pack;
-    std::string weights = "random";
-};
-
 struct Commands {
     Command make;
     Command check;
     Command fingerprint;
     Command pack;
     Command unpack;
+    Command install;
     Command list;
 };
 
@@ -169,8 +157,14 @@ Commands addCommands(Command& tool, Arguments& arguments) {
     unpack.addArgument("DIR", arguments.folder, theNewFolder);
     unpack.addFlag("--force", request.replace, replaceModel);
 
+    Command install =
+        tool.addCommand("install", "Unpack a model into the folder where the library looks for it");
+    install.addOptionalArgument("FILE", arguments.pack,
+                                "The packed model; by default the demonstration model");
+    install.addFlag("--force", request.replace, replaceModel);
+
     const Command list = tool.addCommand("list", "Print all files with shapes and sizes");
-    return {make, check, fingerprint, pack, unpack, list};
+    return {make, check, fingerprint, pack, unpack, install, list};
 }
 
 void work(const Commands& commands, Arguments& arguments) {
@@ -188,6 +182,8 @@ void work(const Commands& commands, Arguments& arguments) {
         pack(arguments.folder, arguments.pack);
     } else if (commands.unpack.isGiven()) {
         unpack(arguments.pack, arguments.request);
+    } else if (commands.install.isGiven()) {
+        install(arguments);
     } else {
         list();
     }
@@ -199,14 +195,9 @@ void work(const Commands& commands, Arguments& arguments) {
 int main(int argc, char** argv) {
     Arguments arguments;
     std::optional<Commands> commands;
-    try {
-        return runTool(
-            "zomu-model",
-            "Makes, checks, lists, packs and unpacks the files of a ZOMU model folder.", argc, argv,
-            [&](Command& tool) { commands = addCommands(tool, arguments); },
-            [&] { work(*commands, arguments); });
-    } catch (const Interruption&) {
-        std::fprintf(stderr, "zomu-model: interrupted, nothing was made\n");
-        return kSignalled + static_cast<int>(g_signal);
-    }
+    return runTool(
+        "zomu-model",
+        "Makes, checks, lists, packs, unpacks and installs the files of a ZOMU model folder.", argc,
+        argv, [&](Command& tool) { commands = addCommands(tool, arguments); },
+        [&] { work(*commands, arguments); });
 }

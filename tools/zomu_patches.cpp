@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -15,10 +14,14 @@
 #include <vector>
 
 #include "command_line/command_line.h"
+#include "command_line/interruption.h"
+#include "files/file_writer.h"
+#include "files/staged_files.h"
 #include "manifest/manifest.h"
 #include "manifest/npy_file.h"
 #include "manifest/photo_walk.h"
 #include "model/model_tables.h"
+#include "model/required_model.h"
 #include "network/net_texts.h"
 #include "patches/face_patches.h"
 #include "patches/patch_layout.h"
@@ -48,11 +51,13 @@ class StoredRows {
         rows.push_back({row.person, fs::absolute(row.photo), fs::absolute(row.landmarks)});
     }
 
-    void finish(const fs::path& folder, std::size_t wanted) const {
+    // Puts them and the other files in place.
+    void finish(StagedFiles& files, std::size_t wanted) const {
         if (rows.empty()) {
             throw std::runtime_error("none of the photographs could be used");
         }
-        writeManifest(folder / "faces.csv", rows);
+        writeManifest(files.path() / "faces.csv", rows);
+        files.commit();
         std::printf("%zu photographs, %zu left out\n", rows.size(), wanted - rows.size());
     }
 
@@ -69,14 +74,23 @@ std::vector<std::unique_ptr<ZomuContext>> contextsForTeam() {
     return contexts;
 }
 
+constexpr char kTool[] = "zomu-patches";
+
+// Of all commands.
+FileNames namesOfFiles() {
+    FileNames names = {"faces.csv", "features.npy"};
+    for (int k = 0; k < kNetCount; ++k) {
+        names.insert(numbered("network", k + 1, ".txt"));
+        names.insert(numbered("patches", k + 1, ".npy"));
+    }
+    return names;
+}
+
 void writeDescriptions(const fs::path& folder) {
     for (int k = 0; k < kNetCount; ++k) {
-        const fs::path path = folder / numbered("network", k + 1, ".txt");
-        std::ofstream stream(path, std::ios::binary);
-        stream << netDescriptionTexts[k];
-        if (!stream.flush()) {
-            throw std::runtime_error(path.string() + ": cannot be written");
-        }
+        FileWriter writer(folder / numbered("network", k + 1, ".txt"));
+        writer.write(netDescriptionTexts[k]);
+        writer.finish();
     }
 }
 
@@ -84,11 +98,13 @@ void writeDescriptions(const fs::path& folder) {
 void cut(const std::string& manifest, const fs::path& folder) {
     const std::vector<ManifestRow> rows = readManifest(manifest);
     createFolder(folder.string());
-    writeDescriptions(folder);
+    catchSignals();
+    StagedFiles staged(folder, kTool, namesOfFiles());
+    writeDescriptions(staged.path());
     std::vector<NpyFile> files;
     for (int k = 0; k < kPatchCount; ++k) {
         const int side = kPatchLayout.size[k];
-        files.emplace_back(folder / numbered("patches", k + 1, ".npy"), NpyType::uint8,
+        files.emplace_back(staged.path() / numbered("patches", k + 1, ".npy"), NpyType::uint8,
                            std::vector<int>{2, planesOf(k), side, side});
     }
     static constexpr MeanImages kNoMeanImages = {};
@@ -118,14 +134,17 @@ void cut(const std::string& manifest, const fs::path& folder) {
     for (NpyFile& file : files) {
         file.close();
     }
-    stored.finish(folder, rows.size());
+    stored.finish(staged, rows.size());
 }
 
 void writeFeatures(const std::string& manifest, const fs::path& folder) {
-    attachLibrary();
     const std::vector<ManifestRow> rows = readManifest(manifest);
+    requireModel();
+    attachLibrary();
     createFolder(folder.string());
-    NpyFile file(folder / "features.npy", NpyType::float32, {kFeatureCount});
+    catchSignals();
+    StagedFiles staged(folder, kTool, namesOfFiles());
+    NpyFile file(staged.path() / "features.npy", NpyType::float32, {kFeatureCount});
     const auto contexts = contextsForTeam();
     std::vector<float> block(kWalkBlock * kFeatureCount);
     StoredRows stored;
@@ -148,7 +167,7 @@ void writeFeatures(const std::string& manifest, const fs::path& folder) {
     work.report = reportLine;
     walkPhotos(rows, work);
     file.close();
-    stored.finish(folder, rows.size());
+    stored.finish(staged, rows.size());
 }
 
 }  // namespace
@@ -185,7 +204,9 @@ int main(int argc, char** argv) {
                 cut(manifest, folder);
             } else if (describeCommand->isGiven()) {
                 createFolder(folder);
-                writeDescriptions(folder);
+                StagedFiles staged(folder, kTool, namesOfFiles());
+                writeDescriptions(staged.path());
+                staged.commit();
             } else {
                 writeFeatures(manifest, folder);
             }

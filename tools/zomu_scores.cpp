@@ -1,21 +1,27 @@
 // zomu-scores: templates of many photographs and the scores of all their pairs, through the
-// library's exported functions.
+// functions that the library exports. It is linked with the library's own code: the shared library
+// would name missing model files before the command line is read.
 #include <omp.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "command_line/command_line.h"
+#include "command_line/interruption.h"
+#include "files/file_writer.h"
+#include "files/staged_files.h"
+#include "manifest/csv.h"
 #include "manifest/manifest.h"
 #include "manifest/npy_file.h"
 #include "manifest/photo_walk.h"
+#include "model/required_model.h"
+#include "service/attach.h"
 #include "zomu.h"
 
 namespace fs = std::filesystem;
@@ -72,6 +78,7 @@ void writeScores(const std::vector<FaceTemplate>& templates, const fs::path& pat
     const std::size_t count = templates.size();
     std::vector<std::vector<float>> block(kRows);
     for (std::size_t first = 0; first + 1 < count; first += kRows) {
+        stopIfInterrupted();
         const std::size_t rows = std::min(kRows, count - 1 - first);
 #pragma omp parallel for schedule(dynamic)
         for (std::size_t r = 0; r < rows; ++r) {
@@ -90,8 +97,8 @@ void writeScores(const std::vector<FaceTemplate>& templates, const fs::path& pat
 
 // The same scores as text, for programs that read no arrays: a line for each pair.
 void writeScoreLines(const Templates& templates, const fs::path& path) {
-    std::ofstream stream(path, std::ios::binary);
-    stream << "person,photo,other person,other photo,score\n";
+    FileWriter writer(path);
+    writer.write("person,photo,other person,other photo,score\n");
     for (std::size_t i = 0; i < templates.faces.size(); ++i) {
         for (std::size_t j = i + 1; j < templates.faces.size(); ++j) {
             const ManifestRow& first = templates.rows[i];
@@ -100,28 +107,32 @@ void writeScoreLines(const Templates& templates, const fs::path& path) {
             std::snprintf(score.data(), score.size(), "%.9g",
                           static_cast<double>(
                               ZomuCompareTemplates(&templates.faces[i], &templates.faces[j])));
-            stream << first.person << ',' << first.photo.string() << ',' << second.person << ','
-                   << second.photo.string() << ',' << score.data() << '\n';
+            writer.write(csvLine({first.person, first.photo.string(), second.person,
+                                  second.photo.string(), score.data()}));
         }
     }
-    if (!stream.flush()) {
-        throw std::runtime_error(path.string() + ": cannot be written");
-    }
+    writer.finish();
 }
 
 void score(const std::string& manifest, const fs::path& folder, bool asText) {
     const std::vector<ManifestRow> rows = readManifest(manifest);
+    requireModel();
+    attachLibrary();
     createFolder(folder.string());
+    catchSignals();
+    StagedFiles staged(folder, "zomu-scores",
+                       {"faces.csv", "templates.npy", "scores.npy", "scores.csv"});
     const Templates templates = extractAll(rows);
     const std::size_t count = templates.faces.size();
-    writeManifest(folder / "faces.csv", templates.rows);
-    NpyFile file(folder / "templates.npy", NpyType::float32, {kTemplateFloats});
+    writeManifest(staged.path() / "faces.csv", templates.rows);
+    NpyFile file(staged.path() / "templates.npy", NpyType::float32, {kTemplateFloats});
     file.append(templates.faces.data(), count);
     file.close();
-    writeScores(templates.faces, folder / "scores.npy");
+    writeScores(templates.faces, staged.path() / "scores.npy");
     if (asText) {
-        writeScoreLines(templates, folder / "scores.csv");
+        writeScoreLines(templates, staged.path() / "scores.csv");
     }
+    staged.commit();
     std::printf("%zu photographs, %zu left out, %zu pairs\n", count, rows.size() - count,
                 count * (count - 1) / 2);
 }

@@ -8,6 +8,7 @@
 #include "command_line/command_line.h"
 #include "model/model_fingerprint.h"
 #include "model/model_tables.h"
+#include "model/required_model.h"
 #include "service/attach.h"
 #include "sheets/face_picture.h"
 #include "sheets/landmark_check.h"
@@ -33,8 +34,7 @@ void extract(const Arguments& arguments) {
     if (!doubt.empty()) {
         std::fprintf(stderr, "zomu-template: warning: %s\n", doubt.c_str());
     }
-    findModelDirectory();
-    const Sha256Digest model = modelFingerprint(modelDir);
+    const Sha256Digest model = modelFingerprint(requireModel());
     attachLibrary();
     ZomuExtractor extractor;
     ZomuTemplate extracted = extractor.extract({face.picture.pixels.data(), face.picture.width,

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "command_line/command_line.h"
+#include "files/staged_files.h"
 #include "sheets/face_changes.h"
 #include "sheets/face_picture.h"
 
@@ -17,17 +18,29 @@ void savePair(const std::filesystem::path& folder, const std::string& name,
     saveLandmarks((folder / (name + ".csv")).string(), face.landmarks);
 }
 
+FileNames namesOfFiles() {
+    FileNames names = {"compressed.jpg", "compressed.csv"};
+    for (const char* name : {"turned", "larger", "smaller", "darker", "noisy", "mirrored"}) {
+        names.insert(std::string(name) + ".png");
+        names.insert(std::string(name) + ".csv");
+    }
+    return names;
+}
+
 void writeVariants(const FacePicture& face, const std::filesystem::path& folder,
                    std::uint64_t seed) {
     createFolder(folder.string());
-    savePair(folder, "turned", turned(face, 15.0));
-    savePair(folder, "larger", scaled(face, 1.6));
-    savePair(folder, "smaller", scaled(face, 0.7));
-    savePair(folder, "darker", darkened(face, 0.6));
-    savePair(folder, "noisy", withNoise(face, 14.0, seed));
-    savePair(folder, "mirrored", mirrored(face));
-    saveJpeg((folder / "compressed.jpg").string(), face.picture, kJpegQuality);
-    saveLandmarks((folder / "compressed.csv").string(), face.landmarks);
+    StagedFiles files(folder, "zomu-variants", namesOfFiles());
+    const std::filesystem::path& staged = files.path();
+    savePair(staged, "turned", turned(face, 15.0));
+    savePair(staged, "larger", scaled(face, 1.6));
+    savePair(staged, "smaller", scaled(face, 0.7));
+    savePair(staged, "darker", darkened(face, 0.6));
+    savePair(staged, "noisy", withNoise(face, 14.0, seed));
+    savePair(staged, "mirrored", mirrored(face));
+    saveJpeg((staged / "compressed.jpg").string(), face.picture, kJpegQuality);
+    saveLandmarks((staged / "compressed.csv").string(), face.landmarks);
+    files.commit();
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ cd /trial
 quietly 'apt-get update'
 quietly 'apt-get install --yes --no-install-recommends /packages/*.deb'
 show 'dpkg-query --show "*zomu*"'
-show 'zomu-model unpack /usr/share/zomu/rendered-people.pack /tmp/~zvplugintmp~'
+show 'zomu-model install'
 show 'zomu-model check /tmp/~zvplugintmp~ | tail -n 1'
 
 quietly 'apt-get install --yes --no-install-recommends cmake g++ make pkgconf'

@@ -1,8 +1,11 @@
 // What the tools say of command lines and files that they cannot use: one line, and nothing is
 // made.
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <utility>
 
+#include "manifest/manifest.h"
 #include "sheets/face_picture.h"
 #include "support/temporary_folder.h"
 #include "tools/tool_run.h"
@@ -18,11 +21,13 @@ static const std::string kTemplate = ZOMU_TEMPLATE_PATH;
 static const std::string kVariants = ZOMU_VARIANTS_PATH;
 
 TEST(CommandLines, helpIsNotAnError) {
+    const TemporaryFolder withoutModel;
     for (const std::string& tool : {kInspect, kModel, kPatches, kScores, kTemplate, kVariants}) {
-        const ProcessResult help = runTool(tool, {"--help"});
+        const ProcessResult help = runTool(tool, {"--help"}, withoutModel.path().string());
         EXPECT_EQ(help.exitStatus, 0);
         EXPECT_EQ(help.err, "");
         EXPECT_NE(help.out.find("Usage: " + nameOf(tool)), std::string::npos) << help.out;
+        EXPECT_EQ(help.out.find("load "), std::string::npos) << help.out;
     }
     EXPECT_NE(runTool(kModel, {"make", "--help"}).out.find("--weights"), std::string::npos);
 }
@@ -75,13 +80,39 @@ TEST(CommandLines, filesThatCannotBeUsedAreNamed) {
     expectRefusal(kInspect, {dot, kLandmarks, out}, 1, small);
     expectRefusal(kModel, {"check", none}, 1, none + ": no such folder");
     expectRefusal(kModel, {"unpack", none, out}, 1, none + ": cannot be opened");
-    expectRefusal(kScores, {none, out}, 1, none + ": cannot be opened");
+    expectRefusal(kScores, {none, out}, 1, none + ": cannot be opened: No such file or directory");
     expectRefusal(kTemplate, {"extract", dot, kLandmarks, out}, 1, small);
     expectRefusal(kTemplate, {"extract", kPicture, kPicture, out}, 1, noRecord);
     expectRefusal(kTemplate, {"compare", none, none}, 1, none + ": cannot be opened");
     expectRefusal(kTemplate, {"compare", kPicture, kPicture}, 1,
                   kPicture + ": is not a template file");
     EXPECT_FALSE(fs::exists(out));
+}
+
+TEST(CommandLines, withoutAModelOneLineSaysWhatToDo) {
+    const TemporaryFolder folder;
+    const fs::path model = folder.path() / "~zvplugintmp~" / "";
+    const std::string out = folder.prefix() + "out";
+    const std::string list = folder.prefix() + "list.csv";
+    writeManifest(list, {{"eve", kPicture, kLandmarks}, {"eve", kPicture, kLandmarks}});
+    const auto expectRemedy = [&](const std::string& remedy) {
+        for (const auto& [tool, arguments] :
+             {std::pair<std::string, Words>{kTemplate, {"extract", kPicture, kLandmarks, out}},
+              {kPatches, {"features", list, out}},
+              {kScores, {list, out}}}) {
+            const ProcessResult result = runTool(tool, arguments, folder.path().string());
+            expectResult(result, 1, "", nameOf(tool) + ": " + remedy + "\n");
+            EXPECT_FALSE(fs::exists(out));
+        }
+    };
+    const std::string install =
+        "there is no model in " + model.string() + "; zomu-model install puts one there";
+    expectRemedy(install);
+    fs::create_directory(model);
+    expectRemedy(install);
+    std::ofstream(model / "6-1") << "x";
+    expectRemedy(model.string() +
+                 " lacks 302 of the 303 files of a model; zomu-model check says which");
 }
 
 TEST(CommandLines, templatesWithoutAScoreAreExplained) {

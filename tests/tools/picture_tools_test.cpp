@@ -77,13 +77,3 @@ TEST(ZomuTemplate, extractsAndCompares) {
         runTool(ZOMU_MODEL_PROGRAM, {"fingerprint", ZOMU_TEST_MODEL "/~zvplugintmp~"});
     EXPECT_EQ(fingerprint.out, hexadecimal(stored.model) + "\n");
 }
-
-TEST(ZomuTemplate, wantsAModel) {
-    const TemporaryFolder folder;
-    const ProcessResult result =
-        runTool(ZOMU_TEMPLATE_PATH, {"extract", kPicture, kLandmarks, folder.prefix() + "a"},
-                folder.path().string());
-    EXPECT_EQ(result.exitStatus, 1);
-    EXPECT_TRUE(result.err.ends_with(": no such folder\n")) << result.err;
-    EXPECT_FALSE(fs::exists(folder.path() / "a"));
-}

@@ -125,7 +125,10 @@ TEST_F(TrainingTools, nothingUsableIsAFailure) {
                   "zomu-scores: fewer than two photographs could be used\n");
 }
 
-TEST_F(TrainingTools, aModelThatIsNotThereGivesNoFeatures) {
+TEST_F(TrainingTools, aDamagedModelGivesNoFeatures) {
+    const fs::path model = folder.path() / "~zvplugintmp~";
+    fs::copy(ZOMU_TEST_MODEL "/~zvplugintmp~", model);
+    fs::resize_file(model / "1-1-1", 100);
     const ProcessResult result = runTool(
         ZOMU_PATCHES_PATH, {"features", manifest.string(), out.string()}, folder.path().string());
     EXPECT_EQ(result.exitStatus, 1);

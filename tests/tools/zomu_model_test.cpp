@@ -13,6 +13,9 @@ namespace {
 
 constexpr char kProgram[] = ZOMU_MODEL_PROGRAM;
 constexpr char kAll[] = ": 303 files, 58271424 bytes\n";
+// As in models/README.md.
+constexpr char kDemonstration[] =
+    "e391fe224888f9edde1c13ea9b32f21f9a59730bcffd3077e0c1c321bfa9ab2b\n";
 constexpr char kHoldsNotes[] = " holds notes, which is not a model file: it is not replaced";
 
 class ZomuModel : public testing::Test {
@@ -102,6 +105,20 @@ TEST_F(ZomuModel, packsAndUnpacksInPlainLines) {
     refuse({"unpack", pack, copy, "--force"}, copy + kHoldsNotes);
     EXPECT_TRUE(fs::remove(fs::path(copy) / "notes"));
     expectDone(kProgram, {"unpack", pack, copy, "--force"}, copy + kAll);
+
+    const auto install = [&](const Words& arguments) {
+        return runTool(kProgram, arguments, parent.path().string());
+    };
+    const std::string place = (parent.path() / "~zvplugintmp~" / "").string();
+    expectResult(install({"install", pack}), 0, place + kAll, "");
+    expectDone(kProgram, {"check", place}, place + ": all 303 files are good\n");
+    expectResult(install({"install", pack}), 1, "", "zomu-model: " + place + " is not empty\n");
+    expectResult(install({"install", "--force"}), 0,
+                 place + kAll +
+                     "This is the demonstration model: it was trained on drawn heads, and "
+                     "cannot identify real people.\n",
+                 "");
+    expectResult(runTool(kProgram, {"fingerprint", place}), 0, kDemonstration, "");
 
     fs::resize_file(pack, 1000);
     const std::string other = parent.prefix() + "other";

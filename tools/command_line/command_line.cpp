@@ -4,13 +4,21 @@
 #include <cstdio>
 #include <exception>
 
+#include "command_line/interruption.h"
+
 void Command::addArgument(const char* name, std::string& value, const char* help) {
     app->add_option(name, value, help)->required();
+}
+
+void Command::addOptionalArgument(const char* name, std::string& value, const char* help) {
+    app->add_option(name, value, help);
 }
 
 void Command::addFlag(const char* name, bool& value, const char* help) {
     app->add_flag(name, value, help);
 }
+
+static constexpr int kSignalled = 128;  // plus the number of the signal, as shells report it
 
 // The conversion to an unsigned number alone would wrap -1 around.
 static std::string notNegative(const std::string& text) {
@@ -54,6 +62,9 @@ int runTool(const char* name, const char* description, int argc, char** argv,
         }
         work();
         return 0;
+    } catch (const Interruption& interruption) {
+        std::fprintf(stderr, "%s: interrupted, nothing was made\n", name);
+        return kSignalled + interruption.signal;
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "%s: %s\n", name, problem.what());
         return status;

@@ -21,6 +21,9 @@ class Command {
     // Must be given, in the order of the calls.
     void addArgument(const char* name, std::string& value, const char* help);
 
+    // May be left out, behind those that must be given.
+    void addOptionalArgument(const char* name, std::string& value, const char* help);
+
     void addFlag(const char* name, bool& value, const char* help);
 
     // A number that is not negative.
@@ -40,8 +43,8 @@ class Command {
 };
 
 // `addOptions` says what the tool takes, `work` does it. Returns the exit status: 0 done, 1 the
-// work failed, 2 the command line was wrong. Problems go to standard error after `name`; what is
-// not a std::exception is left to the caller.
+// work failed, 2 the command line was wrong, 128 and a signal's number where it was interrupted (see
+// interruption.h). Problems go to standard error after `name`.
 int runTool(const char* name, const char* description, int argc, char** argv,
             const std::function<void(Command&)>& addOptions, const std::function<void()>& work);
 

@@ -1,76 +1,73 @@
 #include "manifest/manifest.h"
 
-#include <array>
-#include <fstream>
+#include <memory>
 #include <stdexcept>
+#include <string_view>
+
+#include "file_bytes.h"
+#include "files/file_writer.h"
+#include "manifest/csv.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 constexpr char kHeader[] = "person,photo,landmarks";
+constexpr std::size_t kFields = 3;
 
-// The line's three values, or nothing where it does not have three.
-bool splitLine(const std::string& line, std::array<std::string, 3>& values) {
-    const std::size_t first = line.find(',');
-    const std::size_t second = first == std::string::npos ? first : line.find(',', first + 1);
-    if (second == std::string::npos || line.find(',', second + 1) != std::string::npos ||
-        line.find('"') != std::string::npos) {
-        return false;
+// A line for each of some million photographs.
+constexpr std::size_t kLargestManifest = std::size_t{1} << 28;
+
+bool isComplete(const std::vector<std::string>& fields) {
+    return fields.size() == kFields && !fields[0].empty() && !fields[1].empty() &&
+           !fields[2].empty();
+}
+
+// Throws what is wrong, without the path.
+std::vector<ManifestRow> parseManifest(std::string_view text, const fs::path& folder) {
+    std::vector<ManifestRow> rows;
+    CsvReader reader(text);
+    std::vector<std::string> fields;
+    const auto fail = [&reader](const std::string& problem) {
+        throw std::runtime_error("line " + std::to_string(reader.line()) + ": " + problem);
+    };
+    if (reader.next(fields) && csvLine(fields) != std::string(kHeader) + '\n') {
+        fail(std::string("expected the header ") + kHeader);
     }
-    values = {line.substr(0, first), line.substr(first + 1, second - first - 1),
-              line.substr(second + 1)};
-    return !values[0].empty() && !values[1].empty() && !values[2].empty();
+    while (reader.next(fields)) {
+        if (!isComplete(fields)) {
+            fail(std::string("expected ") + kHeader);
+        }
+        rows.push_back({fields[0], folder / fields[1], folder / fields[2]});
+    }
+    if (rows.empty()) {
+        throw std::runtime_error("no photographs");
+    }
+    return rows;
 }
 
 }  // namespace
 
 std::vector<ManifestRow> readManifest(const fs::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    if (fs::is_directory(path) || !stream.is_open()) {
-        throw std::runtime_error(path.string() + ": cannot be opened");
+    FileBytes bytes = {};
+    const std::unique_ptr<FileBytes, void (*)(FileBytes*)> release(&bytes, freeFileBytes);
+    Problem problem;
+    if (!readFile(path.string().c_str(), kLargestManifest, &bytes, &problem)) {
+        throw std::runtime_error(path.string() + ": " + problem.text);
     }
-    std::vector<ManifestRow> rows;
-    std::string line;
-    for (int number = 1; std::getline(stream, line); ++number) {
-        const auto fail = [&](const std::string& problem) {
-            throw std::runtime_error(path.string() + ": line " + std::to_string(number) + ": " +
-                                     problem);
-        };
-        if (line.ends_with('\r')) {
-            line.pop_back();
-        }
-        if (number == 1) {
-            if (line != kHeader) {
-                fail(std::string("expected the header ") + kHeader);
-            }
-            continue;
-        }
-        if (line.empty()) {
-            continue;
-        }
-        std::array<std::string, 3> values;
-        if (!splitLine(line, values)) {
-            fail(std::string("expected ") + kHeader);
-        }
-        rows.push_back({values[0], path.parent_path() / values[1], path.parent_path() / values[2]});
+    try {
+        return parseManifest({reinterpret_cast<const char*>(bytes.data), bytes.size},
+                             path.parent_path());
+    } catch (const std::runtime_error& fault) {
+        throw std::runtime_error(path.string() + ": " + fault.what());
     }
-    if (stream.bad()) {
-        throw std::runtime_error(path.string() + ": cannot be read");
-    }
-    if (rows.empty()) {
-        throw std::runtime_error(path.string() + ": no photographs");
-    }
-    return rows;
 }
 
 void writeManifest(const fs::path& path, const std::vector<ManifestRow>& rows) {
-    std::ofstream stream(path, std::ios::binary);
-    stream << kHeader << '\n';
+    FileWriter writer(path);
+    writer.write(std::string(kHeader) + '\n');
     for (const ManifestRow& row : rows) {
-        stream << row.person << ',' << row.photo.string() << ',' << row.landmarks.string() << '\n';
+        writer.write(csvLine({row.person, row.photo.string(), row.landmarks.string()}));
     }
-    if (!stream.flush()) {
-        throw std::runtime_error(path.string() + ": cannot be written");
-    }
+    writer.finish();
 }

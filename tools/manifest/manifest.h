@@ -7,14 +7,14 @@
 #include <vector>
 
 struct ManifestRow {
-    std::string person;               // any text without a comma or a quotation mark
+    std::string person;               // any text
     std::filesystem::path photo;      // PNG or JPEG
     std::filesystem::path landmarks;  // CSV, see landmark_file.h
 };
 
-// Reads lines `person,photo,landmarks` after a first line of these very words. Paths are relative
-// to the manifest's own folder. Blank lines and CR LF are accepted. Throws std::runtime_error with
-// path, line and reason; a manifest without photographs is refused, too.
+// Reads lines `person,photo,landmarks` after a first line of these very words; csv.h says how they
+// are quoted. Paths are relative to the manifest's own folder. Throws std::runtime_error with path,
+// line and reason; a manifest without photographs is refused, too, and one of more than 256 MiB.
 std::vector<ManifestRow> readManifest(const std::filesystem::path& path);
 
 // Writes such a list, with the paths as they are in the rows.

@@ -1,7 +1,7 @@
 #include "manifest/npy_file.h"
 
 #include <bit>
-#include <stdexcept>
+#include <string>
 
 static_assert(std::endian::native == std::endian::little, "values are written as they are");
 
@@ -14,22 +14,14 @@ constexpr std::size_t kHeaderBytes = 128;
 
 NpyFile::NpyFile(const std::filesystem::path& file, NpyType valueType,
                  const std::vector<int>& rowShape)
-    : path(file),
-      type(valueType),
+    : type(valueType),
       shape(rowShape),
       bytesOfRow(valueType == NpyType::float32 ? sizeof(float) : 1),
-      stream(std::fopen(file.string().c_str(), "wb")) {
+      writer(file) {
     for (const int size : shape) {
         bytesOfRow *= static_cast<std::size_t>(size);
     }
-    if (stream == nullptr) {
-        fail();
-    }
     writeHeader();
-}
-
-void NpyFile::fail() const {
-    throw std::runtime_error(path.string() + ": cannot be written");
 }
 
 // Magic, version 1.0, length, a Python literal filled up with blanks to a line end.
@@ -48,25 +40,16 @@ void NpyFile::writeHeader() {
     text += '\n';
     const std::string prefix = {
         '\x93', 'N', 'U', 'M', 'P', 'Y', '\x01', '\x00', static_cast<char>(text.size()), '\x00'};
-    const std::string header = prefix + text;
-    if (std::fwrite(header.data(), 1, header.size(), stream.get()) != header.size()) {
-        fail();
-    }
+    writer.write(prefix + text);
 }
 
 void NpyFile::append(const void* values, std::size_t rows) {
-    if (std::fwrite(values, bytesOfRow, rows, stream.get()) != rows) {
-        fail();
-    }
+    writer.write(values, bytesOfRow * rows);
     count += rows;
 }
 
 void NpyFile::close() {
-    if (std::fseek(stream.get(), 0, SEEK_SET) != 0) {
-        fail();
-    }
+    writer.rewind();
     writeHeader();
-    if (std::fclose(stream.release()) != 0) {
-        fail();
-    }
+    writer.finish();
 }

@@ -4,16 +4,15 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
-#include <memory>
-#include <string>
 #include <vector>
+
+#include "files/file_writer.h"
 
 enum class NpyType { uint8, float32 };
 
-// Grows row by row; the header gets the number of rows at the end. Throws std::runtime_error with
-// the path where the system refuses.
+// Grows row by row; the header gets the number of rows at the end. Throws std::runtime_error like
+// FileWriter.
 class NpyFile {
   public:
     // A row has the shape `rowShape`; an empty one makes rows single values.
@@ -22,25 +21,19 @@ class NpyFile {
     // `rows` rows of the shape, one after another.
     void append(const void* values, std::size_t rows);
 
-    // Without it the file has no rows. Closing may fail like a write.
+    // Puts the file in place. Without it, there is none.
     void close();
 
     std::size_t rowBytes() const { return bytesOfRow; }
 
   private:
-    struct Closer {
-        void operator()(std::FILE* stream) const { std::fclose(stream); }
-    };
-
-    [[noreturn]] void fail() const;
     void writeHeader();
 
-    std::filesystem::path path;
     NpyType type;
     std::vector<int> shape;
     std::size_t bytesOfRow;
     std::uint64_t count = 0;
-    std::unique_ptr<std::FILE, Closer> stream;
+    FileWriter writer;
 };
 
 #endif

@@ -7,6 +7,8 @@
 #include <exception>
 #include <stdexcept>
 
+#include "command_line/interruption.h"
+
 namespace {
 
 // What became of one photograph.
@@ -16,6 +18,9 @@ struct Outcome {
 };
 
 void work(const ManifestRow& row, const PhotoWork& photoWork, std::size_t slot, Outcome& outcome) {
+    if (isInterrupted()) {
+        return;
+    }
     FacePicture face;
     try {
         face = loadFacePicture(row.photo.string(), row.landmarks.string());
@@ -45,6 +50,7 @@ std::size_t walkPhotos(const std::vector<ManifestRow>& rows, const PhotoWork& ph
         for (std::size_t slot = 0; slot < count; ++slot) {
             work(rows[first + slot], photoWork, slot, outcomes[slot]);
         }
+        stopIfInterrupted();
         for (std::size_t slot = 0; slot < count; ++slot) {
             if (outcomes[slot].failure != nullptr) {
                 std::rethrow_exception(outcomes[slot].failure);

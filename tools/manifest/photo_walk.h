@@ -24,7 +24,8 @@ struct PhotoWork {
 };
 
 // Returns how many photographs were stored. One that cannot be read, or whose landmarks or size the
-// library would refuse, is reported and left out. Anything else that is thrown ends the walk.
+// library would refuse, is reported and left out. Anything else that is thrown ends the walk,
+// and so does a signal (see interruption.h).
 std::size_t walkPhotos(const std::vector<ManifestRow>& rows, const PhotoWork& work);
 
 #endif

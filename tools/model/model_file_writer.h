@@ -7,9 +7,9 @@
 
 #include "model/model_files.h"
 
-// Puts the header and the floats of `file` into `path`, replacing whatever was there. Throws
-// std::runtime_error with the path and the reason where the system refuses the opening, a write or
-// the close, and std::invalid_argument for a number of values other than the file's own.
+// Puts the header and the floats of `file` into `path`, see file_writer.h. Throws std::runtime_error
+// with the path and the reason where that fails, and std::invalid_argument for a number of values
+// other than the file's own.
 void writeModelFile(const std::filesystem::path& path, const ModelFile& file,
                     const std::vector<float>& values);
 

@@ -70,3 +70,14 @@ std::vector<ModelFile> listModelFiles() {
     files.insert(files.end(), matrices.begin(), matrices.end());
     return files;
 }
+
+const std::set<std::string>& modelFileNames() {
+    static const std::set<std::string> kNames = [] {
+        std::set<std::string> names;
+        for (const ModelFile& file : listModelFiles()) {
+            names.insert(file.name);
+        }
+        return names;
+    }();
+    return kNames;
+}

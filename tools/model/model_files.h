@@ -5,6 +5,7 @@
 #define ZOMU_TOOLS_MODEL_MODEL_FILES_H
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -37,5 +38,7 @@ std::int64_t byteCount(const ModelFile& file);
 // All 303, in the order in which the library reads them: 25 mean images, the feature mean, the two
 // projections, then the 11 files of each network in turn.
 std::vector<ModelFile> listModelFiles();
+
+const std::set<std::string>& modelFileNames();
 
 #endif

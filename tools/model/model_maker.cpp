@@ -35,7 +35,7 @@ class ModelWriter {
         : request(wanted),
           files(listed),
           progress(report),
-          folder(wanted.folder),
+          folder(wanted.folder, wanted.replace),
           total(static_cast<int>(listed.size())) {}
 
     ModelSummary writeAll() {

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "files/file_writer.h"
 #include "model/model_file_reader.h"
 #include "model/model_file_writer.h"
 #include "model/model_files.h"
@@ -41,27 +42,6 @@ bool isLargeMatrix(const ModelFile& file) {
 std::uint32_t checksum(std::span<const std::uint8_t> bytes) {
     return static_cast<std::uint32_t>(
         crc32(crc32(0, nullptr, 0), bytes.data(), static_cast<uInt>(bytes.size())));
-}
-
-// A file that appears complete or not at all.
-void writeWhole(const fs::path& path, const Bytes& head, const Bytes& content) {
-    fs::path partial = path;
-    partial += ".partial";
-    std::ofstream stream(partial, std::ios::binary);
-    for (const Bytes* bytes : {&head, &content}) {
-        stream.write(reinterpret_cast<const char*>(bytes->data()),
-                     static_cast<std::streamsize>(bytes->size()));
-    }
-    stream.close();
-    std::error_code problem;
-    if (stream) {
-        fs::rename(partial, path, problem);
-    }
-    if (!stream || problem) {
-        std::error_code ignored;
-        fs::remove(partial, ignored);
-        throw std::runtime_error("cannot write " + path.string());
-    }
 }
 
 Bytes readWhole(const fs::path& path) {
@@ -157,12 +137,16 @@ PackSummary packModel(const fs::path& folder, const fs::path& pack) {
     numbers.putUint32(checksum(writer.bytes()));
     Bytes head(kMagic.begin(), kMagic.end());
     head.insert(head.end(), numbers.bytes().begin(), numbers.bytes().end());
-    writeWhole(pack, head, writer.bytes());
+    FileWriter file(pack);
+    file.write(head.data(), head.size());
+    file.write(writer.bytes().data(), writer.bytes().size());
+    file.finish();
     summary.packBytes = static_cast<std::int64_t>(head.size() + writer.bytes().size());
     return summary;
 }
 
-PackSummary unpackModel(const fs::path& pack, const fs::path& folder, bool replace) {
+PackSummary unpackModel(const fs::path& pack, const fs::path& folder, bool replace,
+                        const std::function<void()>& beforeFile) {
     const auto fail = [&](const std::string& problem) {
         throw std::runtime_error(pack.string() + ": " + problem);
     };
@@ -171,9 +155,10 @@ PackSummary unpackModel(const fs::path& pack, const fs::path& folder, bool repla
     PackReader reader(verifiedContent(bytes, fail));
     PackSummary summary;
     summary.packBytes = static_cast<std::int64_t>(bytes.size());
-    StagedFolder staged(folder);
+    StagedFolder staged(folder, replace);
     std::vector<float> tableB;
     for (const ModelFile& file : listModelFiles()) {
+        beforeFile();
         std::vector<float> values;
         // A content with a right checksum that does not fit was written by something else.
         try {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 
 // A pack is, little-endian:
 //
@@ -30,7 +31,9 @@ PackSummary packModel(const std::filesystem::path& folder, const std::filesystem
 // The folder appears with all of its files or not at all: the same bytes on every machine. Throws
 // std::runtime_error where the pack is truncated, altered or of another kind, where something
 // else already exists at the folder's place (see occupied_folder.h), and where the system refuses.
-PackSummary unpackModel(const std::filesystem::path& pack, const std::filesystem::path& folder,
-                        bool replace);
+// `beforeFile` is called before each file, and may throw to stop the work.
+PackSummary unpackModel(
+    const std::filesystem::path& pack, const std::filesystem::path& folder, bool replace,
+    const std::function<void()>& beforeFile = [] {});
 
 #endif

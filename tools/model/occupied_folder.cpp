@@ -1,9 +1,9 @@
 #include "model/occupied_folder.h"
 
-#include <set>
 #include <stdexcept>
 #include <string>
 
+#include "files/partial_folder.h"
 #include "model/model_files.h"
 
 namespace fs = std::filesystem;
@@ -23,15 +23,9 @@ void refuseOccupied(const fs::path& folder, bool replace) {
     if (!replace && !fs::is_empty(folder)) {
         throw std::runtime_error(folder.string() + " is not empty");
     }
-    std::set<std::string> names;
-    for (const ModelFile& file : listModelFiles()) {
-        names.insert(file.name);
-    }
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        const std::string name = entry.path().filename().string();
-        if (names.count(name) == 0 || !entry.is_regular_file()) {
-            throw std::runtime_error(folder.string() + " holds " + name +
-                                     ", which is not a model file: it is not replaced");
-        }
+    const std::string stranger = strangerIn(fs::canonical(folder), modelFileNames());
+    if (!stranger.empty()) {
+        throw std::runtime_error(folder.string() + " holds " + stranger +
+                                 ", which is not a model file: it is not replaced");
     }
 }

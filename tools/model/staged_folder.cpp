@@ -1,9 +1,11 @@
 #include "model/staged_folder.h"
 
-#include <random>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+
+#include "model/model_files.h"
+#include "model/occupied_folder.h"
 
 namespace fs = std::filesystem;
 
@@ -16,53 +18,55 @@ fs::path resolve(const fs::path& path) {
     return resolved.has_filename() ? resolved : resolved.parent_path();
 }
 
-// A name beside `target` that nothing has yet.
-fs::path nameBeside(const fs::path& target, const char* purpose) {
-    std::random_device device;
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        fs::path candidate = target;
-        candidate += std::string(".") + purpose + "-" + std::to_string(device());
-        if (!fs::exists(fs::symlink_status(candidate))) {
-            return candidate;
-        }
-    }
-    throw std::runtime_error("no free name beside " + target.string());
+// Renames a folder to a place where nothing is, or an empty folder. The system decides, and nobody
+// can come in between.
+std::error_code moveToFreePlace(const fs::path& from, const fs::path& to) {
+    std::error_code problem;
+#if defined(_WIN32)
+    fs::remove(to, problem);  // an empty folder; nothing is renamed onto what is left
+#endif
+    fs::rename(from, to, problem);
+    return problem;
+}
+
+[[noreturn]] void failPlacing(const fs::path& target, const std::string& reason) {
+    throw std::runtime_error("cannot put " + target.string() + " in place: " + reason);
 }
 
 }  // namespace
 
-StagedFolder::StagedFolder(const fs::path& wanted)
-    : target(resolve(wanted)), staged(nameBeside(target, "partial")) {
-    std::error_code problem;
-    if (!fs::create_directory(staged, problem)) {
-        throw std::runtime_error("cannot create a folder in " + target.parent_path().string() +
-                                 ": " + problem.message());
-    }
-}
-
-StagedFolder::~StagedFolder() {
-    if (!staged.empty()) {
-        std::error_code ignored;
-        fs::remove_all(staged, ignored);
-    }
-}
+StagedFolder::StagedFolder(const fs::path& wanted, bool replaceModel)
+    : target(resolve(wanted)), replace(replaceModel), staged(target, modelFileNames()) {}
 
 void StagedFolder::commit() {
-    if (!fs::exists(target) || fs::is_empty(target)) {
-        fs::remove(target);
-        fs::rename(staged, target);
-        staged.clear();
-        return;
+    const std::error_code problem = moveToFreePlace(staged.path(), target);
+    if (problem) {
+        refuseOccupied(target, replace);
+        if (fs::is_symlink(target)) {
+            failPlacing(target, "it is a link by now");
+        }
+        if (!replace || !fs::exists(staged.path())) {
+            failPlacing(target, problem.message());
+        }
+        replaceFormer();
     }
+    staged.release();
+}
+
+void StagedFolder::replaceFormer() {
     const fs::path aside = nameBeside(target, "former");
     fs::rename(target, aside);
-    std::error_code problem;
-    fs::rename(staged, target, problem);
-    if (problem) {
-        fs::rename(aside, target);
-        throw std::runtime_error("cannot put " + target.string() +
-                                 " in place: " + problem.message());
+    const std::string stranger = strangerIn(aside, modelFileNames());
+    const std::error_code problem =
+        stranger.empty() ? moveToFreePlace(staged.path(), target) : std::error_code();
+    if (!stranger.empty() || problem) {
+        const bool isBack = !moveToFreePlace(aside, target);
+        const std::string reason = stranger.empty() ? problem.message() : stranger + " came there";
+        failPlacing(target, reason + (isBack ? "" : "; the former folder is " + aside.string()));
     }
-    staged.clear();
-    fs::remove_all(aside);
+    staged.release();
+    if (!removeFolderOf(aside, modelFileNames())) {
+        throw std::runtime_error(target.string() + " is in place; " + aside.string() +
+                                 " stays, since other files came there");
+    }
 }

@@ -44,17 +44,44 @@ TEST_F(Manifest, pathsAreSeenFromItsFolder) {
 }
 
 TEST_F(Manifest, badListsAreNamedWithTheirLine) {
-    EXPECT_EQ(problem(), path.string() + ": cannot be opened");
+    EXPECT_EQ(problem(), path.string() + ": cannot be opened: No such file or directory");
     write("");
     EXPECT_EQ(problem(), path.string() + ": no photographs");
     write("photo,person,landmarks\n");
     EXPECT_EQ(problem(), path.string() + ": line 1: expected the header person,photo,landmarks");
     write("person,photo,landmarks\n\n");
     EXPECT_EQ(problem(), path.string() + ": no photographs");
-    for (const char* bad : {"a,b", "a,b,c,d", ",b,c", "a,,c", "a,b,", "\"a\",b,c"}) {
-        write(std::string("person,photo,landmarks\na,b,c\n") + bad + "\n");
-        EXPECT_EQ(problem(), path.string() + ": line 3: expected person,photo,landmarks") << bad;
+    for (const char* bad : {"a,b", "a,b,c,d", ",b,c", "a,,c", "a,b,", "a,,"}) {
+        write(std::string("person,photo,landmarks\n\"a\nb\",c,d\n") + bad + "\n");
+        EXPECT_EQ(problem(), path.string() + ": line 4: expected person,photo,landmarks") << bad;
     }
+    for (const char* bad : {"\"a", "\"a,,"}) {
+        write(std::string("person,photo,landmarks\n") + bad);
+        EXPECT_EQ(problem(), path.string() + ": line 2: a quotation mark is not closed") << bad;
+    }
+}
+
+TEST_F(Manifest, anyNameComesBackAsItWasWritten) {
+    std::vector<ManifestRow> rows;
+    for (const char* name : {"plain", "with, comma", "with \"marks\"", "two\nlines", "two\r\nlines",
+                             "\"", ",", " blanks ", "\xC3\xA9", "\"\"\n,"}) {
+        rows.push_back({name, folder.path() / name, folder.path() / (std::string(name) + ".csv")});
+    }
+    writeManifest(path, rows);
+    const std::vector<ManifestRow> read = readManifest(path);
+    ASSERT_EQ(read.size(), rows.size());
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        EXPECT_EQ(read[i].person, rows[i].person);
+        EXPECT_EQ(read[i].photo, rows[i].photo);
+        EXPECT_EQ(read[i].landmarks, rows[i].landmarks);
+    }
+}
+
+// As spreadsheets save them.
+TEST_F(Manifest, everyFieldMayBeQuotedBehindAByteOrderMark) {
+    write("\xEF\xBB\xBFperson,photo,landmarks\r\n\"ann\",\"a.png\",\"a.csv\"\r\n");
+    ASSERT_EQ(problem(), "");
+    EXPECT_EQ(readManifest(path)[0].photo, folder.path() / "a.png");
 }
 
 TEST_F(Manifest, placesThatCannotBeReadOrWrittenAreRefused) {

@@ -18,5 +18,5 @@ TEST(ModelFileWriter, namesWhatItCannotWrite) {
               "b: 1 values for a file of 2");
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "file"));
     EXPECT_EQ(reasonOf([&] { writeModelFile(absent, one, {1.0F}); }),
-              "cannot write " + absent + ": No such file or directory");
+              absent + ": cannot be created: No such file or directory");
 }
