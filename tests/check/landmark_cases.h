@@ -1,4 +1,4 @@
-// The table of landmark_cases.csv, which landmark_cases.py made of the sample faces.
+// Tables like landmark_cases.csv, which landmark_cases.py made of the sample faces.
 #ifndef ZOMU_TESTS_CHECK_LANDMARK_CASES_H
 #define ZOMU_TESTS_CHECK_LANDMARK_CASES_H
 
@@ -34,8 +34,8 @@ struct LandmarkCase {
     }
 };
 
-inline std::vector<LandmarkCase> landmarkCases() {
-    std::ifstream file(ZOMU_LANDMARK_CASES);
+inline std::vector<LandmarkCase> landmarkCases(const char* path = ZOMU_LANDMARK_CASES) {
+    std::ifstream file(path);
     std::vector<LandmarkCase> cases;
     std::string line;
     std::getline(file, line);  // the names of the columns
