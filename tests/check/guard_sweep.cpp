@@ -44,7 +44,8 @@ std::vector<Photo> loadPhotos(const char* manifest, ZomuExtractor& extractor) {
     std::vector<ManifestRow> rows = readManifest(manifest);
     rows.push_back({"portrait", ZOMU_SAMPLES "/portrait.png", ZOMU_SAMPLES "/portrait.csv"});
     for (const ManifestRow& row : rows) {
-        photos.push_back({row.person, loadFacePicture(row.photo.string(), row.landmarks.string()), {}});
+        photos.push_back(
+            {row.person, loadFacePicture(row.photo.string(), row.landmarks.string()), {}});
         Photo& photo = photos.back();
         photo.good = extractor.extract(viewOf(photo.face.picture), photo.face.landmarks);
     }
@@ -54,7 +55,8 @@ std::vector<Photo> loadPhotos(const char* manifest, ZomuExtractor& extractor) {
 // Landmarks with the error of a detector: sums of uniform numbers, of which 12 have a spread of 1.
 void addError(LandmarkRecord& record, Random& random) {
     const LandmarkEntry* entries = record.entries;
-    const auto spread = static_cast<float>(kError) * std::hypot(entries[0].x - entries[1].x, entries[0].y - entries[1].y);
+    const auto spread = static_cast<float>(kError) *
+                        std::hypot(entries[0].x - entries[1].x, entries[0].y - entries[1].y);
     for (LandmarkEntry& entry : record.entries) {
         for (float* value : {&entry.x, &entry.y}) {
             for (int i = 0; i < 12; ++i) {
@@ -75,8 +77,9 @@ void writeCase(std::ofstream& table, const char* name, const FacePicture& face,
           << ZomuLandmarkFaultName(fault) << ';';
     for (int i = 0; i < record.count; ++i) {
         char entry[64];
-        std::snprintf(entry, sizeof entry, "%s%d %.9g %.9g", i == 0 ? "" : ",", record.entries[i].id,
-                      static_cast<double>(record.entries[i].x), static_cast<double>(record.entries[i].y));
+        std::snprintf(entry, sizeof entry, "%s%d %.9g %.9g", i == 0 ? "" : ",",
+                      record.entries[i].id, static_cast<double>(record.entries[i].x),
+                      static_cast<double>(record.entries[i].y));
         table << entry;
     }
     table << '\n';
@@ -101,7 +104,8 @@ void printRow(const char* name, int records, const std::vector<Accepted>& accept
             }
         }
     }
-    std::printf("%-20s %8d %8zu", name, records, static_cast<std::size_t>(records) - accepted.size());
+    std::printf("%-20s %8d %8zu", name, records,
+                static_cast<std::size_t>(records) - accepted.size());
     if (accepted.empty()) {
         std::printf(" %10s %10s %10s\n", "-", "-", "-");
         return;
@@ -138,7 +142,8 @@ void sweepMistakes(const std::vector<Photo>& photos, ZomuExtractor& extractor, c
             writeCase(table, mistake.name, face, record, fault);
             ++faults[ZomuLandmarkFaultName(fault)];
             if (fault == ZOMU_LANDMARKS_GOOD) {
-                accepted.push_back({&photo, extractor.extractUnchecked(viewOf(face.picture), record)});
+                accepted.push_back(
+                    {&photo, extractor.extractUnchecked(viewOf(face.picture), record)});
             }
         }
         printRow(mistake.name, kRecordsOfAKind, accepted, photos);
@@ -170,8 +175,9 @@ int falseAlarms(const char* path) {
             }
         }
     }
-    std::printf("good records: %d of %d refused (%d photographs, each with 29 and with 25 landmarks)\n", refused, records,
-                records / 2);
+    std::printf(
+        "good records: %d of %d refused (%d photographs, each with 29 and with 25 landmarks)\n",
+        refused, records, records / 2);
     return records == 0 ? 1 : refused;
 }
 
@@ -196,7 +202,8 @@ float placeDifference(const Photo& portrait, ZomuExtractor& extractor, ZomuConte
         const int x0 = random.between(0, kSide - picture.width);
         const int y0 = random.between(0, kSide - picture.height);
         for (int y = 0; y < picture.height; ++y) {
-            std::memcpy(pixels + static_cast<std::size_t>(y0 + y) * kStride + 3 * static_cast<std::size_t>(x0),
+            std::memcpy(pixels + static_cast<std::size_t>(y0 + y) * kStride +
+                            3 * static_cast<std::size_t>(x0),
                         picture.at(0, y), 3 * static_cast<std::size_t>(picture.width));
         }
         const LandmarkRecord record = changed(portrait.face.landmarks, [=](LandmarkEntry& entry) {
@@ -207,11 +214,14 @@ float placeDifference(const Photo& portrait, ZomuExtractor& extractor, ZomuConte
         nearFace = std::max(nearFace, std::fabs(made.scoreAgainst(portrait.good) - self));
         FaceTemplate direct;
         ZomuExtractTemplate(context, pixels, kSide, kSide, kStride, &record, &direct);
-        asItIs = std::max(asItIs, std::fabs(ZomuCompareTemplates(&direct, &portrait.good.face) - self));
+        asItIs =
+            std::max(asItIs, std::fabs(ZomuCompareTemplates(&direct, &portrait.good.face) - self));
     }
     munmap(memory, kStride * kSide);
-    std::printf("100 places of 20000 x 20000: the portrait's score differs by at most %.5f near the face, %.5f as it is\n",
-                static_cast<double>(nearFace), static_cast<double>(asItIs));
+    std::printf(
+        "100 places of 20000 x 20000: the portrait's score differs by at most %.5f near the face, "
+        "%.5f as it is\n",
+        static_cast<double>(nearFace), static_cast<double>(asItIs));
     return nearFace;
 }
 

@@ -77,7 +77,8 @@ inline LandmarkRecord inOrderOf68(const WrongInput& input) {
     const LandmarkRecord& record = input.face.landmarks;
     const auto at = [&](int id) {
         const LandmarkEntry* end = record.entries + ZOMU_LANDMARK_COUNT;
-        return *std::find_if(record.entries, end, [=](const LandmarkEntry& e) { return e.id == id; });
+        return *std::find_if(record.entries, end,
+                             [=](const LandmarkEntry& e) { return e.id == id; });
     };
     std::vector<std::pair<float, float>> points;
     const auto add = [&](const std::vector<int>& way, int count) {
