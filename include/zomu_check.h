@@ -41,6 +41,9 @@
  * the error is 15 %, with which people begin to resemble each other. */
 #define ZOMU_LARGEST_RESIDUAL 0.2
 
+/* Bytes of a text, with the zero at its end. */
+#define ZOMU_LANDMARK_TEXT 256
+
 typedef enum ZomuLandmarkFault {
     ZOMU_LANDMARKS_GOOD = 0,
     ZOMU_LANDMARKS_RECORD,          /* no record, its count, ids unknown, twice or missing */
@@ -56,7 +59,8 @@ typedef enum ZomuLandmarkFault {
 
 typedef struct ZomuLandmarkReport {
     ZomuLandmarkFault fault;
-    char text[256]; /* one sentence for people, without full stop and line end; "" if all is good */
+    char text
+        [ZOMU_LANDMARK_TEXT]; /* one sentence for people, without full stop and line end; "" if all is good */
 } ZomuLandmarkReport;
 
 /* A face in its picture: the arguments of ZomuExtractTemplate. */
@@ -112,7 +116,7 @@ static inline bool zomuCheckIsFinite(float value) {
 static inline ZomuLandmarkFault zomuCheckRecord(const LandmarkRecord* record,
                                                 ZomuCheckPoints* points, char* text, size_t size) {
     memset(points, 0, sizeof *points);
-    points->count = record == NULL ? 0 : record->count;
+    points->count = record == ZOMU_CHECK_NULL ? 0 : record->count;
     if (points->count < ZOMU_LANDMARK_COUNT - 4 || points->count > ZOMU_LANDMARK_COUNT) {
         snprintf(text, size, "%d landmarks are there, and 25 to 29 are needed", points->count);
         return ZOMU_LANDMARKS_RECORD;
@@ -210,8 +214,8 @@ static inline ZomuLandmarkFault zomuCheckFace(ZomuCheckPoints* points, int32_t w
     }
     if (!(fit.residual <= ZOMU_LARGEST_RESIDUAL)) {
         const double most = 9999.0;
-        const int hundredths =
-            ZOMU_CHECK_CAST(int, (fit.residual < most ? fit.residual : most) * 100.0 + 0.5);
+        const double rounded = (fit.residual < most ? fit.residual : most) * 100.0 + 0.5;
+        const int hundredths = ZOMU_CHECK_CAST(int, rounded);
         snprintf(
             text, size,
             "the landmarks do not lie like a face: they miss the head model by %d.%02d eye "
@@ -225,12 +229,12 @@ static inline ZomuLandmarkFault zomuCheckFace(ZomuCheckPoints* points, int32_t w
 static inline ZomuLandmarkFault ZomuCheckLandmarks(const LandmarkRecord* landmarks, int32_t width,
                                                    int32_t height, ZomuLandmarkReport* report) {
     ZomuCheckPoints points;
-    char text[sizeof report->text] = "";
+    char text[ZOMU_LANDMARK_TEXT] = "";
     ZomuLandmarkFault fault = zomuCheckRecord(landmarks, &points, text, sizeof text);
     if (fault == ZOMU_LANDMARKS_GOOD) {
         fault = zomuCheckFace(&points, width, height, text, sizeof text);
     }
-    if (report != NULL) {
+    if (report != ZOMU_CHECK_NULL) {
         report->fault = fault;
         snprintf(report->text, sizeof report->text, "%s", fault == ZOMU_LANDMARKS_GOOD ? "" : text);
     }
@@ -251,14 +255,14 @@ static inline void ZomuNearFace(const uint8_t* image, int32_t width, int32_t hei
     view->height = height;
     view->stride = stride;
     view->landmarks = landmarks;
-    const int32_t count = landmarks == NULL ? 0 : landmarks->count;
-    if (image == NULL || count < 0 || count > ZOMU_LANDMARK_COUNT) {
+    const int32_t count = landmarks == ZOMU_CHECK_NULL ? 0 : landmarks->count;
+    if (image == ZOMU_CHECK_NULL || count < 0 || count > ZOMU_LANDMARK_COUNT) {
         return;
     }
     view->moved.count = count;
     memcpy(view->moved.entries, landmarks->entries,
            ZOMU_CHECK_CAST(size_t, count) * sizeof(LandmarkEntry));
-    if (ZomuCheckLandmarks(&view->moved, width, height, NULL) != ZOMU_LANDMARKS_GOOD) {
+    if (ZomuCheckLandmarks(&view->moved, width, height, ZOMU_CHECK_NULL) != ZOMU_LANDMARKS_GOOD) {
         return;
     }
     LandmarkEntry* entries = view->moved.entries;
@@ -286,5 +290,6 @@ static inline void ZomuNearFace(const uint8_t* image, int32_t width, int32_t hei
 }
 
 #undef ZOMU_CHECK_CAST
+#undef ZOMU_CHECK_NULL
 
 #endif

@@ -5,6 +5,7 @@
 
 #include <math.h>
 #include <stdbool.h>
+#include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
@@ -13,8 +14,10 @@
 
 #ifdef __cplusplus
 #define ZOMU_CHECK_CAST(type, value) static_cast<type>(value)
+#define ZOMU_CHECK_NULL nullptr
 #else
 #define ZOMU_CHECK_CAST(type, value) ((type)(value))
+#define ZOMU_CHECK_NULL NULL
 #endif
 
 /* Of the model, in its units. */
