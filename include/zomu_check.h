@@ -1,5 +1,6 @@
 /* ZOMU: what is wrong with the landmarks of a face, and the picture that begins near it. Header only, C11
- * and C++17, beside zomu.h: nothing here is exported, keeps memory or needs the library.
+ * and C++17, beside zomu.h: nothing here is exported, keeps memory or needs the library. Programs in C are
+ * linked with -lm, which the files for CMake and pkg-config add.
  *
  * ZomuExtractTemplate computes a template from any coordinates. Those of a mistake (fractions, exchanged
  * sides, another order) give ordinary numbers, which may score high against those of other people with
@@ -33,9 +34,11 @@
 /* Pixels between the eyes. Shrunk faces score less and less with themselves and more with each other; at 6
  * pixels a face scores less with itself than two people with each other, at 8 it is still clearly above. */
 #define ZOMU_SMALLEST_EYE_DISTANCE 8.0
+
 /* Of the points. With a third of its points cut off, a face still scores with itself what two photographs of
  * one person score; with more, it scores less, and cut faces begin to resemble each other. */
 #define ZOMU_LARGEST_SHARE_OUTSIDE (1.0 / 3.0)
+
 /* Root of the mean squared distance from the fitted head model, in eye distances. Of 8,000 faces with an error
  * of 3 % of the eye distance in each coordinate none has more than 0.16; another order has 0.9 or more. At 0.2
  * the error is 15 %, with which people begin to resemble each other. */
@@ -256,7 +259,7 @@ static inline void ZomuNearFace(const uint8_t* image, int32_t width, int32_t hei
     view->stride = stride;
     view->landmarks = landmarks;
     const int32_t count = landmarks == ZOMU_CHECK_NULL ? 0 : landmarks->count;
-    if (image == ZOMU_CHECK_NULL || count < 0 || count > ZOMU_LANDMARK_COUNT) {
+    if (image == ZOMU_CHECK_NULL || count <= 0 || count > ZOMU_LANDMARK_COUNT) {
         return;
     }
     view->moved.count = count;
