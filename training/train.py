@@ -29,7 +29,7 @@ from trainer.one_network import Recipe
 from trainer.patch_store import open_store, split_people
 from trainer.problems import TrainingProblem
 from trainer.tables import fit_tables
-from trainer.tools import default_tools, run_tool
+from trainer.tools import add_unchecked, default_tools, run_tool
 from trainer.whole_file import put_in_place
 from trainer.workplace import Workplace
 
@@ -55,6 +55,7 @@ def arguments() -> argparse.Namespace:
                         help="train only these networks, and do not write a model")
     parser.add_argument("--tools", type=Path, default=default_tools(),
                         help="folder of zomu-patches and zomu-model")
+    add_unchecked(parser)
     options = parser.parse_args()
     if min(options.epochs, options.jobs, options.components) < 1 or options.batch < 2:
         parser.error("epochs, jobs and components must be at least 1, batch at least 2")
@@ -92,7 +93,7 @@ def main() -> int:
     recipe = Recipe(epochs=options.epochs, batch=options.batch, rate=options.rate,
                     margin=options.margin, scale=options.scale, seed=options.seed)
     workplace = Workplace(options.work, options.manifest, recipe, options.fit_share)
-    folder = workplace.patches(options.manifest, options.tools, options.jobs)
+    folder = workplace.patches(options.manifest, options.tools, options.jobs, *options.unchecked)
     split = split_people(open_store(folder), options.fit_share, recipe.seed)
     print(f"{split.classes} people in {len(split.train_rows)} photographs for the networks, "
           f"{split.fit_labels.max() + 1} in {len(split.fit_rows)} for the tables", flush=True)

@@ -18,6 +18,10 @@ void Command::addFlag(const char* name, bool& value, const char* help) {
     app->add_flag(name, value, help);
 }
 
+void Command::addUnchecked(bool& value) {
+    addFlag("--unchecked", value, "Take the landmarks as they are, even if they are not a face's");
+}
+
 static constexpr int kSignalled = 128;  // plus the number of the signal, as shells report it
 
 // The conversion to an unsigned number alone would wrap -1 around.

@@ -1,5 +1,6 @@
 """Runs the tools that are built with the library."""
 
+import argparse
 import os
 import subprocess
 import tempfile
@@ -15,6 +16,12 @@ MODEL_FOLDER = "~zvplugintmp~"
 
 def default_tools() -> Path:
     return PROJECT / "build" / "release" / "tools"
+
+
+def add_unchecked(parser: argparse.ArgumentParser) -> None:
+    """--unchecked, for run_tool: a list with this word, or an empty one."""
+    parser.add_argument("--unchecked", action="append_const", const="--unchecked", default=[],
+                        help="take landmarks as they are, even if they are not a face's")
 
 
 @contextmanager

@@ -51,13 +51,13 @@ class Workplace:
         with whole_file(file) as stream:
             stream.write(text.encode())
 
-    def patches(self, manifest: Path, tools: Path, jobs: int) -> Path:
-        """The folder with the patches, which are cut if they do not exist yet."""
+    def patches(self, manifest: Path, tools: Path, jobs: int, *words: str) -> Path:
+        """The folder with the patches, which are cut if they do not exist yet; `words` for the tool."""
         patches = self.folder / "patches"
         if not patches.exists():
             partial = self.folder / "patches.partial"
             shutil.rmtree(partial, ignore_errors=True)
-            print(run_tool(tools, "zomu-patches", "cut", manifest, partial, jobs=jobs), end="")
+            print(run_tool(tools, "zomu-patches", "cut", manifest, partial, *words, jobs=jobs), end="")
             partial.rename(patches)
         return patches
 
