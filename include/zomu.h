@@ -13,10 +13,12 @@
  *     all contexts that no other thread was using.
  *  5. Files. All trained numbers come from the folder "~zvplugintmp~" in the temporary directory: on
  *     Windows what GetTempPathA says, elsewhere the first of TMPDIR, TMP, TEMP and TEMPDIR that is set
- *     and not empty, else /tmp. Mean images and projection tables are read once, while the library is
- *     loaded; weights at every ZomuCreate.
- *     For a file that cannot be opened the line "load <path> failed" goes to standard output, and that
- *     is all: tables stay zero, and a network without usable weights yields NaN.
+ *     and not empty, else /tmp; in a program with other rights than its caller (set-user-ID) always
+ *     /tmp. Mean images and projection tables are read once, while the library is loaded; weights at
+ *     every ZomuCreate.
+ *     For a file that cannot be opened, or is no regular file, the line "load <path> failed" goes to
+ *     standard output, and that is all: tables stay zero, missing biases add nothing, and a network
+ *     without usable weights yields NaN. Biases of 0 rows or columns add nothing, too, without a line.
  *  6. Unloading. A host may close the library and load it again, which reads the tables anew. If
  *     contexts are left when it is closed, they go on working, and the last ZomuDestroy unloads it.
  *  7. Windows. The functions of ZOMU.dll have numbers and no names: 1 ZomuCreate,
@@ -26,6 +28,11 @@
  *     Coordinates are computed with as they are: landmarks that are not those of a face in the picture,
  *     NaN among them, may give ordinary numbers, which score high against others of the same kind.
  *     zomu_check.h says what is wrong with landmarks: call it before each extraction.
+ *  9. Lines. They go to the stream `stdout`, behind what the host has printed there. On Linux they raise
+ *     no signal and wait for nobody: what a full or closed pipe, socket or terminal does not take is
+ *     dropped. Nothing is printed if descriptor 1 is closed while the library is loaded, or once the
+ *     host has closed `stdout`. A host that wants no lines later redirects descriptor 1 to /dev/null:
+ *     if it closes it, the next file that it opens gets the number, and the lines.
  */
 #ifndef ZOMU_H
 #define ZOMU_H
@@ -97,8 +104,8 @@ ZOMU_API ZomuContext* ZomuCreate(void);
  * stride       how many bytes further the next row begins. Any value: padding behind the 3 x width
  *              bytes of a row is never read, and a negative stride walks a bottom-up picture, whose
  *              top row `image` then points at.
- * landmarks    the face in it; only read, and only during the call. Coordinates are not checked: see
- *              zomu_check.h, also for faces more than a thousand pixels from the picture's corner.
+ * landmarks    the face in it; only read, once, and only during the call. Coordinates are not checked:
+ *              see zomu_check.h, also for faces more than a thousand pixels from the picture's corner.
  * templateOut  receives the template: all 502 values, at the end of the call. If it is null, nothing
  *              happens.
  *
@@ -107,8 +114,8 @@ ZOMU_API ZomuContext* ZomuCreate(void);
  *          a fused multiply-add (x86-64 with AVX2, 64-bit ARM).
  * Failure  a null image or record, a picture under 2 x 2, or a record whose count or ids are outside
  *          its contract prints "template refused: " and the reason, and all 502 values are NaN; wrong
- *          coordinates do not. The values are NaN, too, where
- *          weights are missing or unusable. A NaN template scores NaN, which passes no threshold. */
+ *          coordinates do not. The values are NaN, too, where weights are missing or unusable. A NaN
+ *          template scores NaN, which passes no threshold. */
 ZOMU_API void ZomuExtractTemplate(ZomuContext* context, const uint8_t* image, int32_t width,
                                   int32_t height, int32_t stride, const LandmarkRecord* landmarks,
                                   FaceTemplate* templateOut);

@@ -3,14 +3,19 @@
 #ifndef ZOMU_MODEL_WEIGHT_FILES_H
 #define ZOMU_MODEL_WEIGHT_FILES_H
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "matrix/matrix.h"
 
+// Far more than any file of an embedded network has (192,000); memory is not short of as many.
+constexpr std::int32_t kMostElements = 1 << 24;
+
 // A matrix as its file gave it. If the file was shorter than its own sizes say, some elements are
-// uninitialised and `isComplete` is false; an empty matrix that was never read counts as complete.
+// uninitialised and `isComplete` is false. If it has more than kMostElements, none of them is read, the
+// matrix is empty and `isComplete` is false. An empty matrix that was never read counts as complete.
 struct LoadedMatrix {
     std::unique_ptr<Matrix> matrix;
     std::unique_ptr<Matrix> fileRows;  // of a transposed matrix: as the file has it

@@ -1,6 +1,7 @@
 #include "patches/landmarks.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 
 // The comment after each row is the id of its landmark. Rows 0 and 1 are the eyes.
@@ -65,26 +66,50 @@ const LandmarkEntry* entriesOf(const LandmarkRecord& record) {
     return reinterpret_cast<const LandmarkEntry*>(bytes + offsetof(LandmarkRecord, entries));
 }
 
-const char* whyRecordIsRefused(const LandmarkRecord& record) {
-    if (record.count < kKeptCount) {
+// Once, even if another thread writes there: an ordinary variable may be read again where it is used.
+template <class Value>
+static Value readOnce(const Value& value) {
+    return std::atomic_ref<Value>(const_cast<Value&>(value)).load(std::memory_order_relaxed);
+}
+
+const char* RecordCopy::take(const LandmarkRecord& host) {
+    longer.clear();
+    own.count = readOnce(host.count);
+    if (own.count < kKeptCount) {
         return "fewer than 25 landmarks";
     }
-    const LandmarkEntry* entries = entriesOf(record);
+    const LandmarkEntry* entries = entriesOf(host);
     int kept = 0;
-    for (std::int32_t i = 0; i < record.count; ++i) {
-        const std::int32_t id = entries[i].id;
-        if (id < 0 || id >= kLandmarkIdCount) {
+    for (std::int32_t i = 0; i < own.count; ++i) {
+        const LandmarkEntry entry = {readOnce(entries[i].id), readOnce(entries[i].x),
+                                     readOnce(entries[i].y)};
+        if (entry.id < 0 || entry.id >= kLandmarkIdCount) {
             return "a landmark id outside 0 to 317";
         }
-        if (isSideOfHead(id)) {
-            continue;
-        }
-        ++kept;
+        kept += isSideOfHead(entry.id) ? 0 : 1;
         if (kept > kKeptCount) {
             return "more than 25 landmarks besides the sides of the head";
         }
+        if (i < ZOMU_LANDMARK_COUNT) {
+            own.entries[i] = entry;
+            continue;
+        }
+        if (i == ZOMU_LANDMARK_COUNT) {
+            const auto* bytes = reinterpret_cast<const unsigned char*>(&own);
+            longer.assign(bytes, bytes + sizeof own);
+        }
+        const auto* bytes = reinterpret_cast<const unsigned char*>(&entry);
+        longer.insert(longer.end(), bytes, bytes + sizeof entry);
     }
     return kept < kKeptCount ? "fewer than 25 landmarks besides the sides of the head" : nullptr;
+}
+
+const LandmarkRecord& RecordCopy::record() const {
+    return longer.empty() ? own : *reinterpret_cast<const LandmarkRecord*>(longer.data());
+}
+
+const char* whyRecordIsRefused(const LandmarkRecord& record) {
+    return RecordCopy().take(record);
 }
 
 int compareLandmarkIds(const void* first, const void* second) {

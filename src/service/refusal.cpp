@@ -1,20 +1,19 @@
 #include "service/refusal.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <limits>
 
+#include "platform/host_output.h"
 #include "service/extraction.h"
 
 bool refuseRequest(const std::uint8_t* image, std::int32_t width, std::int32_t height,
-                   const LandmarkRecord* landmarks, FaceTemplate& templateOut) {
-    const char* reason = whyTemplateIsRefused(image, width, height, landmarks);
+                   const LandmarkRecord* landmarks, RecordCopy& copy, FaceTemplate& templateOut) {
+    const char* reason = whyTemplateIsRefused(image, width, height, landmarks, copy);
     if (reason == nullptr) {
         return false;
     }
-    std::printf("template refused: %s\n", reason);
-    std::fflush(stdout);
+    printLine("template refused: ", reason);
     constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
     std::fill(std::begin(templateOut.projection), std::end(templateOut.projection), kNaN);
     templateOut.quadraticTerm = kNaN;
