@@ -1,7 +1,5 @@
 #include "layers/local_layer.h"
 
-#include <limits>
-
 #include "description/parameters.h"
 #include "layers/list_entry.h"
 #include "layers/unusable_layer.h"
@@ -35,7 +33,7 @@ FilterGeometry LocalLayer::geometryOf(std::int32_t inputIndex) const {
 void LocalLayer::requireRoom(const FilterShape& shape, const Matrix& images,
                              std::int32_t filterCount, float targetScale) const {
     const std::int64_t cols = static_cast<std::int64_t>(filterCount) * shape.modules;
-    requireUsable(cols <= std::numeric_limits<std::int32_t>::max());
+    requireUsable(cols <= kMostOutputs);
     // A first share would lose its images if their matrix were resized as the output. A later one is
     // added to the output as it is.
     requireUsable(targetScale == 0.0F ? outputs != &images || cols == images.numCols

@@ -9,6 +9,9 @@
 #include "layers/filter_shape.h"
 #include "layers/weight_layer.h"
 
+// More than any embedded network has (43,264), less than memory would be short of.
+constexpr std::int64_t kMostOutputs = 1 << 18;
+
 // A position of a filter is called a module. Weights are transposed when loaded: one row for each
 // filter.
 class LocalLayer : public WeightLayer {
@@ -32,8 +35,8 @@ class LocalLayer : public WeightLayer {
     // The lists' entries for one input. Throws std::out_of_range if a list is too short.
     FilterGeometry geometryOf(std::int32_t inputIndex) const;
 
-    // Throws UnusableLayer unless the result of `filterCount` filters has rows whose length fits in
-    // 32 bits. For a first share the output must not be a matrix of images of another size; for a
+    // Throws UnusableLayer unless the result of `filterCount` filters has rows of at most kMostOutputs
+    // values. For a first share the output must not be a matrix of images of another size; for a
     // later one the result has to fit into the output as it is.
     void requireRoom(const FilterShape& shape, const Matrix& images, std::int32_t filterCount,
                      float targetScale) const;

@@ -60,12 +60,17 @@ Matrix::Matrix(std::int32_t rows, std::int32_t cols)
     }
 }
 
-Matrix::Matrix(std::istream& stream) {
+Matrix::Matrix(std::istream& stream, std::int32_t most) {
     numRows = readInt32(stream);
     numCols = readInt32(stream);
     numElements = elementCount(numRows, numCols);
     if (numElements < 0) {
         throw std::bad_array_new_length();
+    }
+    if (numElements > most) {
+        numRows = numCols = numElements = 0;
+        stream.setstate(std::ios::failbit);
+        return;
     }
     data = new float[static_cast<std::size_t>(numElements)];
     stream.read(reinterpret_cast<char*>(data), static_cast<std::streamsize>(bytesOf(numElements)));

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
+#include <limits>
 #include <memory>
 
 // Storage orders, by the values that CBLAS gives them.
@@ -54,8 +55,10 @@ class Matrix {
 
     // Reads two 32-bit sizes, rows and columns, and then the elements row by row, all in the host's
     // byte order. What a short stream lacks stays uninitialised (sizes: 0), and its state shows
-    // that. Throws std::bad_alloc if the sizes do not give a valid element count.
-    explicit Matrix(std::istream& stream);
+    // that. Throws std::bad_alloc if the sizes do not give a valid element count. Of more than `most`
+    // elements none is read: the matrix stays empty, and the stream's state shows that, too.
+    explicit Matrix(std::istream& stream,
+                    std::int32_t most = std::numeric_limits<std::int32_t>::max());
 
     // A view of `rows` x `cols` floats that are owned elsewhere.
     static Matrix view(float* foreign, std::int32_t rows, std::int32_t cols);

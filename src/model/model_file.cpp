@@ -1,21 +1,15 @@
 #include "model/model_file.h"
 
-#include <cstdio>
+#include "platform/host_output.h"
 
-#include "platform/platform.h"
-
-bool openModelFile(std::ifstream& stream, const std::string& path) {
-    if (!isOpenableFolder(path.c_str())) {
-        stream.open(path, std::ios::binary);
-        if (stream.is_open()) {
-            return true;
-        }
+bool openModelFile(RegularFile& file, const char* path) {
+    if (file.open(path)) {
+        return true;
     }
-    reportUnopenedFile(path.c_str());
+    reportUnopenedFile(path);
     return false;
 }
 
 void reportUnopenedFile(const char* path) {
-    std::printf("load %s failed\n", path);
-    std::fflush(stdout);
+    printLine("load ", path, " failed");
 }

@@ -2,13 +2,11 @@
 #ifndef ZOMU_MODEL_MODEL_FILE_H
 #define ZOMU_MODEL_MODEL_FILE_H
 
-#include <fstream>
-#include <string>
+#include "platform/regular_file.h"
 
-// Opens `path` for binary reading and clears the stream's state. If that fails, prints "load <path>
-// failed" to standard output, flushes it and returns false. A folder fails too, although some
-// systems allow opening one.
-bool openModelFile(std::ifstream& stream, const std::string& path);
+// Opens `path`. If that fails, or if it is no regular file, prints "load <path> failed" to standard
+// output and returns false.
+bool openModelFile(RegularFile& file, const char* path);
 
 // Prints the line alone, for a caller that already knows that `path` cannot be opened.
 void reportUnopenedFile(const char* path);

@@ -6,11 +6,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <new>
 
 #include "model/model_file.h"
+#include "platform/regular_file.h"
 
 char tempPath[kTempPathRoom];
 char modelDir[kTempPathRoom + sizeof kModelFolderName + 1];
@@ -38,56 +38,53 @@ struct TablePath {
     char text[kPathRoom];
 };
 
-bool openTableFile(std::ifstream& stream, const char* name) {
-    const TablePath path(name);
-    // A load cannot fail, and an exception that reached the loader would end the process: an
-    // allocation failure counts as a file that cannot be opened.
-    try {
-        return openModelFile(stream, path.text);
-    } catch (const std::bad_alloc&) {
-        stream.close();
-        reportUnopenedFile(path.text);
-        return false;
-    }
+bool openTableFile(RegularFile& file, const char* name) {
+    return openModelFile(file, TablePath(name).text);
 }
 
-void readInto(std::ifstream& stream, void* destination, std::size_t bytes) {
-    stream.read(static_cast<char*>(destination), static_cast<std::streamsize>(bytes));
+// As much as there is. True if that is all.
+bool readInto(RegularFile& file, void* destination, std::size_t bytes) {
+    const auto count = static_cast<std::streamsize>(bytes);
+    return file.sgetn(static_cast<char*>(destination), count) == count;
 }
 
 // The file of a mean image starts with its number of floats. A count beyond its slot continues into
 // the following slots, whose own files are loaded later, but never past the end of the table.
-void loadMeanImage(std::ifstream& stream, MeanImages& meanImages, int slot) {
+void loadMeanImage(RegularFile& file, MeanImages& meanImages, int slot) {
     std::int32_t count = 0;
-    readInto(stream, &count, sizeof count);
+    readInto(file, &count, sizeof count);
     const std::int64_t room = static_cast<std::int64_t>(kNetCount - slot) * kMeanImageRoom;
     const std::int64_t floats = std::clamp<std::int64_t>(count, 0, room);
-    readInto(stream, meanImages[slot], static_cast<std::size_t>(floats) * sizeof(float));
+    readInto(file, meanImages[slot], static_cast<std::size_t>(floats) * sizeof(float));
 }
 
-void loadTable(std::ifstream& stream, const char* name, void* table, std::size_t bytes) {
-    if (openTableFile(stream, name)) {
-        readInto(stream, table, bytes);
-        stream.close();
+void loadTable(const char* name, void* table, std::size_t bytes) {
+    RegularFile file;
+    if (openTableFile(file, name)) {
+        readInto(file, table, bytes);
     }
 }
 
 // The rows of a projection file become rows `first` and on. Some at a time, which is quicker: no group
 // begins among them.
-void loadProjection(std::ifstream& stream, const char* name, ProjectionTable& table, int first) {
+void loadProjection(const char* name, ProjectionTable& table, int first) {
     constexpr int kAtOnce = 4;
     static_assert(kProjectionCount % kAtOnce == 0 && kGroupRows % kAtOnce == 0);
+    // A load cannot fail, and an exception that reached the loader would end the process: without
+    // memory the file counts as one that cannot be opened.
     const std::unique_ptr<float[]> rows(new (std::nothrow) float[kAtOnce * kFeatureCount]);
     if (rows == nullptr) {
         reportUnopenedFile(TablePath(name).text);
         return;
     }
-    if (!openTableFile(stream, name)) {
+    RegularFile file;
+    if (!openTableFile(file, name)) {
         return;
     }
-    for (int row = 0; row < kProjectionCount && stream.good(); row += kAtOnce) {
+    bool isMore = true;
+    for (int row = 0; row < kProjectionCount && isMore; row += kAtOnce) {
         std::fill_n(rows.get(), kAtOnce * kFeatureCount, 0.0F);  // what a short file lacks
-        readInto(stream, rows.get(), kAtOnce * kFeatureCount * sizeof(float));
+        isMore = readInto(file, rows.get(), kAtOnce * kFeatureCount * sizeof(float));
         for (int column = 0; column < kFeatureCount; ++column) {
             float* place = &table.at(first + row, column);
             for (int i = 0; i < kAtOnce; ++i) {
@@ -95,7 +92,6 @@ void loadProjection(std::ifstream& stream, const char* name, ProjectionTable& ta
             }
         }
     }
-    stream.close();
 }
 
 }  // namespace
@@ -115,16 +111,15 @@ void findModelDirectory() {
 }
 
 void loadModelTables(ModelTables& tables) {
-    std::ifstream stream;
     for (int number = 1; number <= kNetCount; ++number) {
         char name[16];
         std::snprintf(name, sizeof name, "0-%d-0", number);
-        if (openTableFile(stream, name)) {
-            loadMeanImage(stream, tables.meanImages, number - 1);
-            stream.close();
+        RegularFile file;
+        if (openTableFile(file, name)) {
+            loadMeanImage(file, tables.meanImages, number - 1);
         }
     }
-    loadTable(stream, "6-0", tables.featureMean, sizeof tables.featureMean);
-    loadProjection(stream, "6-1", tables.projection, 0);
-    loadProjection(stream, "6-2", tables.projection, kProjectionCount);
+    loadTable("6-0", tables.featureMean, sizeof tables.featureMean);
+    loadProjection("6-1", tables.projection, 0);
+    loadProjection("6-2", tables.projection, kProjectionCount);
 }

@@ -1,15 +1,16 @@
 #include "model/weight_files.h"
 
-#include <fstream>
+#include <istream>
 #include <utility>
 
 #include "model/model_file.h"
 
 namespace {
 
-LoadedMatrix readMatrix(std::ifstream& stream) {
+LoadedMatrix readMatrix(RegularFile& file) {
+    std::istream stream(&file);
     LoadedMatrix loaded;
-    loaded.matrix = std::make_unique<Matrix>(stream);
+    loaded.matrix = std::make_unique<Matrix>(stream, kMostElements);
     // A read that ends with the file's last byte leaves the state good.
     loaded.isComplete = stream.good();
     return loaded;
@@ -21,11 +22,11 @@ std::vector<LoadedMatrix> loadWeightList(const std::string& folder,
                                          const std::vector<std::string>& names, bool transposed) {
     std::vector<LoadedMatrix> list;
     for (const std::string& name : names) {
-        std::ifstream stream;
-        if (!openModelFile(stream, folder + name)) {
+        RegularFile file;
+        if (!openModelFile(file, (folder + name).c_str())) {
             continue;
         }
-        LoadedMatrix loaded = readMatrix(stream);
+        LoadedMatrix loaded = readMatrix(file);
         // Not for a short file: no layer will use it, and its sizes may be anything.
         if (transposed && loaded.isComplete) {
             loaded.matrix = loaded.matrix->transpose();
@@ -36,9 +37,9 @@ std::vector<LoadedMatrix> loadWeightList(const std::string& folder,
 }
 
 LoadedMatrix loadBias(const std::string& folder, const std::string& name) {
-    std::ifstream stream;
-    if (openModelFile(stream, folder + name)) {
-        return readMatrix(stream);
+    RegularFile file;
+    if (openModelFile(file, (folder + name).c_str())) {
+        return readMatrix(file);
     }
     return {std::make_unique<Matrix>(), true};
 }

@@ -3,14 +3,19 @@
 #ifndef ZOMU_MODEL_WEIGHT_FILES_H
 #define ZOMU_MODEL_WEIGHT_FILES_H
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "matrix/matrix.h"
 
+// More than any file of an embedded network has (192,000), less than memory would be short of.
+constexpr std::int32_t kMostElements = 1 << 18;
+
 // A matrix as its file gave it. If the file was shorter than its own sizes say, some elements are
-// uninitialised and `isComplete` is false; an empty matrix that was never read counts as complete.
+// uninitialised and `isComplete` is false. If it has more than kMostElements, none of them is read, the
+// matrix is empty and `isComplete` is false. An empty matrix that was never read counts as complete.
 struct LoadedMatrix {
     std::unique_ptr<Matrix> matrix;
     bool isComplete = true;

@@ -9,24 +9,16 @@ void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]) {
     GetTempPathA(kTempPathRoom, buffer);
 }
 
-// Windows does not open folders as files. Paths are in the system's code page here, which
-// std::filesystem could misread.
-bool isOpenableFolder(const char*) {
-    return false;
-}
-
 #else
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <initializer_list>
-#include <system_error>
 
 void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]) {
     const char* directory = "/tmp";
     for (const char* name : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
-        const char* value = std::getenv(name);
+        const char* value = secure_getenv(name);
         if (value != nullptr && value[0] != '\0') {
             directory = value;
             break;
@@ -44,11 +36,6 @@ void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]) {
         buffer[length++] = kSeparator;
     }
     buffer[length] = '\0';
-}
-
-bool isOpenableFolder(const char* path) {
-    std::error_code ignored;
-    return std::filesystem::is_directory(path, ignored);
 }
 
 #endif

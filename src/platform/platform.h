@@ -1,5 +1,4 @@
-// What differs between operating systems: the temporary directory, the path separator, and whether
-// a folder opens like a file.
+// What differs between operating systems: the temporary directory and the path separator.
 #ifndef ZOMU_PLATFORM_PLATFORM_H
 #define ZOMU_PLATFORM_PLATFORM_H
 
@@ -14,10 +13,8 @@ constexpr char kSeparator = '/';
 
 // Writes the temporary directory, which ends in a separator, to `buffer`; an empty string if it
 // does not fit. On systems without GetTempPathA it is the first of TMPDIR, TMP, TEMP and TEMPDIR
-// that is set and not empty, else /tmp.
+// that is set and not empty, else /tmp. A program that has other rights than its caller, such as a
+// set-user-ID program, does not look at the caller's variables.
 void queryTemporaryDirectory(char (&buffer)[kTempPathRoom]);
-
-// True if `path` is a folder that the system would open like a file.
-bool isOpenableFolder(const char* path);
 
 #endif

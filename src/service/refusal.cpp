@@ -1,10 +1,10 @@
 #include "service/refusal.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <limits>
 
+#include "platform/host_output.h"
 #include "service/extraction.h"
 
 bool refuseRequest(const std::uint8_t* image, std::int32_t width, std::int32_t height,
@@ -13,8 +13,7 @@ bool refuseRequest(const std::uint8_t* image, std::int32_t width, std::int32_t h
     if (reason == nullptr) {
         return false;
     }
-    std::printf("template refused: %s\n", reason);
-    std::fflush(stdout);
+    printLine("template refused: ", reason);
     constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
     std::fill(std::begin(templateOut.projection), std::end(templateOut.projection), kNaN);
     templateOut.quadraticTerm = kNaN;

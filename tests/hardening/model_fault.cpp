@@ -1,5 +1,7 @@
 #include "hardening/model_fault.h"
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -75,6 +77,8 @@ constexpr FaultRow kFaults[] = {
     {Fault::folder, "a folder", true, {zeros, zeros, noOutput, noOutput, zeros, zeros}},
     {Fault::unreadable, "unreadable", true, {zeros, zeros, noOutput, noOutput, zeros, zeros}},
     {Fault::linkLoop, "a link to itself", true, {zeros, zeros, noOutput, noOutput, zeros, zeros}},
+    {Fault::namedPipe, "a named pipe", true, {zeros, zeros, noOutput, noOutput, zeros, zeros}},
+    {Fault::device, "a device", true, {zeros, zeros, noOutput, noOutput, zeros, zeros}},
 };
 
 // The good file's bytes with the fault in them.
@@ -155,6 +159,14 @@ void inflict(const FaultCase& faultCase, const LinkedModel& model) {
             break;
         case Fault::linkLoop:
             std::filesystem::create_symlink(path, path);
+            break;
+        case Fault::namedPipe:
+            if (mkfifo(path.c_str(), 0600) != 0) {
+                throw std::runtime_error("cannot make a named pipe");
+            }
+            break;
+        case Fault::device:
+            std::filesystem::create_symlink("/dev/zero", path);
             break;
         case Fault::unreadable:
             std::filesystem::copy_file(model.goodPathOf(name), path);

@@ -24,6 +24,8 @@ enum class Fault {
     folder,      // in its place
     unreadable,  // mode 000, for a process that may not overrule it
     linkLoop,    // a link to itself
+    namedPipe,   // that nobody writes to
+    device,      // a link to /dev/zero
 };
 
 const char* nameOf(Fault fault);

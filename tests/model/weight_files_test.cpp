@@ -83,6 +83,21 @@ TEST_F(WeightFiles, shorterThanTheirSizesSayAreKeptAsStoredButIncomplete) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
+TEST_F(WeightFiles, withMoreElementsThanAnyNetworkHasAreIncompleteAndAskForNoMemory) {
+    for (const std::int32_t rows : {kMostElements, 1 << 30}) {
+        const std::int32_t sizes[2] = {rows, 1};
+        writeFile(prefix + "large", sizes, sizeof sizes);
+        std::filesystem::resize_file(prefix + "large", 8 + 4 * std::uintmax_t{kMostElements});
+        const bool isUsable = rows == kMostElements;
+        const LoadedMatrix bias = loadBias(prefix, "large");
+        EXPECT_EQ(bias.isComplete, isUsable);
+        EXPECT_EQ(bias.matrix->numElements, isUsable ? rows : 0);
+        const auto weights = load({"large"}, true);
+        EXPECT_EQ(weights.at(0).isComplete, isUsable);
+        EXPECT_EQ(weights.at(0).matrix->numElements, isUsable ? rows : 0);
+    }
+}
+
 TEST_F(WeightFiles, withSizesThatOverflowFailInTheAllocator) {
     const std::int32_t sizes[2] = {1 << 20, 1 << 20};
     writeFile(prefix + "huge", sizes, sizeof sizes);

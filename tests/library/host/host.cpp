@@ -34,6 +34,8 @@ static const Scenario* findScenario(const std::string& name) {
 #if !defined(_WIN32)
         kLimitScenarios,
         kProcessScenarios,
+        kOutputScenarios,
+        kRoundScenarios,
 #endif
     };
     for (const Scenario* list : lists) {

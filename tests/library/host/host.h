@@ -71,6 +71,8 @@ extern const Scenario kArgumentScenarios[];
 extern const Scenario kThreadScenarios[];
 extern const Scenario kLimitScenarios[];    // not on Windows
 extern const Scenario kProcessScenarios[];  // not on Windows
+extern const Scenario kOutputScenarios[];   // not on Windows
+extern const Scenario kRoundScenarios[];    // not on Windows
 extern const Scenario kBatchScenarios[];
 
 #endif

@@ -1,6 +1,5 @@
 // Where memory, threads or stacks are scarce, and what the team's threads leave to the host.
 #include <pthread.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -17,16 +16,8 @@
 
 #include "hardening/memory_use.h"
 #include "library/host/host.h"
+#include "library/host/limits.h"
 #include "support/threads.h"
-
-static void setLimit(decltype(RLIMIT_AS) resource, rlim_t value) {
-    rlimit limit;
-    getrlimit(resource, &limit);
-    limit.rlim_cur = value;
-    if (setrlimit(resource, &limit) != 0) {
-        throw std::runtime_error("cannot set a limit");
-    }
-}
 
 // N KB of addresses more than the process has. Keeps how far it came: 0 if the library could not be
 // opened, 1 if there was no memory for a context, 2 if none for an extraction, 3 with the template. And
@@ -64,7 +55,6 @@ static void extractInLimitedSpace(Host& host) {
 // As a user who may have N threads, of which the user's other processes have some. Keeps how many the
 // extraction has started, and the template.
 static void extractWithFewThreads(Host& host) {
-    constexpr uid_t kNobody = 65534;
     const bool isRoot = geteuid() == 0;  // for whom there is no limit
     const Library library(host.path);
     const Context context(library);

@@ -1,6 +1,5 @@
 // Forks, exits, and a library that is closed early or again and again.
-#include <sys/wait.h>
-#include <unistd.h>
+#include <sys/auxv.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -8,29 +7,15 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
 #include "hardening/memory_use.h"
+#include "library/host/children.h"
 #include "library/host/host.h"
 #include "support/environment.h"
 #include "support/threads.h"
-
-// The exit status of a child that does `work`, or -1. A child that hangs is ended.
-template <class Work>
-static int statusOfChild(const Work& work) {
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(30);
-        _exit(work());
-    }
-    int status = 0;
-    return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-static bool areSame(const FaceTemplate& one, const FaceTemplate& other) {
-    return std::memcmp(&one, &other, sizeof one) == 0;
-}
 
 // N: the threads that an extraction starts. Keeps the template from before the fork, a child's status (0: it had the same bits, its team was there,
 // and it could destroy the context), and the parent's template afterwards.
@@ -170,6 +155,14 @@ static void exitWhileUsed(Host& host) {
     std::exit(7);
 }
 
+// As a program that has other rights than its caller, whom it must not obey.
+static void loadWithOtherRights(Host& host) {
+    if (getauxval(AT_SECURE) == 0) {
+        throw std::runtime_error("no other rights");
+    }
+    const Library library(host.path);
+}
+
 const Scenario kProcessScenarios[] = {
     {"fork-after-use", forkAfterUse},
     {"fork-beside-work", forkBesideWork},
@@ -177,5 +170,6 @@ const Scenario kProcessScenarios[] = {
     {"extract-from-each", extractFromEach},
     {"close-while-used", closeWhileUsed},
     {"exit-while-used", exitWhileUsed},
+    {"load-with-other-rights", loadWithOtherRights},
     {nullptr, nullptr},
 };
