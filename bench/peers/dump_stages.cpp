@@ -188,8 +188,9 @@ void timeStages(Stages& stages, int runs, std::FILE* file) {
 void dumpAndTime(const Options& options) {
     attachLibrary();
     const FacePicture face = loadFacePicture(options.picture, options.landmarks);
+    RecordCopy copy;
     const char* refusal = whyTemplateIsRefused(face.picture.pixels.data(), face.picture.width,
-                                               face.picture.height, &face.landmarks);
+                                               face.picture.height, &face.landmarks, copy);
     if (refusal != nullptr) {
         throw std::runtime_error(options.picture + ": " + refusal);
     }

@@ -65,26 +65,48 @@ const LandmarkEntry* entriesOf(const LandmarkRecord& record) {
     return reinterpret_cast<const LandmarkEntry*>(bytes + offsetof(LandmarkRecord, entries));
 }
 
-const char* whyRecordIsRefused(const LandmarkRecord& record) {
-    if (record.count < kKeptCount) {
+// Volatile: each value is read once.
+static LandmarkEntry readEntry(const volatile LandmarkEntry& entry) {
+    return {entry.id, entry.x, entry.y};
+}
+
+const char* RecordCopy::take(const LandmarkRecord& host) {
+    longer.clear();
+    own.count = static_cast<const volatile LandmarkRecord&>(host).count;
+    if (own.count < kKeptCount) {
         return "fewer than 25 landmarks";
     }
-    const LandmarkEntry* entries = entriesOf(record);
+    const LandmarkEntry* entries = entriesOf(host);
     int kept = 0;
-    for (std::int32_t i = 0; i < record.count; ++i) {
-        const std::int32_t id = entries[i].id;
-        if (id < 0 || id >= kLandmarkIdCount) {
+    for (std::int32_t i = 0; i < own.count; ++i) {
+        const LandmarkEntry entry = readEntry(entries[i]);
+        if (entry.id < 0 || entry.id >= kLandmarkIdCount) {
             return "a landmark id outside 0 to 317";
         }
-        if (isSideOfHead(id)) {
-            continue;
-        }
-        ++kept;
+        kept += isSideOfHead(entry.id) ? 0 : 1;
         if (kept > kKeptCount) {
             return "more than 25 landmarks besides the sides of the head";
         }
+        if (i < ZOMU_LANDMARK_COUNT) {
+            own.entries[i] = entry;
+            continue;
+        }
+        if (i == ZOMU_LANDMARK_COUNT) {
+            const auto* bytes = reinterpret_cast<const unsigned char*>(&own);
+            longer.assign(bytes, bytes + sizeof own);
+        }
+        const auto* bytes = reinterpret_cast<const unsigned char*>(&entry);
+        longer.insert(longer.end(), bytes, bytes + sizeof entry);
     }
     return kept < kKeptCount ? "fewer than 25 landmarks besides the sides of the head" : nullptr;
+}
+
+const LandmarkRecord& RecordCopy::record() const {
+    return longer.empty() ? own : *reinterpret_cast<const LandmarkRecord*>(longer.data());
+}
+
+const char* whyRecordIsRefused(const LandmarkRecord& record) {
+    return RecordCopy().take(record);
 }
 
 int compareLandmarkIds(const void* first, const void* second) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <vector>
 
 #include "zomu.h"
 
@@ -29,10 +30,25 @@ bool isSideOfHead(std::int32_t id);
 // The record's entries, `count` of them, which may be more or fewer than its type declares.
 const LandmarkEntry* entriesOf(const LandmarkRecord& record);
 
-// What is wrong with a record, as a short text without a line end, or null if it meets the
-// contract: `count` at least 25, ids from 0 to 317, exactly 25 entries besides those at the sides
-// of the head. Reading stops at the 26th of these: no more of a bad record is read than of a good
-// one.
+// A record as it was when it was copied. The host may change its own at any time, also between a check
+// and a use: so it is read once, and the copy is checked and used.
+class RecordCopy {
+  public:
+    // Returns what is wrong with the record, as a short text without a line end, or null if it meets the
+    // contract: `count` at least 25, ids from 0 to 317, exactly 25 entries besides those at the sides
+    // of the head. Reading stops at the 26th of these: no more of a bad record is read than of a good
+    // one. Asks for memory only if there are more than 29 entries.
+    const char* take(const LandmarkRecord& host);
+
+    // After a take that returned null.
+    const LandmarkRecord& record() const;
+
+  private:
+    LandmarkRecord own = {};
+    std::vector<unsigned char> longer;  // the whole record, if it does not fit
+};
+
+// What is wrong with a record, as RecordCopy::take says it.
 const char* whyRecordIsRefused(const LandmarkRecord& record);
 
 // Orders two entries (`const void*` to LandmarkEntry, for the standard sort) by `id`: 1, -1 or 0.

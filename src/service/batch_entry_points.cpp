@@ -30,15 +30,17 @@ void ZomuBatchExtract(ZomuBatchContext* context, const ZomuBatchRequest* request
     }
     const DefaultFloatMode mode;
     std::array<FaceRequest, kFacesAtOnce> faces;
+    std::array<RecordCopy, kFacesAtOnce> records;
     std::size_t accepted = 0;
-    for (const ZomuBatchRequest& request : std::span(requests, count)) {
+    for (const ZomuBatchRequest request : std::span(requests, count)) {  // a copy, as of the record
+        RecordCopy& record = records[accepted];
         if (request.templateOut == nullptr ||
-            refuseRequest(request.image, request.width, request.height, request.landmarks,
+            refuseRequest(request.image, request.width, request.height, request.landmarks, record,
                           *request.templateOut)) {
             continue;
         }
         faces[accepted++] = {{request.image, request.width, request.height, request.stride},
-                             request.landmarks,
+                             &record.record(),
                              request.templateOut};
         if (accepted == faces.size()) {
             extractTemplates(*context, g_modelTables, faces);

@@ -17,12 +17,13 @@ void ZomuExtractTemplate(ZomuContext* context, const std::uint8_t* image, std::i
                          std::int32_t height, std::int32_t stride, const LandmarkRecord* landmarks,
                          FaceTemplate* templateOut) {
     // Without a context or a template there is nothing to compute or to fill.
+    RecordCopy copy;
     if (context == nullptr || templateOut == nullptr ||
-        refuseRequest(image, width, height, landmarks, *templateOut)) {
+        refuseRequest(image, width, height, landmarks, copy, *templateOut)) {
         return;
     }
     const DefaultFloatMode mode;
-    extractTemplate(*context, g_modelTables, image, width, height, stride, *landmarks,
+    extractTemplate(*context, g_modelTables, image, width, height, stride, copy.record(),
                     *templateOut);
 }
 

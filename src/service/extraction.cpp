@@ -144,7 +144,7 @@ void projectFaces(ZomuContext& context, const ModelTables& tables, Faces faces) 
 }
 
 const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, std::int32_t height,
-                                 const LandmarkRecord* landmarks) {
+                                 const LandmarkRecord* landmarks, RecordCopy& copy) {
     if (image == nullptr) {
         return "no image";
     }
@@ -154,7 +154,7 @@ const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, 
     if (landmarks == nullptr) {
         return "no landmarks";
     }
-    return whyRecordIsRefused(*landmarks);
+    return copy.take(*landmarks);
 }
 
 void computeFeatures(ZomuContext& context, const MeanImages& meanImages, const std::uint8_t* image,

@@ -7,6 +7,7 @@
 #include <span>
 
 #include "model/model_tables.h"
+#include "patches/landmarks.h"
 #include "service/context.h"
 #include "zomu.h"
 
@@ -20,9 +21,10 @@ struct FaceRequest {
     FaceTemplate* templateOut;
 };
 
-// Why these arguments cannot give a template, as a short text, or null if they can.
+// Why these arguments cannot give a template, as a short text, or null if they can. Then `copy` holds the
+// landmarks, and the host's are not to be read again.
 const char* whyTemplateIsRefused(const std::uint8_t* image, std::int32_t width, std::int32_t height,
-                                 const LandmarkRecord* landmarks);
+                                 const LandmarkRecord* landmarks, RecordCopy& copy);
 
 // The stages of an extraction of some faces, each from the results of the one before it. cutPatches makes
 // room for what all of them write. projectFaces reads the context's features, less the feature mean.

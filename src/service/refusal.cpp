@@ -8,8 +8,8 @@
 #include "service/extraction.h"
 
 bool refuseRequest(const std::uint8_t* image, std::int32_t width, std::int32_t height,
-                   const LandmarkRecord* landmarks, FaceTemplate& templateOut) {
-    const char* reason = whyTemplateIsRefused(image, width, height, landmarks);
+                   const LandmarkRecord* landmarks, RecordCopy& copy, FaceTemplate& templateOut) {
+    const char* reason = whyTemplateIsRefused(image, width, height, landmarks, copy);
     if (reason == nullptr) {
         return false;
     }

@@ -4,10 +4,12 @@
 
 #include <cstdint>
 
+#include "patches/landmarks.h"
 #include "zomu.h"
 
-// Whether the request is refused. If so, its line has been printed and the template is NaN.
+// Whether the request is refused. If so, its line has been printed and the template is NaN. Otherwise
+// `copy` holds the landmarks.
 bool refuseRequest(const std::uint8_t* image, std::int32_t width, std::int32_t height,
-                   const LandmarkRecord* landmarks, FaceTemplate& templateOut);
+                   const LandmarkRecord* landmarks, RecordCopy& copy, FaceTemplate& templateOut);
 
 #endif

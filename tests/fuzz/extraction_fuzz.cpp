@@ -224,7 +224,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     };
 
     const Template result = extract(&model.context);
-    const bool isRefused = whyTemplateIsRefused(image, width, height, record) != nullptr;
+    RecordCopy copy;
+    const bool isRefused = whyTemplateIsRefused(image, width, height, record, copy) != nullptr;
     REQUIRE(isNan(result) || !(isRefused || isUnusable));
     if (odd == 5) {
         Bits untouched;

@@ -2,8 +2,10 @@
 // context's team of threads makes do, and the templates stay the same bits.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstddef>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "library/host_run.h"
@@ -70,6 +72,22 @@ TEST(TeamManners, hostIsToldWhereTheBlasLacksAddresses) {
     EXPECT_EQ(stepWithin(260000, "1", model.temporaryDirectory(), plain), 3) << "it asks twice";
 }
 
+// More values than any embedded network has: 3 GB of outputs, 400 MB of biases (a file with a hole), and,
+// in a file of ordinary size, 250 MB of outputs.
+TEST(TeamManners, absurdSizesAskForNoMemory) {
+    for (const auto& [name, rows, cols] :
+         {std::tuple("1-13-1", 16, 200000), std::tuple("2-13-2", 100000000, 1),
+          std::tuple("1-13-1", 16, 16000)}) {
+        const ModelVariant model;
+        model.reshape(name, rows, cols);
+        const HostRun run =
+            runWithTeam("1", {"extract-in-limited-space", "300000"}, model.temporaryDirectory());
+        EXPECT_TRUE(ended(run, "", 1 + kTemplateSize)) << name << ", " << cols;
+        EXPECT_EQ(run.results.at(0), 3) << name << ", " << cols << ": no memory";
+        EXPECT_TRUE(std::isnan(run.results.back())) << name << ", " << cols;
+    }
+}
+
 TEST(TeamManners, stacksOf64KilobytesAreEnough) {
     const ModelVariant other;
     giveAnotherShape(other);
@@ -102,6 +120,17 @@ TEST(TeamManners, manyContextsHaveManyTeams) {
 #endif
     EXPECT_EQ(run.results[2] - run.results[3], 7 * kContexts) << "threads";
 }
+
+// Also under the address sanitizer. Not under the other, which would report the host.
+#if !defined(__SANITIZE_THREAD__) && !defined(ZOMU_THREAD_SANITIZED)
+TEST(TeamManners, recordThatChangesMeanwhileIsReadOnce) {
+    const HostRun run = runWithTeam("2", {"change-count-meanwhile", "100", ZOMU_BATCH_LIBRARY});
+    ASSERT_EQ(run.exitStatus, 0) << "signal " << run.signal << ", " << run.err;
+    ASSERT_EQ(run.results.size(), 2U);
+    EXPECT_EQ(run.results[1], 0) << "wrong templates, beside " << run.results[0] << " refused";
+    EXPECT_GT(run.results[0], 0) << "the thread has changed nothing";
+}
+#endif
 
 // --- What the threads leave alone -------------------------------------------------------------------
 

@@ -40,8 +40,9 @@ static std::string refusalDifference(const Face& face, bool& isRefused) {
     const auto wordsOf = [](const char* refusal) { return refusal == nullptr ? "none" : refusal; };
     const SourceImage& image = face.image;
     const std::string expected = wordsOf(referenceRefusal(face.record));
+    RecordCopy copy;
     const std::string actual =
-        wordsOf(whyTemplateIsRefused(image.bytes, image.width, image.height, &face.record));
+        wordsOf(whyTemplateIsRefused(image.bytes, image.width, image.height, &face.record, copy));
     isRefused = expected != "none";
     return expected == actual ? "" : "refusal: expected " + expected + ", actual " + actual;
 }

@@ -1,7 +1,13 @@
 // What a host may hand to an extraction: faces of every kind anywhere in memory, and arguments that
 // no template can be made of.
 #include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <limits>
+#include <thread>
 
 #include "library/host/host.h"
 #include "reference/reference_patches.h"
@@ -81,8 +87,59 @@ static void passWhatIsUnusable(Host& host) {
     host.keep(context.extract(scene(0)));
 }
 
+// While another thread writes 29 and a huge number to the record's count in turn, N extractions by each
+// library (the other one's path is the second argument). There is one entry more, for which a huge count is
+// refused, and nothing behind it. Keeps how many templates were refused, and how many were neither that
+// nor the face's.
+static void changeCountMeanwhile(Host& host) {
+    const Library library(host.path);
+    const BatchLibrary batches(host.arguments.at(1));
+    const Context context(library);
+    ZomuBatchContext* const batch = batches.create();
+    const Scene face = scene(0);
+    const FaceTemplate expected = context.extract(face);
+
+    constexpr std::size_t kBytes = sizeof(LandmarkRecord) + sizeof(LandmarkEntry);
+    GuardedPages room(kBytes);
+    std::uint8_t* const start = room.end() - kBytes;
+    std::memcpy(start, &face.record, sizeof face.record);
+    std::memcpy(start + sizeof face.record, face.record.entries, sizeof(LandmarkEntry));
+    auto* const record = reinterpret_cast<LandmarkRecord*>(start);
+    std::atomic<bool> isOver = false;
+    std::thread changing([&] {
+        const std::atomic_ref<std::int32_t> count(record->count);
+        while (!isOver) {
+            count = std::numeric_limits<std::int32_t>::max();
+            count = ZOMU_LANDMARK_COUNT;
+        }
+    });
+    const Picture& picture = face.picture;
+    int refused = 0;
+    int wrong = 0;
+    for (int i = 0; i < 2 * host.number(0); ++i) {
+        FaceTemplate result = numberedTemplate();
+        if (i % 2 == 0) {
+            library.extract(context.get(), picture.topRow(), picture.width, picture.height,
+                            picture.stride, record, &result);
+        } else {
+            const ZomuBatchRequest request = {picture.topRow(), picture.width, picture.height,
+                                              picture.stride,   record,        &result};
+            batches.extract(batch, &request, 1);
+        }
+        const bool isRefused = std::isnan(result.projectionNorm);
+        refused += isRefused ? 1 : 0;
+        wrong += isRefused || std::memcmp(&expected, &result, sizeof result) == 0 ? 0 : 1;
+    }
+    isOver = true;
+    changing.join();
+    batches.destroy(batch);
+    host.keep(static_cast<float>(refused));
+    host.keep(static_cast<float>(wrong));
+}
+
 const Scenario kArgumentScenarios[] = {
     {"extract-random-faces", extractRandomFaces},
     {"pass-what-is-unusable", passWhatIsUnusable},
+    {"change-count-meanwhile", changeCountMeanwhile},
     {nullptr, nullptr},
 };
