@@ -13,16 +13,23 @@
  *     all contexts that no other thread was using.
  *  5. Files. All trained numbers come from the folder "~zvplugintmp~" in the temporary directory: on
  *     Windows what GetTempPathA says, elsewhere the first of TMPDIR, TMP, TEMP and TEMPDIR that is set
- *     and not empty, else /tmp. Mean images and projection tables are read once, while the library is
- *     loaded; weights at every ZomuCreate.
- *     For a file that cannot be opened the line "load <path> failed" goes to standard output, and that
- *     is all: tables stay zero, and a network without usable weights yields NaN.
+ *     and not empty, else /tmp; in a program with other rights than its caller (set-user-ID) always
+ *     /tmp. Mean images and projection tables are read once, while the library is loaded; weights at
+ *     every ZomuCreate.
+ *     For a file that cannot be opened, or is no regular file, the line "load <path> failed" goes to
+ *     standard output, and that is all: tables stay zero, missing biases add nothing, and a network
+ *     without usable weights yields NaN. Biases of 0 rows or columns add nothing, too, without a line.
  *  6. Unloading. A host may close the library and load it again, which reads the tables anew. If
  *     contexts are left when it is closed, they go on working, and the last ZomuDestroy unloads it.
  *  7. Windows. The functions of ZOMU.dll have numbers and no names: 1 ZomuCreate,
  *     2 ZomuExtractTemplate, 3 ZomuCompareTemplates, 4 ZomuDestroy.
  *  8. Errors. There are no error codes. What cannot be computed is NaN, and what went wrong is one
  *     line on standard output. Running out of memory raises std::bad_alloc through the call.
+ *  9. Lines. They go to the stream `stdout`, behind what the host has printed there. On Linux they raise
+ *     no signal and wait for nobody: what a full or closed pipe, socket or terminal does not take is
+ *     dropped. Nothing is printed if descriptor 1 is closed while the library is loaded, or once the
+ *     host has closed `stdout`. A host that wants no lines later redirects descriptor 1 to /dev/null:
+ *     if it closes it, the next file that it opens gets the number, and the lines.
  */
 #ifndef ZOMU_H
 #define ZOMU_H
@@ -94,8 +101,8 @@ ZOMU_API ZomuContext* ZomuCreate(void);
  * stride       how many bytes further the next row begins. Any value: padding behind the 3 x width
  *              bytes of a row is never read, and a negative stride walks a bottom-up picture, whose
  *              top row `image` then points at.
- * landmarks    the face in it; only read, and only during the call. Landmarks outside the picture are
- *              allowed.
+ * landmarks    the face in it; only read, once, and only during the call. Landmarks outside the
+ *              picture are allowed.
  * templateOut  receives the template: all 502 values, at the end of the call. If it is null, nothing
  *              happens.
  *

@@ -45,12 +45,9 @@ TEST(OutputManners, linesArriveInTheirOrderWhereThereIsRoom) {
 
 TEST(OutputManners, linesAreDroppedWhereTheyWouldStopOrEndTheHost) {
     const OutputCase cases[] = {
-        {"no-reader", ""},
-        {"no-reader-and-a-signal-that-waits", "", 1},
-        {"full-pipe", ""},
-        {"full-pipe-behind-text", "before;"},
-        {"full-socket", ""},
-        {"stopped-terminal", ""},
+        {"no-reader", ""},         {"no-reader-and-a-signal-that-waits", "", 1},
+        {"full-pipe", ""},         {"full-pipe-behind-text", "before;"},
+        {"full-socket", ""},       {"stopped-terminal", ""},
         {"file-at-its-limit", ""},
     };
     for (const OutputCase& output : cases) {

@@ -10,9 +10,9 @@
 class Rounds : public testing::TestWithParam<const char*> {};
 
 TEST_P(Rounds, endWell) {
-    const HostRun run = runHost(
-        Variables{{"TMPDIR", sharedTemporaryDirectory()}, {"OMP_NUM_THREADS", "8"}},
-        {"rounds", GetParam(), "200"});
+    const HostRun run =
+        runHost(Variables{{"TMPDIR", sharedTemporaryDirectory()}, {"OMP_NUM_THREADS", "4"}},
+                {"rounds", GetParam(), "200"});
     ASSERT_TRUE(ended(run, "", 1));
     EXPECT_EQ(run.results[0], 0) << "rounds that went wrong";
 }

@@ -4,6 +4,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstdio>
@@ -22,6 +24,10 @@
 class Output {
   public:
     ~Output() {
+        isOver = true;
+        if (locking.joinable()) {
+            locking.join();
+        }
         if (reader < 0) {
             return;
         }
@@ -70,6 +76,22 @@ class Output {
         fcntl(STDOUT_FILENO, F_SETFL, flags);
     }
 
+    // By another thread, for as long as this exists.
+    void lockStream() {
+        std::atomic<bool> isLocked = false;
+        locking = std::thread([&] {
+            flockfile(stdout);
+            isLocked = true;
+            while (!isOver) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+            funlockfile(stdout);
+        });
+        while (!isLocked) {
+            std::this_thread::yield();
+        }
+    }
+
     void closeReader() {
         close(reader);
         reader = -1;
@@ -90,6 +112,8 @@ class Output {
 
     int former = dup(STDOUT_FILENO);
     int reader = -1;
+    std::thread locking;
+    std::atomic<bool> isOver = false;
 };
 
 // What a host may do to its standard output.
@@ -111,7 +135,7 @@ static void prepare(const std::string& kind, Output& output) {
         {"locked-stream",
          [&] {
              output.openPipe();
-             std::thread([] { flockfile(stdout); }).join();
+             output.lockStream();
          }},
         {"no-reader",
          [&] {
