@@ -1,6 +1,7 @@
 #include "patches/landmarks.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 
 // The comment after each row is the id of its landmark. Rows 0 and 1 are the eyes.
@@ -65,21 +66,23 @@ const LandmarkEntry* entriesOf(const LandmarkRecord& record) {
     return reinterpret_cast<const LandmarkEntry*>(bytes + offsetof(LandmarkRecord, entries));
 }
 
-// Volatile: each value is read once.
-static LandmarkEntry readEntry(const volatile LandmarkEntry& entry) {
-    return {entry.id, entry.x, entry.y};
+// Once, even if another thread writes there: an ordinary variable may be read again where it is used.
+template <class Value>
+static Value readOnce(const Value& value) {
+    return std::atomic_ref<Value>(const_cast<Value&>(value)).load(std::memory_order_relaxed);
 }
 
 const char* RecordCopy::take(const LandmarkRecord& host) {
     longer.clear();
-    own.count = static_cast<const volatile LandmarkRecord&>(host).count;
+    own.count = readOnce(host.count);
     if (own.count < kKeptCount) {
         return "fewer than 25 landmarks";
     }
     const LandmarkEntry* entries = entriesOf(host);
     int kept = 0;
     for (std::int32_t i = 0; i < own.count; ++i) {
-        const LandmarkEntry entry = readEntry(entries[i]);
+        const LandmarkEntry entry = {readOnce(entries[i].id), readOnce(entries[i].x),
+                                     readOnce(entries[i].y)};
         if (entry.id < 0 || entry.id >= kLandmarkIdCount) {
             return "a landmark id outside 0 to 317";
         }

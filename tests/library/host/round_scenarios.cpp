@@ -40,6 +40,7 @@ static int exitBesideExtraction(const Rounds& rounds, int round) {
     std::exit(0);
 }
 
+// Of a process in which another thread creates at that moment.
 static int createAndExtract(const Rounds& rounds, int) {
     return rounds.givesExpected(Context(rounds.library)) ? 0 : 1;
 }
@@ -83,18 +84,18 @@ static void runRounds(Host& host) {
     Rounds rounds = {.library = library, .context = context};
     rounds.expected = Context(library).extract(rounds.face);
 
-    std::atomic<bool> isOver = run != createAndExtract;
-    std::thread creating([&] {
-        while (!isOver) {
-            const Context other(library);
-        }
-    });
     int failures = 0;
     for (int round = 0; round < host.number(1); ++round) {
+        std::thread beside;
+        if (run == createAndExtract) {  // a create takes some milliseconds
+            beside = std::thread([&] { const Context other(library); });
+            std::this_thread::sleep_for(std::chrono::microseconds(20 * round));
+        }
         failures += statusOfChild([&] { return run(rounds, round); }) == 0 ? 0 : 1;
+        if (beside.joinable()) {
+            beside.join();
+        }
     }
-    isOver = true;
-    creating.join();
     host.keep(static_cast<float>(failures));
 }
 
