@@ -1,6 +1,6 @@
 // Weight files, mean images and projection tables of any contents, against what a plain reading of
-// the same bytes gives. A matrix whose sizes cannot be allocated, a negative product included, has
-// to end in std::bad_alloc.
+// the same bytes gives. A matrix whose sizes give no number of elements, a negative product included,
+// has to end in std::bad_alloc; one with more elements than any network needs is not read.
 //
 // The files lie in memory. The tables look for theirs under fixed names, so that their folder holds
 // a symbolic link for each.
@@ -8,6 +8,7 @@
 #include <bit>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <new>
 #include <string>
@@ -35,8 +36,10 @@ struct ExpectedMatrix {
         rows = sizes[0];
         cols = sizes[1];
         const std::int64_t count = static_cast<std::int64_t>(rows) * cols;
-        canExist = 0 <= count && count <= (std::int64_t{64} << 20U) / 4;
-        if (canExist && file.size() >= sizeof sizes) {
+        canExist = 0 <= count && count <= std::numeric_limits<std::int32_t>::max();
+        if (count > kMostElements) {
+            rows = cols = 0;
+        } else if (canExist && file.size() >= sizeof sizes) {
             const std::size_t wanted = static_cast<std::size_t>(count) * sizeof(float);
             elements.assign(file.begin() + 8, file.end());
             isComplete = elements.size() >= wanted;
@@ -44,7 +47,7 @@ struct ExpectedMatrix {
         }
     }
 
-    bool canExist;  // false: the request of memory fails
+    bool canExist;  // false: std::bad_alloc
     bool isComplete = false;
     std::int32_t rows;
     std::int32_t cols;
