@@ -31,8 +31,7 @@ int exifOrientation(const uint8_t* exif, size_t size) {
         return 1;
     }
     int orientation = 1;
-    const ExifEntry* entry =
-        exif_content_get_entry(data->ifd[EXIF_IFD_0], EXIF_TAG_ORIENTATION);
+    const ExifEntry* entry = exif_content_get_entry(data->ifd[EXIF_IFD_0], EXIF_TAG_ORIENTATION);
     if (entry != NULL && entry->format == EXIF_FORMAT_SHORT && entry->components == 1 &&
         entry->size >= 2) {
         orientation = exif_get_short(entry->data, exif_data_get_byte_order(data));

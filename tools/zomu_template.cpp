@@ -1,12 +1,10 @@
 // zomu-template: templates in files that know their model, and scores of two of them.
-#include <cmath>
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
 #include <string>
 
 #include "command_line/command_line.h"
-#include "model/model_fingerprint.h"
 #include "model/model_tables.h"
 #include "service/attach.h"
 #include "sheets/face_picture.h"
@@ -34,32 +32,32 @@ void extract(const Arguments& arguments) {
         std::fprintf(stderr, "zomu-template: warning: %s\n", doubt.c_str());
     }
     findModelDirectory();
-    const Sha256Digest model = modelFingerprint(modelDir);
+    const ZomuFingerprint model = ZomuModel::fingerprint(modelDir);
     attachLibrary();
-    ZomuExtractor extractor;
-    ZomuTemplate extracted = extractor.extract({face.picture.pixels.data(), face.picture.width,
-                                                face.picture.height, 3 * face.picture.width},
-                                               face.landmarks);
+    ZomuExtractor extractor(model);
+    const ZomuTemplate extracted =
+        extractor.extract({face.picture.pixels.data(), face.picture.width, face.picture.height,
+                           3 * face.picture.width},
+                          face.landmarks);
     if (!extracted.isUsable()) {
         throw std::runtime_error(std::string(modelDir) +
                                  ": gives no template; zomu-model check says what is wrong");
     }
-    extracted.model = model;
     extracted.save(arguments.output);
+}
+
+std::string startOf(const ZomuFingerprint& model) {
+    return ZomuModel::hexadecimal(model).substr(0, 16);
 }
 
 void compare(const Arguments& arguments) {
     const ZomuTemplate first = ZomuTemplate::load(arguments.first);
     const ZomuTemplate second = ZomuTemplate::load(arguments.second);
     if (first.model != second.model) {
-        throw std::runtime_error("made with two models, " + hexadecimal(first.model).substr(0, 16) +
-                                 "... and " + hexadecimal(second.model).substr(0, 16) +
-                                 "...: their templates cannot be compared");
+        throw std::runtime_error("made with two models, " + startOf(first.model) + "... and " +
+                                 startOf(second.model) + "...: their templates cannot be compared");
     }
     const float score = first.scoreAgainst(second);
-    if (!std::isfinite(score)) {
-        throw std::runtime_error("no score: one of the templates has no length");
-    }
     if (std::printf("%.9g\n", static_cast<double>(score)) < 0 || std::fflush(stdout) != 0) {
         throw std::runtime_error("cannot write to standard output");
     }

@@ -60,8 +60,8 @@ std::string exifBlock(std::uint32_t orientation, bool big = true, std::uint32_t 
     const int width = type == 4 ? 4 : 2;
     return (big ? "MM" : "II") + number(42, 2, big) + number(8, 4, big) + number(1, 2, big) +
            number(0x112, 2, big) + number(type, 2, big) + number(values, 4, big) +
-           number(orientation, width, big) + std::string(static_cast<std::size_t>(4 - width), '\0') +
-           number(0, 4, big);
+           number(orientation, width, big) +
+           std::string(static_cast<std::size_t>(4 - width), '\0') + number(0, 4, big);
 }
 
 std::string segment(const std::string& content) {
@@ -91,7 +91,8 @@ class Upright : public testing::Test {
             file.insert(behind ? file.size() - 12 : 33, exif);
             writeText(path, file);
         } else {
-            writeText(path, encodeJpeg(width, height, grey, TJPF_GRAY, TJSAMP_GRAY).insert(2, exif));
+            writeText(path,
+                      encodeJpeg(width, height, grey, TJPF_GRAY, TJSAMP_GRAY).insert(2, exif));
         }
     }
 
@@ -130,18 +131,25 @@ TEST_F(Upright, theFirstBlockDecidesWhereverItIs) {
     expectLetters(Kind::png, kUpright);
     write(Kind::png, "bdf/ace", pngChunk("eXIf", quarter) + pngChunk("eXIf", half));
     expectLetters(Kind::png, kUpright);
-    write(Kind::jpeg, "bdf/ace",
-          segment("http://ns.adobe.com/xap/1.0/") + segment(kName + quarter) + segment(kName + half));
+    write(
+        Kind::jpeg, "bdf/ace",
+        segment("http://ns.adobe.com/xap/1.0/") + segment(kName + quarter) + segment(kName + half));
     expectLetters(Kind::jpeg, kUpright);
 }
 
 TEST_F(Upright, blocksThatMakeNoSenseLeaveThePictureAsStored) {
     const std::string good = exifBlock(6);
-    std::vector<std::string> blocks = {
-        exifBlock(0), exifBlock(9), exifBlock(65535), exifBlock(6, true, 4), exifBlock(6, true, 3, 0),
-        exifBlock(6, true, 3, 2), exifBlock(6, true, 3, 0x7FFFFFFF), exifBlock(6, true, 99),
-        "XX" + good.substr(2), good.substr(0, 4) + bigEndian(0xFFFFFFF0) + good.substr(8),
-        good + std::string(1 << 20, '\0')};
+    std::vector<std::string> blocks = {exifBlock(0),
+                                       exifBlock(9),
+                                       exifBlock(65535),
+                                       exifBlock(6, true, 4),
+                                       exifBlock(6, true, 3, 0),
+                                       exifBlock(6, true, 3, 2),
+                                       exifBlock(6, true, 3, 0x7FFFFFFF),
+                                       exifBlock(6, true, 99),
+                                       "XX" + good.substr(2),
+                                       good.substr(0, 4) + bigEndian(0xFFFFFFF0) + good.substr(8),
+                                       good + std::string(1 << 20, '\0')};
     for (std::size_t size = 0; size < 20; ++size) {
         blocks.push_back(good.substr(0, size));
     }

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "model/sha256.h"
 #include "patches/landmarks.h"
 #include "sheets/face_picture.h"
 #include "support/read_file.h"
@@ -93,7 +92,7 @@ TEST(ZomuTemplate, extractsAndCompares) {
     EXPECT_EQ(std::stof(compared.out), stored.scoreAgainst(stored));
     const ProcessResult fingerprint =
         runTool(ZOMU_MODEL_PROGRAM, {"fingerprint", ZOMU_TEST_MODEL "/~zvplugintmp~"});
-    EXPECT_EQ(fingerprint.out, hexadecimal(stored.model) + "\n");
+    EXPECT_EQ(fingerprint.out, ZomuModel::hexadecimal(stored.model) + "\n");
 }
 
 TEST(ZomuTemplate, landmarksMeanTheUprightPicture) {
