@@ -1,5 +1,5 @@
 // ZOMU for C++17 hosts: the same four functions with owners, views and values. Header only. It does
-// nothing that zomu.h cannot do, and everything that zomu.h says applies.
+// nothing that zomu.h and zomu_check.h cannot do, and everything that zomu.h says applies.
 //
 //   ZomuExtractor extractor;
 //   ZomuTemplate a = extractor.extract(ZomuPixels{bytes, width, height, stride}, landmarks);
@@ -13,8 +13,10 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 
 #include "zomu.h"
+#include "zomu_check.h"
 #include "zomu_model.hpp"
 #include "zomu_template.hpp"
 
@@ -25,6 +27,15 @@ struct ZomuPixels {
     std::int32_t width = 0;
     std::int32_t height = 0;
     std::int32_t stride = 0;
+};
+
+// Landmarks that cannot be those of a face in the picture. The text says why.
+class ZomuLandmarkError : public std::invalid_argument {
+  public:
+    explicit ZomuLandmarkError(const ZomuLandmarkReport& report)
+        : std::invalid_argument(report.text), fault(report.fault) {}
+
+    ZomuLandmarkFault fault;
 };
 
 // Owns a context: 25 networks, about 40 MB. Movable, not copyable. One call at a time: each thread
@@ -40,9 +51,21 @@ class ZomuExtractor {
     explicit ZomuExtractor(const ZomuFingerprint& fingerprint)
         : context(ZomuCreate()), model(fingerprint) {}
 
-    // Returns an unusable template if the library could not compute it, after a line on standard
-    // output with the reason. `landmarks` holds `count` entries, as in zomu.h.
+    // Throws ZomuLandmarkError for landmarks that zomu_check.h finds at fault. Returns an unusable
+    // template if the library could not compute it, after a line on standard output with the
+    // reason. `landmarks` holds `count` entries, as in zomu.h.
     ZomuTemplate extract(const ZomuPixels& picture, const LandmarkRecord& landmarks) {
+        ZomuLandmarkReport report;
+        if (ZomuCheckLandmarks(&landmarks, picture.width, picture.height, &report) !=
+            ZOMU_LANDMARKS_GOOD) {
+            throw ZomuLandmarkError(report);
+        }
+        return extractUnchecked(picture, landmarks);
+    }
+
+    // The same for landmarks that the host vouches for, whatever they look like. Wrong ones give
+    // ordinary templates that mean nothing.
+    ZomuTemplate extractUnchecked(const ZomuPixels& picture, const LandmarkRecord& landmarks) {
         ZomuTemplate result;
         result.model = model;
         // A moved-from extractor has no context, and the call writes nothing: the template stays
@@ -50,8 +73,11 @@ class ZomuExtractor {
         std::array<float, ZOMU_PROJECTION_SIZE + 2> nothing = {};
         nothing.fill(std::nanf(""));
         std::memcpy(&result.face, nothing.data(), sizeof result.face);
-        ZomuExtractTemplate(context.get(), picture.topRow, picture.width, picture.height,
-                            picture.stride, &landmarks, &result.face);
+        ZomuFaceView view;
+        ZomuNearFace(picture.topRow, picture.width, picture.height, picture.stride, &landmarks,
+                     &view);
+        ZomuExtractTemplate(context.get(), view.image, view.width, view.height, view.stride,
+                            view.landmarks, &result.face);
         return result;
     }
 

@@ -13,6 +13,7 @@ parts=(
     "thread sanitize thread"
     "fuzz fuzz"                    # a minute for each target
     "sweep sweep"
+    "guard guard"
     "soak soak"
     "windows windows"
     "aarch64 aarch64"

@@ -1,4 +1,5 @@
 // The example program from outside: what it prints where, and how it ends.
+#include <cstring>
 #include <fstream>
 #include <string>
 #include <utility>
@@ -15,6 +16,10 @@ const Words kPortraitTwice = {kPicture, kLandmarks, kPicture, kLandmarks};
 
 class CompareFaces : public testing::Test {
   protected:
+    static void expectFailure(const Words& arguments, const std::string& words) {
+        expectRefusal(kProgram, arguments, 1, words);
+    }
+
     const TemporaryFolder folder;
 };
 
@@ -55,7 +60,7 @@ TEST_F(CompareFaces, commandLinesThatDoNotFitAreMisuse) {
         {{"a.png", "a.csv", "b.png", "b.csv", "c.png"}, count},
         // The words for these are the C library's.
         {{"--nonsense"}, "nonsense"},
-        {{"-o", "a.zt", kPicture, kLandmarks}, "invalid option -- "},
+        {{"-o", "a.zomu", kPicture, kLandmarks}, "invalid option -- "},
     };
     for (const auto& [arguments, line] : misuses) {
         const ProcessResult result = runTool(kProgram, arguments);
@@ -85,7 +90,7 @@ TEST_F(CompareFaces, filesThatCannotBeUsedAreNamed) {
         {{kPicture, few, kPicture, kLandmarks}, few + ": 24 landmarks are missing, the first is 1"},
     };
     for (const auto& [arguments, line] : faults) {
-        expectRefusal(kProgram, arguments, 1, line);
+        expectFailure(arguments, line);
     }
 }
 
@@ -98,11 +103,43 @@ TEST_F(CompareFaces, withoutAModelOneLineSaysWhatToDo) {
     EXPECT_TRUE(result.out.starts_with("load ")) << result.out.substr(0, 200);
 }
 
-TEST_F(CompareFaces, picturesOfOnePixelGiveNoTemplate) {
-    const std::string path = folder.prefix() + "dot.png";
-    savePng(path, blackPicture(1, 1));
-    expectResult(
-        runTool(kProgram, {path, kLandmarks, kPicture, kLandmarks}), 1,
-        "template refused: an image smaller than 2 x 2 pixels\n",
-        "compare_faces: " + path + ": gives no template: it is smaller than 2 x 2 pixels\n");
+TEST_F(CompareFaces, landmarksOfNoFaceInThePictureGiveNoTemplate) {
+    const std::string dot = folder.prefix() + "dot.png";
+    savePng(dot, blackPicture(1, 1));
+    expectFailure({dot, kLandmarks, kPicture, kLandmarks},
+                  kLandmarks +
+                      ": 29 of 29 landmarks lie outside the picture of 1 x 1 pixels: are they "
+                      "those of another picture?");
+    FacePicture face = loadFacePicture(kPicture, kLandmarks);
+    for (LandmarkEntry& entry : face.landmarks.entries) {
+        entry.y = 299.0F - entry.y;
+    }
+    const std::string upwards = folder.prefix() + "upwards.csv";
+    saveLandmarks(upwards, face.landmarks);
+    expectFailure({kPicture, upwards, kPicture, kLandmarks},
+                  upwards +
+                      ": y runs upwards: it counts from the first row of the picture, which "
+                      "is 0, downwards");
+}
+
+TEST_F(CompareFaces, handsOverThePictureNearTheFace) {
+    FacePicture face = loadFacePicture(kPicture, kLandmarks);
+    const BgrPicture portrait = face.picture;
+    face.picture = blackPicture(1800, 1800);
+    for (int y = 0; y < portrait.height; ++y) {
+        std::memcpy(face.picture.at(1500, 1500 + y), portrait.at(0, y),
+                    3 * static_cast<std::size_t>(portrait.width));
+    }
+    for (LandmarkEntry& entry : face.landmarks.entries) {
+        entry.x += 1500.0F;
+        entry.y += 1500.0F;
+    }
+    const std::string stem = folder.prefix() + "far";
+    savePng(stem + ".png", face.picture);
+    saveLandmarks(stem + ".csv", face.landmarks);
+    const ProcessResult compared =
+        runTool(kProgram, {stem + ".png", stem + ".csv", stem + ".png", stem + ".csv"});
+    const std::string kept = folder.prefix() + "far.zomu";
+    expectDone(ZOMU_TEMPLATE_PATH, {"extract", stem + ".png", stem + ".csv", kept});
+    expectDone(ZOMU_TEMPLATE_PATH, {"compare", kept, kept}, compared.out);
 }
