@@ -95,7 +95,7 @@ TEST(ZomuTemplate, extractsAndCompares) {
     EXPECT_EQ(fingerprint.out, ZomuModel::hexadecimal(stored.model) + "\n");
 }
 
-TEST(ZomuTemplate, landmarksMeanTheUprightPicture) {
+TEST(PictureTools, takeLandmarksToMeanTheUprightPicture) {
     const TemporaryFolder folder;
     const std::string path = folder.prefix() + "turned.png";
     const BgrPicture upright = loadPicture(kPicture);
@@ -115,6 +115,12 @@ TEST(ZomuTemplate, landmarksMeanTheUprightPicture) {
     expectDone(ZOMU_TEMPLATE_PATH, {"extract", kPicture, kLandmarks, expected});
     expectDone(ZOMU_TEMPLATE_PATH, {"extract", path, kLandmarks, turned});
     EXPECT_EQ(readFile(turned), readFile(expected));
+
+    expectDone(ZOMU_VARIANTS_PATH, {kPicture, kLandmarks, folder.prefix() + "a"});
+    expectDone(ZOMU_VARIANTS_PATH, {path, kLandmarks, folder.prefix() + "b"});
+    for (const char* variant : {"turned.png", "turned.csv", "compressed.jpg"}) {
+        EXPECT_EQ(readFile(folder.path() / "b" / variant), readFile(folder.path() / "a" / variant));
+    }
 }
 
 TEST(ZomuTemplate, wantsAModel) {
