@@ -5,8 +5,6 @@
 #include <getopt.h>
 #include <math.h>
 #include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
 
 #include "landmark_file.h"
 #include "picture_file.h"
@@ -16,42 +14,36 @@
 enum { kDone = 0, kFailed = 1, kMisused = 2 };
 
 static const char kUsage[] =
-    "Usage: compare_faces FACE FACE             print the score of two faces\n"
-    "       compare_faces -o TEMPLATE.zt FACE   keep one face as a template\n";
+    "Usage: compare_faces PICTURE LANDMARKS PICTURE LANDMARKS    print the score of two faces\n";
 
 static const char kHelp[] =
     "\n"
-    "A FACE is one of\n"
-    "  PICTURE LANDMARKS   a PNG or JPEG file, and a CSV file with the landmarks of the face\n"
-    "  TEMPLATE.zt         a template kept earlier; the name has to end in .zt\n"
+    "A face is a PNG or JPEG file and a CSV file with the landmarks of the face in it.\n"
     "\n"
     "Options\n"
-    "  -o, --output FILE   write the template of the one FACE to FILE, which ends in .zt\n"
-    "  -h, --help          print this text\n"
+    "  -h, --help    print this text\n"
     "\n"
     "The score is one number on standard output, in the last line: the larger, the more alike.\n"
     "It has no fixed range and is not a probability; where \"the same person\" begins is for you "
     "to\n"
     "decide. Under a model that zomu-model made, which is untrained, scores tell pictures apart,\n"
-    "not people.\n"
+    "not people. To keep templates in files, use zomu-template.\n"
     "\n"
-    "Landmarks are lines of id,x,y in pixels of the picture: the origin is the centre of its\n"
-    "first pixel, x points right, y points down. The trained numbers come from the folder\n"
-    "~zvplugintmp~ in the temporary directory (TMPDIR). Files missing there are named on\n"
-    "standard output by the library, in lines that begin with \"load \".\n"
+    "Landmarks are lines of id,x,y in pixels of the upright picture: the origin is the centre of\n"
+    "its first pixel, x points right, y points down. The trained numbers come from the folder\n"
+    "~zvplugintmp~ in the temporary directory (TMPDIR); zomu-model install puts them there. Files\n"
+    "missing there are named on standard output by the library, in lines that begin with "
+    "\"load \".\n"
     "\n"
-    "Examples\n"
+    "Example\n"
     "  compare_faces anna.png anna.csv visitor.jpg visitor.csv\n"
-    "  compare_faces -o anna.zt anna.png anna.csv\n"
-    "  compare_faces anna.zt visitor.jpg visitor.csv\n"
     "\n"
-    "Exit status: 0 done, 1 a file or face was no good, 2 the command line was.\n";
+    "Exit status: 0 done, 1 a file, a face or the model was no good, 2 the command line was.\n";
 
 /* One face of the command line, and what was read for it. */
 typedef struct Face {
-    const char* picturePath; /* null for a face that comes as a template */
+    const char* picturePath;
     const char* landmarkPath;
-    const char* templatePath;
     Picture picture;
     LandmarkRecord landmarks;
     FaceTemplate template;
@@ -67,11 +59,6 @@ static int misuse(const char* text) {
     return kMisused;
 }
 
-static bool isTemplatePath(const char* path) {
-    const size_t size = strlen(path);
-    return size >= 3 && strcmp(path + size - 3, ".zt") == 0;
-}
-
 static bool isFinite(const FaceTemplate* template) {
     for (int i = 0; i < ZOMU_PROJECTION_SIZE; ++i) {
         if (!isfinite(template->projection[i])) {
@@ -81,51 +68,7 @@ static bool isFinite(const FaceTemplate* template) {
     return isfinite(template->quadraticTerm) && isfinite(template->projectionNorm);
 }
 
-/* Sorts the words of the command line into faces. Returns how many, or -1 where they do not fit. */
-static int collectFaces(int count, char** words, Face faces[2]) {
-    int found = 0;
-    for (int i = 0; i < count; ++found) {
-        if (found == 2) {
-            return -1;
-        }
-        if (isTemplatePath(words[i])) {
-            faces[found].templatePath = words[i];
-            i += 1;
-        } else if (i + 1 < count && !isTemplatePath(words[i + 1])) {
-            faces[found].picturePath = words[i];
-            faces[found].landmarkPath = words[i + 1];
-            i += 2;
-        } else {
-            return -1;
-        }
-    }
-    return found;
-}
-
-static bool loadTemplate(const char* path, FaceTemplate* template) {
-    Problem problem;
-    FileBytes file;
-    if (!readFile(path, 1 << 20, &file, &problem)) {
-        return report(path, problem.text);
-    }
-    const bool fits = file.size == sizeof *template;
-    if (fits) {
-        memcpy(template, file.data, sizeof *template);
-    } else {
-        fail(&problem, "is not a template: %zu bytes instead of %zu", file.size, sizeof *template);
-    }
-    freeFileBytes(&file);
-    if (!fits) {
-        return report(path, problem.text);
-    }
-    return isFinite(template) ||
-           report(path, "is not a template: it holds values that are not finite");
-}
-
 static bool loadFace(Face* face) {
-    if (face->templatePath != NULL) {
-        return loadTemplate(face->templatePath, &face->template);
-    }
     Problem problem;
     if (!readPicture(face->picturePath, &face->picture, &problem)) {
         return report(face->picturePath, problem.text);
@@ -149,23 +92,9 @@ static bool extractFace(ZomuContext* context, Face* face) {
     ZomuExtractTemplate(context, view.image, view.width, view.height, view.stride, view.landmarks,
                         &face->template);
     return isFinite(&face->template) ||
-           report(face->picturePath, "gives no template: model files are missing or damaged");
-}
-
-/* A context takes a while and is made only for faces that come as pictures; one serves both. */
-static bool extractFaces(Face* faces, int count) {
-    bool good = true;
-    ZomuContext* context = NULL;
-    for (int i = 0; i < count && good; ++i) {
-        if (faces[i].templatePath == NULL) {
-            if (context == NULL) {
-                context = ZomuCreate();
-            }
-            good = extractFace(context, &faces[i]);
-        }
-    }
-    ZomuDestroy(context);
-    return good;
+           report(face->picturePath,
+                  "gives no template: model files are missing or damaged, "
+                  "and zomu-model install puts a model in place");
 }
 
 static bool printScore(const Face* faces) {
@@ -180,20 +109,15 @@ static bool printScore(const Face* faces) {
     return true;
 }
 
-static bool saveTemplate(const char* path, const Face* face) {
-    Problem problem;
-    return writeFile(path, &face->template, sizeof face->template, &problem) ||
-           report(path, problem.text);
-}
-
-static bool run(Face* faces, int count, const char* output) {
-    for (int i = 0; i < count; ++i) {
-        if (!loadFace(&faces[i])) {
-            return false;
-        }
+/* A context takes a while, so that one serves both. */
+static bool run(Face faces[2]) {
+    if (!loadFace(&faces[0]) || !loadFace(&faces[1])) {
+        return false;
     }
-    return extractFaces(faces, count) &&
-           (output != NULL ? saveTemplate(output, &faces[0]) : printScore(faces));
+    ZomuContext* context = ZomuCreate();
+    const bool good = extractFace(context, &faces[0]) && extractFace(context, &faces[1]);
+    ZomuDestroy(context);
+    return good && printScore(faces);
 }
 
 static int printHelp(void) {
@@ -202,32 +126,21 @@ static int printHelp(void) {
 }
 
 int main(int argc, char** argv) {
-    static const struct option options[] = {{"output", required_argument, NULL, 'o'},
-                                            {"help", no_argument, NULL, 'h'},
-                                            {NULL, 0, NULL, 0}};
-    const char* output = NULL;
-    for (int option; (option = getopt_long(argc, argv, "o:h", options, NULL)) != -1;) {
+    static const struct option options[] = {{"help", no_argument, NULL, 'h'}, {NULL, 0, NULL, 0}};
+    for (int option; (option = getopt_long(argc, argv, "h", options, NULL)) != -1;) {
         if (option == 'h') {
             return printHelp();
         }
-        if (option != 'o') {
-            fputs("Try compare_faces --help.\n", stderr);
-            return kMisused;
-        }
-        output = optarg;
+        fputs("Try compare_faces --help.\n", stderr);
+        return kMisused;
     }
-    Face faces[2] = {0};
-    const int count = collectFaces(argc - optind, argv + optind, faces);
-    if (count < 0) {
-        return misuse("a picture stands without landmarks, or there are more than two faces");
+    if (argc - optind != 4) {
+        return misuse("two faces are needed, each as a picture and its landmarks");
     }
-    if (count != (output != NULL ? 1 : 2)) {
-        return misuse(output != NULL ? "-o takes exactly one face" : "two faces are needed");
-    }
-    if (output != NULL && !isTemplatePath(output)) {
-        return misuse("the name of a template has to end in .zt");
-    }
-    const bool good = run(faces, count, output);
+    char** words = argv + optind;
+    Face faces[2] = {{.picturePath = words[0], .landmarkPath = words[1]},
+                     {.picturePath = words[2], .landmarkPath = words[3]}};
+    const bool good = run(faces);
     freePicture(&faces[0].picture);
     freePicture(&faces[1].picture);
     return good ? kDone : kFailed;

@@ -78,12 +78,11 @@ echo "Changing the sample portrait, and drawing what the library sees of it ..."
 "$tools/zomu-variants" "${portrait[@]}" "$changed"
 "$tools/zomu-inspect" "${portrait[@]}" "$demo/sheets"
 echo "Scoring it ..."
-"$compare" --output "$demo/portrait.zt" "${portrait[@]}"
 
 # row NAME PICTURE LANDMARKS REMARK: prints one row of the table.
 row() {
     local value
-    value=$("$compare" "$demo/portrait.zt" "$2" "$3")
+    value=$("$compare" "${portrait[@]}" "$2" "$3")
     printf '  %-15s %8.4f   %s\n' "$1" "$value" "$4"
 }
 

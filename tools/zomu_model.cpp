@@ -12,11 +12,11 @@
 #include "model/installed_pack.h"
 #include "model/model_check.h"
 #include "model/model_files.h"
-#include "model/model_fingerprint.h"
 #include "model/model_maker.h"
 #include "model/model_pack.h"
 #include "model/progress_bar.h"
 #include "model/required_model.h"
+#include "zomu_model.hpp"
 
 namespace {
 
@@ -70,7 +70,7 @@ void list() {
 }
 
 void printFingerprint(const std::string& folder) {
-    std::printf("%s\n", hexadecimal(modelFingerprint(folder)).c_str());
+    std::printf("%s\n", ZomuModel::hexadecimal(ZomuModel::fingerprint(folder)).c_str());
 }
 
 void pack(const std::string& folder, const std::string& file) {

@@ -1,12 +1,10 @@
 // zomu-template: templates in files that know their model, and scores of two of them.
-#include <cmath>
 #include <cstdio>
 #include <optional>
 #include <stdexcept>
 #include <string>
 
 #include "command_line/command_line.h"
-#include "model/model_fingerprint.h"
 #include "model/model_tables.h"
 #include "model/required_model.h"
 #include "service/attach.h"
@@ -33,32 +31,31 @@ void extract(const Arguments& arguments) {
     if (!arguments.isUnchecked) {
         requireFace(face, arguments.landmarks);
     }
-    const Sha256Digest model = modelFingerprint(requireModel());
+    const ZomuFingerprint model = ZomuModel::fingerprint(requireModel());
     attachLibrary();
-    ZomuExtractor extractor;
+    ZomuExtractor extractor(model);
     const ZomuPixels pixels = {face.picture.pixels.data(), face.picture.width, face.picture.height,
                                3 * face.picture.width};
-    ZomuTemplate extracted = extractor.extractUnchecked(pixels, face.landmarks);
+    const ZomuTemplate extracted = extractor.extractUnchecked(pixels, face.landmarks);
     if (!extracted.isUsable()) {
         throw std::runtime_error(std::string(modelDir) +
                                  ": gives no template; zomu-model check says what is wrong");
     }
-    extracted.model = model;
     extracted.save(arguments.output);
+}
+
+std::string startOf(const ZomuFingerprint& model) {
+    return ZomuModel::hexadecimal(model).substr(0, 16);
 }
 
 void compare(const Arguments& arguments) {
     const ZomuTemplate first = ZomuTemplate::load(arguments.first);
     const ZomuTemplate second = ZomuTemplate::load(arguments.second);
     if (first.model != second.model) {
-        throw std::runtime_error("made with two models, " + hexadecimal(first.model).substr(0, 16) +
-                                 "... and " + hexadecimal(second.model).substr(0, 16) +
-                                 "...: their templates cannot be compared");
+        throw std::runtime_error("made with two models, " + startOf(first.model) + "... and " +
+                                 startOf(second.model) + "...: their templates cannot be compared");
     }
     const float score = first.scoreAgainst(second);
-    if (!std::isfinite(score)) {
-        throw std::runtime_error("no score: one of the templates has no length");
-    }
     if (std::printf("%.9g\n", static_cast<double>(score)) < 0 || std::fflush(stdout) != 0) {
         throw std::runtime_error("cannot write to standard output");
     }

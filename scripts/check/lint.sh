@@ -14,7 +14,7 @@ quick)
     printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 1 \
         clang-tidy --quiet -p build/dev --extra-arg=-Wno-unknown-warning-option 2>build/logs/tidy.log ||
         fail "clang-tidy reports problems."
-    clang-tidy --quiet include/zomu.hpp -- -x c++ -std=c++17 -Iinclude 2>>build/logs/tidy.log
+    clang-tidy --quiet include/*.hpp -- -x c++ -std=c++17 -Iinclude 2>>build/logs/tidy.log
     echo "clang-tidy: no problems in ${#sources[@]} sources and the public headers"
 
     mapfile -t python < <(git ls-files '*.py'; git grep -lE '^#!.*python' -- training)

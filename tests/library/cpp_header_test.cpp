@@ -5,37 +5,15 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <limits>
-#include <numeric>
 #include <stdexcept>
-#include <string>
 #include <utility>
 
 #include "library/host/scene.h"
-#include "support/read_file.h"
-#include "support/temporary_folder.h"
-#include "support/thrown.h"
+#include "library/made_template.h"
 #include "zomu.hpp"
 
 namespace {
-
-// A template that needs no model: value i is i / 7, the model's name counts.
-ZomuTemplate madeTemplate() {
-    ZomuTemplate made;
-    std::array<float, 502> values = {};
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        values[i] = static_cast<float>(i) / 7;
-    }
-    std::memcpy(&made.face, values.data(), sizeof made.face);
-    std::iota(made.model.begin(), made.model.end(), std::uint8_t{0});
-    return made;
-}
-
-std::string refusal(const std::filesystem::path& path) {
-    return reasonOf([&] { ZomuTemplate::load(path); });
-}
 
 ZomuPixels viewOf(const Picture& picture) {
     return {picture.topRow(), picture.width, picture.height, picture.stride};
@@ -56,6 +34,16 @@ TEST(CppHeader, extractsTheBitsOfTheCFunctions) {
     ASSERT_TRUE(result.isUsable());
     EXPECT_EQ(std::memcmp(&result.face, &expected, sizeof expected), 0);
     EXPECT_EQ(result.scoreAgainst(result), ZomuCompareTemplates(&expected, &expected));
+}
+
+TEST(CppHeader, templatesCarryTheFingerprintOfTheirModel) {
+    const Scene face = scene(0);
+    const auto stamp = [&](ZomuExtractor extractor) {
+        return extractor.extract(viewOf(face.picture), face.record).model;
+    };
+    EXPECT_EQ(stamp(ZomuExtractor()), ZomuModel::fingerprint(ZomuModel::folder()));
+    const ZomuFingerprint known = {1, 2, 3};
+    EXPECT_EQ(stamp(ZomuExtractor(known)), known);
 }
 
 TEST(CppHeader, anExtractorMayBeMovedAndWhatIsRefusedIsNotUsable) {
@@ -136,43 +124,6 @@ TEST(CppHeader, equalMeansTheSameBitsOfTheSameModel) {
     other = madeTemplate();
     other.model[31] ^= 1;
     EXPECT_TRUE(other != madeTemplate());
-}
-
-TEST(CppHeader, savesWhatItLoads) {
-    const TemporaryFolder folder;
-    const auto path = folder.path() / "face.zomu";
-    madeTemplate().save(path);
-    EXPECT_EQ(ZomuTemplate::load(path), madeTemplate());
-
-    const std::string bytes = readFile(path);
-    ASSERT_EQ(bytes.size(), 2048U);
-    EXPECT_EQ(bytes.substr(0, 8), "ZOMUTPL1");
-    EXPECT_EQ(bytes[39], 31);
-    EXPECT_EQ(bytes.substr(44, 4), std::string("\x25\x49\x12\x3e")) << "1/7, the low byte first";
-}
-
-TEST(CppHeader, refusesFilesThatAreNoTemplates) {
-    const TemporaryFolder folder;
-    const auto path = folder.path() / "face.zomu";
-    EXPECT_EQ(refusal(path), path.string() + ": cannot be opened");
-    madeTemplate().save(path);
-    const std::string good = readFile(path);
-    for (const std::string& bytes :
-         {std::string(), good.substr(0, 2047), good + "x", "z" + good.substr(1)}) {
-        std::ofstream(path, std::ios::binary) << bytes;
-        EXPECT_EQ(refusal(path), path.string() + ": is not a template file") << bytes.size();
-    }
-    std::ofstream(path, std::ios::binary) << good.substr(0, 2044) << std::string("\0\0\xc0\x7f", 4);
-    EXPECT_EQ(refusal(path), path.string() + ": holds values that are not finite");
-}
-
-TEST(CppHeader, doesNotSaveWhatIsNotUsable) {
-    const TemporaryFolder folder;
-    ZomuTemplate broken = madeTemplate();
-    broken.face.projectionNorm = std::nanf("");
-    EXPECT_THROW(broken.save(folder.path() / "face.zomu"), std::invalid_argument);
-    EXPECT_FALSE(std::filesystem::exists(folder.path() / "face.zomu"));
-    EXPECT_THROW(madeTemplate().save(folder.path() / "nowhere" / "face.zomu"), std::runtime_error);
 }
 
 TEST(CppHeader, doesNotScoreTemplatesOfTwoModels) {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "description/parameters.h"
-#include "model/sha256.h"
 #include "reference/reference_tables.h"
+#include "zomu_model.hpp"
 
 namespace {
 
@@ -33,11 +33,11 @@ Names listAt(const NetDescription& description, const std::string& section,
 // Of all texts with their NULs. A program that joined them from lists of lines, with sizes computed
 // instead of stored, gave the same bytes; what stands below says why they are right.
 TEST(NetTexts, haveTheirDigest) {
-    Sha256 digest;
+    ZomuSha256 digest;
     for (const char* text : netDescriptionTexts) {
         digest.update(text, std::strlen(text) + 1);
     }
-    EXPECT_EQ(hexadecimal(digest.finish()),
+    EXPECT_EQ(ZomuModel::hexadecimal(digest.finish()),
               "48aeda56b6814bb8b52a5890eb173a13a9b12742bb8f7261847ee7d59234bc2a");
 }
 

@@ -11,6 +11,7 @@ PROJECT = Path(os.environ["ZOMU_TEST_PROJECT"])
 TEMPORARY = Path(os.environ["ZOMU_TEST_MODEL"])  # the temporary directory with the model
 MODEL = TEMPORARY / "~zvplugintmp~"
 COMPARE_FACES = os.environ["ZOMU_TEST_COMPARE"]
+TEMPLATE_HOST = os.environ.get("ZOMU_TEST_TEMPLATE_HOST", "")
 TOOLS = Path(os.environ["ZOMU_TEST_TOOLS"])
 PICTURE = PROJECT / "examples/data/portrait.png"
 LANDMARKS = PROJECT / "examples/data/portrait.csv"

@@ -7,6 +7,7 @@
 
 #include "manifest/manifest.h"
 #include "sheets/face_picture.h"
+#include "support/read_file.h"
 #include "support/temporary_folder.h"
 #include "tools/tool_run.h"
 #include "zomu.hpp"
@@ -117,18 +118,20 @@ TEST(CommandLines, withoutAModelOneLineSaysWhatToDo) {
 
 TEST(CommandLines, templatesWithoutAScoreAreExplained) {
     const TemporaryFolder folder;
-    const std::string empty = folder.prefix() + "empty.zomu";
+    const std::string forged = folder.prefix() + "forged.zomu";
     const std::string first = folder.prefix() + "a.zomu";
     const std::string second = folder.prefix() + "b.zomu";
-    ZomuTemplate().save(empty);
     ZomuTemplate face;
     face.face.projection[0] = 1.0F;
     face.face.projectionNorm = 1.0F;
     face.save(first);
     face.model.fill(0xab);
     face.save(second);
-    expectRefusal(kTemplate, {"compare", empty, empty}, 1,
-                  "no score: one of the templates has no length");
+    std::string bytes = readFile(first);
+    bytes.replace(2044, 4, std::string("\0\0\0\x2f", 4));  // the norm: 1.2e-10
+    std::ofstream(forged, std::ios::binary) << bytes;
+    expectRefusal(kTemplate, {"compare", first, forged}, 1,
+                  forged + ": holds a length that no extraction gives");
     expectRefusal(kTemplate, {"compare", first, second}, 1,
                   "made with two models, 0000000000000000... and abababababababab...: their "
                   "templates cannot be compared");

@@ -1,6 +1,7 @@
 // The same score through the header for C++.
 #include <cstdio>
 #include <zomu.hpp>
+#include <zomu_model.hpp>
 
 int main() {
     ZomuTemplate a;
@@ -12,5 +13,5 @@ int main() {
     b.face.projection[0] = 4.0F;
     b.face.projection[1] = 3.0F;
     std::printf("from C++ %.4f\n", static_cast<double>(a.scoreAgainst(b)));
-    return a == b ? 1 : 0;
+    return a == b || ZomuModel::files().size() != 303 ? 1 : 0;
 }

@@ -14,7 +14,6 @@
 #include "model/exact_sums.h"
 #include "model/model_check.h"
 #include "model/model_files.h"
-#include "model/model_fingerprint.h"
 #include "network/conv_net.h"
 #include "network/net_texts.h"
 #include "reference/reference_network.h"
@@ -23,6 +22,7 @@
 #include "support/random.h"
 #include "support/read_file.h"
 #include "support/temporary_folder.h"
+#include "zomu_model.hpp"
 
 namespace fs = std::filesystem;
 
@@ -39,7 +39,7 @@ TEST(ModelMaker, modelsOfASeedNeverChangeAndDifferFromThoseOfAnother) {
         ModelRequest request = requestFor(parent.path() / "a", kind);
         makeModel(request, noProgress);
         EXPECT_TRUE(checkModelFolder(request.folder).empty());
-        EXPECT_EQ(hexadecimal(modelFingerprint(request.folder)), fingerprint);
+        EXPECT_EQ(ZomuModel::hexadecimal(ZomuModel::fingerprint(request.folder)), fingerprint);
         request.folder = parent.path() / "b";
         request.seed = 2;
         makeModel(request, noProgress);
