@@ -142,3 +142,24 @@ class LoadingTest(unittest.TestCase):
             "os.waitpid(child, 0)",
             "True\n",
         )
+
+    def test_a_forked_process_leaves_the_model_to_the_one_that_made_its_folder(self) -> None:
+        model = linked_model(self.folder / "model")
+        other = self.folder / "temporary"
+        other.mkdir()
+        ends = {
+            "the end of a child": "if os.fork() == 0:\n    sys.exit(0)\nos.wait()\n",
+            "the end of a worker": "worker = multiprocessing.get_context('fork').Process(target=atexit._run_exitfuncs)\n"
+            "worker.start()\nworker.join()\n",
+        }
+        for name, end in ends.items():
+            with self.subTest(name):
+                self.assert_prints(
+                    "import atexit, multiprocessing, os, sys\n"
+                    f"first = zomu.Context({str(model)!r})\n"
+                    f"a = extract(first)\n{end}"
+                    "print((extract(zomu.Context()) == a).all())",
+                    "True\n",
+                    TMPDIR=str(other),
+                )
+                self.assertEqual(list(other.iterdir()), [])
