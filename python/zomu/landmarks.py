@@ -9,6 +9,7 @@ from typing import Any, Mapping, Union
 import numpy as np
 from numpy.typing import NDArray
 
+from ._files import write_file
 from .errors import LandmarkError
 
 # In the order of the rows of an array.
@@ -66,8 +67,7 @@ def write_landmarks(path: str | os.PathLike[str], landmarks: Landmarks) -> None:
     lines = ["id,x,y\n"]
     for number, (x, y) in as_landmarks(landmarks).items():
         lines.append(f"{number},{x:.9g},{y:.9g}\n")
-    with open(path, "w", encoding="ascii", newline="") as file:
-        file.writelines(lines)
+    write_file(path, "".join(lines).encode("ascii"))
 
 
 def _from_lines(lines: list[str]) -> dict[int, tuple[float, float]]:

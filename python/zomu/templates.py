@@ -13,6 +13,7 @@ import numpy as np
 from numpy.typing import NDArray
 
 from . import _library
+from ._files import write_file
 from .errors import ModelError, TemplateError
 
 TEMPLATE_SIZE = 502
@@ -51,8 +52,7 @@ def save_template(
         raise TemplateError(
             "no model is loaded that could have made this template; pass its fingerprint="
         )
-    with open(path, "wb") as file:
-        file.write(_MARK + _bytes_of(model) + content)
+    write_file(path, _MARK + _bytes_of(model) + content)
 
 
 def load_template(
