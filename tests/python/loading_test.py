@@ -110,18 +110,19 @@ class LoadingTest(unittest.TestCase):
     def test_a_process_that_only_compares_needs_no_model(self) -> None:
         code = (
             "zomu.load(without_model=True)\n"
-            "a = numpy.ones(502, dtype=numpy.float32)\n"
+            "a = numpy.zeros(502, dtype=numpy.float32)\n"
+            "a[[3, 500, 501]] = 2\n"
             "print(zomu.compare(a, a))\n"
             "zomu.Context()"
         )
         done = run_python(EXTRACT + code, TMPDIR=str(self.folder))
         lines = done.stdout.splitlines()
-        # q is 1 on both sides, the lengths are 1, and the product of the projections is 500.
-        self.assertEqual(lines[-1], "999.0")
+        # q is 2 on both sides, the lengths are 2, and so the score is (2 * 4 - 2 - 2) / 4 + 1.
+        self.assertEqual(lines[-1], "2.0")
         self.assertEqual(len(lines), 29)
         self.assertIn("without a model, to compare only", done.stderr)
         self.assert_refuses(
-            "import numpy\na = numpy.ones(502, dtype=numpy.float32)\nzomu.compare(a, a)",
+            "a = numpy.zeros(502, dtype=numpy.float32)\na[[3, 501]] = 2\nzomu.compare(a, a)",
             "ModelError",
             "zomu.load(without_model=True)",
             TMPDIR=str(self.folder),

@@ -1,5 +1,6 @@
 """Templates and their files, which zomu-template shares."""
 
+import itertools
 import tempfile
 import unittest
 from pathlib import Path
@@ -11,6 +12,12 @@ import zomu
 from support import LANDMARKS, MODEL, PICTURE, TOOLS, run, run_python
 
 OTHER = "ab" * 32
+
+
+def template_of(value: float, term: float, length: float) -> np.ndarray:
+    template = np.zeros(502, dtype=np.float32)
+    template[[7, 500, 501]] = value, term, length
+    return template
 
 
 class TemplateTest(unittest.TestCase):
@@ -33,9 +40,10 @@ class TemplateTest(unittest.TestCase):
         self.assertEqual(done.stdout, f"{zomu.compare(self.template, self.template):.9g}\n")
 
     def test_a_file_gives_the_template_back(self) -> None:
-        zomu.save_template(self.path, self.template[::-1])
+        spread = np.repeat(self.template, 2)[::2]
+        zomu.save_template(self.path, spread)
         loaded = zomu.load_template(self.path)
-        self.assertEqual(loaded.tobytes(), self.template[::-1].tobytes())
+        self.assertEqual(loaded.tobytes(), self.template.tobytes())
         self.assertTrue(loaded.flags.writeable)
         self.assertEqual(zomu.template_fingerprint(self.path), zomu.model_fingerprint(MODEL))
 
@@ -77,6 +85,38 @@ class TemplateTest(unittest.TestCase):
             with self.subTest(words), self.assertRaisesRegex(zomu.TemplateError, words):
                 zomu.load_template(self.other)
 
+    def test_what_no_extraction_gives_is_refused(self) -> None:
+        forged = {
+            "a tiny length and a huge quadratic term": (1, 1e30, 1e-20, "length"),
+            "a length that is a little off": (1, 1, 1.002, "a length of 1.002, and its values one of 1$"),
+            "a negative length": (1, 1, -1, "a length of -1"),
+            "a negative quadratic term": (1, -1e-3, 1, "a quadratic term of -0.001"),
+            "a quadratic term too large": (1, 1.1e12, 1, "a quadratic term of 1.1e.12"),
+            "values too small": (5e-7, 1, 5e-7, "a length of 5e-07"),
+            "values too large": (2e6, 1, 2e6, "a length of 2e.06"),
+        }
+        for name, (value, term, length, words) in forged.items():
+            template = template_of(value, term, length)
+            uses = {
+                "compared": lambda: zomu.compare(self.template, template),
+                "saved": lambda: zomu.save_template(self.path, template),
+                "loaded": lambda: zomu.load_template(self.other, fingerprint=OTHER),
+            }
+            self.other.write_bytes(b"ZOMUTPL1" + bytes.fromhex(OTHER) + template.tobytes())
+            for use, function in uses.items():
+                with self.subTest(name, use=use), self.assertRaisesRegex(zomu.TemplateError, words):
+                    function()
+            self.assertFalse(self.path.exists())
+
+    def test_no_score_of_accepted_templates_is_above_3(self) -> None:
+        accepted = [
+            template_of(sign * length, term, length * fit)
+            for sign, length, term, fit in itertools.product((1, -1), (2e-6, 1, 9e5), (0, 1, 9e11), (1, 0.9991))
+        ]
+        scores = [zomu.compare(a, b) for a, b in itertools.product(accepted, accepted)]
+        self.assertGreater(max(scores), 2.999)
+        self.assertLess(max(scores), 3.005)  # lengths may be off by a thousandth
+
     def test_says_what_cannot_be_compared(self) -> None:
         hole = self.template.copy()
         hole[501] = np.nan
@@ -85,7 +125,7 @@ class TemplateTest(unittest.TestCase):
             (list(self.template), "not list"),
             (self.template[:500], r"\(502,\), not \(500,\)"),
             (hole, "not finite"),
-            (np.zeros(502, dtype=np.float32), "has length 0"),
+            (np.zeros(502, dtype=np.float32), "length of 0"),
         ]
         for other, words in cases:
             with self.subTest(words), self.assertRaisesRegex(zomu.TemplateError, words):
