@@ -40,6 +40,8 @@ static bool decodePng(const FileBytes* file, Picture* picture, Problem* problem)
         return fail(problem, "is a damaged PNG: %s", image.message);
     }
     image.format = PNG_FORMAT_BGR;
+    /* Without a word about gamma, libpng would take 16 bits for linear light. */
+    image.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
     if (!allocatePixels(image.width, image.height, picture, problem)) {
         png_image_free(&image);
         return false;

@@ -127,6 +127,17 @@ inline std::string bigEndian(std::uint32_t value) {
             static_cast<char>(value >> 8), static_cast<char>(value)};
 }
 
+inline std::string compressed(const std::string& bytes) {
+    uLongf size = compressBound(static_cast<uLong>(bytes.size()));
+    std::string packed(size, '\0');
+    EXPECT_EQ(compress(reinterpret_cast<Bytef*>(packed.data()), &size,
+                       reinterpret_cast<const Bytef*>(bytes.data()),
+                       static_cast<uLong>(bytes.size())),
+              Z_OK);
+    packed.resize(size);
+    return packed;
+}
+
 inline std::string pngChunk(const std::string& type, const std::string& data) {
     const std::string checked = type + data;
     const auto* bytes = reinterpret_cast<const Bytef*>(checked.data());
