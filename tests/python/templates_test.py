@@ -5,7 +5,6 @@ import tempfile
 import unittest
 from pathlib import Path
 
-import cv2
 import numpy as np
 
 import zomu
@@ -24,7 +23,7 @@ class TemplateTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls) -> None:
         with zomu.Context(MODEL) as context:
-            cls.template = context.extract(cv2.imread(str(PICTURE)), LANDMARKS)
+            cls.template = context.extract(zomu.read_picture(PICTURE), LANDMARKS)
 
     def setUp(self) -> None:
         folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
