@@ -13,8 +13,8 @@ import numpy as np
 import PIL.Image
 
 import zomu
-from png_writer import CHANNELS, chunk, exif_of, png_of
-from support import LANDMARKS, PICTURE, run, run_python
+from picture_writer import CHANNELS, as_seen, chunk, exif_of, png_of, with_exif
+from support import LANDMARKS, PICTURE, run_python
 
 PHOTOGRAPH = next(LANDMARKS.parent.glob("people/photos/*/01.jpg"))
 DEPTHS = {0: (1, 2, 4, 8, 16), 2: (8, 16), 3: (1, 2, 4, 8), 4: (8, 16), 6: (8, 16)}
@@ -31,32 +31,6 @@ def jpeg_of(pixels: np.ndarray, **options: object) -> bytes:
     mode = {2: "L", 3: "RGB"}.get(pixels.ndim) if pixels.shape[-1] != 4 else "CMYK"
     PIL.Image.fromarray(pixels, mode).save(file, "JPEG", **options)
     return file.getvalue()
-
-
-def with_exif(jpeg: bytes, exif: bytes) -> bytes:
-    body = b"Exif\0\0" + exif
-    return jpeg[:2] + b"\xff\xe1" + struct.pack(">H", 2 + len(body)) + body + jpeg[2:]
-
-
-def as_seen(image: np.ndarray, orientation: int) -> np.ndarray:
-    """Pixel by pixel: the stored column and row of each pixel of the upright picture."""
-    height, width = image.shape[:2]
-    places = {
-        1: lambda x, y: (x, y),
-        2: lambda x, y: (width - 1 - x, y),
-        3: lambda x, y: (width - 1 - x, height - 1 - y),
-        4: lambda x, y: (x, height - 1 - y),
-        5: lambda x, y: (y, x),
-        6: lambda x, y: (y, height - 1 - x),
-        7: lambda x, y: (width - 1 - y, height - 1 - x),
-        8: lambda x, y: (width - 1 - y, x),
-    }
-    across, down = (height, width) if orientation > 4 else (width, height)
-    seen = np.empty((down, across, 3), dtype=np.uint8)
-    for x, y in itertools.product(range(across), range(down)):
-        column, row = places[orientation](x, y)
-        seen[y, x] = image[row, column]
-    return seen
 
 
 class PictureFileTest(unittest.TestCase):

@@ -1,7 +1,8 @@
-"""PNG files of every kind, written by hand: rows without filters, chunks as the caller wants them."""
+"""Picture files written by hand: PNG of every kind, with chunks as the caller wants them, and EXIF data."""
 
 from __future__ import annotations
 
+import itertools
 import struct
 import zlib
 
@@ -46,3 +47,29 @@ def exif_of(orientation: int, order: str = "<", kind: int = 3, values: int = 1) 
     entries = struct.pack(order + "HHIHH", 0x0103, 3, 1, 6, 0)
     entries += struct.pack(order + "HHIHH", 0x0112, kind, values, orientation, 0)
     return mark + struct.pack(order + "IH", 8, 2) + entries + bytes(4)
+
+
+def with_exif(jpeg: bytes, exif: bytes) -> bytes:
+    body = b"Exif\0\0" + exif
+    return jpeg[:2] + b"\xff\xe1" + struct.pack(">H", 2 + len(body)) + body + jpeg[2:]
+
+
+def as_seen(image: np.ndarray, orientation: int) -> np.ndarray:
+    """Pixel by pixel: the stored column and row of each pixel of the upright picture."""
+    height, width = image.shape[:2]
+    places = {
+        1: lambda x, y: (x, y),
+        2: lambda x, y: (width - 1 - x, y),
+        3: lambda x, y: (width - 1 - x, height - 1 - y),
+        4: lambda x, y: (x, height - 1 - y),
+        5: lambda x, y: (y, x),
+        6: lambda x, y: (y, height - 1 - x),
+        7: lambda x, y: (width - 1 - y, height - 1 - x),
+        8: lambda x, y: (width - 1 - y, x),
+    }
+    across, down = (height, width) if orientation > 4 else (width, height)
+    seen = np.empty((down, across, 3), dtype=np.uint8)
+    for x, y in itertools.product(range(across), range(down)):
+        column, row = places[orientation](x, y)
+        seen[y, x] = image[row, column]
+    return seen
