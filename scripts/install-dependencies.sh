@@ -13,7 +13,7 @@ set -euo pipefail
 demo=(
     cmake g++ ninja-build pkgconf
     libopenblas-openmp-dev # the static archive of the OpenMP build; no other build will do
-    libcairo2-dev libcli11-dev libpng-dev libssl-dev libturbojpeg0-dev zlib1g-dev fonts-dejavu-core
+    libcairo2-dev libcli11-dev libexif-dev libpng-dev libssl-dev libturbojpeg0-dev zlib1g-dev fonts-dejavu-core
 )
 tests=(
     "${demo[@]}"

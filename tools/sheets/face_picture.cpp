@@ -1,6 +1,8 @@
 #include "sheets/face_picture.h"
 
 #include <filesystem>
+#include <memory>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 
@@ -32,11 +34,16 @@ BgrPicture loadPicture(const std::string& path) {
     Picture picture;
     Problem problem;
     check(readPicture(path.c_str(), &picture, &problem), path, problem);
+    const std::unique_ptr<Picture, decltype(&freePicture)> owner(&picture, freePicture);
     const std::size_t bytes =
         static_cast<std::size_t>(picture.stride) * static_cast<std::size_t>(picture.height);
-    BgrPicture result = {picture.width, picture.height, {picture.pixels, picture.pixels + bytes}};
-    freePicture(&picture);
-    return result;
+    try {
+        return {picture.width, picture.height, {picture.pixels, picture.pixels + bytes}};
+    } catch (const std::bad_alloc&) {
+        throw std::runtime_error(path +
+                                 ": does not fit into memory: " + std::to_string(picture.width) +
+                                 " x " + std::to_string(picture.height) + " pixels");
+    }
 }
 
 FacePicture loadFacePicture(const std::string& picturePath, const std::string& landmarkPath) {
