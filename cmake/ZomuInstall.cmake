@@ -9,7 +9,7 @@ install(TARGETS ZOMU ZOMUbatch EXPORT ZOMUTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES include/zomu.h include/zomu.hpp include/zomu_batch.h
+install(FILES include/zomu.h include/zomu.hpp include/zomu_batch.h include/zomu_check.h include/zomu_check_fit.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 install(EXPORT ZOMUTargets NAMESPACE ZOMU:: FILE ZOMUConfig.cmake
     DESTINATION ${ZOMU_CMAKE_FOLDER} COMPONENT development)
