@@ -9,20 +9,19 @@ from numpy.typing import NDArray
 
 _ORIENTATION = 0x0112
 _SHORT = 3
+_SIZE_LIMIT = 1 << 20
 
 
 def orientation_of(exif: bytes) -> int:
     """1 to 8; 1, which means as stored, where the data have no such mark or are malformed."""
-    start = 6 if exif.startswith(b"Exif\0\0") else 0
-    tiff = exif[start:]
-    order = {b"II*\0": "<", b"MM\0*": ">"}.get(tiff[:4])
-    if order is None:
+    order = {b"II*\0": "<", b"MM\0*": ">"}.get(exif[:4])
+    if order is None or len(exif) > _SIZE_LIMIT:
         return 1
     try:
-        (folder,) = struct.unpack_from(order + "I", tiff, 4)
-        (count,) = struct.unpack_from(order + "H", tiff, folder)
+        (folder,) = struct.unpack_from(order + "I", exif, 4)
+        (count,) = struct.unpack_from(order + "H", exif, folder)
         for i in range(count):
-            tag, kind, values, value = struct.unpack_from(order + "HHIH", tiff, folder + 2 + 12 * i)
+            tag, kind, values, value = struct.unpack_from(order + "HHIH", exif, folder + 2 + 12 * i)
             if tag == _ORIENTATION:
                 is_good = kind == _SHORT and values == 1 and 1 <= value <= 8
                 return int(value) if is_good else 1

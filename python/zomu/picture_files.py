@@ -12,11 +12,15 @@ from typing import Any
 import numpy as np
 from numpy.typing import NDArray
 
-from . import _exif, _png_file
+from . import _exif, _jpeg_file, _png_file
 from .errors import ImageError
 
 _FILE_LIMIT = 1 << 30
-PIXEL_LIMIT = 1 << 28
+_PIXEL_LIMIT = 1 << 28
+
+# Each scan goes over all pixels: no more than are worth 16 times the largest picture.
+_SCAN_LIMIT = 100
+_FULL_SIZE_SCANS = 16
 
 
 def read_picture(path: str | os.PathLike[str]) -> NDArray[np.uint8]:
@@ -84,9 +88,11 @@ def _decoded_png(content: bytes) -> tuple[NDArray[np.uint8], bytes]:
 
 def _decoded_jpeg(content: bytes) -> tuple[NDArray[np.uint8], bytes]:
     plugin = _pillow("JpegImagePlugin")
+    markers = _jpeg_file.read_markers(content)
     try:
         image = plugin.JpegImageFile(io.BytesIO(content))
         _require_size(*image.size)
+        _require_few_scans(markers.scans, *image.size)
         if image.mode not in ("L", "RGB"):
             raise ImageError("is a JPEG in printing colours, which are not supported")
         pixels = _pixels_of(image)
@@ -95,7 +101,7 @@ def _decoded_jpeg(content: bytes) -> tuple[NDArray[np.uint8], bytes]:
     except _DAMAGE as problem:
         raise ImageError(f"is a damaged JPEG: {problem}") from problem
     rgb = pixels if pixels.ndim == 3 else np.repeat(pixels[:, :, None], 3, axis=2)
-    return rgb, image.info.get("exif", b"")
+    return rgb, markers.exif
 
 
 # What Pillow and _png_file raise.
@@ -108,5 +114,10 @@ def _pixels_of(image: Any) -> NDArray[np.uint8]:
 
 
 def _require_size(width: int, height: int) -> None:
-    if width * height > PIXEL_LIMIT:
+    if width * height > _PIXEL_LIMIT:
         raise ImageError(f"is too large: {width} x {height} pixels")
+
+
+def _require_few_scans(scans: int, width: int, height: int) -> None:
+    if scans > _SCAN_LIMIT or width * height * scans > _FULL_SIZE_SCANS * _PIXEL_LIMIT:
+        raise ImageError(f"is a JPEG with too many scans: {scans}")

@@ -107,18 +107,24 @@ class PictureFileTest(unittest.TestCase):
             with self.subTest(orientation=orientation, order=order):
                 image = self.read(png_of(stored, 2, 8, chunks=chunk(b"eXIf", exif)))
                 self.assertTrue(np.array_equal(image, as_seen(stored[:, :, ::-1], orientation)))
+                self.assertTrue(np.array_equal(image, self.pixels_of_tools(self.path)))
                 image = self.read(with_exif(jpeg, exif))
                 self.assertTrue(np.array_equal(image, as_seen(jpeg_as_stored, orientation)))
+                self.assertTrue(np.array_equal(image, self.pixels_of_tools(self.path)))
+        # The first block decides.
+        image = self.read(with_exif(with_exif(jpeg, exif_of(3)), exif_of(6)))
+        self.assertTrue(np.array_equal(image, as_seen(jpeg_as_stored, 6)))
 
     def test_malformed_marks_mean_as_stored(self) -> None:
         stored = self.dice.integers(0, 256, (3, 5, 3), dtype=np.uint8)
         good = exif_of(6)
         marks = [good[:i] for i in range(len(good) - 8)]
         marks += [exif_of(0), exif_of(9), exif_of(6, kind=2), exif_of(6, values=2), b"XX" + good[2:]]
-        marks.append(good[:4] + b"\xff\xff\xff\xff" + good[8:])
+        marks += [good[:4] + b"\xff\xff\xff\xff" + good[8:], good + bytes(1 << 20)]
         for exif in marks:
             image = self.read(png_of(stored, 2, 8, chunks=chunk(b"eXIf", exif)))
             self.assertTrue(np.array_equal(image, stored[:, :, ::-1]), exif)
+            self.assertEqual(image.shape, self.pixels_of_tools(self.path).shape, exif)
 
     def test_what_is_no_whole_picture_is_refused(self) -> None:
         noise = self.dice.integers(0, 256, (40, 30, 3), dtype=np.uint8)
@@ -126,7 +132,10 @@ class PictureFileTest(unittest.TestCase):
         huge = png_of(noise, 2, 8)[:16] + struct.pack(">II", 1 << 15, 1 << 14)
         huge = huge[:8] + chunk(b"IHDR", huge[16:24] + bytes((8, 2, 0, 0, 0))) + png[33:]
         short = png_of(noise[:39], 2, 8)
+        progressive = jpeg_of(np.zeros((16, 16), dtype=np.uint8), progressive=True)
+        last_scan = progressive.rindex(b"\xff\xda")
         cases = [
+            (progressive[:-2] + 100 * progressive[last_scan:-2] + b"\xff\xd9", "is a JPEG with too many scans: 106"),
             (b"", "is neither PNG nor JPEG"),
             (b"GIF89a", "is neither PNG nor JPEG"),
             (huge, "is too large: 32768 x 16384 pixels"),
