@@ -16,6 +16,7 @@ from zomu.head_model import HEAD_MODEL, MODEL_EYE_DISTANCE
 from zomu.landmark_check import landmark_report
 from zomu.near_face import near_face
 
+
 class LandmarkCheckTest(unittest.TestCase):
     def setUp(self) -> None:
         self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))

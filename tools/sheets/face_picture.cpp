@@ -53,6 +53,19 @@ FacePicture loadFacePicture(const std::string& picturePath, const std::string& l
     return face;
 }
 
+void requireFace(const FacePicture& face, const std::string& landmarkPath) {
+    ZomuLandmarkReport report;
+    if (ZomuCheckLandmarks(&face.landmarks, face.picture.width, face.picture.height, &report) !=
+        ZOMU_LANDMARKS_GOOD) {
+        throw std::runtime_error(landmarkPath + ": " + report.text);
+    }
+}
+
+void viewNearFace(const FacePicture& face, ZomuFaceView& view) {
+    ZomuNearFace(face.picture.pixels.data(), face.picture.width, face.picture.height,
+                 3 * face.picture.width, &face.landmarks, &view);
+}
+
 void savePng(const std::string& path, const BgrPicture& picture) {
     const Picture borrowed = borrow(picture);
     Problem problem;
