@@ -8,6 +8,7 @@ from pathlib import Path
 import numpy as np
 
 import zomu
+from picture_writer import png_of
 from support import LANDMARKS, MODEL, PICTURE, TOOLS, run, run_python
 
 OTHER = "ab" * 32
@@ -37,6 +38,28 @@ class TemplateTest(unittest.TestCase):
         self.assertEqual(self.path.stat().st_size, 2048)
         done = run(TOOLS / "zomu-template", "compare", self.path, self.other)
         self.assertEqual(done.stdout, f"{zomu.compare(self.template, self.template):.9g}\n")
+
+    def test_far_from_the_origin_and_for_wrong_landmarks_the_tool_does_the_same(self) -> None:
+        sheet = np.zeros((900, 1500, 3), dtype=np.uint8)
+        sheet[600:, 1200:] = zomu.read_picture(PICTURE)
+        picture, face = self.path.with_name("sheet.png"), self.path.with_name("sheet.csv")
+        picture.write_bytes(png_of(sheet[:, :, ::-1], 2, 8))
+        points = {number: (x + 1200, y + 600) for number, (x, y) in zomu.read_landmarks(LANDMARKS).items()}
+        points[12], points[13] = points[13], points[12]
+        with zomu.Context(MODEL) as context:
+            for is_wrong in (True, False):
+                zomu.write_landmarks(face, points)
+                done = run(TOOLS / "zomu-template", "extract", picture, face, self.other)
+                if is_wrong:
+                    self.assertEqual(done.returncode, 1)
+                    with self.assertRaises(zomu.LandmarkError) as caught:
+                        context.extract(sheet, points)
+                    self.assertIn(str(caught.exception), done.stderr)
+                    done = run(TOOLS / "zomu-template", "extract", "--unchecked", picture, face, self.other)
+                self.assertEqual(done.returncode, 0, done.stderr)
+                template = context.extract(sheet, points, unchecked=is_wrong)
+                self.assertEqual(self.other.read_bytes()[40:], template.tobytes())
+                points[12], points[13] = points[13], points[12]
 
     def test_a_file_gives_the_template_back(self) -> None:
         spread = np.repeat(self.template, 2)[::2]
