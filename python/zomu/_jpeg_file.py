@@ -21,16 +21,19 @@ class JpegMarkers(NamedTuple):
     """Up to the end of the picture, or to where the markers make no sense."""
     exif: bytes
     """The first EXIF block before the pixels."""
+    is_whole: bool
+    """Whether one marker follows the other up to the end of the picture."""
 
 
 def read_markers(content: bytes) -> JpegMarkers:
-    scans, exif, place = 0, b"", 0
+    scans, exif, place, is_whole = 0, b"", 0, False
     while place + 1 < len(content) and content[place] == 0xFF:
         marker = content[place + 1]
         place += 1 if marker == 0xFF else 2
         if marker == 0xFF or marker in _ALONE:
             continue
-        if marker == _END or place + 2 > len(content):
+        is_whole = marker == _END
+        if is_whole or place + 2 > len(content):
             break
         (length,) = struct.unpack_from(">H", content, place)
         body = content[place + 2 : place + length]
@@ -43,4 +46,4 @@ def read_markers(content: bytes) -> JpegMarkers:
             place = behind.start() if behind else len(content)
         elif marker == _APPLICATION and scans == 0 and not exif and body.startswith(_EXIF):
             exif = body[len(_EXIF) :]
-    return JpegMarkers(scans, exif)
+    return JpegMarkers(scans, exif, is_whole)

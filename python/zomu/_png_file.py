@@ -196,5 +196,5 @@ def _chunks(content: bytes) -> Iterator[tuple[bytes, bytes]]:
         if zlib.crc32(content[place + 4 : end]) == checksum:
             yield name, content[place + 8 : end]
         elif not name[0] & 0x20:  # without the others, the picture can be understood
-            raise ValueError(f"its part {name.decode('latin-1')} is damaged")
+            raise ValueError(f"its part {name!r} is damaged")
         place = end + 4

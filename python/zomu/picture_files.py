@@ -95,6 +95,8 @@ def _decoded_jpeg(content: bytes) -> tuple[NDArray[np.uint8], bytes]:
         _require_few_scans(markers.scans, *image.size)
         if image.mode not in ("L", "RGB"):
             raise ImageError("is a JPEG in printing colours, which are not supported")
+        if not markers.is_whole:
+            raise ValueError("it is cut off, or has bytes between its parts")
         pixels = _pixels_of(image)
     except ImageError:
         raise

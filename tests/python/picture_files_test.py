@@ -145,7 +145,8 @@ class PictureFileTest(unittest.TestCase):
             (png[:8] + chunk(b"IHDR", struct.pack(">IIBBBBB", 30, 40, 8, 2, 0, 0, 0)) + short[33:], "is a damaged PNG"),
         ]
         cases += [(png[:size], "is a damaged PNG") for size in (8, 20, 40, 1000, len(png) - 30)]
-        cases += [(jpeg[:size], "is a damaged JPEG") for size in (3, 20, 400, len(jpeg) - 200)]
+        cases += [(jpeg[:size], "is a damaged JPEG") for size in (3, 20, 400, len(jpeg) - 200, len(jpeg) - 2)]
+        cases.append((jpeg[:20] + b"more" + jpeg[20:], "is a damaged JPEG"))
         for content, words in cases:
             with self.subTest(words), self.assertRaises(zomu.ImageError) as caught:
                 self.read(content)
