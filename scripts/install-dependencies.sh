@@ -19,6 +19,7 @@ tests=(
     "${demo[@]}"
     libgtest-dev locales
     python3 python3-numpy
+    python3-pil          # zomu.read_picture
     libopenblas0-pthread # the BLAS of a host in the tests
     make                 # the generator of a project that uses an installed library
     mypy                 # the types of the Python package

@@ -3,7 +3,6 @@
 import tempfile
 import threading
 import unittest
-import warnings
 from pathlib import Path
 
 import cv2
@@ -114,16 +113,6 @@ class ContextTest(unittest.TestCase):
                 self.context.extract(picture, LANDMARKS)
         with self.assertRaisesRegex(zomu.ImageError, "'BGR'.*'RGB'"):
             self.context.extract(self.image, LANDMARKS, order="rgb")
-
-    def test_warns_of_landmarks_that_do_not_lie_like_a_face(self) -> None:
-        points = zomu.read_landmarks(LANDMARKS)
-        points[12], points[13] = points[13], points[12]
-        with self.assertWarnsRegex(zomu.LandmarkWarning, "12 and 13") as caught:
-            self.context.extract(self.image, points)
-        self.assertEqual(Path(caught.filename).name, Path(__file__).name)
-        with warnings.catch_warnings():
-            warnings.simplefilter("error")
-            self.context.extract(self.image, LANDMARKS)
 
     def test_more_threads_than_handles_get_the_same_bits(self) -> None:
         results: list[bytes] = []
