@@ -51,11 +51,11 @@ class Manifests(unittest.TestCase):
         self.assertEqual(read_manifest(self.path), rows)
 
     def test_the_tools_read_and_write_the_same_lists(self):
-        folder = self.home / "a folder"
+        folder = self.home / 'two, "three"\nlines'
         folder.mkdir()
         sample = PROJECT / "examples/data/portrait"
         rows = []
-        for name in ("a b", os.fsdecode(b"\xff")):
+        for name in ("a, b", os.fsdecode(b"\xff")):
             photo, landmarks = folder / f"{name}.png", folder / f"{name}.csv"
             photo.symlink_to(sample.with_suffix(".png"))
             landmarks.symlink_to(sample.with_suffix(".csv"))
