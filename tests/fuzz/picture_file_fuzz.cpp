@@ -11,6 +11,7 @@
 #include "fuzz/fuzz_problem.h"
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
+#include "support/temporary_folder.h"
 
 extern "C" __attribute__((visibility("default"))) const char* __asan_default_options();
 const char* __asan_default_options() {
@@ -20,11 +21,12 @@ const char* __asan_default_options() {
 namespace {
 
 void checkWayBack(const Picture& picture) {
-    static const MemoryFile file;
+    static const TemporaryFolder folder;
+    static const std::string path = folder.prefix() + "written.png";
     Problem problem;
-    REQUIRE(writePng(file.path().c_str(), &picture, &problem));
+    REQUIRE(writePng(path.c_str(), &picture, &problem));
     Picture again;
-    REQUIRE(readPicture(file.path().c_str(), &again, &problem));
+    REQUIRE(readPicture(path.c_str(), &again, &problem));
     REQUIRE(again.width == picture.width && again.height == picture.height);
     REQUIRE(again.stride == picture.stride);
     REQUIRE(std::memcmp(again.pixels, picture.pixels,
