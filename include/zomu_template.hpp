@@ -60,11 +60,16 @@ struct ZomuTemplate {
         return nullptr;
     }
 
-    // ZomuCompareTemplates. Throws std::invalid_argument for templates of different models. Templates
-    // of an extractor and of a file are not looked at again: see fault().
+    // ZomuCompareTemplates. Throws std::invalid_argument for templates of different models, and for
+    // those of an unknown one, which may be different. Templates of an extractor and of a file are not
+    // looked at again: see fault().
     float scoreAgainst(const ZomuTemplate& other) const {
         if (model != other.model) {
             throw std::invalid_argument("templates of different models cannot be compared");
+        }
+        if (model == decltype(model){}) {
+            throw std::invalid_argument(
+                "templates of an unknown model cannot be compared: set their fingerprint");
         }
         return ZomuCompareTemplates(&face, &other.face);
     }

@@ -126,9 +126,11 @@ TEST(CppHeader, equalMeansTheSameBitsOfTheSameModel) {
     EXPECT_TRUE(other != madeTemplate());
 }
 
-TEST(CppHeader, doesNotScoreTemplatesOfTwoModels) {
+TEST(CppHeader, doesNotScoreTemplatesOfTwoModelsOrOfAnUnknownOne) {
     ZomuTemplate other = madeTemplate();
     EXPECT_FALSE(std::isnan(other.scoreAgainst(madeTemplate())));
     other.model[0] ^= 1;
     EXPECT_THROW(other.scoreAgainst(madeTemplate()), std::invalid_argument);
+    other.model = {};
+    EXPECT_THROW(other.scoreAgainst(other), std::invalid_argument);
 }
