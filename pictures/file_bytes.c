@@ -66,7 +66,8 @@ bool writeFile(const char* path, const void* data, size_t size, Problem* problem
     if (!beginNewFile(path, &file, problem)) {
         return false;
     }
-    if (fwrite(data, 1, size, file.stream) != size) {
+    /* No bytes may have no place. */
+    if (size > 0 && fwrite(data, 1, size, file.stream) != size) {
         failWriting(problem);
         discardNewFile(&file);
         return false;

@@ -19,7 +19,8 @@ FileWriter::FileWriter(FileWriter&& other) noexcept
     : path(std::move(other.path)), file(std::exchange(other.file, {})) {}
 
 void FileWriter::write(const void* data, std::size_t size) {
-    if (std::fwrite(data, 1, size, file.stream) != size) {
+    // No bytes may have no place.
+    if (size > 0 && std::fwrite(data, 1, size, file.stream) != size) {
         Problem problem;
         failWriting(&problem);
         fail(problem);
