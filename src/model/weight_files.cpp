@@ -41,5 +41,7 @@ LoadedMatrix loadBias(const std::string& folder, const std::string& name) {
     if (openModelFile(file, (folder + name).c_str())) {
         return readMatrix(file);
     }
-    return {std::make_unique<Matrix>(), nullptr, true};
+    LoadedMatrix none;
+    none.matrix = std::make_unique<Matrix>();
+    return none;
 }
