@@ -33,16 +33,13 @@ quietly 'apt-get install --yes --no-install-recommends libexif-dev libpng-dev li
 show 'cc -std=c11 -O2 /usr/share/doc/libzomu-dev/examples/*.c -o compare_faces $(pkg-config --cflags --libs zomu libpng libturbojpeg libexif zlib)'
 show './compare_faces portrait.png portrait.csv portrait.png portrait.csv'
 
-quietly 'apt-get install --yes --no-install-recommends python3-pil'
 cat >compare.py <<'P'
-import numpy
-import PIL.Image
 import zomu
 
-picture = numpy.asarray(PIL.Image.open("portrait.png").convert("RGB"))
+picture = zomu.read_picture("portrait.png")
 with zomu.Context() as context:
-    bright = context.extract(picture, "portrait.csv", order="RGB")
-    dark = context.extract(picture // 2, "portrait.csv", order="RGB")
+    bright = context.extract(picture, "portrait.csv")
+    dark = context.extract(picture // 2, "portrait.csv")
 print(f"score {zomu.compare(bright, dark):.4f}")
 P
 show 'cat compare.py && python3 compare.py'
