@@ -26,11 +26,11 @@ def png_of(samples: np.ndarray, chunks: bytes = b"") -> bytes:
     )
 
 
-def exif_of(orientation: int, order: str = "<", kind: int = 3, values: int = 1) -> bytes:
+def exif_of(orientation: int, order: str = "<") -> bytes:
     """EXIF data with the mark of a camera behind another entry."""
     mark = {"<": b"II*\0", ">": b"MM\0*"}[order]
     entries = struct.pack(order + "HHIHH", 0x0103, 3, 1, 6, 0)
-    entries += struct.pack(order + "HHIHH", 0x0112, kind, values, orientation, 0)
+    entries += struct.pack(order + "HHIHH", 0x0112, 3, 1, orientation, 0)
     return mark + struct.pack(order + "IH", 8, 2) + entries + bytes(4)
 
 
