@@ -9,6 +9,11 @@ install(TARGETS ZOMU ZOMUbatch EXPORT ZOMUTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# For the Python package alone: there is no header, and nothing to link with.
+if(TARGET ZOMUpictures)
+    install(TARGETS ZOMUpictures
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT pictures NAMELINK_SKIP)
+endif()
 install(FILES include/zomu.h include/zomu.hpp include/zomu_batch.h include/zomu_check.h include/zomu_check_fit.h
         include/zomu_model.hpp include/zomu_new_file.hpp include/zomu_template.hpp
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
@@ -42,7 +47,9 @@ if(ZOMU_BUILD_TOOLS)
 endif()
 install(DIRECTORY examples/ pictures/
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libzomu-dev/examples COMPONENT development
-    PATTERN CMakeLists.txt EXCLUDE)
+    PATTERN CMakeLists.txt EXCLUDE
+    PATTERN picture_library.* EXCLUDE
+    PATTERN *.map EXCLUDE)
 
 # The Python package, where Debian's interpreter looks for packages.
 install(DIRECTORY python/zomu DESTINATION lib/python3/dist-packages COMPONENT python
@@ -56,7 +63,7 @@ set(CPACK_PACKAGE_CONTACT "The ZOMU authors <zomu@localhost>")
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/packages)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL library development tools python)
+set(CPACK_COMPONENTS_ALL library pictures development tools python)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -74,6 +81,14 @@ set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "face templates on the CPU
  template of 502 floats, and two templates into a score, and one that
  computes many templates at a time. They need a folder with trained numbers,
  which this package does not contain.")
+
+set(CPACK_DEBIAN_PICTURES_PACKAGE_NAME libzomupictures${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_PICTURES_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_PICTURES_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PICTURES_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_COMPONENT_PICTURES_DESCRIPTION "face templates on the CPU - reader of pictures
+ A shared library that reads PNG and JPEG files for the Python package, as
+ the tools do.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzomu-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -94,14 +109,16 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
     "python3 (>= 3.11), python3-numpy, libzomu${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "python3-pil")  # zomu.read_picture
+# zomu.read_picture
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS
+    "libzomupictures${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})")
 set(CPACK_COMPONENT_PYTHON_DESCRIPTION "face templates on the CPU - Python package
  Templates and scores from NumPy arrays.")
 
 # Debian requires the licences in a file of this name in each package.
 include(ZomuNotices)
-foreach(pair library:libzomu${PROJECT_VERSION_MAJOR} development:libzomu-dev tools:zomu-tools
-        python:python3-zomu)
+foreach(pair library:libzomu${PROJECT_VERSION_MAJOR} pictures:libzomupictures${PROJECT_VERSION_MAJOR}
+        development:libzomu-dev tools:zomu-tools python:python3-zomu)
     string(REPLACE : ";" pair ${pair})
     list(GET pair 0 component)
     list(GET pair 1 package)

@@ -6,8 +6,10 @@
 #include <string.h>
 #include <turbojpeg.h>
 
+#include "decoding.h"
 #include "jpeg_markers.h"
 #include "new_file.h"
+#include "png_file.h"
 #include "upright.h"
 
 /* Cameras and programs write about ten scans. Each goes over all pixels, so that at the limit of pixels
@@ -20,50 +22,6 @@ static const uint8_t kJpegSignature[3] = {0xFF, 0xD8, 0xFF};
 
 static bool startsWith(const FileBytes* file, const uint8_t* signature, size_t size) {
     return file->size >= size && memcmp(file->data, signature, size) == 0;
-}
-
-/* Both sizes are 1 or more. */
-static bool allocatePixels(int64_t width, int64_t height, Picture* picture, Problem* problem) {
-    if (width > PICTURE_PIXEL_LIMIT / height) {
-        return fail(problem, "is too large: %lld x %lld pixels", (long long)width,
-                    (long long)height);
-    }
-    picture->width = (int32_t)width;
-    picture->height = (int32_t)height;
-    picture->stride = 3 * picture->width;
-    picture->pixels = malloc((size_t)picture->stride * (size_t)height);
-    if (picture->pixels == NULL) {
-        return fail(problem, "does not fit into memory: %lld x %lld pixels", (long long)width,
-                    (long long)height);
-    }
-    return true;
-}
-
-/* The decoders say "Insufficient memory" and "out of memory" where the file is none the worse. */
-static bool failDecoding(Problem* problem, const char* kind, const char* reason) {
-    return strstr(reason, "memory") != NULL ? fail(problem, "does not fit into memory: %s", reason)
-                                            : fail(problem, "is a damaged %s: %s", kind, reason);
-}
-
-static bool decodePng(const FileBytes* file, Picture* picture, Problem* problem) {
-    png_image image;
-    memset(&image, 0, sizeof image);
-    image.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_memory(&image, file->data, file->size)) {
-        return failDecoding(problem, "PNG", image.message);
-    }
-    image.format = PNG_FORMAT_BGR;
-    /* Without a word about gamma, libpng would take 16 bits for linear light. */
-    image.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
-    if (!allocatePixels(image.width, image.height, picture, problem)) {
-        png_image_free(&image);
-        return false;
-    }
-    const png_color white = {255, 255, 255};
-    if (!png_image_finish_read(&image, &white, picture->pixels, picture->stride, NULL)) {
-        return failDecoding(problem, "PNG", image.message);
-    }
-    return turnUpright(pngOrientation(file), picture, problem);
 }
 
 /* Pictures beyond the limit of pixels are refused for that. */
@@ -122,7 +80,8 @@ bool readPicture(const char* path, Picture* picture, Problem* problem) {
     }
     bool good = false;
     if (startsWith(&file, kPngSignature, sizeof kPngSignature)) {
-        good = decodePng(&file, picture, problem);
+        good = decodePng(&file, picture, problem) &&
+               turnUpright(pngOrientation(&file), picture, problem);
     } else if (startsWith(&file, kJpegSignature, sizeof kJpegSignature)) {
         good = decodeJpeg(&file, picture, problem);
     } else {

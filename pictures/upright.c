@@ -40,26 +40,6 @@ int exifOrientation(const uint8_t* exif, size_t size) {
     return orientation >= 1 && orientation <= 8 ? orientation : 1;
 }
 
-static size_t bigEndian(const uint8_t* bytes) {
-    return (size_t)bytes[0] << 24 | (size_t)bytes[1] << 16 | (size_t)bytes[2] << 8 | bytes[3];
-}
-
-int pngOrientation(const FileBytes* file) {
-    /* After the signature, each chunk is length, type, contents and checksum. */
-    enum { kSignature = 8, kChunk = 12 };
-    for (size_t at = kSignature; at + kChunk <= file->size;) {
-        const size_t length = bigEndian(file->data + at);
-        if (length > file->size - at - kChunk) {
-            break;
-        }
-        if (memcmp(file->data + at + 4, "eXIf", 4) == 0) {
-            return exifOrientation(file->data + at + 8, length);
-        }
-        at += kChunk + length;
-    }
-    return 1;
-}
-
 /* Where the pixels of the upright picture are in the stored one: that of column x and row y is
  * `first + x * column + y * row`, in pixels. */
 typedef struct Way {

@@ -13,9 +13,6 @@
  * block is damaged, larger than 1 MiB or says nothing; also for a null pointer. */
 int exifOrientation(const uint8_t* exif, size_t size);
 
-/* The same from the first eXIf chunk of a PNG file. */
-int pngOrientation(const FileBytes* file);
-
 /* Turns and mirrors a picture with packed rows so that its first row is at the top and its first column
  * at the left. For the moment of turning, the picture is in memory twice. */
 bool turnUpright(int orientation, Picture* picture, Problem* problem);

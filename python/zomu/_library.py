@@ -102,6 +102,11 @@ def require(
         return _loaded
 
 
+def name_of_process() -> str:
+    """The library's file, or what will be loaded where none was named: a path, or a name for the loader."""
+    return _name_of(None) if _loaded is None else _loaded.name
+
+
 def fingerprint_of_process() -> str | None:
     """The fingerprint of this process's model, or None without one. The first call takes a while."""
     global _fingerprint

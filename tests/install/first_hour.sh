@@ -30,19 +30,16 @@ show 'cmake -S /use -B by-cmake >log && cmake --build by-cmake >>log'
 show 'by-cmake/use_zomu && by-cmake/use_zomu_cpp && by-cmake/use_zomu_batch'
 
 quietly 'apt-get install --yes --no-install-recommends libexif-dev libpng-dev libturbojpeg0-dev'
-show 'cc -std=c11 -O2 /usr/share/doc/libzomu-dev/examples/*.c -o compare_faces $(pkg-config --cflags --libs zomu libpng libturbojpeg libexif)'
+show 'cc -std=c11 -O2 /usr/share/doc/libzomu-dev/examples/*.c -o compare_faces $(pkg-config --cflags --libs zomu libpng libturbojpeg libexif zlib)'
 show './compare_faces portrait.png portrait.csv portrait.png portrait.csv'
 
-quietly 'apt-get install --yes --no-install-recommends python3-pil'
 cat >compare.py <<'P'
-import numpy
-import PIL.Image
 import zomu
 
-picture = numpy.asarray(PIL.Image.open("portrait.png").convert("RGB"))
+picture = zomu.read_picture("portrait.png")
 with zomu.Context() as context:
-    bright = context.extract(picture, "portrait.csv", order="RGB")
-    dark = context.extract(picture // 2, "portrait.csv", order="RGB")
+    bright = context.extract(picture, "portrait.csv")
+    dark = context.extract(picture // 2, "portrait.csv")
 print(f"score {zomu.compare(bright, dark):.4f}")
 P
 show 'cat compare.py && python3 compare.py'

@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# Installs a build into a folder, builds a project against it by each road that hosts take, moves the
-# folder, and does it again: nothing may know where it was.
+# Installs a build into a folder, builds a project against it by each road that hosts take, reads a picture with
+# the Python package, moves the folder, and does it again: nothing may know where it was.
 #
 #   install_test.sh BUILD_FOLDER TMPDIR    a temporary directory with a model, so that nothing is missing
 set -euo pipefail
 build=$1
 project=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/use
+portrait=$(readlink -f "$project/../../../examples/data/portrait.png")
 work=$(mktemp -d)
 export TMPDIR=$2
 trap 'rm -rf "$work"' EXIT
@@ -36,6 +37,13 @@ use() {
     output=$(export LD_LIBRARY_PATH=$libraries &&
         "$work/by-pkg-config/c" && "$work/by-pkg-config/cpp" && "$work/by-pkg-config/batch")
     check "by pkg-config" "$output"
+
+    output=$(cd / && PYTHONPATH=$root/lib/python3/dist-packages ZOMU_LIBRARY=$libraries/libZOMU.so.0 \
+        /usr/bin/python3 -B -c "import zomu; print(zomu.read_picture('$portrait').shape)")
+    if [ "$output" != "(300, 300, 3)" ]; then
+        echo "By Python, the portrait had the size $output" >&2
+        exit 1
+    fi
 }
 
 # check ROAD OUTPUT

@@ -11,6 +11,7 @@ DOCUMENTS = Path("/usr/share/doc")
 
 # Binaries of each package, and where its copyright file is until it is installed.
 PACKAGES = {"library": ("src/libZOMU.so", "src/libZOMUbatch.so"),
+            "pictures": ("src/libZOMUpictures.so",),
             "tools": ("tools/zomu-model", "tools/zomu-template", "tools/zomu-inspect", "tools/zomu-variants")}
 
 # The C library, which is shared, and the compiler's run time, which asks for no notice.

@@ -164,3 +164,13 @@ TEST_F(Upright, blocksThatMakeNoSenseLeaveThePictureAsStored) {
     write(Kind::jpeg, "bdf/ace", segment("Exif" + good));
     expectLetters(Kind::jpeg, "bdf/ace");
 }
+
+// A chunk with a wrong checksum counts as absent, and the next one as the first.
+TEST_F(Upright, damagedChunksDoNotCount) {
+    std::string damaged = pngChunk("eXIf", exifBlock(6));
+    damaged.back() = static_cast<char>(damaged.back() ^ 1);
+    write(Kind::png, "bdf/ace", damaged);
+    expectLetters(Kind::png, "bdf/ace");
+    write(Kind::png, "fe/dc/ba", damaged + pngChunk("eXIf", exifBlock(3)));
+    expectLetters(Kind::png, kUpright);
+}

@@ -43,7 +43,7 @@ class TemplateTest(unittest.TestCase):
         sheet = np.zeros((900, 1500, 3), dtype=np.uint8)
         sheet[600:, 1200:] = zomu.read_picture(PICTURE)
         picture, face = self.path.with_name("sheet.png"), self.path.with_name("sheet.csv")
-        picture.write_bytes(png_of(sheet[:, :, ::-1], 2, 8))
+        picture.write_bytes(png_of(sheet[:, :, ::-1]))
         points = {number: (x + 1200, y + 600) for number, (x, y) in zomu.read_landmarks(LANDMARKS).items()}
         points[12], points[13] = points[13], points[12]
         with zomu.Context(MODEL) as context:

@@ -89,7 +89,7 @@ class GuardTest(EditorPage):
         for orientation, order in itertools.product(range(1, 9), "<>"):
             exif = exif_of(orientation, order)
             files = {
-                "photo.png": png_of(stored, 2, 8, chunks=chunk(b"eXIf", exif)),
+                "photo.png": png_of(stored, chunks=chunk(b"eXIf", exif)),
                 "photo.jpg": with_exif(file.getvalue(), exif),
             }
             seen = as_seen(blocks, orientation)
@@ -106,7 +106,7 @@ class GuardTest(EditorPage):
         with PIL.Image.open(CSV.with_suffix(".png")) as portrait:
             pixels = np.asarray(portrait.convert("RGB"))[:, 40:240]
         (self.folder / "photo.png").write_bytes(
-            png_of(np.rot90(pixels), 2, 8, chunks=chunk(b"eXIf", exif_of(6)))
+            png_of(np.rot90(pixels), chunks=chunk(b"eXIf", exif_of(6)))
         )
         self.open_photo(self.folder / "photo.png")
         places = {number: (x - 40, y) for number, (x, y) in KNOWN.items()}
