@@ -131,13 +131,13 @@ struct ZomuModel {
         std::vector<File> found;
         for (int n = 1; n <= kNetworks; ++n) {
             const std::uint64_t side = isLarge(n) ? 55 : 47;
-            found.push_back({"0-" + std::to_string(n) + "-0", 4 + 4 * planes(n) * side * side});
+            found.push_back({between("0-", n, "-0"), 4 + 4 * planes(n) * side * side});
         }
         found.push_back({"6-0", kFloat * 8000});
         found.push_back({"6-1", kFloat * 500 * 8000});
         found.push_back({"6-2", kFloat * 500 * 8000});
         for (int n = 1; n <= kNetworks; ++n) {
-            const std::string number = "-" + std::to_string(n) + "-";
+            const std::string number = between("-", n, "-");
             const std::uint64_t rows = isLarge(n) ? 1024 : 576;
             const std::uint64_t moreRows = isLarge(n) ? 1200 : 768;
             const std::pair<const char*, std::uint64_t> floats[] = {
@@ -217,6 +217,11 @@ struct ZomuModel {
   private:
     static constexpr int kNetworks = 25;
     static constexpr std::uint64_t kFloat = 4;
+
+    // By append, since GCC 12 warns of operator+ for a text and a number (-Wrestrict, at -O3).
+    static std::string between(const char* before, int number, const char* after) {
+        return std::string(before).append(std::to_string(number)).append(after);
+    }
 
     // Networks that read patches of 55 x 55 pixels, and those that read colours.
     static bool isLarge(int network) {
