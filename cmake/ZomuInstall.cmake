@@ -9,7 +9,7 @@ install(TARGETS ZOMU ZOMUbatch EXPORT ZOMUTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES include/zomu.h include/zomu.hpp include/zomu_batch.h
+install(FILES include/zomu.h include/zomu.hpp include/zomu_batch.h include/zomu_check.h include/zomu_check_fit.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 install(EXPORT ZOMUTargets NAMESPACE ZOMU:: FILE ZOMUConfig.cmake
     DESTINATION ${ZOMU_CMAKE_FOLDER} COMPONENT development)
@@ -93,6 +93,7 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
     "python3 (>= 3.11), python3-numpy, libzomu${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "python3-pil")  # zomu.read_picture
 set(CPACK_COMPONENT_PYTHON_DESCRIPTION "face templates on the CPU - Python package
  Templates and scores from NumPy arrays.")
 

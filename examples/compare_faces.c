@@ -11,6 +11,7 @@
 #include "landmark_file.h"
 #include "picture_file.h"
 #include "zomu.h"
+#include "zomu_check.h"
 
 enum { kDone = 0, kFailed = 1, kMisused = 2 };
 
@@ -137,14 +138,18 @@ static bool loadFace(Face* face) {
 
 static bool extractFace(ZomuContext* context, Face* face) {
     const Picture* picture = &face->picture;
-    ZomuExtractTemplate(context, picture->pixels, picture->width, picture->height, picture->stride,
-                        &face->landmarks, &face->template);
-    if (isFinite(&face->template)) {
-        return true;
+    ZomuLandmarkReport fault;
+    if (ZomuCheckLandmarks(&face->landmarks, picture->width, picture->height, &fault) !=
+        ZOMU_LANDMARKS_GOOD) {
+        return report(face->landmarkPath, fault.text);
     }
-    return report(face->picturePath, picture->width < 2 || picture->height < 2
-                                         ? "gives no template: it is smaller than 2 x 2 pixels"
-                                         : "gives no template: model files are missing or damaged");
+    ZomuFaceView view;
+    ZomuNearFace(picture->pixels, picture->width, picture->height, picture->stride,
+                 &face->landmarks, &view);
+    ZomuExtractTemplate(context, view.image, view.width, view.height, view.stride, view.landmarks,
+                        &face->template);
+    return isFinite(&face->template) ||
+           report(face->picturePath, "gives no template: model files are missing or damaged");
 }
 
 /* A context takes a while and is made only for faces that come as pictures; one serves both. */

@@ -23,6 +23,9 @@
  *     2 ZomuExtractTemplate, 3 ZomuCompareTemplates, 4 ZomuDestroy.
  *  8. Errors. There are no error codes. What cannot be computed is NaN, and what went wrong is one
  *     line on standard output. Running out of memory raises std::bad_alloc through the call.
+ *     Coordinates are computed with as they are: landmarks that are not those of a face in the picture,
+ *     NaN among them, may give ordinary numbers, which score high against others of the same kind.
+ *     zomu_check.h says what is wrong with landmarks: call it before each extraction.
  */
 #ifndef ZOMU_H
 #define ZOMU_H
@@ -94,16 +97,17 @@ ZOMU_API ZomuContext* ZomuCreate(void);
  * stride       how many bytes further the next row begins. Any value: padding behind the 3 x width
  *              bytes of a row is never read, and a negative stride walks a bottom-up picture, whose
  *              top row `image` then points at.
- * landmarks    the face in it; only read, and only during the call. Landmarks outside the picture are
- *              allowed.
+ * landmarks    the face in it; only read, and only during the call. Coordinates are not checked: see
+ *              zomu_check.h, also for faces more than a thousand pixels from the picture's corner.
  * templateOut  receives the template: all 502 values, at the end of the call. If it is null, nothing
  *              happens.
  *
  * Threads  one call at a time for one context. The same input gives the same bits with any number of
  *          threads, in any context, in the first and in the hundredth call, on every processor with
  *          a fused multiply-add (x86-64 with AVX2, 64-bit ARM).
- * Failure  a null image or record, a picture under 2 x 2, or a record outside its contract prints
- *          "template refused: " and the reason, and all 502 values are NaN. They are NaN, too, where
+ * Failure  a null image or record, a picture under 2 x 2, or a record whose count or ids are outside
+ *          its contract prints "template refused: " and the reason, and all 502 values are NaN; wrong
+ *          coordinates do not. The values are NaN, too, where
  *          weights are missing or unusable. A NaN template scores NaN, which passes no threshold. */
 ZOMU_API void ZomuExtractTemplate(ZomuContext* context, const uint8_t* image, int32_t width,
                                   int32_t height, int32_t stride, const LandmarkRecord* landmarks,

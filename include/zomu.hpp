@@ -1,5 +1,5 @@
 // ZOMU for C++17 hosts: the same four functions with owners, views and values. Header only. It does
-// nothing that zomu.h cannot do, and everything that zomu.h says applies.
+// nothing that zomu.h and zomu_check.h cannot do, and everything that zomu.h says applies.
 //
 //   ZomuExtractor extractor;
 //   ZomuTemplate a = extractor.extract(ZomuPixels{bytes, width, height, stride}, landmarks);
@@ -20,6 +20,7 @@
 #include <string>
 
 #include "zomu.h"
+#include "zomu_check.h"
 
 // A view of a picture: blue, green, red; `stride` bytes from one row to the next, negative if
 // `topRow` is the last row in memory.
@@ -131,23 +132,47 @@ struct ZomuTemplate {
     static constexpr std::size_t kFileSize = kHeadSize + 4 * kValueCount;
 };
 
+// Landmarks that cannot be those of a face in the picture. The text says why.
+class ZomuLandmarkError : public std::invalid_argument {
+  public:
+    explicit ZomuLandmarkError(const ZomuLandmarkReport& report)
+        : std::invalid_argument(report.text), fault(report.fault) {}
+
+    ZomuLandmarkFault fault;
+};
+
 // Owns a context: 25 networks, about 40 MB. Movable, not copyable. One call at a time: each thread
 // needs its own extractor.
 class ZomuExtractor {
   public:
     ZomuExtractor() : context(ZomuCreate()) {}
 
-    // Returns an unusable template if the library could not compute it, after a line on standard
-    // output with the reason. `landmarks` holds `count` entries, as in zomu.h.
+    // Throws ZomuLandmarkError for landmarks that zomu_check.h finds at fault. Returns an unusable
+    // template if the library could not compute it, after a line on standard output with the
+    // reason. `landmarks` holds `count` entries, as in zomu.h.
     ZomuTemplate extract(const ZomuPixels& picture, const LandmarkRecord& landmarks) {
+        ZomuLandmarkReport report;
+        if (ZomuCheckLandmarks(&landmarks, picture.width, picture.height, &report) !=
+            ZOMU_LANDMARKS_GOOD) {
+            throw ZomuLandmarkError(report);
+        }
+        return extractUnchecked(picture, landmarks);
+    }
+
+    // The same for landmarks that the host vouches for, whatever they look like. Wrong ones give
+    // ordinary templates that mean nothing.
+    ZomuTemplate extractUnchecked(const ZomuPixels& picture, const LandmarkRecord& landmarks) {
         ZomuTemplate result;
         // A moved-from extractor has no context, and the call writes nothing: the template stays
         // NaN.
         std::array<float, ZOMU_PROJECTION_SIZE + 2> nothing = {};
         nothing.fill(std::nanf(""));
         std::memcpy(&result.face, nothing.data(), sizeof result.face);
-        ZomuExtractTemplate(context.get(), picture.topRow, picture.width, picture.height,
-                            picture.stride, &landmarks, &result.face);
+        ZomuFaceView view;
+        ZomuNearFace(picture.topRow, picture.width, picture.height, picture.stride, &landmarks,
+                     &view);
+        ZomuExtractTemplate(context.get(), view.image, view.width, view.height, view.stride,
+                            view.landmarks, &result.face);
         return result;
     }
 

@@ -25,6 +25,8 @@
  *  7. Windows. ZOMUbatch.dll exports its three functions by their names.
  *  8. Errors. There are no error codes. What cannot be computed is NaN, and what went wrong is one
  *     line on standard output. Running out of memory raises std::bad_alloc through the call.
+ *     Coordinates are not checked: zomu_check.h, which serves this library as well, says what is wrong
+ *     with them.
  */
 #ifndef ZOMU_BATCH_H
 #define ZOMU_BATCH_H

@@ -7,6 +7,13 @@
 #include <string.h>
 #include <turbojpeg.h>
 
+#include "jpeg_markers.h"
+#include "upright.h"
+
+/* Cameras and programs write about ten scans. Each goes over all pixels, so that at the limit of pixels
+ * no more than this is worth of time: 16 times the largest picture. */
+enum { kScanLimit = 100, kFullSizeScans = 16 };
+
 static const size_t kFileLimit = (size_t)1 << 30;
 static const uint8_t kPngSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 static const uint8_t kJpegSignature[3] = {0xFF, 0xD8, 0xFF};
@@ -32,23 +39,38 @@ static bool allocatePixels(int64_t width, int64_t height, Picture* picture, Prob
     return true;
 }
 
+/* The decoders say "Insufficient memory" and "out of memory" where the file is none the worse. */
+static bool failDecoding(Problem* problem, const char* kind, const char* reason) {
+    return strstr(reason, "memory") != NULL ? fail(problem, "does not fit into memory: %s", reason)
+                                            : fail(problem, "is a damaged %s: %s", kind, reason);
+}
+
 static bool decodePng(const FileBytes* file, Picture* picture, Problem* problem) {
     png_image image;
     memset(&image, 0, sizeof image);
     image.version = PNG_IMAGE_VERSION;
     if (!png_image_begin_read_from_memory(&image, file->data, file->size)) {
-        return fail(problem, "is a damaged PNG: %s", image.message);
+        return failDecoding(problem, "PNG", image.message);
     }
     image.format = PNG_FORMAT_BGR;
+    /* Without a word about gamma, libpng would take 16 bits for linear light. */
+    image.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
     if (!allocatePixels(image.width, image.height, picture, problem)) {
         png_image_free(&image);
         return false;
     }
     const png_color white = {255, 255, 255};
     if (!png_image_finish_read(&image, &white, picture->pixels, picture->stride, NULL)) {
-        return fail(problem, "is a damaged PNG: %s", image.message);
+        return failDecoding(problem, "PNG", image.message);
     }
-    return true;
+    return turnUpright(pngOrientation(file), picture, problem);
+}
+
+/* Pictures beyond the limit of pixels are refused for that. */
+static bool hasTooManyScans(int scans, int64_t width, int64_t height) {
+    const int64_t pixels = width * height;
+    return scans > kScanLimit || (pixels <= PICTURE_PIXEL_LIMIT &&
+                                  pixels * scans > (int64_t)kFullSizeScans * PICTURE_PIXEL_LIMIT);
 }
 
 static bool decodeJpegWith(tjhandle decoder, const FileBytes* file, Picture* picture,
@@ -59,7 +81,7 @@ static bool decodeJpegWith(tjhandle decoder, const FileBytes* file, Picture* pic
     int colourSpace = 0;
     if (tjDecompressHeader3(decoder, file->data, (unsigned long)file->size, &width, &height,
                             &subsampling, &colourSpace) != 0) {
-        return fail(problem, "is a damaged JPEG: %s", tjGetErrorStr2(decoder));
+        return failDecoding(problem, "JPEG", tjGetErrorStr2(decoder));
     }
     if (width < 1 || height < 1) {
         return fail(problem, "is a damaged JPEG: it has no size");
@@ -67,15 +89,19 @@ static bool decodeJpegWith(tjhandle decoder, const FileBytes* file, Picture* pic
     if (colourSpace == TJCS_CMYK || colourSpace == TJCS_YCCK) {
         return fail(problem, "is a JPEG in printing colours, which are not supported");
     }
+    const JpegMarkers markers = readJpegMarkers(file);
+    if (hasTooManyScans(markers.scans, width, height)) {
+        return fail(problem, "is a JPEG with too many scans: %d", markers.scans);
+    }
     if (!allocatePixels(width, height, picture, problem)) {
         return false;
     }
     /* Warnings count as damage: behind one, part of the face may be plain grey. */
     if (tjDecompress2(decoder, file->data, (unsigned long)file->size, picture->pixels, width,
-                      picture->stride, height, TJPF_BGR, 0) != 0) {
-        return fail(problem, "is a damaged JPEG: %s", tjGetErrorStr2(decoder));
+                      picture->stride, height, TJPF_BGR, TJFLAG_STOPONWARNING) != 0) {
+        return failDecoding(problem, "JPEG", tjGetErrorStr2(decoder));
     }
-    return true;
+    return turnUpright(exifOrientation(markers.exif, markers.exifSize), picture, problem);
 }
 
 static bool decodeJpeg(const FileBytes* file, Picture* picture, Problem* problem) {

@@ -23,8 +23,9 @@ typedef struct Picture {
 
 /* Reads a PNG or JPEG file; its first bytes decide which, not its name. Grey, palette and 16-bit
  * pictures become 8-bit colour, transparent parts lie on white. A damaged or cut-off file is
- * refused as a whole. Pixels are taken as stored: a camera's rotation mark is not applied. On
- * failure `picture` is empty. */
+ * refused as a whole, and so is a JPEG file of more than 100 scans. A picture is turned upright as its
+ * EXIF orientation says; where there is none, or the mark is damaged, it is taken as stored. On failure
+ * `picture` is empty. */
 bool readPicture(const char* path, Picture* picture, Problem* problem);
 
 bool writePng(const char* path, const Picture* picture, Problem* problem);

@@ -13,12 +13,13 @@ set -euo pipefail
 demo=(
     cmake g++ ninja-build pkgconf
     libopenblas-openmp-dev # the static archive of the OpenMP build; no other build will do
-    libcairo2-dev libcli11-dev libpng-dev libssl-dev libturbojpeg0-dev zlib1g-dev fonts-dejavu-core
+    libcairo2-dev libcli11-dev libexif-dev libpng-dev libssl-dev libturbojpeg0-dev zlib1g-dev fonts-dejavu-core
 )
 tests=(
     "${demo[@]}"
     libgtest-dev locales
     python3 python3-numpy
+    python3-pil          # zomu.read_picture
     libopenblas0-pthread # the BLAS of a host in the tests
     make                 # the generator of a project that uses an installed library
     mypy                 # the types of the Python package

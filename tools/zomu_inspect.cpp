@@ -1,30 +1,28 @@
 // zomu-inspect: shows as pictures what the library makes of a face before the networks run.
-#include <cstdio>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 
 #include "command_line/command_line.h"
-#include "sheets/landmark_check.h"
 #include "sheets/landmark_sheet.h"
 #include "sheets/patch_sheet.h"
 
 namespace {
 
 void inspect(const std::string& picturePath, const std::string& landmarkPath,
-             const std::filesystem::path& folder) {
+             const std::filesystem::path& folder, bool isUnchecked) {
     const FacePicture face = loadFacePicture(picturePath, landmarkPath);
     if (face.picture.width < 2 || face.picture.height < 2) {
         throw std::runtime_error(picturePath + ": is smaller than 2 x 2 pixels");
-    }
-    const std::string doubt = landmarkWarning(face.landmarks);
-    if (!doubt.empty()) {
-        std::fprintf(stderr, "zomu-inspect: warning: %s\n", doubt.c_str());
     }
     createFolder(folder.string());
     const std::string name = std::filesystem::path(picturePath).filename().string();
     savePng((folder / "landmarks.png").string(), drawLandmarkSheet(face, "Landmarks of " + name));
     savePng((folder / "patches.png").string(), drawPatchSheet(face, "Patches of " + name));
+    // The sheets are there to show what is wrong.
+    if (!isUnchecked) {
+        requireFace(face, landmarkPath);
+    }
 }
 
 }  // namespace
@@ -33,6 +31,7 @@ int main(int argc, char** argv) {
     std::string picture;
     std::string landmarks;
     std::string folder;
+    bool isUnchecked = false;
     return runTool(
         "zomu-inspect", "Draws what the library sees of a face: its landmarks and its 25 patches.",
         argc, argv,
@@ -41,6 +40,7 @@ int main(int argc, char** argv) {
             tool.addArgument("LANDMARKS", landmarks, "CSV file with id,x,y");
             tool.addArgument("OUTDIR", folder,
                              "folder for landmarks.png and patches.png, created if missing");
+            tool.addUnchecked(isUnchecked);
         },
-        [&] { inspect(picture, landmarks, folder); });
+        [&] { inspect(picture, landmarks, folder, isUnchecked); });
 }

@@ -81,7 +81,7 @@ void writeDescriptions(const fs::path& folder) {
 }
 
 // Without mean images a patch holds the canvas's bytes as floats and 0 in its margins.
-void cut(const std::string& manifest, const fs::path& folder) {
+void cut(const std::string& manifest, const fs::path& folder, bool isUnchecked) {
     const std::vector<ManifestRow> rows = readManifest(manifest);
     createFolder(folder.string());
     writeDescriptions(folder);
@@ -98,10 +98,11 @@ void cut(const std::string& manifest, const fs::path& folder) {
     StoredRows stored;
     PhotoWork work;
     work.compute = [&](const FacePicture& face, int thread, std::size_t slot) {
-        const SourceImage image = {face.picture.pixels.data(), face.picture.width,
-                                   face.picture.height, 3 * face.picture.width};
-        const PatchList patches = cutFacePatches(canvases[static_cast<std::size_t>(thread)],
-                                                 kNoMeanImages, image, face.landmarks);
+        ZomuFaceView view;
+        viewNearFace(face, view);
+        const PatchList patches =
+            cutFacePatches(canvases[static_cast<std::size_t>(thread)], kNoMeanImages,
+                           {view.image, view.width, view.height, view.stride}, *view.landmarks);
         for (std::size_t k = 0; k < patches.size(); ++k) {
             const float* values = patches[k]->data;
             blocks[slot][k].assign(values, values + patches[k]->numElements);
@@ -114,6 +115,7 @@ void cut(const std::string& manifest, const fs::path& folder) {
         stored.add(row);
     };
     work.report = reportLine;
+    work.isUnchecked = isUnchecked;
     walkPhotos(rows, work);
     for (NpyFile& file : files) {
         file.close();
@@ -121,7 +123,7 @@ void cut(const std::string& manifest, const fs::path& folder) {
     stored.finish(folder, rows.size());
 }
 
-void writeFeatures(const std::string& manifest, const fs::path& folder) {
+void writeFeatures(const std::string& manifest, const fs::path& folder, bool isUnchecked) {
     attachLibrary();
     const std::vector<ManifestRow> rows = readManifest(manifest);
     createFolder(folder.string());
@@ -132,9 +134,11 @@ void writeFeatures(const std::string& manifest, const fs::path& folder) {
     PhotoWork work;
     work.compute = [&](const FacePicture& face, int thread, std::size_t slot) {
         float* features = block.data() + slot * kFeatureCount;
+        ZomuFaceView view;
+        viewNearFace(face, view);
         computeFeatures(*contexts[static_cast<std::size_t>(thread)], g_modelTables.meanImages,
-                        face.picture.pixels.data(), face.picture.width, face.picture.height,
-                        3 * face.picture.width, face.landmarks, features);
+                        view.image, view.width, view.height, view.stride, *view.landmarks,
+                        features);
         if (!std::all_of(features, features + kFeatureCount,
                          [](float value) { return std::isfinite(value); })) {
             throw std::runtime_error(std::string(modelDir) +
@@ -146,6 +150,7 @@ void writeFeatures(const std::string& manifest, const fs::path& folder) {
         stored.add(row);
     };
     work.report = reportLine;
+    work.isUnchecked = isUnchecked;
     walkPhotos(rows, work);
     file.close();
     stored.finish(folder, rows.size());
@@ -156,6 +161,7 @@ void writeFeatures(const std::string& manifest, const fs::path& folder) {
 int main(int argc, char** argv) {
     std::string manifest;
     std::string folder;
+    bool isUnchecked = false;
     std::optional<Command> cutCommand;
     std::optional<Command> describeCommand;
     const auto addFolder = [&](Command& command) {
@@ -164,6 +170,7 @@ int main(int argc, char** argv) {
     const auto addManifest = [&](Command& command) {
         command.addArgument("MANIFEST", manifest, "CSV file with person,photo,landmarks");
         addFolder(command);
+        command.addUnchecked(isUnchecked);
     };
     return runTool(
         "zomu-patches", "What the library sees of many photographs, as arrays for training.", argc,
@@ -182,12 +189,12 @@ int main(int argc, char** argv) {
         },
         [&] {
             if (cutCommand->isGiven()) {
-                cut(manifest, folder);
+                cut(manifest, folder, isUnchecked);
             } else if (describeCommand->isGiven()) {
                 createFolder(folder);
                 writeDescriptions(folder);
             } else {
-                writeFeatures(manifest, folder);
+                writeFeatures(manifest, folder, isUnchecked);
             }
         });
 }

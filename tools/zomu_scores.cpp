@@ -36,7 +36,7 @@ struct Templates {
     std::vector<ManifestRow> rows;  // with absolute paths
 };
 
-Templates extractAll(const std::vector<ManifestRow>& rows) {
+Templates extractAll(const std::vector<ManifestRow>& rows, bool isUnchecked) {
     std::vector<Context> contexts;
     contexts.reserve(static_cast<std::size_t>(omp_get_max_threads()));
     for (int thread = 0; thread < omp_get_max_threads(); ++thread) {
@@ -46,9 +46,10 @@ Templates extractAll(const std::vector<ManifestRow>& rows) {
     Templates templates;
     PhotoWork work;
     work.compute = [&](const FacePicture& face, int thread, std::size_t slot) {
-        ZomuExtractTemplate(contexts[static_cast<std::size_t>(thread)].get(),
-                            face.picture.pixels.data(), face.picture.width, face.picture.height,
-                            3 * face.picture.width, &face.landmarks, &block[slot]);
+        ZomuFaceView view;
+        viewNearFace(face, view);
+        ZomuExtractTemplate(contexts[static_cast<std::size_t>(thread)].get(), view.image,
+                            view.width, view.height, view.stride, view.landmarks, &block[slot]);
     };
     work.store = [&](const ManifestRow& row, std::size_t slot) {
         templates.faces.push_back(block[slot]);
@@ -58,6 +59,7 @@ Templates extractAll(const std::vector<ManifestRow>& rows) {
     work.report = [](const std::string& line) {
         std::fprintf(stderr, "zomu-scores: %s\n", line.c_str());
     };
+    work.isUnchecked = isUnchecked;
     walkPhotos(rows, work);
     if (templates.faces.size() < 2) {
         throw std::runtime_error("fewer than two photographs could be used");
@@ -109,10 +111,10 @@ void writeScoreLines(const Templates& templates, const fs::path& path) {
     }
 }
 
-void score(const std::string& manifest, const fs::path& folder, bool asText) {
+void score(const std::string& manifest, const fs::path& folder, bool asText, bool isUnchecked) {
     const std::vector<ManifestRow> rows = readManifest(manifest);
     createFolder(folder.string());
-    const Templates templates = extractAll(rows);
+    const Templates templates = extractAll(rows, isUnchecked);
     const std::size_t count = templates.faces.size();
     writeManifest(folder / "faces.csv", templates.rows);
     NpyFile file(folder / "templates.npy", NpyType::float32, {kTemplateFloats});
@@ -132,6 +134,7 @@ int main(int argc, char** argv) {
     std::string manifest;
     std::string folder;
     bool asText = false;
+    bool isUnchecked = false;
     return runTool(
         "zomu-scores", "Scores every photograph of a manifest against every other one.", argc, argv,
         [&](Command& tool) {
@@ -140,6 +143,7 @@ int main(int argc, char** argv) {
                 "OUTDIR", folder,
                 "folder for templates.npy, scores.npy and faces.csv, created if missing");
             tool.addFlag("--csv", asText, "Write scores.csv as well, a line for each pair");
+            tool.addUnchecked(isUnchecked);
         },
-        [&] { score(manifest, folder, asText); });
+        [&] { score(manifest, folder, asText, isUnchecked); });
 }

@@ -10,7 +10,6 @@
 #include "model/model_tables.h"
 #include "service/attach.h"
 #include "sheets/face_picture.h"
-#include "sheets/landmark_check.h"
 #include "zomu.hpp"
 
 namespace {
@@ -21,6 +20,7 @@ struct Arguments {
     std::string output;
     std::string first;
     std::string second;
+    bool isUnchecked = false;
 };
 
 // The model is looked for where the library looks for it, and must be complete.
@@ -29,17 +29,16 @@ void extract(const Arguments& arguments) {
     if (face.picture.width < 2 || face.picture.height < 2) {
         throw std::runtime_error(arguments.picture + ": is smaller than 2 x 2 pixels");
     }
-    const std::string doubt = landmarkWarning(face.landmarks);
-    if (!doubt.empty()) {
-        std::fprintf(stderr, "zomu-template: warning: %s\n", doubt.c_str());
+    if (!arguments.isUnchecked) {
+        requireFace(face, arguments.landmarks);
     }
     findModelDirectory();
     const Sha256Digest model = modelFingerprint(modelDir);
     attachLibrary();
     ZomuExtractor extractor;
-    ZomuTemplate extracted = extractor.extract({face.picture.pixels.data(), face.picture.width,
-                                                face.picture.height, 3 * face.picture.width},
-                                               face.landmarks);
+    const ZomuPixels pixels = {face.picture.pixels.data(), face.picture.width, face.picture.height,
+                               3 * face.picture.width};
+    ZomuTemplate extracted = extractor.extractUnchecked(pixels, face.landmarks);
     if (!extracted.isUsable()) {
         throw std::runtime_error(std::string(modelDir) +
                                  ": gives no template; zomu-model check says what is wrong");
@@ -78,6 +77,7 @@ int main(int argc, char** argv) {
             extractCommand->addArgument("PICTURE", arguments.picture, "PNG or JPEG file");
             extractCommand->addArgument("LANDMARKS", arguments.landmarks, "CSV file with id,x,y");
             extractCommand->addArgument("FILE", arguments.output, "the template file to write");
+            extractCommand->addUnchecked(arguments.isUnchecked);
             Command compareCommand = tool.addCommand(
                 "compare", "Print the score of two templates: the larger, the more alike");
             compareCommand.addArgument("FIRST", arguments.first, "a template file");

@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
     std::string landmarks;
     std::string folder;
     std::uint64_t seed = 16;
+    bool isUnchecked = false;
     return runTool(
         "zomu-variants",
         "Writes changed copies of a face, each as a picture and its landmarks: turned, larger,\n"
@@ -47,6 +48,13 @@ int main(int argc, char** argv) {
             tool.addArgument("LANDMARKS", landmarks, "CSV file with id,x,y");
             tool.addArgument("OUTDIR", folder, "folder for the pictures, created if missing");
             tool.addOption("--seed", seed, "seed of the noise");
+            tool.addUnchecked(isUnchecked);
         },
-        [&] { writeVariants(loadFacePicture(picture, landmarks), folder, seed); });
+        [&] {
+            const FacePicture face = loadFacePicture(picture, landmarks);
+            if (!isUnchecked) {
+                requireFace(face, landmarks);
+            }
+            writeVariants(face, folder, seed);
+        });
 }

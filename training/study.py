@@ -36,6 +36,7 @@ from trainer.patch_store import open_store, split_people
 from trainer.problems import TrainingProblem
 from trainer.tables import fit_tables, scores
 from trainer.tools import default_tools, placed_model, run_tool
+from trainer.whole_file import whole_file
 from trainer.workplace import result_path
 
 FEATURES = 320  # of one network: two crops of 160
@@ -147,7 +148,8 @@ def seed_rows(study: dict) -> list[tuple]:
 
 
 def write_texts(folder: Path, study: dict) -> None:
-    (folder / "study.json").write_text(json.dumps(study, indent=2) + "\n", encoding="utf-8")
+    with whole_file(folder / "study.json") as file:
+        file.write((json.dumps(study, indent=2) + "\n").encode())
 
     def percent(rate):
         return f"{rate:.2f}"
@@ -167,7 +169,8 @@ def write_texts(folder: Path, study: dict) -> None:
                *(f"seed {other['seed']}, %" for other in study["other seeds"])), seed_rows(study)),
         f"Processor time of the networks: {sum(study['seconds'].values()) / 60:.0f} minutes.\n",
     ]
-    (folder / "study.md").write_text("\n".join(parts), encoding="utf-8")
+    with whole_file(folder / "study.md") as file:
+        file.write("\n".join(parts).encode())
 
 
 def write_plots(folder: Path, study: dict) -> None:

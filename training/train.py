@@ -30,6 +30,7 @@ from trainer.patch_store import open_store, split_people
 from trainer.problems import TrainingProblem
 from trainer.tables import fit_tables
 from trainer.tools import default_tools, run_tool
+from trainer.whole_file import put_in_place
 from trainer.workplace import Workplace
 
 
@@ -78,9 +79,7 @@ def write_model(options: argparse.Namespace, results: list[dict], labels: np.nda
     write_table(partial / "6-2", tables.table_b())
     run_tool(options.tools, "zomu-model", "check", partial)
     options.model.parent.mkdir(parents=True, exist_ok=True)
-    if options.model.exists():
-        options.model.rmdir()
-    shutil.move(partial, options.model)
+    put_in_place(partial, options.model)
     print(f"tables: {len(tables.values)} directions of {tables.components} components, "
           f"{tables.left_out} left out")
     print(f"{options.model}: complete and checked")

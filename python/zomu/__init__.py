@@ -1,9 +1,9 @@
 """ZOMU: face templates on the CPU, and a score for two of them.
 
->>> import cv2, zomu
+>>> import zomu
 >>> with zomu.Context(model="model") as context:
-...     anna = context.extract(cv2.imread("anna.png"), "anna.csv")
-...     visitor = context.extract(cv2.imread("visitor.jpg"), "visitor.csv")
+...     anna = context.extract(zomu.read_picture("anna.png"), "anna.csv")
+...     visitor = context.extract(zomu.read_picture("visitor.jpg"), "visitor.csv")
 >>> zomu.compare(anna, visitor)
 
 Landmarks are in pixels of the picture; `zomu.landmark_layouts` derives them from 68, 468 or 478
@@ -18,7 +18,6 @@ from .errors import (
     Error,
     ImageError,
     LandmarkError,
-    LandmarkWarning,
     LibraryError,
     ModelError,
     TemplateError,
@@ -26,6 +25,7 @@ from .errors import (
 from .landmark_check import check_landmarks
 from .landmarks import LANDMARK_IDS, REQUIRED_IDS, as_landmarks, read_landmarks, write_landmarks
 from .model_folder import model_fingerprint
+from .picture_files import read_picture
 from .templates import compare, load_template, save_template, template_fingerprint
 
 __all__ = [
@@ -34,7 +34,6 @@ __all__ = [
     "ImageError",
     "LANDMARK_IDS",
     "LandmarkError",
-    "LandmarkWarning",
     "LibraryError",
     "ModelError",
     "REQUIRED_IDS",
@@ -48,6 +47,7 @@ __all__ = [
     "load_template",
     "model_fingerprint",
     "read_landmarks",
+    "read_picture",
     "save_template",
     "template_fingerprint",
     "write_landmarks",

@@ -147,9 +147,15 @@ def _load_without_model(library: str | os.PathLike[str] | None) -> Loaded:
 
 def _private_directory() -> str:
     directory = tempfile.mkdtemp(prefix="zomu-")
-    atexit.register(shutil.rmtree, directory, ignore_errors=True)
+    atexit.register(_remove_directory, directory, os.getpid())
     require_short_directory(directory)
     return directory
+
+
+def _remove_directory(directory: str, owner: int) -> None:
+    """Forked children inherit what is registered for the end, but the owner goes on reading the model."""
+    if os.getpid() == owner:
+        shutil.rmtree(directory, ignore_errors=True)
 
 
 def _directory_with(folder: Path) -> str:

@@ -6,7 +6,6 @@ import ctypes
 import itertools
 import os
 import threading
-import warnings
 from types import TracebackType
 from typing import Iterable, NamedTuple
 
@@ -15,10 +14,11 @@ from numpy.typing import NDArray
 
 from . import _batch_library, _library
 from ._pool import HandlePool
-from .errors import Error, LandmarkWarning, ModelError
-from .landmark_check import check_landmarks
-from .landmarks import Landmarks, as_landmarks
-from .pictures import as_bgr_rows
+from .errors import Error, LandmarkError, ModelError
+from .landmark_check import landmark_report
+from .landmarks import Landmarks, as_float32, as_landmarks
+from .near_face import Points, near_face
+from .pictures import as_bgr_rows, require_picture
 from .templates import TEMPLATE_SIZE
 
 
@@ -59,7 +59,12 @@ class Context:
         self._batch_pool: HandlePool | None = None
 
     def extract(
-        self, image: NDArray[np.uint8], landmarks: Landmarks, *, order: str = "BGR"
+        self,
+        image: NDArray[np.uint8],
+        landmarks: Landmarks,
+        *,
+        order: str = "BGR",
+        unchecked: bool = False,
     ) -> NDArray[np.float32]:
         """The template of one face: 502 floats.
 
@@ -68,12 +73,12 @@ class Context:
         landmarks  a dict of id to (x, y), an array (29, 2) by LANDMARK_IDS or (25, 2) by REQUIRED_IDS,
                    or the path of a CSV file; in pixels of `image`.
         order      "RGB" if red comes first.
+        unchecked  true for landmarks that are right although `check_landmarks` finds a fault.
 
-        Warns (LandmarkWarning) if the landmarks do not look like those of a face.
+        Raises LandmarkError if the landmarks do not lie like those of a face in this picture: a template
+        of them would be one of ordinary numbers, and might score high against others of that kind.
         """
-        face = _prepared(image, landmarks, order)
-        if face.doubt is not None:
-            warnings.warn(face.doubt, LandmarkWarning, stacklevel=2)
+        face = _prepared(image, landmarks, order, unchecked)
         template: NDArray[np.float32] = self._extract_singly([face])[0]
         self._require_finite(template, "this face")
         return template
@@ -83,17 +88,19 @@ class Context:
         faces: Iterable[tuple[NDArray[np.uint8], Landmarks]],
         *,
         order: str = "BGR",
+        unchecked: bool = False,
     ) -> NDArray[np.float32]:
         """The templates of any number of faces, in their order: an array (n, 502).
 
-        faces  pairs of an image and its landmarks, each as `extract` takes them. Of an iterator, no more
-               than 16 pairs are held at a time.
-        order  "RGB" if red comes first in the images.
+        faces      pairs of an image and its landmarks, each as `extract` takes them. Of an iterator, no
+                   more than 16 pairs are held at a time.
+        order      "RGB" if red comes first in the images.
+        unchecked  true if no face is refused for what `check_landmarks` finds.
 
         Has the bits of `extract`, but computes 16 faces together, which takes less time: in the library
         for batches, which is loaded with the first call. Where that is not installed, face by face.
 
-        Exceptions and warnings are those of `extract` and name the face by its number, from 0 on.
+        Exceptions are those of `extract` and name the face by its number, from 0 on.
         """
         functions = _batch_library.functions()
         results = [np.empty((0, TEMPLATE_SIZE), dtype=np.float32)]
@@ -102,12 +109,9 @@ class Context:
             prepared = []
             for number, (image, landmarks) in group:
                 try:
-                    face = _prepared(image, landmarks, order)
+                    prepared.append(_prepared(image, landmarks, order, unchecked))
                 except Error as problem:
                     raise type(problem)(f"face {number}: {problem}") from problem
-                if face.doubt is not None:
-                    warnings.warn(f"face {number}: {face.doubt}", LandmarkWarning, stacklevel=2)
-                prepared.append(face)
             if functions is None:
                 templates = self._extract_singly(prepared)
             else:
@@ -139,7 +143,7 @@ class Context:
         templates = np.empty((len(faces), TEMPLATE_SIZE), dtype=np.float32)
         _library.require()  # raises if the process was forked
         with self._pool.handle() as handle:
-            for (rows, record, _), template in zip(faces, templates):
+            for (rows, record), template in zip(faces, templates):
                 height, width = rows.shape[:2]
                 self._functions.ZomuExtractTemplate(
                     handle,
@@ -155,7 +159,7 @@ class Context:
     def _extract_batch(self, functions: ctypes.CDLL, faces: list[_Face]) -> NDArray[np.float32]:
         templates = np.empty((len(faces), TEMPLATE_SIZE), dtype=np.float32)
         requests = (_batch_library.BatchRequest * len(faces))()
-        for request, (rows, record, _), template in zip(requests, faces, templates):
+        for request, (rows, record), template in zip(requests, faces, templates):
             request.image = rows.ctypes.data
             request.height, request.width = rows.shape[:2]
             request.stride = rows.strides[0]
@@ -181,20 +185,27 @@ class Context:
 
 
 class _Face(NamedTuple):
-    """A face as the library takes it, and what is doubtful about its landmarks."""
+    """A face as the library takes it."""
 
     rows: NDArray[np.uint8]
     record: _library.LandmarkRecord
-    doubt: str | None
 
 
-def _prepared(image: NDArray[np.uint8], landmarks: Landmarks, order: str) -> _Face:
-    rows = as_bgr_rows(image, order)
-    points = as_landmarks(landmarks)
-    return _Face(rows, _record_of(points), check_landmarks(points))
+def _prepared(image: NDArray[np.uint8], landmarks: Landmarks, order: str, unchecked: bool) -> _Face:
+    require_picture(image)
+    points: Points = {
+        number: (as_float32(x), as_float32(y)) for number, (x, y) in as_landmarks(landmarks).items()
+    }
+    height, width = image.shape[:2]
+    report = landmark_report([(number, x, y) for number, (x, y) in points.items()], width, height)
+    if report.fault == "good":
+        image, points = near_face(image, points)
+    elif not unchecked:
+        raise LandmarkError(report.text)
+    return _Face(as_bgr_rows(image, order), _record_of(points))
 
 
-def _record_of(landmarks: dict[int, tuple[float, float]]) -> _library.LandmarkRecord:
+def _record_of(landmarks: Points) -> _library.LandmarkRecord:
     record = _library.LandmarkRecord(count=len(landmarks))
     for entry, (number, (x, y)) in zip(record.entries, landmarks.items()):
         entry.id, entry.x, entry.y = number, x, y

@@ -1,4 +1,4 @@
-"""The exceptions of this package, and its one warning."""
+"""The exceptions of this package."""
 
 from __future__ import annotations
 
@@ -20,12 +20,8 @@ class ImageError(Error, ValueError):
 
 
 class LandmarkError(Error, ValueError):
-    """The landmarks are not those of one face."""
+    """The landmarks are not those of one face in this picture."""
 
 
 class TemplateError(Error, ValueError):
     """An array or a file is not a template, or cannot be compared with another."""
-
-
-class LandmarkWarning(UserWarning):
-    """The landmarks can be used, but they do not look like those of a face."""

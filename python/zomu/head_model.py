@@ -1,15 +1,12 @@
-"""The head model of the library, its fit to the landmarks of a face, and what the fit shows.
+"""The head model of the library, and its fit to the landmarks of a face.
 
-The fit is the library's own: least squares for an affine camera, then the nearest rotation with one
-scale. It is computed in 64 bits here, so the last digits differ from the library's.
+Each sum is that of include/zomu_check_fit.h, operation by operation, so that C and Python judge alike.
 """
 
 from __future__ import annotations
 
-from typing import Mapping, NamedTuple
-
-import numpy as np
-from numpy.typing import NDArray
+import math
+from typing import Mapping, NamedTuple, Sequence
 
 # Model units: x across the face (negative is left in the picture), y down it, z towards the viewer.
 HEAD_MODEL: dict[int, tuple[float, float, float]] = {
@@ -46,52 +43,103 @@ HEAD_MODEL: dict[int, tuple[float, float, float]] = {
 
 MODEL_EYE_DISTANCE = 6.2773
 
+# How far the rows of a camera are from being parallel, or one of them 0: in a head this is 1.
+_LINE_LIMIT = 1e-6
+
 
 class HeadFit(NamedTuple):
-    """How the head model fits into the picture."""
+    """How the head model lies in the picture, seen by a camera without perspective."""
 
     eye_distance: float
     """Length of the model's eye distance on this face, in pixels."""
-    rotation: NDArray[np.float64]
-    """3 x 3, model to picture."""
     residual: float
     """Root of the mean squared distance between landmarks and model, in eye distances."""
-    distances: dict[int, float]
-    """Distance of each landmark from its place on the model, in eye distances."""
+    rows: tuple[list[float], list[float]]
+    """Of the rotation from model to picture."""
+    faces_the_viewer: bool
+    """Else sides are exchanged: the model is then seen from behind."""
+    farthest: int
+    """The landmark that is farthest from its place."""
 
 
-def fit_head(landmarks: Mapping[int, tuple[float, float]]) -> HeadFit:
-    """Fits the head model to the landmarks of a face; coincident points give NaN."""
-    image = np.array(list(landmarks.values()), dtype=np.float64)
-    model = np.array([HEAD_MODEL[number] for number in landmarks], dtype=np.float64)
-    image_mean = image.mean(axis=0)
-    model_mean = model.mean(axis=0)
-    with np.errstate(invalid="ignore", divide="ignore"):
-        camera = np.linalg.lstsq(model - model_mean, image - image_mean, rcond=None)[0].T
-        scale, rotation = _nearest_rotation(camera)
-        places = scale * (model - model_mean) @ rotation[:2].T + image_mean
-        eye_distance = scale * MODEL_EYE_DISTANCE
-        distances = np.hypot(*(image - places).T) / eye_distance
+def fit_head(points: Mapping[int, tuple[float, float]]) -> HeadFit | None:
+    """Fits the head model to 25 to 29 landmarks in the order of their ids; None if there is no solution."""
+    count = len(points)
+    origin = points[0]  # the places count from here: points at one place are nothing, exactly
+    places = {number: (at[0] - origin[0], at[1] - origin[1]) for number, at in points.items()}
+    model_mean = [0.0, 0.0, 0.0]
+    image_mean = [0.0, 0.0]
+    for number, place in places.items():
+        for k in range(3):
+            model_mean[k] += HEAD_MODEL[number][k] / count
+        for k in range(2):
+            image_mean[k] += place[k] / count
+    centred = {
+        number: [HEAD_MODEL[number][k] - model_mean[k] for k in range(3)] for number in places
+    }
+    squares = [[0.0] * 3 for _ in range(3)]
+    products = [[0.0] * 3 for _ in range(2)]
+    for number, place in places.items():
+        for i, along in enumerate(centred[number]):
+            for k in range(3):
+                squares[i][k] += along * centred[number][k]
+            for k in range(2):
+                products[k][i] += along * (place[k] - image_mean[k])
+    nearest = _nearest_rotation(*_camera(squares, products))
+    if nearest is None:
+        return None
+    scale, rows = nearest
+    eye_distance = scale * MODEL_EYE_DISTANCE
+    total, largest, farthest = 0.0, -1.0, 0
+    for number, place in places.items():
+        miss = 0.0
+        for k in range(2):
+            along = place[k] - image_mean[k] - scale * dot(rows[k], centred[number])
+            miss += along * along
+        total += miss
+        if miss > largest:
+            largest, farthest = miss, number
     return HeadFit(
-        eye_distance=float(eye_distance),
-        rotation=rotation,
-        residual=float(np.sqrt(np.mean(distances**2))),
-        distances=dict(zip(landmarks, map(float, distances))),
+        eye_distance=eye_distance,
+        residual=math.sqrt(total / count) / eye_distance,
+        rows=rows,
+        faces_the_viewer=rows[0][0] * rows[1][1] - rows[0][1] * rows[1][0] > 0.0,
+        farthest=farthest,
     )
 
 
-def _nearest_rotation(camera: NDArray[np.float64]) -> tuple[float, NDArray[np.float64]]:
+def dot(a: Sequence[float], b: Sequence[float]) -> float:
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]
+
+
+def _camera(
+    squares: list[list[float]], products: list[list[float]]
+) -> tuple[list[float], list[float]]:
+    """The rows of the affine camera with the least squares, by cofactors over the determinant."""
+    inverse = [[0.0] * 3 for _ in range(3)]
+    for i in range(3):
+        for k in range(3):
+            a, b, c, d = (i + 1) % 3, (i + 2) % 3, (k + 1) % 3, (k + 2) % 3
+            inverse[i][k] = squares[a][c] * squares[b][d] - squares[a][d] * squares[b][c]
+    determinant = dot(squares[0], inverse[0])
+    first, second = ([dot(row, sums) / determinant for row in inverse] for sums in products)
+    return first, second
+
+
+def _nearest_rotation(
+    a: list[float], b: list[float]
+) -> tuple[float, tuple[list[float], list[float]]] | None:
     """Scale and rotation whose first two rows are nearest to those of an affine camera."""
-    a, b = camera
-    aa, bb, ab = a @ a, b @ b, a @ b
-    length_a, length_b = np.sqrt(aa), np.sqrt(bb)
-    r = np.sqrt(aa * bb - ab * ab)
-    w = np.sqrt(aa * bb) * r + aa * bb - ab * ab
-    half = (length_a + length_b) / 2.0
-    first = a * (length_b * ab * ab / (2.0 * length_a * w) + half / length_a) - b * (ab / (2.0 * r))
-    second = b * (length_a * ab * ab / (2.0 * length_b * w) + half / length_b) - a * (
-        ab / (2.0 * r)
-    )
-    scale = np.sqrt(first @ first)
-    first, second = first / scale, second / scale
-    return float(scale), np.array([first, second, np.cross(first, second)])
+    aa, bb, ab = dot(a, a), dot(b, b), dot(a, b)
+    square = aa * bb - ab * ab
+    mean = (aa + bb) / 2.0
+    if not square > _LINE_LIMIT * mean * mean:
+        return None
+    la, lb, r = math.sqrt(aa), math.sqrt(bb), math.sqrt(square)
+    w = la * lb * r + square
+    ca = lb * ab * ab / (2.0 * la * w) + (la + lb) / (2.0 * la)
+    cb = la * ab * ab / (2.0 * lb * w) + (la + lb) / (2.0 * lb)
+    first = [ca * a[i] - ab / (2.0 * r) * b[i] for i in range(3)]
+    second = [cb * b[i] - ab / (2.0 * r) * a[i] for i in range(3)]
+    scale = math.sqrt(dot(first, first))
+    return scale, ([value / scale for value in first], [value / scale for value in second])

@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import ctypes
+import math
 import os
 import re
 from typing import Any, Mapping, Union
@@ -9,6 +11,7 @@ from typing import Any, Mapping, Union
 import numpy as np
 from numpy.typing import NDArray
 
+from ._files import write_file
 from .errors import LandmarkError
 
 # In the order of the rows of an array.
@@ -66,8 +69,7 @@ def write_landmarks(path: str | os.PathLike[str], landmarks: Landmarks) -> None:
     lines = ["id,x,y\n"]
     for number, (x, y) in as_landmarks(landmarks).items():
         lines.append(f"{number},{x:.9g},{y:.9g}\n")
-    with open(path, "w", encoding="ascii", newline="") as file:
-        file.writelines(lines)
+    write_file(path, "".join(lines).encode("ascii"))
 
 
 def _from_lines(lines: list[str]) -> dict[int, tuple[float, float]]:
@@ -143,11 +145,15 @@ def _checked(found: dict[int, tuple[float, float]]) -> dict[int, tuple[float, fl
         raise LandmarkError(f"landmark {missing[0]} is missing")
     for number, place in found.items():
         if not all(map(_is_finite_float, place)):
-            raise LandmarkError(f"landmark {number} is not at a finite place: {place}")
+            raise LandmarkError(f"landmark {number} has a coordinate that is not finite")
     return found
 
 
 def _is_finite_float(value: float) -> bool:
     """Whether the value is finite after rounding to 32 bits."""
-    with np.errstate(over="ignore"):
-        return bool(np.isfinite(np.float32(value)))
+    return math.isfinite(as_float32(value))
+
+
+def as_float32(value: float) -> float:
+    """The value as the library gets it."""
+    return ctypes.c_float(value).value

@@ -17,7 +17,7 @@ def as_bgr_rows(image: NDArray[np.uint8], order: str) -> NDArray[np.uint8]:
 
     The distance between rows is kept, even a negative one (a flipped picture).
     """
-    _check(image)
+    require_picture(image)
     if order not in ("BGR", "RGB"):
         raise ImageError(f"order must be 'BGR' (as in OpenCV) or 'RGB', not {order!r}")
     rows = image if order == "BGR" else image[:, :, ::-1]
@@ -26,7 +26,8 @@ def as_bgr_rows(image: NDArray[np.uint8], order: str) -> NDArray[np.uint8]:
     return np.ascontiguousarray(rows)
 
 
-def _check(image: Any) -> None:
+def require_picture(image: Any) -> None:
+    """Raises ImageError if the library does not take it."""
     if not isinstance(image, np.ndarray):
         raise ImageError(
             f"a picture must be a NumPy array, not {type(image).__name__}; for a Pillow image, use "

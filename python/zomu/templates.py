@@ -13,6 +13,7 @@ import numpy as np
 from numpy.typing import NDArray
 
 from . import _library
+from ._files import write_file
 from .errors import ModelError, TemplateError
 
 TEMPLATE_SIZE = 502
@@ -20,6 +21,11 @@ TEMPLATE_SIZE = 502
 _MARK = b"ZOMUTPL1"
 _FINGERPRINT_BYTES = 32
 _FILE_BYTES = len(_MARK) + _FINGERPRINT_BYTES + 4 * TEMPLATE_SIZE
+
+# What no extraction gives is refused, so that no template scores above 3: docs/model-files.md.
+_LENGTHS = (1e-6, 1e6)
+_LENGTH_TOLERANCE = 1e-3
+_QUADRATIC_TERM_LIMIT = 1e12
 
 
 def compare(a: NDArray[np.float32], b: NDArray[np.float32]) -> float:
@@ -37,7 +43,7 @@ def compare(a: NDArray[np.float32], b: NDArray[np.float32]) -> float:
         ) from None
     score = float(functions.ZomuCompareTemplates(first.ctypes.data, second.ctypes.data))
     if not np.isfinite(score):
-        raise TemplateError("there is no score: one of the templates has length 0")
+        raise TemplateError("there is no score")
     return score
 
 
@@ -51,8 +57,7 @@ def save_template(
         raise TemplateError(
             "no model is loaded that could have made this template; pass its fingerprint="
         )
-    with open(path, "wb") as file:
-        file.write(_MARK + _bytes_of(model) + content)
+    write_file(path, _MARK + _bytes_of(model) + content)
 
 
 def load_template(
@@ -86,7 +91,19 @@ def checked_template(template: Any) -> NDArray[np.float32]:
         raise TemplateError(f"a template must have the shape ({TEMPLATE_SIZE},), not {template.shape}")
     if not np.all(np.isfinite(template)):
         raise TemplateError("the template holds values that are not finite")
+    _require_plausible(template)
     return np.ascontiguousarray(template)
+
+
+def _require_plausible(template: NDArray[np.float32]) -> None:
+    length = float(np.linalg.norm(template[:500].astype(np.float64)))
+    term, stored = map(float, template[500:])
+    if not _LENGTHS[0] <= stored <= _LENGTHS[1]:
+        raise TemplateError(f"no extraction gives a length of {stored:.6g}")
+    if not abs(stored - length) <= _LENGTH_TOLERANCE * length:
+        raise TemplateError(f"the template says a length of {stored:.6g}, and its values one of {length:.6g}")
+    if not 0.0 <= term <= _QUADRATIC_TERM_LIMIT:
+        raise TemplateError(f"no extraction gives a quadratic term of {term:.6g}")
 
 
 def _read(path: str | os.PathLike[str]) -> tuple[bytes, NDArray[np.float32]]:

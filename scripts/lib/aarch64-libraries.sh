@@ -16,7 +16,7 @@ fi
 packages=(
     libc6-dev libstdc++6 libgomp1
     libopenblas-openmp-dev libopenblas0-pthread
-    libcairo2-dev libcli11-dev libpng-dev libssl-dev libturbojpeg0-dev zlib1g-dev
+    libcairo2-dev libcli11-dev libexif-dev libpng-dev libssl-dev libturbojpeg0-dev zlib1g-dev
     libgtest-dev
 )
 

@@ -155,6 +155,23 @@ build_libjpeg_turbo() {
     cp cross/pkgscripts/libturbojpeg.pc "$1/lib/pkgconfig/"
 }
 
+# Without its configure script, which is not in the source package: all that it would write are these two
+# headers.
+build_libexif() {
+    fetch libexif "$2"
+    echo '#define GETTEXT_PACKAGE "libexif"' >config.h
+    echo '#include <stdint.h>' >libexif/_stdint.h
+    mkdir -p "$1"/{include/libexif,lib/pkgconfig} objects
+    local source
+    for source in libexif/*.c libexif/*/*.c; do
+        quietly $triplet-gcc -O2 -I. -c "$source" -o "objects/$(basename "$source" .c).o"
+    done
+    quietly $triplet-ar rcs "$1/lib/libexif.a" objects/*.o
+    cp libexif/exif-*.h libexif/_stdint.h "$1/include/libexif/"
+    sed -e "s|@prefix@|$1|; s|@exec_prefix@|$1|; s|@libdir@|$1/lib|; s|@includedir@|$1/include|" \
+        -e "s|@VERSION@|$2|" libexif.pc.in >"$1/lib/pkgconfig/libexif.pc"
+}
+
 build_pixman() {
     fetch pixman "$2"
     quietly ./configure --host=$triplet --prefix="$1" --disable-shared --disable-gtk --disable-libpng \
@@ -216,6 +233,7 @@ library cli11 "$(upstream_version libcli11-dev)"
 library openblas "$(upstream_version libopenblas-openmp-dev)" openmp-core2-haswell-64threads
 library libpng "$(upstream_version libpng-dev)"
 library libjpeg_turbo "$(upstream_version libturbojpeg0-dev)"
+library libexif "$(upstream_version libexif-dev)"
 pixman=$(library pixman "$(upstream_version libpixman-1-dev)")
 echo "$pixman"
 library cairo "$(upstream_version libcairo2-dev)"

@@ -185,11 +185,43 @@ TEST_F(CompareFaces, withoutAModelThereIsNoTemplate) {
     EXPECT_EQ(readFile(kept), "") << "nothing is kept";
 }
 
-TEST_F(CompareFaces, picturesOfOnePixelGiveNoTemplate) {
-    const std::string path = folder.prefix() + "dot.png";
-    savePng(path, blackPicture(1, 1));
-    expectResult(
-        runTool(kProgram, {path, kLandmarks, kPicture, kLandmarks}), 1,
-        "template refused: an image smaller than 2 x 2 pixels\n",
-        "compare_faces: " + path + ": gives no template: it is smaller than 2 x 2 pixels\n");
+TEST_F(CompareFaces, landmarksOfNoFaceInThePictureGiveNoTemplate) {
+    const std::string dot = folder.prefix() + "dot.png";
+    savePng(dot, blackPicture(1, 1));
+    expectFailure({dot, kLandmarks, kPicture, kLandmarks},
+                  kLandmarks +
+                      ": 29 of 29 landmarks lie outside the picture of 1 x 1 pixels: are they "
+                      "those of another picture?");
+    FacePicture face = loadFacePicture(kPicture, kLandmarks);
+    for (LandmarkEntry& entry : face.landmarks.entries) {
+        entry.y = 299.0F - entry.y;
+    }
+    const std::string upwards = folder.prefix() + "upwards.csv";
+    saveLandmarks(upwards, face.landmarks);
+    expectFailure({kPicture, upwards, kPicture, kLandmarks},
+                  upwards +
+                      ": y runs upwards: it counts from the first row of the picture, which "
+                      "is 0, downwards");
+}
+
+TEST_F(CompareFaces, handsOverThePictureNearTheFace) {
+    FacePicture face = loadFacePicture(kPicture, kLandmarks);
+    const BgrPicture portrait = face.picture;
+    face.picture = blackPicture(1800, 1800);
+    for (int y = 0; y < portrait.height; ++y) {
+        std::memcpy(face.picture.at(1500, 1500 + y), portrait.at(0, y),
+                    3 * static_cast<std::size_t>(portrait.width));
+    }
+    for (LandmarkEntry& entry : face.landmarks.entries) {
+        entry.x += 1500.0F;
+        entry.y += 1500.0F;
+    }
+    const std::string stem = folder.prefix() + "far";
+    savePng(stem + ".png", face.picture);
+    saveLandmarks(stem + ".csv", face.landmarks);
+    const ProcessResult compared =
+        runTool(kProgram, {stem + ".png", stem + ".csv", stem + ".png", stem + ".csv"});
+    const std::string kept = folder.prefix() + "far.zomu";
+    expectDone(ZOMU_TEMPLATE_PATH, {"extract", stem + ".png", stem + ".csv", kept});
+    expectDone(ZOMU_TEMPLATE_PATH, {"compare", kept, kept}, compared.out);
 }

@@ -29,8 +29,8 @@ show 'cc -std=c11 /use/use_zomu.c -o by-hand $(pkg-config --cflags --libs zomu) 
 show 'cmake -S /use -B by-cmake >log && cmake --build by-cmake >>log'
 show 'by-cmake/use_zomu && by-cmake/use_zomu_cpp && by-cmake/use_zomu_batch'
 
-quietly 'apt-get install --yes --no-install-recommends libpng-dev libturbojpeg0-dev'
-show 'cc -std=c11 -O2 /usr/share/doc/libzomu-dev/examples/*.c -o compare_faces $(pkg-config --cflags --libs zomu libpng libturbojpeg)'
+quietly 'apt-get install --yes --no-install-recommends libexif-dev libpng-dev libturbojpeg0-dev'
+show 'cc -std=c11 -O2 /usr/share/doc/libzomu-dev/examples/*.c -o compare_faces $(pkg-config --cflags --libs zomu libpng libturbojpeg libexif)'
 show './compare_faces portrait.png portrait.csv portrait.png portrait.csv'
 
 quietly 'apt-get install --yes --no-install-recommends python3-pil'

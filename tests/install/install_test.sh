@@ -10,7 +10,8 @@ work=$(mktemp -d)
 export TMPDIR=$2
 trap 'rm -rf "$work"' EXIT
 # (2 (3 x 4 + 4 x 3) - (10 + 10)) / (5 x 5) + 1
-expected='from C 2.1200
+expected='record
+from C 2.1200
 from C++ 2.1200
 template refused: no image
 length nan'

@@ -66,7 +66,56 @@ TEST(CppHeader, anExtractorMayBeMovedAndWhatIsRefusedIsNotUsable) {
     EXPECT_EQ(second.extract(viewOf(face.picture), face.record), expected);
     // NOLINTNEXTLINE(bugprone-use-after-move): what is left computes nothing
     EXPECT_FALSE(first.extract(viewOf(face.picture), face.record).isUsable());
-    EXPECT_FALSE(second.extract(ZomuPixels{}, face.record).isUsable()) << "without a picture";
+    ZomuPixels none = viewOf(face.picture);
+    none.topRow = nullptr;
+    EXPECT_FALSE(second.extract(none, face.record).isUsable()) << "without a picture";
+}
+
+TEST(CppHeader, refusesLandmarksOfNoFaceUnlessTheHostInsists) {
+    const Scene face = scene(0);
+    LandmarkRecord fractions = face.record;
+    for (LandmarkEntry& entry : fractions.entries) {
+        entry.x /= static_cast<float>(face.picture.width);
+        entry.y /= static_cast<float>(face.picture.height);
+    }
+    ZomuExtractor extractor;
+    try {
+        (void)extractor.extract(viewOf(face.picture), fractions);
+        FAIL() << "nothing was thrown";
+    } catch (const ZomuLandmarkError& error) {
+        EXPECT_EQ(error.fault, ZOMU_LANDMARKS_TOO_SMALL);
+        EXPECT_TRUE(std::string(error.what()).starts_with("the eyes are 0.")) << error.what();
+    }
+    EXPECT_TRUE(extractor.extractUnchecked(viewOf(face.picture), fractions).isUsable());
+}
+
+TEST(CppHeader, handsOverThePictureNearTheFace) {
+    const Scene face = scene(0);
+    const int column = 3 * 256;
+    const int row = 2 * 256;
+    // The face is larger than the picture: only the margin decides where a view begins.
+    Picture large(column + 1600, row + 1400, 3 * (column + 1600));
+    LandmarkRecord moved = face.record;
+    for (LandmarkEntry& entry : moved.entries) {
+        entry.x += 1400;
+        entry.y += 1100;
+    }
+    for (std::size_t i = 0; i < large.bytes.size(); ++i) {
+        large.bytes[i] = static_cast<std::uint8_t>((i >> 5) * 41 + i);
+    }
+    ZomuFaceView view;
+    ZomuNearFace(large.topRow(), large.width, large.height, large.stride, &moved, &view);
+    ASSERT_NE(view.image, large.topRow());
+    FaceTemplate expected;
+    ZomuContext* context = ZomuCreate();
+    ZomuExtractTemplate(context, view.image, view.width, view.height, view.stride, view.landmarks,
+                        &expected);
+    ZomuDestroy(context);
+    ZomuExtractor extractor;
+    for (const ZomuTemplate& result : {extractor.extract(viewOf(large), moved),
+                                       extractor.extractUnchecked(viewOf(large), moved)}) {
+        EXPECT_EQ(std::memcmp(&result.face, &expected, sizeof expected), 0);
+    }
 }
 
 TEST(CppHeader, eachValueDecidesWhetherATemplateIsUsable) {

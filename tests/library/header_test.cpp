@@ -11,6 +11,7 @@
 #include "library/host_run.h"
 #include "support/environment.h"
 #include "support/process.h"
+#include "zomu_check.h"
 
 static_assert(ZOMU_PROJECTION_SIZE == 500 && ZOMU_LANDMARK_COUNT == 29);
 static_assert(sizeof(FaceTemplate) == 2008 && alignof(FaceTemplate) == 4);
@@ -21,6 +22,7 @@ static_assert(sizeof(LandmarkEntry) == 12 && offsetof(LandmarkEntry, x) == 4 &&
 static_assert(sizeof(LandmarkRecord) == 356 && offsetof(LandmarkRecord, reserved) == 4);
 static_assert(std::is_trivial_v<FaceTemplate> && std::is_trivial_v<LandmarkRecord>);
 static_assert(std::is_trivial_v<ZomuBatchRequest>);
+static_assert(std::is_trivial_v<ZomuLandmarkReport> && std::is_trivial_v<ZomuFaceView>);
 
 // What the program printed, which must have come to its end without a complaint.
 static std::string outputOf(const std::string& program) {
@@ -32,6 +34,7 @@ static std::string outputOf(const std::string& program) {
 }
 
 TEST(Header, servesAProgramInC) {
-    EXPECT_EQ(outputOf(ZOMU_HEADER_USE), "template refused: no image\nscore 2.2\n");
+    EXPECT_EQ(outputOf(ZOMU_HEADER_USE),
+              "template refused: no image\n25 to 29 are needed\nscore 2.2\n");
     EXPECT_EQ(outputOf(ZOMU_BATCH_HEADER_USE), "template refused: no image\n");
 }

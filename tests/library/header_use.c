@@ -1,5 +1,6 @@
-/* The public header in C, and the library linked in the ordinary way: one call of each function. */
+/* The public headers in C, and the library linked in the ordinary way: one call of each function. */
 #include "zomu.h"
+#include "zomu_check.h"
 
 #include <stddef.h>
 #include <stdio.h>
@@ -14,12 +15,22 @@ int main(void) {
     FaceTemplate face;
     LandmarkRecord record;
     memset(&record, 0, sizeof record);
-    ZomuExtractTemplate(context, NULL, 200, 100, 600, &record, &face);
+    ZomuFaceView view;
+    ZomuNearFace(NULL, 200, 100, 600, &record, &view);
+    ZomuExtractTemplate(context, view.image, view.width, view.height, view.stride, view.landmarks,
+                        &face);
     ZomuDestroy(context);
     if (context == NULL || face.projectionNorm == face.projectionNorm) {
         fputs("expected a context and a template of NaN\n", stderr);
         return 1;
     }
+
+    ZomuLandmarkReport report;
+    if (ZomuCheckLandmarks(&record, 200, 100, &report) != ZOMU_LANDMARKS_RECORD) {
+        fputs("expected a fault\n", stderr);
+        return 1;
+    }
+    puts(strstr(report.text, "25"));
 
     memset(&face, 0, sizeof face);
     face.projection[0] = 3.0F;

@@ -93,7 +93,7 @@ TEST_F(PictureFile, jpegStaysCloseAndQualityCounts) {
 
 TEST_F(PictureFile, everyKindOfPngAndGreyJpegBecomeColour) {
     const std::uint8_t grey[] = {0, 137};
-    // 16 bits are linear light: white stays white, black black, and red red.
+    // libpng writes these 16 bits as linear light: white stays white, black black, and red red.
     const std::uint16_t deep[] = {65535, 65535, 65535, 0, 0, 0, 65535, 0, 0};
     const std::uint8_t halfClear[] = {10, 20, 30, 0, 10, 20, 30, 255};  // on white
     const struct {

@@ -82,12 +82,12 @@ inline void writeRawPng(const std::string& path, int width, int height, png_uint
 }
 
 inline std::string encodeJpeg(int width, int height, const std::vector<std::uint8_t>& pixels,
-                              int format, int subsampling) {
+                              int format, int subsampling, int flags = 0) {
     tjhandle encoder = tjInitCompress();
     unsigned char* data = nullptr;
     unsigned long size = 0;
     EXPECT_EQ(tjCompress2(encoder, pixels.data(), width, 0, height, format, &data, &size,
-                          subsampling, 95, 0),
+                          subsampling, 95, flags),
               0);
     const std::string file(reinterpret_cast<const char*>(data), size);
     tjFree(data);
@@ -125,6 +125,17 @@ inline void expectNotSaved(const char* path, const Picture& picture, const std::
 inline std::string bigEndian(std::uint32_t value) {
     return {static_cast<char>(value >> 24), static_cast<char>(value >> 16),
             static_cast<char>(value >> 8), static_cast<char>(value)};
+}
+
+inline std::string compressed(const std::string& bytes) {
+    uLongf size = compressBound(static_cast<uLong>(bytes.size()));
+    std::string packed(size, '\0');
+    EXPECT_EQ(
+        compress(reinterpret_cast<Bytef*>(packed.data()), &size,
+                 reinterpret_cast<const Bytef*>(bytes.data()), static_cast<uLong>(bytes.size())),
+        Z_OK);
+    packed.resize(size);
+    return packed;
 }
 
 inline std::string pngChunk(const std::string& type, const std::string& data) {

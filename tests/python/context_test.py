@@ -1,25 +1,24 @@
-"""Extraction: the bits of the C example, pictures in every shape, threads, the pool."""
+"""Extraction: the bits of the tools, pictures in every shape, threads, the pool."""
 
 import tempfile
 import threading
 import unittest
-import warnings
 from pathlib import Path
 
 import cv2
 import numpy as np
 
 import zomu
-from support import COMPARE_FACES, LANDMARKS, MODEL, PICTURE, run
+from support import COMPARE_FACES, LANDMARKS, MODEL, PICTURE, TOOLS, run
 from zomu.pictures import as_bgr_rows
 
 
-def template_of_example() -> np.ndarray:
+def template_of_tool() -> np.ndarray:
     with tempfile.TemporaryDirectory() as folder:
-        path = Path(folder, "portrait.zt")
-        done = run(COMPARE_FACES, "-o", path, PICTURE, LANDMARKS)
+        path = Path(folder, "portrait.zomu")
+        done = run(TOOLS / "zomu-template", "extract", PICTURE, LANDMARKS, path)
         assert done.returncode == 0, done.stderr
-        return np.fromfile(path, dtype=np.float32)
+        return np.fromfile(path, dtype=np.float32, offset=40)
 
 
 class ContextTest(unittest.TestCase):
@@ -27,7 +26,7 @@ class ContextTest(unittest.TestCase):
     def setUpClass(cls) -> None:
         cls.context = cls.enterClassContext(zomu.Context(MODEL, handles=2))
         cls.image = cv2.imread(str(PICTURE))
-        cls.expected = template_of_example()
+        cls.expected = template_of_tool()
 
     def assert_expected(self, template: np.ndarray) -> None:
         self.assertEqual(template.dtype, np.float32)
@@ -44,7 +43,7 @@ class ContextTest(unittest.TestCase):
         self.assertEqual(f"{zomu.compare(a, b):.9g}\n", done.stdout)
         self.assertNotEqual(zomu.compare(a, b), zomu.compare(a, a))
 
-    def test_gives_the_bits_of_the_c_example_for_landmarks_in_every_form(self) -> None:
+    def test_gives_the_bits_of_the_tool_for_landmarks_in_every_form(self) -> None:
         points = zomu.read_landmarks(LANDMARKS)
         array = np.array([points[number] for number in zomu.LANDMARK_IDS])
         for landmarks in (points, array, array.astype(np.float32), str(LANDMARKS), LANDMARKS):
@@ -114,16 +113,6 @@ class ContextTest(unittest.TestCase):
                 self.context.extract(picture, LANDMARKS)
         with self.assertRaisesRegex(zomu.ImageError, "'BGR'.*'RGB'"):
             self.context.extract(self.image, LANDMARKS, order="rgb")
-
-    def test_warns_of_landmarks_that_do_not_lie_like_a_face(self) -> None:
-        points = zomu.read_landmarks(LANDMARKS)
-        points[12], points[13] = points[13], points[12]
-        with self.assertWarnsRegex(zomu.LandmarkWarning, "12 and 13") as caught:
-            self.context.extract(self.image, points)
-        self.assertEqual(Path(caught.filename).name, Path(__file__).name)
-        with warnings.catch_warnings():
-            warnings.simplefilter("error")
-            self.context.extract(self.image, LANDMARKS)
 
     def test_more_threads_than_handles_get_the_same_bits(self) -> None:
         results: list[bytes] = []

@@ -1,60 +1,45 @@
-"""What the check says of good, exchanged and disordered landmarks, and that zomu-inspect says the same."""
+"""The check of landmarks: over the table that C and the editor share, and word by word as C."""
 
-import cmath
-import itertools
-import math
-import random
+import os
 import re
+import subprocess
 import tempfile
 import unittest
 from pathlib import Path
 
+import numpy as np
+
 import zomu
-from support import LANDMARKS, PICTURE, PROJECT, TOOLS, run
-from zomu.head_model import HEAD_MODEL, MODEL_EYE_DISTANCE, fit_head
-from zomu.landmark_check import PARTNERS, RESIDUAL_LIMIT
-
-Points = dict[int, tuple[float, float]]
-
-
-def exchanged(points: Points, pairs) -> Points:
-    changed = dict(points)
-    for left, right in pairs:
-        if left in points:
-            changed[left], changed[right] = points[right], points[left]
-    return changed
-
-
-def turned(points: Points, degrees: float) -> Points:
-    turn = cmath.exp(1j * math.radians(degrees))
-    places = {number: complex(x, y) * turn for number, (x, y) in points.items()}
-    return {number: (place.real, place.imag) for number, place in places.items()}
+from landmark_tables import TABLE, cases, random_table
+from support import LANDMARKS, PROJECT
+from zomu.head_model import HEAD_MODEL, MODEL_EYE_DISTANCE
+from zomu.landmark_check import landmark_report
+from zomu.near_face import near_face
 
 
 class LandmarkCheckTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls) -> None:
-        cls.folder = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
-        cls.portrait = zomu.read_landmarks(LANDMARKS)
-        cls.faces: list[Points] = [cls.portrait]
-        people = sorted(LANDMARKS.parent.glob("people/photos/*/01.csv"))
-        assert len(people) == 12
-        cls.faces += [zomu.read_landmarks(path) for path in people]
-        without = [{k: p for k, p in face.items() if k in zomu.REQUIRED_IDS} for face in cls.faces]
-        cls.faces += without
+    def setUp(self) -> None:
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
 
-    def warning_of_tool(self, points: Points) -> str:
-        path = self.folder / "face.csv"
-        zomu.write_landmarks(path, points)
-        done = run(TOOLS / "zomu-inspect", PICTURE, path, self.folder / "sheets")
-        self.assertEqual(done.returncode, 0, done.stderr)
-        return done.stderr
+    def reports_of_c(self, table: Path) -> list[str]:
+        done = subprocess.run([os.environ["ZOMU_TEST_REPORTS"], table], capture_output=True, text=True, check=True)
+        return done.stdout.splitlines()
 
-    def assert_doubted(self, points: Points, words: str) -> None:
-        doubt = zomu.check_landmarks(points)
-        self.assertIsNotNone(doubt)
-        self.assertRegex(doubt, words)
-        self.assertEqual(self.warning_of_tool(points), f"zomu-inspect: warning: {doubt}\n")
+    def assert_like_c(self, table: Path) -> None:
+        lines = self.reports_of_c(table)
+        rows = cases(table)
+        self.assertEqual(len(lines), len(rows))
+        for (name, width, height, _, entries), line in zip(rows, lines):
+            fault, text = landmark_report(entries, width, height)
+            last = ""
+            if fault == "good":
+                picture = np.broadcast_to(np.uint8(0), (height, width, 3))
+                rounded = {i: (float(np.float32(x)), float(np.float32(y))) for i, x, y in entries}
+                view, points = near_face(picture, rounded)
+                height, width = view.shape[:2]
+                last = "{:.9g} {:.9g}".format(*list(points.values())[-1])
+            with self.subTest(name):
+                self.assertEqual(line, f"{fault};{text};{width};{height};{last}")
 
     def test_the_head_model_is_that_of_the_library(self) -> None:
         source = (PROJECT / "src/patches/landmarks.cpp").read_text()
@@ -64,44 +49,30 @@ class LandmarkCheckTest(unittest.TestCase):
         pose = (PROJECT / "src/patches/head_pose.h").read_text()
         self.assertIn(f"kModelEyeDistance = {MODEL_EYE_DISTANCE}F;", pose)
 
-    def test_good_landmarks_are_good(self) -> None:
-        for face in self.faces:
-            self.assertIsNone(zomu.check_landmarks(face))
-            for degrees in (0, 45, 90, 135, 200, 300):
-                self.assertIsNone(zomu.check_landmarks(turned(face, degrees)))
-                swapped = turned(exchanged(face, PARTNERS), degrees)
-                self.assertRegex(zomu.check_landmarks(swapped), "in all landmarks")
-        self.assertEqual(self.warning_of_tool(self.portrait), "")
-        # And stay well below the limit.
-        self.assertLess(max(fit_head(face).residual for face in self.faces), 0.7 * RESIDUAL_LIMIT)
+    def test_finds_the_fault_of_each_case(self) -> None:
+        for name, width, height, fault, entries in cases(TABLE):
+            with self.subTest(name):
+                report = landmark_report(entries, width, height)
+                self.assertEqual(report.fault, fault, report.text)
+                self.assertEqual(report.text == "", fault == "good")
 
-    def test_each_exchanged_pair_is_named(self) -> None:
-        for face, pair in itertools.product(self.faces, PARTNERS):
-            if pair[0] in face:
-                doubt = zomu.check_landmarks(exchanged(face, [pair]))
-                self.assertEqual(doubt, f"left and right look exchanged: {pair[0]} and {pair[1]}")
-        self.assert_doubted(exchanged(self.portrait, [(12, 13), (44, 43)]), "12 and 13, 44 and 43$")
+    def test_says_what_the_check_in_c_says(self) -> None:
+        self.assert_like_c(TABLE)
+        table = self.folder / "table"
+        table.write_text(random_table(2000, seed=16))
+        self.assert_like_c(table)
+        found = {line.split(";")[0] for line in self.reports_of_c(table)}
+        self.assertGreaterEqual(len(found), 7, found)
 
-    def test_exchanged_sides_are_told_from_a_mirrored_picture_and_rows_that_run_upwards(self) -> None:
-        for face in self.faces:
-            mirrored = {number: (-x, y) for number, (x, y) in face.items()}
-            self.assertRegex(zomu.check_landmarks(mirrored), "in all landmarks")
-            self.assertIsNone(zomu.check_landmarks(exchanged(mirrored, PARTNERS)))
-            upwards = {number: (x, -y) for number, (x, y) in face.items()}
-            self.assertRegex(zomu.check_landmarks(upwards), "y runs upwards")
-        self.assert_doubted(exchanged(self.portrait, PARTNERS), "in all landmarks")
+    def test_takes_landmarks_in_every_form(self) -> None:
+        points = zomu.read_landmarks(LANDMARKS)
+        array = np.array(list(points.values()))
+        for landmarks in (points, array, str(LANDMARKS), LANDMARKS):
+            self.assertIsNone(zomu.check_landmarks(landmarks, 300, 300))
+        self.assertIn("fractions", zomu.check_landmarks(array / 300, 300, 300))
+        with self.assertRaisesRegex(zomu.LandmarkError, r"\(27, 2\)"):
+            zomu.check_landmarks(array[:27], 300, 300)
 
-    def test_another_order_is_seen(self) -> None:
-        dice = random.Random(1)
-        for face in self.faces:
-            numbers, places = list(face), list(face.values())
-            for shift in (1, 2, 3, len(numbers) - 1):
-                moved = dict(zip(numbers, places[shift:] + places[:shift]))
-                self.assertRegex(zomu.check_landmarks(moved), "is the order another one")
-            dice.shuffle(places)
-            self.assertRegex(zomu.check_landmarks(dict(zip(numbers, places))), "most of all landmark")
-        places = list(self.portrait.values())
-        self.assert_doubted(dict(zip(self.portrait, places[3:] + places[:3])), "miss the head model")
 
-    def test_points_at_one_place_are_seen(self) -> None:
-        self.assert_doubted(dict.fromkeys(self.portrait, (5.0, 5.0)), "at one place")
+if __name__ == "__main__":
+    unittest.main()

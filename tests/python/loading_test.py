@@ -110,18 +110,19 @@ class LoadingTest(unittest.TestCase):
     def test_a_process_that_only_compares_needs_no_model(self) -> None:
         code = (
             "zomu.load(without_model=True)\n"
-            "a = numpy.ones(502, dtype=numpy.float32)\n"
+            "a = numpy.zeros(502, dtype=numpy.float32)\n"
+            "a[[3, 500, 501]] = 2\n"
             "print(zomu.compare(a, a))\n"
             "zomu.Context()"
         )
         done = run_python(EXTRACT + code, TMPDIR=str(self.folder))
         lines = done.stdout.splitlines()
-        # q is 1 on both sides, the lengths are 1, and the product of the projections is 500.
-        self.assertEqual(lines[-1], "999.0")
+        # q is 2 on both sides, the lengths are 2, and so the score is (2 * 4 - 2 - 2) / 4 + 1.
+        self.assertEqual(lines[-1], "2.0")
         self.assertEqual(len(lines), 29)
         self.assertIn("without a model, to compare only", done.stderr)
         self.assert_refuses(
-            "import numpy\na = numpy.ones(502, dtype=numpy.float32)\nzomu.compare(a, a)",
+            "a = numpy.zeros(502, dtype=numpy.float32)\na[[3, 501]] = 2\nzomu.compare(a, a)",
             "ModelError",
             "zomu.load(without_model=True)",
             TMPDIR=str(self.folder),
@@ -142,3 +143,24 @@ class LoadingTest(unittest.TestCase):
             "os.waitpid(child, 0)",
             "True\n",
         )
+
+    def test_a_forked_process_leaves_the_model_to_the_one_that_made_its_folder(self) -> None:
+        model = linked_model(self.folder / "model")
+        other = self.folder / "temporary"
+        other.mkdir()
+        ends = {
+            "the end of a child": "if os.fork() == 0:\n    sys.exit(0)\nos.wait()\n",
+            "the end of a worker": "worker = multiprocessing.get_context('fork').Process(target=atexit._run_exitfuncs)\n"
+            "worker.start()\nworker.join()\n",
+        }
+        for name, end in ends.items():
+            with self.subTest(name):
+                self.assert_prints(
+                    "import atexit, multiprocessing, os, sys\n"
+                    f"first = zomu.Context({str(model)!r})\n"
+                    f"a = extract(first)\n{end}"
+                    "print((extract(zomu.Context()) == a).all())",
+                    "True\n",
+                    TMPDIR=str(other),
+                )
+                self.assertEqual(list(other.iterdir()), [])

@@ -1,6 +1,8 @@
 // zomu-inspect, zomu-variants and zomu-template from outside: what they write and print.
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,22 @@ static Words filesIn(const fs::path& folder) {
     }
     std::sort(names.begin(), names.end());
     return names;
+}
+
+// A chunk of a PNG file that says: the first row is the right side, the first column the top.
+static std::string quarterTurnMark() {
+    std::string chunk("eXIfMM\0*\0\0\0\x8\0\x1\x1\x12\0\x3\0\0\0\x1\0\x6\0\0\0\0\0\0", 30);
+    std::uint32_t checksum = ~0U;
+    for (const char byte : chunk) {
+        checksum ^= static_cast<unsigned char>(byte);
+        for (int bit = 0; bit < 8; ++bit) {
+            checksum = (checksum >> 1) ^ ((checksum & 1U) != 0 ? 0xEDB88320U : 0U);
+        }
+    }
+    for (const int shift : {24, 16, 8, 0}) {
+        chunk += static_cast<char>(~checksum >> shift);
+    }
+    return std::string("\0\0\0\x1a", 4) + chunk;
 }
 
 TEST(ZomuVariants, writesPicturesWithTheirLandmarks) {
@@ -76,6 +94,28 @@ TEST(ZomuTemplate, extractsAndCompares) {
     const ProcessResult fingerprint =
         runTool(ZOMU_MODEL_PROGRAM, {"fingerprint", ZOMU_TEST_MODEL "/~zvplugintmp~"});
     EXPECT_EQ(fingerprint.out, hexadecimal(stored.model) + "\n");
+}
+
+TEST(ZomuTemplate, landmarksMeanTheUprightPicture) {
+    const TemporaryFolder folder;
+    const std::string path = folder.prefix() + "turned.png";
+    const BgrPicture upright = loadPicture(kPicture);
+    BgrPicture stored = blackPicture(upright.height, upright.width);
+    for (int y = 0; y < upright.height; ++y) {
+        for (int x = 0; x < upright.width; ++x) {
+            std::copy_n(upright.at(x, y), 3, stored.at(y, upright.width - 1 - x));
+        }
+    }
+    savePng(path, stored);
+    std::string file = readFile(path);
+    file.insert(33, quarterTurnMark());
+    std::ofstream(path, std::ios::binary) << file;
+
+    const std::string expected = folder.prefix() + "a.zomu";
+    const std::string turned = folder.prefix() + "b.zomu";
+    expectDone(ZOMU_TEMPLATE_PATH, {"extract", kPicture, kLandmarks, expected});
+    expectDone(ZOMU_TEMPLATE_PATH, {"extract", path, kLandmarks, turned});
+    EXPECT_EQ(readFile(turned), readFile(expected));
 }
 
 TEST(ZomuTemplate, wantsAModel) {

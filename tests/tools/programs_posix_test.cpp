@@ -1,10 +1,17 @@
-// Programs whose output finds no room, and one that signals end.
+// Programs whose output or input finds no room, and one that signals end.
+#include <sys/resource.h>
+
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <utility>
 
+#include "hardening/memory_use.h"
+#include "sheets/face_picture.h"
+#include "support/forked.h"
 #include "support/temporary_folder.h"
+#include "support/thrown.h"
 #include "tools/tool_run.h"
 #include "zomu.h"
 
@@ -22,6 +29,27 @@ TEST(ProgramEnds, outputThatCannotBeWrittenIsAFailure) {
          "compare_faces: standard output: the score could not be written\n"}};
     for (const Words& ending : endings) {
         expectResult(runTool("sh", {"-c", ending[0], ending[1]}), 1, "", ending[2]);
+    }
+}
+
+// 27 MB of pixels: with less than that, and with room for them once but not twice.
+TEST(ProgramEnds, picturesWithoutRoomAreNamed) {
+    if (!kMemoryIsJudged) {
+        GTEST_SKIP() << "a sanitizer's memory is not limited in this way";
+    }
+    const TemporaryFolder folder;
+    const std::string path = folder.prefix() + "a.png";
+    savePng(path, blackPicture(3000, 3000));
+    for (const rlim_t megabytes : {20U, 40U}) {
+        const ForkedResult result = runForked([&] {
+            const rlim_t limit = static_cast<rlim_t>(addressKilobytes()) * 1024 + (megabytes << 20);
+            const struct rlimit addresses = {limit, limit};
+            setrlimit(RLIMIT_AS, &addresses);
+            std::fputs(reasonOf([&] { loadPicture(path); }).c_str(), stdout);
+            std::fflush(stdout);
+        });
+        EXPECT_EQ(result.output, path + ": does not fit into memory: 3000 x 3000 pixels");
+        EXPECT_EQ(result.status, 0);
     }
 }
 

@@ -1,11 +1,14 @@
 """Lists of photographs, written and read."""
 
+import os
 import tempfile
 import unittest
 from pathlib import Path
 
+from support import PROJECT, TOOLS
 from trainer.manifest import read_manifest, write_manifest
 from trainer.problems import TrainingProblem
+from trainer.tools import run_tool
 
 
 class Manifests(unittest.TestCase):
@@ -29,5 +32,34 @@ class Manifests(unittest.TestCase):
             self.path.write_text(text, encoding="utf-8")
             with self.assertRaisesRegex(TrainingProblem, "manifest.csv: is not a list of person,photo"):
                 read_manifest(self.path)
+        for text in ("ann,1.jpg,1.csv\nbob,,2.csv\n", "ann,\"1.jpg,1.csv\n", "ann,1\".jpg\",1.csv,\n"):
+            self.path.write_text("person,photo,landmarks\n" + text, encoding="utf-8")
+            with self.assertRaisesRegex(TrainingProblem, "manifest.csv: is not a list of person,photo"):
+                read_manifest(self.path)
+        with self.assertRaisesRegex(TrainingProblem, "/dev/zero: is larger than 268435456 bytes"):
+            read_manifest(Path("/dev/zero"))
         with self.assertRaisesRegex(TrainingProblem, "absent: No such file"):
             read_manifest(self.home / "absent")
+
+    def test_any_name_comes_back_as_it_was_written(self):
+        names = ["with, comma", 'with "marks"', "two\nlines", "two\r\nlines", '"', ",", " blanks ",
+                 os.fsdecode(b"\xff"), "M\u00fcller"]
+        rows = [(name, self.home / name, self.home / f"{name}.csv") for name in names]
+        write_manifest(self.path, rows)
+        self.assertEqual(read_manifest(self.path), rows)
+        self.path.write_bytes(b"\xef\xbb\xbf" + self.path.read_bytes())  # as spreadsheets save them
+        self.assertEqual(read_manifest(self.path), rows)
+
+    def test_the_tools_read_and_write_the_same_lists(self):
+        folder = self.home / "a folder"
+        folder.mkdir()
+        sample = PROJECT / "examples/data/portrait"
+        rows = []
+        for name in ("a b", os.fsdecode(b"\xff")):
+            photo, landmarks = folder / f"{name}.png", folder / f"{name}.csv"
+            photo.symlink_to(sample.with_suffix(".png"))
+            landmarks.symlink_to(sample.with_suffix(".csv"))
+            rows.append((name, photo, landmarks))
+        write_manifest(self.path, rows)
+        run_tool(TOOLS, "zomu-patches", "cut", self.path, self.home / "patches")
+        self.assertEqual(read_manifest(self.home / "patches" / "faces.csv"), rows)

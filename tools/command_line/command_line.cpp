@@ -12,6 +12,10 @@ void Command::addFlag(const char* name, bool& value, const char* help) {
     app->add_flag(name, value, help);
 }
 
+void Command::addUnchecked(bool& value) {
+    addFlag("--unchecked", value, "Take the landmarks as they are, even if they are not a face's");
+}
+
 // The conversion to an unsigned number alone would wrap -1 around.
 static std::string notNegative(const std::string& text) {
     return text.starts_with('-') ? "must not be negative" : "";

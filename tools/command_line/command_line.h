@@ -23,6 +23,9 @@ class Command {
 
     void addFlag(const char* name, bool& value, const char* help);
 
+    // --unchecked: the user vouches for the landmarks.
+    void addUnchecked(bool& value);
+
     // A number that is not negative.
     void addOption(const char* name, std::uint64_t& value, const char* help);
 

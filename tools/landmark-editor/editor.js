@@ -9,7 +9,7 @@
   const kDirections = {ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1]};
 
   const doc = new zomu.LandmarkDocument();
-  const view = {current: zomu.landmarks[0].id, cross: null, dragged: null, photoName: null};
+  const view = {current: zomu.landmarks[0].id, cross: null, dragged: null, photoName: null, insisted: ''};
 
   const stage = new zomu.Stage(byId('stage'), byId('photo'), byId('marks'), {
     place: (point) => place(point),
@@ -47,6 +47,14 @@
   function askForStep() {
     say(`Step ${doc.step + 1} of 3: click ${kSteps[doc.step]}, or move the cross there with the arrow keys ` +
         'and press Enter.');
+  }
+
+  // What the check finds in the landmarks that would be saved; empty for nothing.
+  function faultText() {
+    if (doc.step < 3) return '';
+    const entries = [...doc.visiblePoints()].map(([id, {x, y}]) => [id, x, y]);
+    const {text} = zomu.checkLandmarks(entries, stage.photo.width, stage.photo.height);
+    return text === '' || text.endsWith('?') ? text : `${text}.`;
   }
 
   // ---- What is shown -------------------------------------------------------------------------------
@@ -115,6 +123,9 @@
     const shown = placing ? zomu.anchorIds[doc.step] : view.current;
     zomu.showInGuide(byId('guide'), shown);
     byId('guide-name').textContent = nameOf(shown);
+    const fault = faultText();
+    byId('fault').hidden = fault === '';
+    byId('fault').textContent = `Tools refuse these landmarks: ${fault}`;
     renderList();
   }
 
@@ -203,8 +214,8 @@
   async function openPhoto(file) {
     let photo;
     try {
-      // As stored: a camera's rotation mark is not applied, since the library knows none.
-      photo = await createImageBitmap(file, {imageOrientation: 'none'});
+      // Upright, as all readers of this project turn it: landmarks mean the upright picture.
+      photo = await createImageBitmap(file, {imageOrientation: 'from-image'});
     } catch {
       say(`${file.name} is not a picture that this browser can read.`, true);
       return;
@@ -232,6 +243,12 @@
   }
 
   function saveCsv() {
+    const fault = faultText();
+    if (fault !== '' && fault !== view.insisted) {
+      view.insisted = fault;
+      say(`Not saved: ${fault} Save again to save them all the same.`, true);
+      return;
+    }
     const name = view.photoName.replace(/\.[^.]*$/, '') + '.csv';
     const link = document.createElement('a');
     link.href = URL.createObjectURL(new Blob([zomu.writeCsv(doc.visiblePoints())], {type: 'text/csv'}));

@@ -19,12 +19,14 @@ void work(const ManifestRow& row, const PhotoWork& photoWork, std::size_t slot, 
     FacePicture face;
     try {
         face = loadFacePicture(row.photo.string(), row.landmarks.string());
+        if (face.picture.width < 2 || face.picture.height < 2) {
+            throw std::runtime_error(row.photo.string() + ": is smaller than 2 x 2 pixels");
+        }
+        if (!photoWork.isUnchecked) {
+            requireFace(face, row.landmarks.string());
+        }
     } catch (const std::runtime_error& problem) {
         outcome.problem = problem.what();
-        return;
-    }
-    if (face.picture.width < 2 || face.picture.height < 2) {
-        outcome.problem = row.photo.string() + ": is smaller than 2 x 2 pixels";
         return;
     }
     try {

@@ -21,6 +21,9 @@ struct PhotoWork {
     std::function<void(const ManifestRow& row, std::size_t slot)> store;
     // One line, without its end, about a photograph that is left out.
     std::function<void(const std::string& line)> report;
+    // Whether landmarks are taken as they are. Otherwise photographs are left out if zomu_check.h finds
+    // that theirs are not those of a face.
+    bool isUnchecked = false;
 };
 
 // Returns how many photographs were stored. One that cannot be read, or whose landmarks or size the

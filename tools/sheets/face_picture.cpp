@@ -1,6 +1,8 @@
 #include "sheets/face_picture.h"
 
 #include <filesystem>
+#include <memory>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 
@@ -32,11 +34,16 @@ BgrPicture loadPicture(const std::string& path) {
     Picture picture;
     Problem problem;
     check(readPicture(path.c_str(), &picture, &problem), path, problem);
+    const std::unique_ptr<Picture, decltype(&freePicture)> owner(&picture, freePicture);
     const std::size_t bytes =
         static_cast<std::size_t>(picture.stride) * static_cast<std::size_t>(picture.height);
-    BgrPicture result = {picture.width, picture.height, {picture.pixels, picture.pixels + bytes}};
-    freePicture(&picture);
-    return result;
+    try {
+        return {picture.width, picture.height, {picture.pixels, picture.pixels + bytes}};
+    } catch (const std::bad_alloc&) {
+        throw std::runtime_error(path +
+                                 ": does not fit into memory: " + std::to_string(picture.width) +
+                                 " x " + std::to_string(picture.height) + " pixels");
+    }
 }
 
 FacePicture loadFacePicture(const std::string& picturePath, const std::string& landmarkPath) {
@@ -44,6 +51,19 @@ FacePicture loadFacePicture(const std::string& picturePath, const std::string& l
     Problem problem;
     check(readLandmarks(landmarkPath.c_str(), &face.landmarks, &problem), landmarkPath, problem);
     return face;
+}
+
+void requireFace(const FacePicture& face, const std::string& landmarkPath) {
+    ZomuLandmarkReport report;
+    if (ZomuCheckLandmarks(&face.landmarks, face.picture.width, face.picture.height, &report) !=
+        ZOMU_LANDMARKS_GOOD) {
+        throw std::runtime_error(landmarkPath + ": " + report.text);
+    }
+}
+
+void viewNearFace(const FacePicture& face, ZomuFaceView& view) {
+    ZomuNearFace(face.picture.pixels.data(), face.picture.width, face.picture.height,
+                 3 * face.picture.width, &face.landmarks, &view);
 }
 
 void savePng(const std::string& path, const BgrPicture& picture) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "zomu.h"
+#include "zomu_check.h"
 
 struct BgrPicture {
     int width, height;
@@ -32,6 +33,12 @@ BgrPicture blackPicture(int width, int height);
 
 BgrPicture loadPicture(const std::string& path);
 FacePicture loadFacePicture(const std::string& picturePath, const std::string& landmarkPath);
+
+// Throws what zomu_check.h finds wrong with the landmarks, which are those of this file.
+void requireFace(const FacePicture& face, const std::string& landmarkPath);
+
+// What is to be extracted: the picture that begins near the face. The view points into both.
+void viewNearFace(const FacePicture& face, ZomuFaceView& view);
 
 void savePng(const std::string& path, const BgrPicture& picture);
 void saveJpeg(const std::string& path, const BgrPicture& picture, int quality);

@@ -22,11 +22,11 @@ constexpr double kFootHeight = 76.0;
 
 PatchList cutPatches(const FacePicture& face) {
     static constexpr MeanImages kNoMeanImages = {};
-    const BgrPicture& picture = face.picture;
+    ZomuFaceView view;
+    viewNearFace(face, view);
     const auto canvases = std::make_unique<FaceCanvases>();
     return cutFacePatches(*canvases, kNoMeanImages,
-                          {picture.pixels.data(), picture.width, picture.height, 3 * picture.width},
-                          face.landmarks);
+                          {view.image, view.width, view.height, view.stride}, *view.landmarks);
 }
 
 // One row of a patch matrix as a picture again.

@@ -11,6 +11,7 @@ import numpy as np
 from matplotlib.ticker import LogLocator, NullLocator
 
 from evaluation.rates import Curve
+from trainer.whole_file import whole_file
 
 SIZE = (6.4, 4.4)
 RATES = (1e-5, 1e-4, 1e-3, 1e-2, 0.05, 0.2, 0.5)
@@ -18,7 +19,8 @@ RATES = (1e-5, 1e-4, 1e-3, 1e-2, 0.05, 0.2, 0.5)
 
 def _save(figure, path: Path) -> None:
     figure.tight_layout()
-    figure.savefig(path, dpi=110, metadata={"Software": None})
+    with whole_file(path) as file:
+        figure.savefig(file, dpi=110, format="png", metadata={"Software": None})
     plt.close(figure)
 
 

@@ -2,7 +2,6 @@
 
 import ctypes
 import math
-import os
 from dataclasses import dataclass
 from pathlib import Path
 from typing import Callable
@@ -14,6 +13,7 @@ from torch.nn import functional
 from trainer.description import load_descriptions
 from trainer.network import PIXEL_UNIT, PlainNetwork, TrainingNetwork, folded
 from trainer.patch_store import Split, as_input, mean_image, open_store
+from trainer.whole_file import whole_file
 
 FEATURE_BATCH = 256
 
@@ -44,9 +44,8 @@ def keep_memory() -> None:
 
 def save(content, path: Path) -> None:
     """Writes a file completely or not at all."""
-    partial = path.with_suffix(".partial")
-    torch.save(content, partial)
-    os.replace(partial, path)
+    with whole_file(path) as file:
+        torch.save(content, file)
 
 
 def _hide_rectangles(batch: torch.Tensor, rng: np.random.Generator, share: float) -> None:

@@ -1,15 +1,21 @@
 """The folder in which a training keeps its progress, from which it resumes after a kill."""
 
+from __future__ import annotations
+
 import hashlib
 import json
-import os
 import shutil
 from dataclasses import asdict
 from pathlib import Path
+from typing import TYPE_CHECKING
 
-from trainer.one_network import Recipe
+from trainer.manifest import read_manifest
 from trainer.problems import TrainingProblem
 from trainer.tools import run_tool
+from trainer.whole_file import whole_file
+
+if TYPE_CHECKING:
+    from trainer.one_network import Recipe
 
 
 def result_path(work: Path, number: int) -> Path:
@@ -22,6 +28,7 @@ class Workplace:
 
     def __init__(self, folder: Path, manifest: Path, recipe: Recipe, fit_share: float):
         self.folder = folder
+        read_manifest(manifest)  # before the folder is claimed for it
         try:
             content = manifest.read_bytes()
         except OSError as error:
@@ -41,9 +48,8 @@ class Workplace:
 
     @staticmethod
     def _replace(file: Path, text: str) -> None:
-        partial = file.with_suffix(".partial")
-        partial.write_text(text, encoding="utf-8")
-        os.replace(partial, file)
+        with whole_file(file) as stream:
+            stream.write(text.encode())
 
     def patches(self, manifest: Path, tools: Path, jobs: int) -> Path:
         """The folder with the patches, which are cut if they do not exist yet."""

@@ -77,8 +77,8 @@ class EditorPage(unittest.TestCase):
             time.sleep(0.05)
         self.fail(f"no {words!r} in {self.status()!r}")
 
-    def open_photo(self) -> None:
-        self.element("photo-file").send_keys(str(PHOTO))
+    def open_photo(self, path: Path = PHOTO) -> None:
+        self.element("photo-file").send_keys(str(path))
         self.wait_for_status("Step 1 of 3")
 
     def open_csv(self, path: Path, words: str) -> None:
@@ -131,8 +131,8 @@ class EditorPage(unittest.TestCase):
                     chain.key_up(modifier)
                 chain.perform()
 
-    def saved(self) -> Points:
-        path = self.downloads / "portrait.csv"
+    def saved(self, name: str = "portrait.csv") -> Points:
+        path = self.downloads / name
         path.unlink(missing_ok=True)
         self.keys("s")
         lines = 0
