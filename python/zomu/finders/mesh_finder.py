@@ -28,6 +28,9 @@ _UPRIGHT_LIMIT = 0.5
 # The mesh must be this certain of a face. The other gates are the stricter ones.
 _MESH_LIMIT = 0.1
 
+# And this certain of a face that is turned by more than 60 degrees in the picture, which is seldom true.
+_TURNED_LIMIT = 0.95
+
 # So much two fits may differ, in eye distances.
 _AGREEMENT = 0.1
 
@@ -78,9 +81,10 @@ class MeshFinder:
             return None
         _, first = self._mesh.fit(pyramid, _square_of(upright, _MESH_SIDE))
         (certainty, mesh), (mirrored_certainty, mirrored) = self._mesh.fit_both(pyramid, square_around(first))
-        if min(certainty, mirrored_certainty) < _MESH_LIMIT:
+        across, down = upright.points[RIGHT_EYE] - upright.points[LEFT_EYE]
+        size = float(np.hypot(across, down))
+        if min(certainty, mirrored_certainty) < (_MESH_LIMIT if across > 0.5 * size else _TURNED_LIMIT):
             return None
-        size = float(np.hypot(*(upright.points[RIGHT_EYE] - upright.points[LEFT_EYE])))
         if max(_difference(mesh, first), _difference(mesh, mirrored)) > _AGREEMENT * size:
             return None
         return MeshFit(upright.score, (mesh + mirrored) / 2.0)
