@@ -56,6 +56,20 @@ def _constants_of(file: NetworkFile) -> dict[int, NDArray[Any]]:
     return constants
 
 
+class _Repeated:
+    """Values of the channels, once for each pixel of a row: operations on whole rows have long inner loops."""
+
+    def __init__(self, values: Array) -> None:
+        self._values = values
+        self._rows: dict[int, Array] = {}
+
+    def __call__(self, pixels: int) -> Array:
+        row = self._rows.get(pixels)
+        if row is None:
+            row = self._rows[pixels] = np.tile(self._values, pixels)
+        return row
+
+
 def _padding(size: int, window: int, stride: int, same: bool) -> tuple[int, int]:
     """Before and after; SAME gives ceil(size / stride) results, the odd one of the padding comes last."""
     if not same:
@@ -88,7 +102,7 @@ def _product(left: Array, right: Array) -> Array:
 
 def _convolution(operator: Operator, constants: dict[int, NDArray[Any]]) -> Step:
     source, weights, bias = operator.inputs
-    kernel, offsets = constants[weights], constants[bias]
+    kernel, offsets = constants[weights], _Repeated(constants[bias])
     count, height, width, channels = kernel.shape
     matrix = np.ascontiguousarray(kernel.reshape(count, -1).T)
     down, across = operator.stride
@@ -103,7 +117,7 @@ def _convolution(operator: Operator, constants: dict[int, NDArray[Any]]) -> Step
             steps = (down * x.strides[0], across * x.strides[1], *x.strides)
             flat = np.lib.stride_tricks.as_strided(x, shape, steps, writeable=False).reshape(rows * columns, -1)
         result = _product(flat, matrix).reshape(rows, -1)
-        result += np.tile(offsets, columns)
+        result += offsets(columns)
         if operator.relu:
             np.maximum(result, 0.0, out=result)
         return result.reshape(rows, columns, count)
@@ -113,16 +127,16 @@ def _convolution(operator: Operator, constants: dict[int, NDArray[Any]]) -> Step
 
 def _depthwise(operator: Operator, constants: dict[int, NDArray[Any]]) -> Step:
     source, weights, bias = operator.inputs
-    kernel, offsets = constants[weights][0], constants[bias]
+    kernel, offsets = constants[weights][0], _Repeated(constants[bias])
     height, width, channels = kernel.shape
+    factors = [[_Repeated(values) for values in row] for row in kernel]
     down, across = operator.stride
 
     def run(values: dict[int, Array]) -> Array:
         x = _padded(values[source], (height, width), operator)
         rows, columns = (x.shape[0] - height) // down + 1, (x.shape[1] - width) // across + 1
-        # Rows of pixels times channels: long inner loops.
         result = np.empty((rows, columns * channels), np.float32)
-        result[:] = np.tile(offsets, columns)
+        result[:] = offsets(columns)
         product = np.empty_like(result)
         for i in range(height):
             for j in range(width):
@@ -132,7 +146,7 @@ def _depthwise(operator: Operator, constants: dict[int, NDArray[Any]]) -> Step:
                     part = flat[i : i + down * (rows - 1) + 1 : down, j * channels : (j + columns) * channels]
                 else:
                     part = part.reshape(rows, -1)
-                np.multiply(part, np.tile(kernel[i, j], columns), out=product)
+                np.multiply(part, factors[i][j](columns), out=product)
                 result += product
         if operator.relu:
             np.maximum(result, 0.0, out=result)
@@ -187,12 +201,13 @@ def _relu(operator: Operator, constants: dict[int, NDArray[Any]]) -> Step:
 def _prelu(operator: Operator, constants: dict[int, NDArray[Any]]) -> Step:
     source, slopes = operator.inputs
     slope = constants[slopes].reshape(-1)
+    repeated = _Repeated(slope)
     falling = bool((slope > 1.0).any())
 
     def run(values: dict[int, Array]) -> Array:
         x = values[source]
         flat = x.reshape(x.shape[0], -1)
-        tiled = np.tile(slope, x.shape[1])
+        tiled = repeated(x.shape[1])
         if falling:
             result: Array = np.maximum(flat, np.float32(0.0)) + np.minimum(flat, np.float32(0.0)) * tiled
         else:

@@ -32,7 +32,7 @@ _MESH_LIMIT = 0.1
 _TURNED_LIMIT = 0.95
 
 # So much two fits may differ, in eye distances.
-_AGREEMENT = 0.1
+_AGREEMENT = 0.08
 
 # The sides of the crops, in widths of a detection's box.
 _UPRIGHT_SIDE = 2.0
