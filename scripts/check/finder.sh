@@ -15,10 +15,10 @@ home=$PWD/build/finder
 data=python/zomu/finders/data
 mkdir -p "$home"
 
-# draw NAME FIRST: 2,400 photographs of 300 people
+# draw NAME FIRST PEOPLE: eight photographs of each
 draw() {
     if [ ! -e "$home/$1/manifest.csv" ]; then
-        training/render_people "$home/$1" --people 300 --photos 8 --first "$2" --jitter 0 0 --jobs "$(nproc)"
+        training/render_people "$home/$1" --people "$3" --photos 8 --first "$2" --jitter 0 0 --jobs "$(nproc)"
     fi
 }
 
@@ -38,7 +38,7 @@ fi
 
 needs training
 if [ "$part" = learn ]; then
-    draw learning 70000
+    draw learning 70000 300
     training/fit_mesh_landmarks "$home/learning/manifest.csv" "$home/tables"
     for table in mesh_partners.csv mesh_landmarks.csv; do
         if cmp -s "$home/tables/$table" "$data/$table"; then
@@ -57,7 +57,7 @@ portraits=(--portrait "as it is=examples/data/portrait.png,examples/data/portrai
 for copy in turned.png larger.png smaller.png mirrored.png darker.png noisy.png compressed.jpg; do
     portraits+=(--portrait "${copy%.*}=$home/copies/$copy,$home/copies/${copy%.*}.csv")
 done
-draw people 50000
+draw people 50000 700
 training/measure_finder "$home/people/manifest.csv" "$home" "${portraits[@]}"
 model="$home/~zvplugintmp~"
 "$tools/zomu-model" check "$model" >/dev/null 2>&1 ||

@@ -25,14 +25,17 @@ _DATA = Path(__file__).parent / "data"
 _SEARCH_LIMIT = 0.5
 _UPRIGHT_LIMIT = 0.5
 
-# The mesh must be this certain of a face. The other gates are the stricter ones.
-_MESH_LIMIT = 0.1
+# The mesh must be this certain of a face.
+_MESH_LIMIT = 0.5
 
 # And this certain of a face that is turned by more than 60 degrees in the picture, which is seldom true.
 _TURNED_LIMIT = 0.95
 
 # So much two fits may differ, in eye distances.
 _AGREEMENT = 0.08
+
+# Boxes with a larger share of their area in common are those of one face.
+_SAME_FACE = 0.3
 
 # The sides of the crops, in widths of a detection's box.
 _UPRIGHT_SIDE = 2.0
@@ -71,9 +74,13 @@ class MeshFinder:
         return next((fits for fits in self._searches(Pyramid(picture)) if fits), [])
 
     def _searches(self, pyramid: Pyramid) -> Iterator[list[MeshFit]]:
+        # What was refused once gets no second chance to pass by luck when the picture is turned.
+        refused: list[Detection] = []
         for found in candidates(pyramid, self._detector, _SEARCH_LIMIT):
-            fits = [self._fit(pyramid, detection) for detection in found]
-            yield _distinct([fit for fit in fits if fit is not None])
+            new = [one for one in found if all(overlap(one.box, other.box) < _SAME_FACE for other in refused)]
+            fits = [(detection, self._fit(pyramid, detection)) for detection in new]
+            refused += [detection for detection, fit in fits if fit is None]
+            yield _distinct([fit for _, fit in fits if fit is not None])
 
     def _fit(self, pyramid: Pyramid, detection: Detection) -> MeshFit | None:
         upright = self._upright(pyramid, detection)
@@ -99,7 +106,7 @@ class MeshFinder:
             (other, way)
             for way in (square, square.turned_over())
             for other in detect_in(pyramid, self._detector, way, _UPRIGHT_LIMIT)
-            if overlap(other.box, detection.box) > 0.3
+            if overlap(other.box, detection.box) > _SAME_FACE
         ]
         if not found:
             return None
@@ -130,7 +137,7 @@ def _distinct(fits: list[MeshFit]) -> list[MeshFit]:
     """Without those whose mesh covers that of a better one: two detections may end at one face."""
     kept: list[MeshFit] = []
     for fit in sorted(fits, key=lambda fit: -fit.confidence):
-        if all(overlap(_bounds(fit.mesh), _bounds(other.mesh)) < 0.3 for other in kept):
+        if all(overlap(_bounds(fit.mesh), _bounds(other.mesh)) < _SAME_FACE for other in kept):
             kept.append(fit)
     return kept
 
