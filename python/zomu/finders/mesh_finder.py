@@ -74,18 +74,22 @@ class MeshFinder:
         return next((fits for fits in self._searches(Pyramid(picture)) if fits), [])
 
     def _searches(self, pyramid: Pyramid) -> Iterator[list[MeshFit]]:
-        # What was refused once gets no second chance to pass by luck when the picture is turned.
+        # What the mesh refuses gets no second chance to pass by luck when the picture is turned.
         refused: list[Detection] = []
         for found in candidates(pyramid, self._detector, _SEARCH_LIMIT):
-            new = [one for one in found if all(overlap(one.box, other.box) < _SAME_FACE for other in refused)]
-            fits = [(detection, self._fit(pyramid, detection)) for detection in new]
-            refused += [detection for detection, fit in fits if fit is None]
-            yield _distinct([fit for _, fit in fits if fit is not None])
+            fits = []
+            for detection in found:
+                upright = self._upright(pyramid, detection)
+                if upright is None or any(_alike(upright, other) for other in refused):
+                    continue
+                fit = self._fit(pyramid, upright)
+                if fit is None:
+                    refused.append(upright)
+                else:
+                    fits.append(fit)
+            yield _distinct(fits)
 
-    def _fit(self, pyramid: Pyramid, detection: Detection) -> MeshFit | None:
-        upright = self._upright(pyramid, detection)
-        if upright is None:
-            return None
+    def _fit(self, pyramid: Pyramid, upright: Detection) -> MeshFit | None:
         _, first = self._mesh.fit(pyramid, _square_of(upright, _MESH_SIDE))
         (certainty, mesh), (mirrored_certainty, mirrored) = self._mesh.fit_both(pyramid, square_around(first))
         across, down = upright.points[RIGHT_EYE] - upright.points[LEFT_EYE]
@@ -131,6 +135,12 @@ def _square_of(detection: Detection, sides: float) -> Square:
 
 def _difference(a: Places, b: Places) -> float:
     return float(np.hypot(*(a - b).T).mean())
+
+
+def _alike(one: Detection, other: Detection) -> bool:
+    """Whether they are of one face and turned in the same way, roughly."""
+    a, b = (detection.points[RIGHT_EYE] - detection.points[LEFT_EYE] for detection in (one, other))
+    return overlap(one.box, other.box) > _SAME_FACE and float(a @ b) > 0.5 * float(np.hypot(*a) * np.hypot(*b))
 
 
 def _distinct(fits: list[MeshFit]) -> list[MeshFit]:
