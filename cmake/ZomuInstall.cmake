@@ -109,9 +109,9 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
     "python3 (>= 3.11), python3-numpy, libzomu${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})")
-# zomu.read_picture
+# For zomu.read_picture, and for a finder that takes a fifth of the time.
 set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS
-    "libzomupictures${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})")
+    "libzomupictures${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION}), libopenblas0-pthread | libopenblas0")
 set(CPACK_COMPONENT_PYTHON_DESCRIPTION "face templates on the CPU - Python package
  Templates and scores from NumPy arrays.")
 
