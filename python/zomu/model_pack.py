@@ -30,9 +30,10 @@ _Floats = NDArray[np.float32]
 
 
 def demonstration_pack() -> Path:
-    """The demonstration model: in the package, of the Debian package, or in the sources."""
-    package = Path(__file__).parent
-    places = [package / "data", Path("/usr/share/zomu"), package.parent.parent / "models"]
+    """The demonstration model: in the package, of the same installation, of Debian's packages, or in the sources."""
+    package = Path(__file__).resolve().parent
+    shares = [folder / "share" / "zomu" for folder in package.parents[3:4]]  # beside lib/python3/dist-packages
+    places = [package / "data", *shares, Path("/usr/share/zomu"), package.parent.parent / "models"]
     for place in places:
         if (place / "rendered-people.pack").is_file():
             return place / "rendered-people.pack"

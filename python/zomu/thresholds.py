@@ -62,7 +62,8 @@ class Threshold:
         return (
             f"On {self.measured.measured_on}, {_percent(self.measured.false_match_rate)} of the pairs of different "
             f"people scored at least the threshold, and {_percent(self.measured.false_non_match_rate)} of the pairs "
-            f"of one person scored less; on other photographs the rates may be quite different.{about_model}"
+            f"of one person scored less; on other photographs, and with landmarks of a "
+            f"finder, the rates may be quite different.{about_model}"
         )
 
 
@@ -85,4 +86,4 @@ def threshold_for(fingerprint: str | None, given: float | None = None) -> Thresh
 
 
 def _percent(share: float) -> str:
-    return f"{100 * share:.2g} %"
+    return f"{100 * share:.3g} %"
