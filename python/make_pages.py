@@ -57,19 +57,23 @@ def man_page(commands: list[Command]) -> str:
     def text(words: str) -> str:
         return words.replace("\\", "\\e").replace("-", "\\-").replace("`", "")
 
-    lines = ['.TH ZOMU 1 "" "ZOMU" "User Commands"', ".SH NAME", f"zomu \\- {text(DESCRIPTION[0].lower() + DESCRIPTION[1:-1])}"]
+    purpose = text(DESCRIPTION[0].lower() + DESCRIPTION[1:-1])
+    lines = ['.TH ZOMU 1 "" "ZOMU" "User Commands"', ".SH NAME", f"zomu \\- {purpose}"]
     lines += [".SH SYNOPSIS", ".B zomu", "COMMAND ...", ".SH DESCRIPTION", text(DESCRIPTION)]
     lines += ["The exit status is 0 if all is well, 1 if the work failed and 2 if the command line was wrong;"]
     lines += [".B zomu verify", "has its own."]
     for command in commands:
         if command.path:
-            lines += [f".SH ZOMU {text(' '.join(command.path).upper())}", f".B {text(command.usage)}", ".PP", text(command.description)]
+            title = text(" ".join(command.path).upper())
+            lines += [f".SH ZOMU {title}", f".B {text(command.usage)}", ".PP", text(command.description)]
         elif command.options:
             lines.append(".SH OPTIONS")
         for option in command.arguments + command.options:
-            names = ", ".join(option.names)
-            lines += [".TP", f".B {text(names)}" + (f" \\fI{text(option.value)}\\fR" if option.value else ""), text(option.help)]
-    lines += [".SH FILES", ".TP", ".I ~zvplugintmp~", "In the temporary directory (TMPDIR, else /tmp): the model folder."]
+            names = f".B {text(', '.join(option.names))}"
+            value = f" \\fI{text(option.value)}\\fR" if option.value else ""
+            lines += [".TP", names + value, text(option.help)]
+    lines += [".SH FILES", ".TP", ".I ~zvplugintmp~"]
+    lines.append("In the temporary directory (TMPDIR, else /tmp): the model folder.")
     lines += [".SH SEE ALSO", "zomu\\-model and zomu\\-template, which need no Python."]
     return "\n".join(lines) + "\n"
 
@@ -83,8 +87,10 @@ def bash_completion(commands: list[Command]) -> str:
     ]
     groups = [command for command in commands if command.has_actions and command.path]
     for group in groups:
-        lines.append(f"        \"{' '.join(group.path)} \"*) [ $COMP_CWORD -gt 2 ] && path=\"{group.path[0]} ${{COMP_WORDS[2]}}\" ;;")
-    lines += ["    esac", "    if [ -z \"$path\" ] && [ $COMP_CWORD -gt 1 ]; then path=${COMP_WORDS[1]}; fi", "    case $path in"]
+        (name,) = group.path
+        lines.append(f'        "{name} "*) [ $COMP_CWORD -gt 2 ] && path="{name} ${{COMP_WORDS[2]}}" ;;')
+    lines += ["    esac", "    if [ -z \"$path\" ] && [ $COMP_CWORD -gt 1 ]; then path=${COMP_WORDS[1]}; fi"]
+    lines.append("    case $path in")
     for command in commands:
         words = [name for option in command.options for name in option.names] + _below(command, commands)
         lines.append(f"        \"{' '.join(command.path)}\") words=\"{' '.join(words)}\" ;;")

@@ -41,7 +41,8 @@ def main(arguments: Sequence[str] | None = None) -> int:
     except Exception:
         # A finder of somebody else's, or an error of ours. Not judged: never the status that says "different".
         traceback.print_exc()
-        return options.failure
+        status = options.failure
+        return status
 
 
 def _next_step(problem: Exception) -> str:

@@ -25,9 +25,9 @@ def add(commands: Any) -> None:
         commands,
         "manifest",
         "make a training manifest of photographs",
-        "Takes a folder with a folder for each person, finds the landmarks of each photograph, and writes OUT/manifest.csv, "
-        "OUT/landmarks/ and OUT/rejects.csv, which says why a photograph was left out: it cannot be read, it has no face "
-        "or several, or it is the only one of its person.",
+        "Takes a folder with a folder for each person, finds the landmarks of each photograph, and writes "
+        "OUT/manifest.csv, OUT/landmarks/ and OUT/rejects.csv, which says why a photograph was left out: it cannot be "
+        "read, it has no face or several, or it is the only one of its person.",
         _work,
     )
     parser.add_argument("folder", metavar="FOLDER", help="the folder that has a folder for each person")
@@ -51,7 +51,8 @@ def _work(options: Namespace) -> int:
     for photo, reason in rejects:
         warn(options.name, f"{photo}: {reason}; left out")
     if not rows:
-        raise Error(f"{options.folder}: no person has two photographs that can be used; {output / 'rejects.csv'} says why")
+        reasons = output / "rejects.csv"
+        raise Error(f"{options.folder}: no person has two photographs that can be used; {reasons} says why")
     # Without links, so that ".." leads where it seems to.
     place = os.path.realpath(output)
     paths = [[person] + [os.path.relpath(os.path.realpath(file), place) for file in files] for person, *files in rows]

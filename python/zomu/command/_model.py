@@ -30,8 +30,8 @@ def add(commands: Any) -> None:
         actions,
         "install",
         "unpack a model where the library looks for it",
-        "Unpacks a model into the folder ~zvplugintmp~ of the temporary directory (TMPDIR, else /tmp), where the library "
-        "looks for it. The folder appears with all of its files or not at all.",
+        "Unpacks a model into the folder ~zvplugintmp~ of the temporary directory (TMPDIR, else /tmp), where the "
+        "library looks for it. The folder appears with all of its files or not at all.",
         _install,
     )
     install.add_argument(

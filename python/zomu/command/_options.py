@@ -29,7 +29,8 @@ def add_model(parser: ArgumentParser) -> None:
     parser.add_argument(
         "--model",
         metavar="FOLDER",
-        help="the model folder; by default ~zvplugintmp~ in the temporary directory, where `zomu model install` puts it",
+        help="the model folder; by default ~zvplugintmp~ in the temporary directory, where `zomu model install` "
+        "puts it",
     )
 
 

@@ -1,0 +1,104 @@
+"""The command as a process: how it starts, what it needs, how it ends."""
+
+import json
+import os
+import pty
+import shutil
+import signal
+import subprocess
+import sys
+import unittest
+
+import zomu
+from command_support import ANN, BOB, PEOPLE, CommandTest
+from support import MODEL, PROJECT, TEMPORARY, run
+
+NOT_A_MODEL = "there is no model in {}/~zvplugintmp~: `zomu model install` puts the demonstration model there"
+
+
+def zomu_process(*words: object, **variables: str) -> subprocess.CompletedProcess[str]:
+    """In a process of its own, with the model of the other tests unless `variables` say otherwise."""
+    return run(sys.executable, "-B", "-m", "zomu", *words, **variables)
+
+
+class CommandProcessTest(CommandTest):
+    def test_version_and_help(self) -> None:
+        done = zomu_process("--version")
+        self.assertEqual((done.returncode, done.stdout), (0, f"zomu {zomu.__version__}\n"))
+        self.assertIn("verify", zomu_process("--help").stdout)
+
+    def test_without_a_model_it_says_how_to_get_one(self) -> None:
+        expected = NOT_A_MODEL.format(self.folder)
+        uses = {"verify": 2, "search": 1, "extract": 1}
+        for name, status in uses.items():
+            done = zomu_process(name, ANN, PEOPLE if name == "search" else ANN, TMPDIR=str(self.folder))
+            self.assertEqual((done.returncode, done.stdout, done.stderr), (status, "", f"zomu {name}: {expected}\n"))
+        done = zomu_process("verify", ANN, BOB, "--json", TMPDIR=str(self.folder))
+        self.assertEqual((done.returncode, json.loads(done.stdout)), (2, {"error": expected}))
+
+    def test_without_the_library_or_the_data_of_the_finder_it_says_what_is_missing(self) -> None:
+        copy = self.folder / "copy"
+        left_out = shutil.ignore_patterns("*.tflite", "__pycache__")
+        shutil.copytree(PROJECT / "python/zomu", copy / "zomu", ignore=left_out)
+        uses = [
+            ({"ZOMU_LIBRARY": "/missing/libZOMU.so"}, "the library cannot be loaded", ["verify", ANN, BOB], 2),
+            ({"PYTHONPATH": str(copy)}, "install the package zomu again", ["find", ANN], 1),
+            ({"PYTHONPATH": str(copy)}, "install the package zomu again", ["verify", ANN, BOB], 2),
+        ]
+        for variables, words, arguments, status in uses:
+            done = zomu_process(*arguments, TMPDIR=str(self.directory), **variables)
+            self.assertEqual((done.returncode, done.stdout), (status, ""), done.stderr)
+            self.assert_one_line(done.stderr)
+            self.assertIn(words, done.stderr)
+
+    def test_of_an_unknown_model_it_asks_for_a_threshold(self) -> None:
+        for words, status in ((["verify", ANN, BOB], 2), (["cluster", PEOPLE / "90000"], 1)):
+            done = zomu_process(*words)
+            self.assertEqual((done.returncode, done.stdout), (status, ""))
+            self.assertIn("no threshold is known for the model ", done.stderr)
+            self.assertIn(zomu_process(*words, "--threshold", "9").returncode, (0, 1))
+        done = zomu_process("search", ANN, PEOPLE / "90000", "--model", MODEL, TMPDIR=str(self.directory))
+        self.assertEqual(done.returncode, 0)
+        self.assertIn("No threshold is known for this model", done.stdout)
+
+    def test_templates_of_two_models_are_never_the_same(self) -> None:
+        ours, foreign = self.folder / "ours.zomu", self.folder / "foreign.zomu"
+        for path, model in ((ours, self.directory), (foreign, TEMPORARY)):
+            self.assertEqual(zomu_process("extract", ANN, path, TMPDIR=str(model)).returncode, 0)
+        for other in (foreign, ANN):
+            first = foreign if other is ANN else ours
+            done = zomu_process("verify", first, other, TMPDIR=str(self.directory))
+            self.assertEqual((done.returncode, done.stdout), (2, ""))
+            self.assertRegex(done.stderr, "made with (two models|another model)")
+        # Those of one model are compared without it, and nothing else is on standard output.
+        done = zomu_process("verify", ours, ours, "--json", TMPDIR=str(self.folder))
+        self.assertEqual((done.returncode, json.loads(done.stdout)["same"]), (0, True))
+
+    def test_a_finder_that_fails_is_not_a_difference(self) -> None:
+        (self.folder / "broken_finder.py").write_text("def find(picture):\n    raise RuntimeError('no')\n")
+        variables = {"PYTHONPATH": f"{PROJECT / 'python'}:{self.folder}", "TMPDIR": str(self.directory)}
+        done = zomu_process("verify", ANN, BOB, "--finder", "broken_finder:find", **variables)
+        self.assertEqual((done.returncode, done.stdout), (2, ""))
+        self.assertIn("RuntimeError: no", done.stderr)
+
+    def test_progress_is_for_terminals(self) -> None:
+        leader, follower = pty.openpty()
+        words = [sys.executable, "-B", "-m", "zomu", "find", str(ANN), str(BOB)]
+        done = subprocess.run(words, stdout=subprocess.PIPE, stderr=follower, timeout=60, check=True)
+        os.close(follower)
+        seen = os.read(leader, 1 << 16).decode()
+        os.close(leader)
+        self.assertIn("pictures: 1 of 2", seen)
+        self.assertTrue(seen.endswith("\r\x1b[K"))
+        self.assertNotIn(b"\x1b", done.stdout)
+        self.assertEqual(zomu_process("find", ANN, BOB).stderr, "")
+
+    def test_whoever_reads_may_leave(self) -> None:
+        command = f"{sys.executable} -B -m zomu model list | head -n 1; echo ${{PIPESTATUS[0]}}"
+        done = run("bash", "-c", command)
+        self.assertEqual(done.stderr, "")
+        self.assertIn(done.stdout.splitlines()[-1], ("0", str(128 + signal.SIGPIPE)))
+
+
+if __name__ == "__main__":
+    unittest.main()
