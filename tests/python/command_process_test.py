@@ -3,6 +3,7 @@
 import json
 import os
 import pty
+import re
 import shutil
 import signal
 import subprocess
@@ -80,6 +81,23 @@ class CommandProcessTest(CommandTest):
         done = zomu_process("verify", ANN, BOB, "--finder", "broken_finder:find", **variables)
         self.assertEqual((done.returncode, done.stdout), (2, ""))
         self.assertIn("RuntimeError: no", done.stderr)
+
+    def test_the_commands_of_the_page_do_what_it_says(self) -> None:
+        page = (PROJECT / "python/README.md").read_text().partition("## The command\n")[2]
+        block = re.search("```sh\n(.*?)```", page, re.DOTALL)[1]
+        (self.folder / "build").mkdir()
+        (self.folder / "examples").symlink_to(PROJECT / "examples")
+        command = f'zomu() {{ {sys.executable} -B -m zomu "$@"; }}'
+        done = run("bash", "-euc", f"cd {self.folder}\n{command}\n{block}", TMPDIR=str(self.folder))
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertIn("the same person, if you trust this model: score ", done.stdout)
+        self.assertEqual(done.stdout.count(" * examples/data/people/photos/90000/"), 4)
+        self.assertTrue((self.folder / "build/points.png").is_file())
+
+    def test_every_subcommand_has_a_row_in_the_page(self) -> None:
+        rows = re.findall(r"^\| `([a-z]+) ", (PROJECT / "python/README.md").read_text(), re.MULTILINE)
+        listed = re.findall(r"^    ([a-z]+) ", zomu_process("--help").stdout, re.MULTILINE)
+        self.assertEqual(rows, listed)
 
     def test_progress_is_for_terminals(self) -> None:
         leader, follower = pty.openpty()

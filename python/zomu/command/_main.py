@@ -48,7 +48,7 @@ def main(arguments: Sequence[str] | None = None) -> int:
 def _next_step(problem: Exception) -> str:
     """What to do, for problems that don't say it themselves."""
     if isinstance(problem, ImageError) and not isinstance(problem.__cause__, OSError):
-        return "; take another picture, or convert this one to PNG or JPEG"
+        return "; take or make another: PNG and JPEG are read, from 2 x 2 to some 268 million pixels"
     if isinstance(problem, LandmarkError):
         return "; docs/landmarks.md shows where landmarks are"
     return ""
