@@ -6,6 +6,7 @@ import numpy as np
 
 import zomu
 from support import LANDMARKS, MODEL, PICTURE
+from zomu.command._cluster import connected
 
 
 def random_templates(count: int, seed: int) -> np.ndarray:
@@ -82,6 +83,17 @@ class CompareManyTest(unittest.TestCase):
                 self.assertEqual(str(caught.exception), f"gallery[0]: {problem}")
             else:
                 self.assertEqual(zomu.compare_many(row[None], self.template)[0], np.float32(expected))
+
+    def test_groups_are_what_chains_of_pairs_connect(self) -> None:
+        for seed in range(20):
+            templates = random_templates(15, seed)
+            scores = zomu.compare_many(templates, templates)
+            threshold = float(np.sort(scores[np.triu_indices(15, 1)])[-10])
+            joined = (scores >= threshold) | np.eye(15, dtype=bool)
+            for _ in range(15):
+                joined = joined @ joined
+            expected = sorted({tuple(np.flatnonzero(row)) for row in joined}, key=lambda rows: (-len(rows), rows[0]))
+            self.assertEqual([tuple(rows) for rows in connected(templates, threshold)], expected)
 
 
 if __name__ == "__main__":
