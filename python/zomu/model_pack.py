@@ -94,7 +94,11 @@ def _put_in_place(staged: Path, target: Path, replace: bool) -> None:
             raise
         former = target.with_name(f"{target.name}.former-{secrets.token_hex(4)}")
         os.rename(target, former)
-        os.rename(staged, target)
+        try:
+            os.rename(staged, target)
+        except OSError:
+            os.rename(former, target)
+            raise
         for file in described_files():
             (former / file.name).unlink(missing_ok=True)
         former.rmdir()

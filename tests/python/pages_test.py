@@ -4,10 +4,13 @@ import importlib.util
 import re
 import shutil
 import subprocess
+import tempfile
 import unittest
+from pathlib import Path
 
+import zomu
 from command_support import zomu_command
-from support import PROJECT
+from support import PROJECT, TOOLS, run
 
 PAGES = PROJECT / "python/pages"
 SPECIFICATION = importlib.util.spec_from_file_location("make_pages", PROJECT / "python/make_pages.py")
@@ -61,6 +64,20 @@ class PagesTest(unittest.TestCase):
                 self.assertIn(command[-1], complete("zomu", *command[:-1], command[-1][:2]))
                 self.assertIn(f"-a {command[-1]} ", fish)
                 self.assertIn(f"{command[-1]})", zsh)
+
+    def test_they_are_installed_with_the_command(self) -> None:
+        root = Path(self.enterContext(tempfile.TemporaryDirectory()))
+        run("cmake", "--install", TOOLS.parent, "--prefix", root, "--component", "python").check_returncode()
+        places = {
+            "zomu.1": "share/man/man1/zomu.1",
+            "zomu.bash": "share/bash-completion/completions/zomu",
+            "_zomu": "share/zsh/vendor-completions/_zomu",
+            "zomu.fish": "share/fish/vendor_completions.d/zomu.fish",
+        }
+        for name, place in places.items():
+            self.assertEqual((root / place).read_text(), (PAGES / name).read_text())
+        done = run(root / "bin/zomu", "--version", PYTHONPATH=str(root / "lib/python3/dist-packages"))
+        self.assertEqual((done.stdout, done.stderr), (f"zomu {zomu.__version__}\n", ""))
 
     def test_files_are_left_to_the_shell(self) -> None:
         self.assertEqual(complete("zomu", "verify", "a"), [])

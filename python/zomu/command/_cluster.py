@@ -14,7 +14,7 @@ from ..errors import Error
 from ..thresholds import threshold_for
 from ._faces import open_context, read_gallery
 from ._options import add_finder, add_json, add_model, add_subcommand, add_threshold
-from ._output import print_json, progressing, shown
+from ._output import print_json, print_text, progressing, shown
 
 
 def add(commands: Any) -> None:
@@ -57,7 +57,7 @@ def _work(options: Namespace) -> int:
         print(f"person {number}: {len(group)} {'face' if len(group) == 1 else 'faces'}")
         for i in group:
             print(f"    {shown(members[i].name)}")
-    print(f"{len(members)} faces, {len(groups)} people by the threshold {limit.value:.4f}. {limit.meaning}")
+    print_text(f"{len(members)} faces, {len(groups)} people by the threshold {limit.value:.4f}. {limit.meaning}")
     return 0
 
 

@@ -5,6 +5,7 @@ from __future__ import annotations
 import json
 import shutil
 import sys
+import textwrap
 from types import TracebackType
 from typing import Any, Iterator, Protocol, Sequence, TypeVar
 
@@ -21,6 +22,13 @@ class Failure(Protocol):
 
 def print_json(value: Any) -> None:
     print(json.dumps(value, indent=2, allow_nan=False))
+
+
+def print_text(text: str) -> None:
+    """Sentences for people, in lines that fit a terminal."""
+    if sys.stdout.isatty():
+        text = textwrap.fill(text, shutil.get_terminal_size().columns - 1)
+    print(text)
 
 
 def shown(name: object) -> str:

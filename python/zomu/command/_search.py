@@ -13,7 +13,7 @@ from ..errors import Error, ThresholdError
 from ..thresholds import Threshold, threshold_for
 from ._faces import open_context, read_gallery, template_of
 from ._options import add_finder, add_json, add_model, add_subcommand, add_threshold
-from ._output import print_json, shown
+from ._output import print_json, print_text, shown
 
 
 def add(commands: Any) -> None:
@@ -69,7 +69,7 @@ def _work(options: Namespace) -> int:
     for i in best:
         mark = "*" if limit is not None and scores[i] >= limit.value else " "
         print(f"{scores[i]:8.4f} {mark} {shown(gallery.members[i].name)}")
-    print(_footer(len(scores), limit))
+    print_text(_footer(len(scores), limit))
     return 0
 
 

@@ -19,7 +19,7 @@ from ._options import (
     add_unchecked,
     require_landmarks_for_unchecked,
 )
-from ._output import print_json
+from ._output import print_json, print_text
 
 
 def add(commands: Any) -> None:
@@ -82,7 +82,7 @@ def _work(options: Namespace) -> int:
         answer = "the same person" if result.same else "different people"
         relation = "at least" if result.same else "below"
         print(f"{answer}, if you trust this model: score {result.score:.4f}, {relation} {result.threshold:.4f}")
-        print(f"model {(result.fingerprint or 'unknown')[:16]}. {result.meaning}")
+        print_text(f"model {(result.fingerprint or 'unknown')[:16]}. {result.meaning}")
     return 0 if result.same else 1
 
 
