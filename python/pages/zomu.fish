@@ -41,7 +41,7 @@ complete -c zomu -n '__fish_seen_subcommand_from cluster' -l json -d 'print JSON
 complete -c zomu -n '__fish_seen_subcommand_from draw' -s h -l help -d 'show this help message and exit'
 complete -c zomu -n '__fish_seen_subcommand_from draw' -l landmarks -r -d 'draw these landmarks: a CSV file with id,x,y'
 complete -c zomu -n '__fish_seen_subcommand_from draw' -l finder -r -d 'what finds the faces: "mesh" (the default), or "module:function" of Python'
-complete -c zomu -n '__fish_seen_subcommand_from draw' -l ids -d 'write the id of each landmark beside it'
+complete -c zomu -n '__fish_seen_subcommand_from draw' -l ids -d 'write ids beside the landmarks, and enlarge the picture for it'
 complete -c zomu -f -n '__fish_seen_subcommand_from model; and not __fish_seen_subcommand_from install check list fingerprint where' -a install -d 'unpack a model where the library looks for it'
 complete -c zomu -f -n '__fish_seen_subcommand_from model; and not __fish_seen_subcommand_from install check list fingerprint where' -a check -d 'say what is wrong with a model folder'
 complete -c zomu -f -n '__fish_seen_subcommand_from model; and not __fish_seen_subcommand_from install check list fingerprint where' -a list -d 'print all files with shapes and sizes'

@@ -114,14 +114,16 @@ class CommandOutputTest(CommandTest):
         self.assertIn("is not empty; name another folder", said.err)
 
     def test_draw_marks_the_landmarks(self) -> None:
-        for flags in (["--landmarks", LANDMARKS], [], ["--ids"]):
+        for flags, scale in ((["--landmarks", LANDMARKS], 1), ([], 1), (["--landmarks", LANDMARKS, "--ids"], 6)):
             said = zomu_command("draw", PICTURE, self.folder / "drawn.png", *flags)
             self.assertEqual((said.status, said.out), (0, f"{self.folder}/drawn.png: 1 face\n"))
             before, after = zomu.read_picture(PICTURE), zomu.read_picture(self.folder / "drawn.png")
+            before = before.repeat(scale, axis=0).repeat(scale, axis=1)
             self.assertEqual(before.shape, after.shape)
             x, y = zomu.read_landmarks(LANDMARKS)[0]
-            self.assertEqual(bool(flags[:1] == ["--landmarks"]), tuple(after[round(y), round(x)]) == (0, 220, 255))
-            self.assertTrue(np.array_equal(before[:60], after[:60]))
+            at_landmark = tuple(after[round(scale * y), round(scale * x)])
+            self.assertEqual(at_landmark == (0, 220, 255), "--landmarks" in flags)
+            self.assertTrue(np.array_equal(before[: 60 * scale], after[: 60 * scale]))
 
     def test_a_wrong_command_line_is_one_line_and_status_2(self) -> None:
         cases = [

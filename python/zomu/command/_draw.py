@@ -22,6 +22,10 @@ from ._output import shown, warn
 _POINT = (255, 220, 0)
 _EDGE = (0, 0, 0)
 
+# Pixels. Pictures with ids are enlarged until the eyes are so far apart, but not beyond this side.
+_EYE_DISTANCE_FOR_IDS = 240
+_LARGEST_SIDE = 4000
+
 
 def add(commands: Any) -> None:
     parser = add_subcommand(
@@ -37,7 +41,9 @@ def add(commands: Any) -> None:
     where = parser.add_mutually_exclusive_group()
     where.add_argument("--landmarks", metavar="FILE", help="draw these landmarks: a CSV file with id,x,y")
     add_finder(where)
-    parser.add_argument("--ids", action="store_true", help="write the id of each landmark beside it")
+    parser.add_argument(
+        "--ids", action="store_true", help="write ids beside the landmarks, and enlarge the picture for it"
+    )
 
 
 def _work(options: Namespace) -> int:
@@ -66,9 +72,11 @@ def _png_with(image: NDArray[np.uint8], faces: list[Points], with_ids: bool) -> 
             "drawing needs Pillow: install zomu[pictures], Pillow or Debian's python3-pil"
         ) from problem
     Image, ImageDraw = modules
-    sheet = Image.fromarray(np.ascontiguousarray(image[:, :, ::-1]))
+    scale = _scale_for_ids(image, faces) if with_ids else 1
+    sheet = Image.fromarray(np.ascontiguousarray(image[:, :, ::-1].repeat(scale, axis=0).repeat(scale, axis=1)))
     pen = ImageDraw.Draw(sheet)
-    for points in faces:
+    for face in faces:
+        points = {number: (scale * (x + 0.5) - 0.5, scale * (y + 0.5) - 0.5) for number, (x, y) in face.items()}
         radius = _radius(points)
         for number, (x, y) in points.items():
             pen.ellipse((x - radius, y - radius, x + radius, y + radius), fill=_POINT, outline=_EDGE)
@@ -79,7 +87,17 @@ def _png_with(image: NDArray[np.uint8], faces: list[Points], with_ids: bool) -> 
     return file.getvalue()
 
 
+def _scale_for_ids(image: NDArray[np.uint8], faces: list[Points]) -> int:
+    """How many times as large the picture must be for the ids of its smallest face to be read; 1 to 8."""
+    wanted = np.ceil(_EYE_DISTANCE_FOR_IDS / max(1.0, min(_eye_distance(points) for points in faces)))
+    return int(max(1, min(wanted, 8, _LARGEST_SIDE // max(image.shape))))
+
+
+def _eye_distance(points: Points) -> float:
+    (x0, y0), (x1, y1) = points[0], points[1]
+    return float(np.hypot(x1 - x0, y1 - y0))
+
+
 def _radius(points: Points) -> float:
     """A fortieth of the distance between the eyes, at least 1.5 pixels."""
-    (x0, y0), (x1, y1) = points[0], points[1]
-    return max(1.5, float(np.hypot(x1 - x0, y1 - y0)) / 40.0)
+    return max(1.5, _eye_distance(points) / 40.0)
