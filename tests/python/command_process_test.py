@@ -12,7 +12,7 @@ import unittest
 
 import zomu
 from command_support import ANN, BOB, PEOPLE, CommandTest
-from support import MODEL, PROJECT, TEMPORARY, run
+from support import MODEL, PROJECT, TEMPORARY, run, run_python
 
 NOT_A_MODEL = "there is no model in {}/~zvplugintmp~: `zomu model install` puts the demonstration model there"
 
@@ -74,6 +74,25 @@ class CommandProcessTest(CommandTest):
         # Those of one model are compared without it, and nothing else is on standard output.
         done = zomu_process("verify", ours, ours, "--json", TMPDIR=str(self.folder))
         self.assertEqual((done.returncode, json.loads(done.stdout)["same"]), (0, True))
+
+    def test_only_drawing_needs_pillow_to_draw(self) -> None:
+        code = "import sys\nsys.modules['PIL.ImageDraw'] = None\nfrom zomu.command import main\nsys.exit(main({}))"
+        output = self.folder / "out.png"
+        done = run_python(code.format(["draw", str(ANN), str(output)]))
+        self.assertEqual((done.returncode, done.stdout, output.exists()), (1, "", False))
+        self.assertIn("zomu draw: drawing needs Pillow: install zomu[draw], Pillow or Debian's python3-pil\n", done.stderr)
+        self.assertEqual(run_python(code.format(["find", str(ANN)])).returncode, 0)
+
+    def test_what_no_picture_can_help_ends_the_work_at_once(self) -> None:
+        (self.folder / "idle_finder.py").write_text("def find(picture):\n    return ['a face']\n")
+        variables = {"PYTHONPATH": f"{PROJECT / 'python'}:{self.folder}", "TMPDIR": str(self.directory)}
+        manifest = ["manifest", PEOPLE, self.folder / "out"]
+        uses = (["find", ANN, BOB], ["search", BOB, PEOPLE], ["cluster", PEOPLE], manifest)
+        for words in uses:
+            done = zomu_process(*words, "--finder", "idle_finder:find", **variables)
+            self.assertEqual((done.returncode, done.stdout), (1, ""))
+            self.assert_one_line(done.stderr)
+            self.assertIn("gives a str where zomu.finders.Face is expected", done.stderr)
 
     def test_a_finder_that_fails_is_not_a_difference(self) -> None:
         (self.folder / "broken_finder.py").write_text("def find(picture):\n    raise RuntimeError('no')\n")

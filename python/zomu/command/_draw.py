@@ -69,7 +69,7 @@ def _png_with(image: NDArray[np.uint8], faces: list[Points], with_ids: bool) -> 
         modules = [importlib.import_module(f"PIL.{name}") for name in ("Image", "ImageDraw")]
     except ImportError as problem:
         raise ModuleNotFoundError(
-            "drawing needs Pillow: install zomu[pictures], Pillow or Debian's python3-pil"
+            "drawing needs Pillow: install zomu[draw], Pillow or Debian's python3-pil"
         ) from problem
     Image, ImageDraw = modules
     scale = _scale_for_ids(image, faces) if with_ids else 1

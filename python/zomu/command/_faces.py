@@ -16,7 +16,7 @@ from numpy.typing import NDArray
 from .. import finders
 from .._one_face import finder_of, find_one_face
 from ..context import Context
-from ..errors import Error, ModelError, problems_of
+from ..errors import FaceCountError, ImageError, LandmarkError, ModelError, TemplateError, problems_of
 from ..finders import Face, Finder
 from ..landmarks import as_landmarks
 from ..model_folder import MODEL_NAME, temporary_directory
@@ -27,6 +27,9 @@ from ._output import progressing, warn
 # Files with these endings are taken for pictures; of some kinds the reader says that it doesn't read them.
 _PICTURES = frozenset(".avif .bmp .gif .heic .heif .jpe .jpeg .jpg .png .tif .tiff .webp".split())
 _TEMPLATES = frozenset([".zomu"])
+
+PICTURE_PROBLEMS = (FaceCountError, ImageError, LandmarkError, TemplateError)
+"""What is wrong with one picture of several, so that the others are worth a try."""
 
 
 def place_of_model(options: Namespace) -> Path:
@@ -125,7 +128,7 @@ def read_gallery(folder: str, context: Context, options: Namespace) -> Gallery:
     for path in progressing("faces", paths):
         try:
             members += _members_of(path, context, options)
-        except Error as problem:
+        except PICTURE_PROBLEMS as problem:
             rejects.append({"file": path, "reason": str(problem).removeprefix(f"{path}: ")})
     for reject in rejects:
         warn(options.name, f"{reject['file']}: {reject['reason']}; left out")
@@ -137,7 +140,7 @@ def _members_of(path: str, context: Context, options: Namespace) -> list[Member]
         return [Member(path, 1, 1, load_template(path))]
     image, faces = faces_in(path, the_finder(options))
     if not faces:
-        raise Error("no face was found")
+        raise FaceCountError("no face was found")
     return [
         Member(path, number, len(faces), context.extract(image, face.landmarks))
         for number, face in enumerate(faces, start=1)

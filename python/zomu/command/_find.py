@@ -10,9 +10,13 @@ from typing import Any
 from ..errors import Error
 from ..finders import Face
 from ..landmarks import write_landmarks
-from ._faces import faces_in, the_finder
+from ._faces import PICTURE_PROBLEMS, faces_in, the_finder
 from ._options import add_finder, add_json, add_subcommand
 from ._output import print_json, progressing, shown, warn
+
+
+class Occupied(Error):
+    """The landmark file of a face would replace another."""
 
 
 def add(commands: Any) -> None:
@@ -56,7 +60,7 @@ def _work(options: Namespace) -> int:
                     result["faces"][-1]["csv"] = str(file)
             if not faces:
                 result["error"] = "no face was found"
-        except Error as problem:
+        except (Occupied, *PICTURE_PROBLEMS) as problem:
             result["error"] = str(problem).removeprefix(f"{path}: ")
         is_good = is_good and "error" not in result
     if options.json:
@@ -69,9 +73,9 @@ def _work(options: Namespace) -> int:
 def _csv_file(options: Namespace, picture: str, number: int, written: set[Path]) -> Path:
     file = Path(options.csv, Path(picture).stem + (f"-{number}.csv" if number > 1 else ".csv"))
     if file in written:
-        raise Error(f"another of the pictures has already given {file}; use a folder of its own for each")
+        raise Occupied(f"another of the pictures has already given {file}; use a folder of its own for each")
     if file.exists() and not options.force:
-        raise Error(f"{file} is there already; --force replaces it")
+        raise Occupied(f"{file} is there already; --force replaces it")
     written.add(file)
     return file
 

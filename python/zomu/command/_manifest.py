@@ -12,7 +12,7 @@ from typing import Any, Sequence
 from .._files import write_file
 from ..errors import Error
 from ..landmarks import write_landmarks
-from ._faces import one_face, pictures_under
+from ._faces import PICTURE_PROBLEMS, one_face, pictures_under
 from ._options import add_finder, add_json, add_subcommand
 from ._output import print_json, progressing, shown, warn
 
@@ -92,7 +92,7 @@ def _found(
     for person, photo in progressing("photographs", photos):
         try:
             _, landmarks = one_face(photo, None, options)
-        except Error as problem:
+        except PICTURE_PROBLEMS as problem:
             rejects.append((photo, str(problem).removeprefix(f"{photo}: ")))
             continue
         file = output / "landmarks" / (os.path.relpath(photo, options.folder) + ".csv")
