@@ -94,6 +94,27 @@ class CommandProcessTest(CommandTest):
             self.assert_one_line(done.stderr)
             self.assertIn("gives a str where zomu.finders.Face is expected", done.stderr)
 
+    def test_whoever_is_stopped_leaves_nothing(self) -> None:
+        code = "import time\ndef find(picture):\n    print('looking', flush=True)\n    time.sleep(60)\n"
+        (self.folder / "slow_finder.py").write_text(code)
+        temporary = self.folder / "temporary"
+        temporary.mkdir()
+        path = f"{PROJECT / 'python'}:{self.folder}"
+        words = [sys.executable, "-B", "-m", "zomu", "verify", ANN, BOB, "--model", MODEL, "--threshold", "1"]
+        for number in (signal.SIGTERM, signal.SIGINT):
+            started = subprocess.Popen(
+                [*words, "--finder", "slow_finder:find"],
+                env={**os.environ, "PYTHONPATH": path, "TMPDIR": str(temporary)},
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+            )
+            with started:
+                self.assertEqual(started.stdout.readline(), b"looking\n")
+                self.assertEqual(len(os.listdir(temporary)), 1)
+                started.send_signal(number)
+                self.assertEqual(started.wait(timeout=30), 128 + number)
+            self.assertEqual(os.listdir(temporary), [])
+
     def test_a_finder_that_fails_is_not_a_difference(self) -> None:
         (self.folder / "broken_finder.py").write_text("def find(picture):\n    raise RuntimeError('no')\n")
         variables = {"PYTHONPATH": f"{PROJECT / 'python'}:{self.folder}", "TMPDIR": str(self.directory)}

@@ -6,7 +6,8 @@ import os
 import signal
 import sys
 import traceback
-from typing import Sequence
+from types import FrameType
+from typing import NoReturn, Sequence
 
 from ..errors import Error, ImageError, LandmarkError
 from ._output import Failure, print_json
@@ -14,11 +15,16 @@ from ._parser import build_parser
 
 
 def main(arguments: Sequence[str] | None = None) -> int:
-    """Returns the exit status; argparse ends the process itself after --help, --version and wrong command lines."""
+    """Returns the exit status; argparse ends the process itself after --help, --version and wrong command lines.
+
+    Without arguments it is the main program of its process: it takes those of the process, and its signals.
+    """
     for stream in (sys.stdout, sys.stderr):
         reconfigure = getattr(stream, "reconfigure", None)
         if reconfigure is not None:
             reconfigure(errors="surrogateescape")  # names of files are bytes
+    if arguments is None:
+        signal.signal(signal.SIGTERM, _end)
     options = build_parser().parse_args(arguments)
     try:
         status: int = options.work(options)
@@ -43,6 +49,11 @@ def main(arguments: Sequence[str] | None = None) -> int:
         traceback.print_exc()
         status = options.failure
         return status
+
+
+def _end(number: int, frame: FrameType | None) -> NoReturn:
+    """What is unfinished is removed on the way."""
+    raise SystemExit(128 + number)
 
 
 def _next_step(problem: Exception) -> str:
