@@ -19,6 +19,7 @@ tests=(
     "${demo[@]}"
     libgtest-dev locales
     python3 python3-numpy
+    python3-pil          # zomu draw, and pictures of the Python tests
     libopenblas0-pthread # the BLAS of a host in the tests
     make                 # the generator of a project that uses an installed library
     mypy                 # the types of the Python package
@@ -31,7 +32,7 @@ gate=(
 clang=(clang libclang-rt-14-dev libomp-dev) # the other compiler, its sanitizers and libFuzzer
 training=(python3-matplotlib python3-opencv python3-torch python3-tqdm)
 wheel=(python3-pip python3-setuptools python3-wheel)
-browser=(chromium chromium-driver python3-pil python3-selenium)
+browser=(chromium chromium-driver python3-selenium)
 site=(graphviz mkdocs mkdocs-material)
 packages=(debootstrap dpkg-dev file)
 windows=(

@@ -7,12 +7,13 @@ import itertools
 import os
 import threading
 from types import TracebackType
-from typing import Iterable, NamedTuple
+from typing import TYPE_CHECKING, Iterable, NamedTuple
 
 import numpy as np
 from numpy.typing import NDArray
 
 from . import _batch_library, _library
+from ._one_face import find_one_face
 from ._pool import HandlePool
 from .errors import Error, LandmarkError, ModelError
 from .landmark_check import landmark_report
@@ -20,6 +21,9 @@ from .landmarks import Landmarks, as_float32, as_landmarks
 from .near_face import Points, near_face
 from .pictures import as_bgr_rows, require_picture
 from .templates import TEMPLATE_SIZE
+
+if TYPE_CHECKING:
+    from ._one_face import FinderOrName
 
 
 class Context:
@@ -61,8 +65,9 @@ class Context:
     def extract(
         self,
         image: NDArray[np.uint8],
-        landmarks: Landmarks,
+        landmarks: Landmarks | None = None,
         *,
+        finder: FinderOrName = None,
         order: str = "BGR",
         unchecked: bool = False,
     ) -> NDArray[np.float32]:
@@ -71,13 +76,20 @@ class Context:
         image      uint8, height x width x 3, with any strides; as OpenCV reads it. Views and pictures
                    with flipped rows are passed on as they are, others are copied.
         landmarks  a dict of id to (x, y), an array (29, 2) by LANDMARK_IDS or (25, 2) by REQUIRED_IDS,
-                   or the path of a CSV file; in pixels of `image`.
+                   or the path of a CSV file; in pixels of `image`. None: those of the one face that a finder
+                   finds in the picture.
+        finder     without landmarks: what `zomu.finders` calls a finder, or its name. None means "mesh".
         order      "RGB" if red comes first.
         unchecked  true for landmarks that are right although `check_landmarks` finds a fault.
 
         Raises LandmarkError if the landmarks do not lie like those of a face in this picture: a template
-        of them would be one of ordinary numbers, and might score high against others of that kind.
+        of them would be one of ordinary numbers, and might score high against others of that kind. Raises
+        FaceCountError if landmarks are to be found, and the picture shows no face or several.
         """
+        if landmarks is None:
+            landmarks = find_one_face(image, finder, order).landmarks
+        elif finder is not None:
+            raise ValueError("landmarks and a finder: only one of them can say where the face is")
         face = _prepared(image, landmarks, order, unchecked)
         template: NDArray[np.float32] = self._extract_singly([face])[0]
         self._require_finite(template, "this face")

@@ -2,6 +2,10 @@
 
 from __future__ import annotations
 
+import contextlib
+import os
+from typing import Iterator
+
 
 class Error(Exception):
     """The base class of all exceptions that this package raises itself."""
@@ -25,3 +29,28 @@ class LandmarkError(Error, ValueError):
 
 class TemplateError(Error, ValueError):
     """An array or a file is not a template, or cannot be compared with another."""
+
+
+class FaceCountError(Error):
+    """A picture in which exactly one face is needed has none, or several."""
+
+    def __init__(self, message: str, count: int = 0) -> None:
+        super().__init__(message)
+        self.count = count
+        """How many faces were found."""
+
+
+class ThresholdError(Error):
+    """No threshold is known for the model, so that its scores cannot be judged."""
+
+
+@contextlib.contextmanager
+def problems_of(path: str | os.PathLike[str]) -> Iterator[None]:
+    """Puts the path in front of what is raised inside, unless it is there."""
+    try:
+        yield
+    except Error as problem:
+        name = os.fspath(path)
+        if not str(problem).startswith(f"{name}: "):
+            problem.args = (f"{name}: {problem}",)
+        raise

@@ -6,6 +6,7 @@ and the 502 floats, little-endian. `zomu-template` reads and writes the same fil
 
 from __future__ import annotations
 
+import ctypes
 import os
 from typing import Any
 
@@ -35,16 +36,20 @@ def compare(a: NDArray[np.float32], b: NDArray[np.float32]) -> float:
     model, which files record and arrays do not. Raises TemplateError if there is no finite score.
     """
     first, second = checked_template(a), checked_template(b)
+    score = float(comparing_functions().ZomuCompareTemplates(first.ctypes.data, second.ctypes.data))
+    if not np.isfinite(score):
+        raise TemplateError("there is no score")
+    return score
+
+
+def comparing_functions() -> ctypes.CDLL:
+    """The library, loaded now if it is not yet; raises ModelError with what to do without a model."""
     try:
-        functions = _library.require().functions
+        return _library.require().functions
     except ModelError as problem:
         raise ModelError(
             f"{problem}. A process that only compares calls zomu.load(without_model=True) first"
         ) from None
-    score = float(functions.ZomuCompareTemplates(first.ctypes.data, second.ctypes.data))
-    if not np.isfinite(score):
-        raise TemplateError("there is no score")
-    return score
 
 
 def save_template(
@@ -82,6 +87,15 @@ def template_fingerprint(path: str | os.PathLike[str]) -> str:
     return _read(path)[0].hex()
 
 
+def is_template_file(path: str | os.PathLike[str]) -> bool:
+    """Whether the file begins like one; false, too, if it cannot be opened."""
+    try:
+        with open(path, "rb") as file:
+            return file.read(len(_MARK)) == _MARK
+    except OSError:
+        return False
+
+
 def checked_template(template: Any) -> NDArray[np.float32]:
     """The template as a contiguous array; raises TemplateError if it is not one."""
     if not isinstance(template, np.ndarray) or template.dtype != np.float32:
@@ -93,6 +107,21 @@ def checked_template(template: Any) -> NDArray[np.float32]:
         raise TemplateError("the template holds values that are not finite")
     _require_plausible(template)
     return np.ascontiguousarray(template)
+
+
+def is_plausible(templates: NDArray[np.float32]) -> NDArray[np.bool_]:
+    """For each row of (n, 502): whether `checked_template` takes it. False is not certain: sums differ in their last
+    digits, so that the limits here are a little narrower.
+    """
+    values = templates.astype(np.float64)
+    with np.errstate(invalid="ignore", over="ignore"):
+        length = np.sqrt((values[:, :500] ** 2).sum(axis=1))
+        term, stored = values[:, 500], values[:, 501]
+        good: NDArray[np.bool_] = np.isfinite(values).all(axis=1)
+        good &= (_LENGTHS[0] <= stored) & (stored <= _LENGTHS[1])
+        good &= np.abs(stored - length) <= 0.999 * _LENGTH_TOLERANCE * length
+        good &= (0.0 <= term) & (term <= _QUADRATIC_TERM_LIMIT)
+    return good
 
 
 def _require_plausible(template: NDArray[np.float32]) -> None:

@@ -138,7 +138,7 @@ class SamplesTest(ScratchCopy):
 
 class WheelTest(ScratchCopy):
     def test_commands_of_the_python_page(self) -> None:
-        (block,) = blocks(Path("python/README.md"), "sh")
+        block, *_ = blocks(Path("python/README.md"), "sh")  # the others are those of tests/python
         install = block.splitlines()[1]
         self.assertTrue(install.startswith("pip install "))
         offline = "--no-index --no-build-isolation --quiet --disable-pip-version-check"

@@ -1,0 +1,118 @@
+"""What the tests of the command `zomu` have in common: the command in this process, and pictures of every kind."""
+
+from __future__ import annotations
+
+import contextlib
+import io
+import os
+import struct
+import tempfile
+import unittest
+import zlib
+from pathlib import Path
+from typing import NamedTuple
+
+import numpy as np
+
+import zomu
+from PIL import Image
+from picture_writer import as_seen, chunk, exif_of, with_exif
+from support import PICTURE, PROJECT
+from zomu import model_pack
+from zomu.command import main
+
+PEOPLE = PROJECT / "examples/data/people/photos"
+ANN, ANN_AGAIN, BOB = PEOPLE / "90000/00.jpg", PEOPLE / "90000/01.jpg", PEOPLE / "90001/01.jpg"
+
+
+class Said(NamedTuple):
+    status: int
+    out: str
+    err: str
+
+
+def zomu_command(*words: object) -> Said:
+    """Runs the command in this process, with the model that this process has."""
+    out, err = io.StringIO(), io.StringIO()
+    with contextlib.redirect_stdout(out), contextlib.redirect_stderr(err):
+        try:
+            status = main([str(word) for word in words])
+        except SystemExit as end:
+            status = int(end.code or 0)
+    return Said(status, out.getvalue(), err.getvalue())
+
+
+class CommandTest(unittest.TestCase):
+    """With the demonstration model in the temporary directory, for this process and its children."""
+
+    directory: Path
+
+    @classmethod
+    def setUpClass(cls) -> None:
+        cls.directory = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
+        model_pack.unpack_model(model_pack.demonstration_pack(), cls.directory / "~zvplugintmp~")
+        os.environ["TMPDIR"] = str(cls.directory)
+
+    def setUp(self) -> None:
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory(dir="/tmp")))
+
+    def assert_one_line(self, text: str) -> None:
+        self.assertEqual(text.count("\n"), 1, text)
+        self.assertNotIn("Traceback", text)
+
+
+def portrait() -> np.ndarray:
+    """Red first."""
+    return np.ascontiguousarray(zomu.read_picture(PICTURE)[:, :, ::-1])
+
+
+def saved(image: np.ndarray, kind: str, mode: str = "RGB") -> bytes:
+    file = io.BytesIO()
+    Image.fromarray(image).convert(mode).save(file, kind)
+    return file.getvalue()
+
+
+def turned_jpeg(image: np.ndarray, orientation: int) -> bytes:
+    """A JPEG file that is seen as `image`, stored as a camera stores it that was held this way."""
+    stored = as_seen(image, {6: 8, 8: 6}.get(orientation, orientation))
+    return with_exif(saved(stored, "JPEG"), exif_of(orientation))
+
+
+def deep_png(image: np.ndarray) -> bytes:
+    """With 16 bits for each value, which Pillow does not write."""
+    height, width = image.shape[:2]
+    rows = b"".join(b"\0" + row.repeat(2, axis=-1).tobytes() for row in image)
+    header = chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 16, 2, 0, 0, 0))
+    return b"\x89PNG\r\n\x1a\n" + header + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
+
+
+def five_faces() -> np.ndarray:
+    one = portrait()
+    return np.concatenate([np.concatenate([one, one, one], axis=1), np.concatenate([one, one, 0 * one], axis=1)])
+
+
+def refused_pictures() -> dict[str, tuple[bytes, str]]:
+    """By the name of the file: its bytes, and what is said of it."""
+    grey = np.full((200, 200, 3), 128, dtype=np.uint8)
+    return {
+        "moving.gif": (saved(grey, "GIF"), "is neither PNG nor JPEG"),
+        "web.webp": (saved(grey, "WEBP"), "is neither PNG nor JPEG"),
+        "print.jpg": (saved(grey, "JPEG", "CMYK"), "is a JPEG in printing colours"),
+        "empty.png": (b"", "is neither PNG nor JPEG"),
+        "text.jpg": (b"not a picture", "is neither PNG nor JPEG"),
+        "cut.png": (saved(portrait(), "PNG")[:2000], "is a damaged PNG"),
+        "one.png": (saved(grey[:1, :1], "PNG"), "at least 2 x 2 pixels, not 1 x 1"),
+        "grey.png": (saved(grey, "PNG"), "no face was found"),
+        "five.png": (saved(five_faces(), "PNG"), "5 faces were found where one is needed"),
+    }
+
+
+def accepted_pictures() -> dict[str, bytes]:
+    """The portrait in files of several kinds, by their names."""
+    image = portrait()
+    kinds = {
+        "deep.png": deep_png(image),
+        "plain.png": saved(image, "PNG"),
+        "colours.jpg": saved(image, "JPEG"),
+    }
+    return {**kinds, **{f"exif{held}.jpg": turned_jpeg(image, held) for held in range(1, 9)}}
