@@ -68,8 +68,15 @@ def write_landmarks(path: str | os.PathLike[str], landmarks: Landmarks) -> None:
     """Writes the CSV file of a face; reading it gives the same floats."""
     lines = ["id,x,y\n"]
     for number, (x, y) in as_landmarks(landmarks).items():
-        lines.append(f"{number},{x:.9g},{y:.9g}\n")
+        lines.append(f"{number},{_digits(x)},{_digits(y)}\n")
     write_file(path, "".join(lines).encode("ascii"))
+
+
+def _digits(value: float) -> str:
+    """As few as read back the same; nine are enough for what has been a float of 32 bits."""
+    short = f"{value:.9g}"
+    exact = float(short) == value or float(np.float32(short)) == value
+    return short if exact else repr(float(value))
 
 
 def _from_lines(lines: list[str]) -> dict[int, tuple[float, float]]:

@@ -124,10 +124,11 @@ print(sorted({name.split(".")[0] for name in sys.modules} - {name.split(".")[0] 
 
     def test_missing_data_give_one_line_that_says_what_to_do(self) -> None:
         folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
-        (folder / "zomu/finders").mkdir(parents=True)
         package = PROJECT / "python/zomu"
         for file in package.glob("**/*.py"):
-            (folder / "zomu" / file.relative_to(package)).symlink_to(file)
+            link = folder / "zomu" / file.relative_to(package)
+            link.parent.mkdir(parents=True, exist_ok=True)
+            link.symlink_to(file)
         code = "from zomu import finders\ntry: finders.finder_named()\nexcept finders.FinderError as error: print(error)"
         result = subprocess.run(
             [sys.executable, "-B", "-c", code], env={"PYTHONPATH": str(folder)}, capture_output=True, text=True
