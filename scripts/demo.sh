@@ -35,7 +35,7 @@ echo "Building the library and the tools in build/demo/build ..."
 build=build/demo/build
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DZOMU_BUILD_TOOLS=ON -DZOMU_BUILD_TESTS=OFF \
     -DZOMU_BUILD_BENCH=OFF --log-level=WARNING >"$demo/configure.log"
-targets=(compare_faces zomu-inspect zomu-model zomu-scores zomu-variants)
+targets=(compare_faces ZOMUpictures zomu-inspect zomu-model zomu-scores zomu-variants)
 if [ -t 1 ]; then
     cmake --build "$build" --target "${targets[@]}"
 else
@@ -142,6 +142,21 @@ awk -F , '
                 bar(1, tenth), bar(0, tenth)
         }
     }' "$demo/scores/scores.csv"
+
+# verify FIRST SECOND: the first line of what the command says. Its exit status 2 means that it cannot judge.
+verify() {
+    local answer status=0
+    answer=$(ZOMU_LIBRARY=$build/src/libZOMU.so PYTHONPATH=python /usr/bin/python3 -B -m zomu verify "$1" "$2") || status=$?
+    [ $status -le 1 ] || return $status
+    printf '  %s %s\n    %s\n' "$1" "${2#"$PWD"/}" "${answer%%$'\n'*}"
+}
+if [ -z "$own_model" ]; then
+    people=examples/data/people/photos
+    printf '\nFrom two photographs to an answer, with faces found by a program: zomu verify\n\n'
+    verify "${portrait[0]}" "$changed/turned.png"
+    verify $people/90000/00.jpg $people/90000/01.jpg
+    verify $people/90000/00.jpg $people/90006/00.jpg
+fi
 
 if [ -n "$own_model" ]; then
     printf '\nThe scores are those of your model: %s\n' "$own_model"

@@ -14,11 +14,11 @@ demo=(
     cmake g++ ninja-build pkgconf
     libopenblas-openmp-dev # the static archive of the OpenMP build; no other build will do
     libcairo2-dev libcli11-dev libexif-dev libpng-dev libturbojpeg0-dev zlib1g-dev fonts-dejavu-core
+    python3 python3-numpy # the command zomu
 )
 tests=(
     "${demo[@]}"
     libgtest-dev locales
-    python3 python3-numpy
     python3-pil          # zomu draw, and pictures of the Python tests
     libopenblas0-pthread # the BLAS of a host in the tests
     make                 # the generator of a project that uses an installed library
