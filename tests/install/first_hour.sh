@@ -22,6 +22,9 @@ show 'dpkg-query --show "*zomu*"'
 show 'zomu-model install'
 show 'zomu-model check /tmp/~zvplugintmp~ | tail -n 1'
 
+show 'zomu-variants portrait.png portrait.csv copies >log && zomu verify portrait.png copies/turned.png'
+show 'zomu find portrait.png | head -n 3'
+
 quietly 'apt-get install --yes --no-install-recommends cmake g++ make pkgconf'
 show 'pkg-config --modversion zomu'
 show 'pkg-config --cflags --libs zomu'
