@@ -171,7 +171,11 @@ def _directory_with(folder: Path) -> str:
 
 
 def _name_of(library: str | os.PathLike[str] | None) -> str:
-    return os.fspath(library) if library is not None else os.environ.get("ZOMU_LIBRARY") or _SONAME
+    if library is not None:
+        return os.fspath(library)
+    # Wheels for one kind of system have the library in the package.
+    carried = os.path.join(os.path.dirname(os.path.abspath(__file__)), "lib", _SONAME)
+    return os.environ.get("ZOMU_LIBRARY") or (carried if os.path.exists(carried) else _SONAME)
 
 
 def _path_of(library: str | os.PathLike[str] | None) -> str:

@@ -19,6 +19,7 @@ parts=(
     "aarch64 aarch64"
     "docs docs"
     "packages packages try"
+    "wheel wheel try"
 )
 needs developers
 results=$PWD/build/full
