@@ -16,7 +16,7 @@
 #include "library/host/limits.h"
 
 struct Rounds {
-    const Library& library;
+    const Library& guest;
     const Context& context;  // made before the fork, and not used
     const Scene face = scene(0);
     FaceTemplate expected = {};
@@ -42,7 +42,7 @@ static int exitBesideExtraction(const Rounds& rounds, int round) {
 
 // Of a process in which another thread creates at that moment.
 static int createAndExtract(const Rounds& rounds, int) {
-    return rounds.givesExpected(Context(rounds.library)) ? 0 : 1;
+    return rounds.givesExpected(Context(rounds.guest)) ? 0 : 1;
 }
 
 // With 0.4 MB of addresses more in each round, a create and an extraction or the first extraction of the
@@ -53,7 +53,7 @@ static int workInLittleMemory(const Rounds& rounds, int round) {
     setLimit(RLIMIT_AS, static_cast<rlim_t>(addressKilobytes() + 400L * round) * 1024);
     bool isGood = true;
     try {
-        isGood = round % 2 == 0 ? rounds.givesExpected(Context(rounds.library))
+        isGood = round % 2 == 0 ? rounds.givesExpected(Context(rounds.guest))
                                 : rounds.givesExpected(rounds.context);
     } catch (const std::bad_alloc&) {
     }
@@ -81,7 +81,7 @@ static void runRounds(Host& host) {
     const auto run = kinds.at(host.arguments.at(0));
     const Library library(host.path);
     const Context context(library);
-    Rounds rounds = {.library = library, .context = context};
+    Rounds rounds = {.guest = library, .context = context};
     rounds.expected = Context(library).extract(rounds.face);
 
     int failures = 0;
