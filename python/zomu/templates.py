@@ -70,10 +70,12 @@ def load_template(
 ) -> NDArray[np.float32]:
     """Reads a template that was made with the model `fingerprint`, or with that of this process.
 
-    Raises TemplateError if another model made it: such templates cannot be compared. In a process
-    without a model, and without a fingerprint, any template is accepted.
+    Raises TemplateError if another model made it, or an unknown one (a fingerprint of zeros): such templates
+    cannot be compared. In a process without a model, and without a fingerprint, any other is accepted.
     """
     made_with, template = _read(path)
+    if not any(made_with):
+        raise TemplateError(f"{os.fspath(path)}: made with an unknown model; extract it again, with the model known")
     expected = fingerprint if fingerprint is not None else _library.fingerprint_of_process()
     if expected is not None and _bytes_of(expected) != made_with:
         raise TemplateError(

@@ -81,6 +81,12 @@ class TemplateTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stdout), (1, ""))
         self.assertIn("made with two models", done.stderr)
 
+    def test_templates_of_an_unknown_model_are_refused(self) -> None:
+        zomu.save_template(self.path, self.template, fingerprint="0" * 64)
+        for fingerprint in (None, "0" * 64):
+            with self.assertRaisesRegex(zomu.TemplateError, "made with an unknown model"):
+                zomu.load_template(self.path, fingerprint=fingerprint)
+
     def test_a_process_without_a_model_takes_any_but_saves_none_unnamed(self) -> None:
         zomu.save_template(self.other, self.template, fingerprint=OTHER)
         done = run_python(
