@@ -36,7 +36,7 @@ struct ZomuTemplate {
     }
 
     // What shows that no extraction gave this template, as the end of a sentence; null if nothing
-    // does. Without a fault no score is above 3. It proves nothing: whoever can write a template can
+    // does. Without a fault no score is above 3.01. It proves nothing: whoever can write a template can
     // write that of anybody.
     const char* fault() const {
         if (!isUsable()) {

@@ -23,7 +23,7 @@ _MARK = b"ZOMUTPL1"
 _FINGERPRINT_BYTES = 32
 _FILE_BYTES = len(_MARK) + _FINGERPRINT_BYTES + 4 * TEMPLATE_SIZE
 
-# What no extraction gives is refused, so that no template scores above 3: docs/model-files.md.
+# What no extraction gives is refused, so that no template scores above 3.01: docs/model-files.md.
 _LENGTHS = (1e-6, 1e6)
 _LENGTH_TOLERANCE = 1e-3
 _QUADRATIC_TERM_LIMIT = 1e12
