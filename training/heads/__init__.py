@@ -1,0 +1,1 @@
+"""Heads in three dimensions: people who do not exist, as a camera would see them."""
