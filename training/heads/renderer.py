@@ -6,7 +6,7 @@ import moderngl
 import numpy as np
 
 from heads import shaders
-from heads.mesh import MOUTH, SKIN, SOCKET, TONGUE, head_mesh
+from heads.mesh import LASHES, MOUTH, SKIN, SOCKET, TONGUE, head_mesh
 
 SHADOW_SIDE = 384
 SAMPLES = 4
@@ -267,8 +267,16 @@ class Renderer:
         front = self.outside & (np.einsum("ij,ij->i", self.faces, camera - self.middles) > 0)
         if not pose.mouth_open:
             front &= ~self.hidden
-        self._choose(self.index, self.skin_array, front)
+        lashes = self.mesh.parts == LASHES
+        self._choose(self.index, self.skin_array, front & ~lashes)
         self.skin_array.render()
+        # Lashes are too fine for pixels: they darken what is behind them.
+        self.gl.enable(moderngl.BLEND)
+        self.gl.blend_func = (moderngl.SRC_ALPHA, moderngl.ONE_MINUS_SRC_ALPHA,
+                              moderngl.ONE, moderngl.ONE)
+        self._choose(self.index, self.skin_array, lashes)
+        self.skin_array.render()
+        self.gl.disable(moderngl.BLEND)
         if shells:
             self._choose(self.scalp, self.hair_array, front & self.hairy)
             self._set(self.strands, "shells", float(shells))

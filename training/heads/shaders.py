@@ -122,7 +122,7 @@ void main() {
     vec3 n = normalize(facing);
     vec3 to_eye = normalize(eye - at);
     vec3 base;
-    float shine = 0.03, rough = 30.0, through = 0.0, open_sky = sky;
+    float shine = 0.03, rough = 30.0, through = 0.0, open_sky = sky, alpha = 1.0;
     if (kind == 0) {
         vec4 p = texture(paint, on_sheet);
         base = p.rgb * p.rgb;
@@ -175,7 +175,7 @@ void main() {
         open_sky = 0.55;
     } else if (kind == 5) {
         base = vec3(0.012, 0.010, 0.009);
-        if (noise(floor(on_sheet.x * 2600.0)) > lash) discard;
+        alpha = lash * 0.6;
     } else {
         base = kind == 6 ? vec3(0.45, 0.16, 0.15) : vec3(0.22, 0.06, 0.055);
         open_sky = kind == 6 ? 0.35 : min(sky, 0.3);
@@ -195,7 +195,7 @@ void main() {
     }
     float rim = pow(1.0 - max(dot(n, to_eye), 0.0), 4.0);
     gleam += around * shine * (0.06 + 0.5 * rim) * open_sky;
-    colour = vec4(base * light + gleam, 1);
+    colour = vec4(base * light + gleam, alpha);
 }
 """
 

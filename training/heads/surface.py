@@ -75,7 +75,7 @@ def brow_line(person: Person, side: int) -> np.ndarray:
 def _draw_brows(rng, person, cover) -> None:
     for side in (-1, 1):
         line = brow_line(person, side)
-        for _ in range(int(210 + 260 * person.brow_weight)):
+        for _ in range(int(260 + 380 * person.brow_weight)):
             t = rng.beta(1.1, 1.2)
             k = int(t * (len(line) - 1))
             thick = person.brow_weight * (1.15 - 0.75 * max(0, t - 0.55) / 0.45) * 0.75
@@ -86,7 +86,7 @@ def _draw_brows(rng, person, cover) -> None:
             a = to_sheet(x, y, z)
             b = to_sheet(x + side * length * np.cos(slope), y + length * np.sin(slope), z - 0.15)
             cv2.line(cover, [round(float(v) * 16) for v in a], [round(float(v) * 16) for v in b],
-                     float(rng.uniform(0.35, 0.8)), 1, cv2.LINE_AA, 4)
+                     float(rng.uniform(0.5, 0.95)), 1, cv2.LINE_AA, 4)
 
 
 def _lines(rng, person, height, dark) -> None:
@@ -274,6 +274,6 @@ def make_surface(person: Person) -> Surface:
     return Surface(
         paint=paint, finish=finish, hair=hair, hair_colour=person.hair, iris=person.iris,
         iris_edge=person.iris * 0.2, iris_size=(float(rng.normal(0.435, 0.012)), float(rng.uniform(0.13, 0.22))),
-        white=np.array([0.60, 0.57, 0.55]) * rng.uniform(0.75, 1.1), gloss=float(rng.uniform(0.3, 1.5)),
+        white=np.array([0.68, 0.65, 0.63]) * rng.uniform(0.8, 1.1), gloss=float(rng.uniform(0.3, 1.5)),
         bumps=0.02 * person.bumps, lash=person.lashes, redness=float(rng.uniform(0.1, 0.8)),
         tooth=float(rng.uniform(0.5, 1.1)), **extra)
