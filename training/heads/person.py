@@ -157,7 +157,7 @@ def draw_person(seed: int, number: int) -> Person:
             rng.choice(("receding", "bald", "curly", "medium"))
     else:
         style = rng.choice(("long", "long", "long", "medium", "fringe", "curly", "short"))
-    bearded = male > 0.5 and rng.random() < 0.4
+    bearded = male > 0.5 and rng.random() < 0.35
     return Person(
         seed=seed, number=number, male=male, descent=descent, age=age, places=places,
         melanin=melanin, blood=float(np.clip(rng.normal(0.5, 0.2), 0.05, 1.1)),
@@ -168,8 +168,8 @@ def draw_person(seed: int, number: int) -> Person:
         brow_height=float(rng.normal(0, 0.28)),
         brow_weight=float(np.clip(rng.normal(0.38 + 0.12 * male, 0.14), 0.12, 0.95)),
         brow_arch=float(rng.normal(0, 0.25)), brow_length=float(rng.normal(0, 0.3)),
-        lip_tint=rng.normal(0, 0.1, 3), beard=str(rng.choice(("stubble", "moustache", "goatee", "full",
-                                                              "full", "stubble")))
+        lip_tint=rng.normal(0, 0.1, 3), beard=str(rng.choice(("stubble", "stubble", "moustache", "goatee",
+                                                              "full")))
         if bearded else "none",
         beard_strength=float(rng.uniform(0.3, 1.0)),
         freckles=float(rng.random() < 0.2) * float(rng.uniform(0.3, 1)) * (not dark),

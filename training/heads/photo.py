@@ -21,9 +21,9 @@ PIVOT = np.array([0.0, -1.0, 3.0])
 
 # For each landmark the vertices of MakeHuman's mesh whose mean it is.
 VERTICES = {
-    0: (4847, 4861), 6: (133,), 9: (5054, 297), 10: (455,), 11: (492, 5337), 12: (369, 361), 44:
-    (5051, 5139), 45: (474,), 200: (312,), 221: (4870, 69), 222: (4861,), 223: (28, 4856), 314:
-    (5225,), 240: (5464,), 315: (895, 740)}
+    0: (4847, 4861), 6: (132, 133), 9: (294, 5054), 10: (455,), 11: (492, 5337), 12: (369, 361),
+    44: (5051, 5139), 45: (474,), 200: (312,), 221: (4870, 69), 222: (4861,), 223: (28, 4856),
+    240: (5464,), 314: (5171, 5225), 315: (895, 740)}
 PARTNERS = {0: 1, 12: 13, 44: 43, 221: 227, 222: 226, 223: 225, 240: 241, 315: 316}
 BROWS = {3: (-1, 0.03), 300: (-1, 0.6), 2: (-1, 1.0), 4: (1, 0.03), 302: (1, 0.6), 5: (1, 1.0)}
 
@@ -165,6 +165,15 @@ def draw_light(rng: np.random.Generator, rotation: np.ndarray) -> Light:
     return Light(ambient, directions, np.array(colours), softness / 384)
 
 
+def aged(places: np.ndarray, rng: np.random.Generator) -> np.ndarray:
+    """The same head in another year: a little heavier or lighter, older or younger."""
+    places = places.copy()
+    for name, spread in (("fat", 0.14), ("age", 0.12)):
+        value = float(np.clip(rng.normal(0, spread), -0.4, 0.4))
+        head_mesh().add(places, f"head/head-{name}-{'incr' if value > 0 else 'decr'}", abs(value))
+    return head_mesh().centred(places)
+
+
 def develop(linear: np.ndarray, covered: np.ndarray, rng: np.random.Generator) -> np.ndarray:
     """Linear light to grey levels as a camera does: exposed for the face, with a curve of its own."""
     brightness = linear @ np.array([0.21, 0.72, 0.07], np.float32)
@@ -251,7 +260,7 @@ class Sitter:
         across = np.clip(stare * across + rng.normal(0, 0.12), -0.6, 0.6)
         down = np.clip(stare * down + rng.normal(0, 0.08), -0.4, 0.4)
         look(weights, across, down)
-        places = moved(person.places, weights)
+        places = moved(aged(person.places, rng), weights)
         gaze = np.array([np.sin(across) * np.cos(down), np.sin(down), np.cos(across) * np.cos(down)])
         surface = self.surface
         style = person.style

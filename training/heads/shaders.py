@@ -189,11 +189,11 @@ void main() {
         vec3 soft = max((vec3(cosine) + wrap) / (1.0 + wrap), 0.0);
         light += lamp_colour[i] * soft * seen;
         vec3 half_way = normalize(lamp_direction[i] + to_eye);
-        float spot = pow(max(dot(n, half_way), 0.0), rough) * (rough + 8.0) / 25.0;
-        float edge = 0.04 + 0.96 * pow(1.0 - max(dot(half_way, to_eye), 0.0), 5.0);
+        float spot = pow(max(dot(n, half_way), 1e-4), rough) * (rough + 8.0) / 25.0;
+        float edge = 0.04 + 0.96 * pow(clamp(1.0 - dot(half_way, to_eye), 0.0, 1.0), 5.0);
         gleam += lamp_colour[i] * spot * shine * seen * (0.6 + 6.0 * edge) * step(0.0, cosine);
     }
-    float rim = pow(1.0 - max(dot(n, to_eye), 0.0), 4.0);
+    float rim = pow(clamp(1.0 - dot(n, to_eye), 0.0, 1.0), 4.0);
     gleam += around * shine * (0.06 + 0.5 * rim) * open_sky;
     colour = vec4(base * light + gleam, alpha);
 }
@@ -215,7 +215,8 @@ void main() {
     if (style.g < 0.02 || strand * 0.9 + 0.1 < layer * (1.2 - 0.9 * style.g) || style.r * 6.0 < 0.02) discard;
     vec3 n = normalize(facing);
     vec3 to_eye = normalize(eye - at);
-    vec3 t = normalize(tangent - n * dot(tangent, n) + 0.25 * (style.a - 0.5) * vec3(1, 0, 1));
+    vec3 t = tangent - n * dot(tangent, n) + 0.25 * (style.a - 0.5) * vec3(1, 0, 1) + 1e-4;
+    t = normalize(t);
     float buried = mix(0.35, 1.0, layer) * mix(0.6, 1.15, strand) * mix(0.75, 1.2, style.a);
     vec3 light = around * sky * buried;
     vec3 gleam = vec3(0);
@@ -227,7 +228,7 @@ void main() {
         light += lamp_colour[i] * across * front * seen * buried * 0.8;
         vec3 half_way = normalize(lamp_direction[i] + to_eye);
         float h = dot(t, half_way);
-        gleam += lamp_colour[i] * pow(max(1.0 - h * h, 0.0), 24.0) * front * seen * buried;
+        gleam += lamp_colour[i] * pow(clamp(1.0 - h * h, 1e-4, 1.0), 24.0) * front * seen * buried;
     }
     colour = vec4(hair_colour * light + gleam * gloss * (0.04 + 0.5 * hair_colour), 1);
 }

@@ -254,7 +254,7 @@ def paint_hair(person: Person, style: str, rng: np.random.Generator,
     hairy = grown * (inside > 0.02)
     if person.beard not in ("none", "stubble") and beard > 0.05:
         area = _beard_area(person.beard)
-        long = (0.25 + 1.5 * person.beard_strength ** 2) * beard
+        long = (0.15 + 1.0 * person.beard_strength ** 2) * beard
         hairy = np.where(area > density, long * (0.5 + 0.5 * area), hairy)
         density = np.maximum(density, np.clip(area * 1.2, 0, 1) * min(1.0, 0.5 + 0.5 * person.beard_strength))
     sheet = np.empty((ROWS, COLUMNS, 4), np.uint8)
