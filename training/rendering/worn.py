@@ -1,7 +1,22 @@
-"""Glasses, drawn over the picture of a head."""
+"""What hides part of a face: glasses, sunglasses, a hand, a scarf. Drawn over the picture of the head."""
 
 import cv2
 import numpy as np
+
+
+def _bgr(values) -> tuple[float, ...]:
+    """A colour as OpenCV expects it."""
+    return tuple(float(value) for value in values)
+
+
+def _place(view, point) -> tuple[int, int]:
+    x, y = view.place(np.asarray(point, np.float64))
+    return round(float(x)), round(float(y))
+
+
+def _polygon(picture, view, points, colour) -> None:
+    outline = np.array([_place(view, point) for point in points], np.int32)
+    cv2.fillPoly(picture, [outline], _bgr(colour), cv2.LINE_AA)
 
 
 def _points(view, points) -> np.ndarray:
@@ -53,3 +68,45 @@ def draw_glasses(picture: np.ndarray, view, eyes: np.ndarray, ears: float, rng: 
         ear = np.array([sign * (ears + 0.1), hinge[1] - 0.1, 1.0])
         if sign * (camera - ear)[0] > 2.0:
             cv2.polylines(picture, [_points(view, [hinge, ear])], False, ink, width, cv2.LINE_AA, 4)
+
+
+def draw_hand(picture: np.ndarray, view, skin: np.ndarray, rng: np.random.Generator, light: float) -> None:
+    """A hand that comes from one side and hides part of the face."""
+    side = rng.choice((-1, 1))
+    target = np.array([side * rng.uniform(0.5, 5), rng.uniform(-1, 7), 12.0])
+    wrist = target + (side * rng.uniform(6, 9), rng.uniform(4, 9), 0)
+    skin = skin * light * rng.uniform(0.8, 1.15)
+    along = target - wrist
+    length = np.linalg.norm(along)
+    along /= length
+    across = np.array([-along[1], along[0], 0])
+
+    def stroke(a, b, wide, shade):
+        cv2.line(picture, _place(view, a), _place(view, b), _bgr(skin * shade),
+                 max(1, round(wide * view.scale)), cv2.LINE_AA)
+
+    knuckles = wrist + along * (0.55 * length)
+    stroke(wrist - along * 12, wrist, 3.4, 0.86)
+    for row in np.linspace(-1.3, 1.3, 4):
+        stroke(wrist + across * row, knuckles + across * row * 1.25, 2.2, 0.92)
+    for finger, reach in zip(np.linspace(-1.75, 1.75, 4), (0.8, 1.0, 1.05, 0.9)):
+        tip = knuckles + across * finger * rng.uniform(1.0, 1.25) + along * (
+            0.45 * length * reach * rng.uniform(0.85, 1.1))
+        root = knuckles + across * finger * 0.95
+        stroke(root, tip, 1.35, 0.7)
+        stroke(root, tip, 1.1, 1.0)
+        stroke(tip - along * 0.3, tip, 0.6, 1.12)
+
+
+def draw_scarf(picture: np.ndarray, view, rng: np.random.Generator, light: float) -> None:
+    """A scarf or mask over chin and mouth, sometimes up to the nose."""
+    top = rng.choice((4.6, 3.4, 1.2)) + rng.uniform(-0.4, 0.4)
+    colour = rng.uniform(10, 240, 3) * light
+    rim = np.linspace(-1, 1, 9)
+    upper = [(8.0 * x, top - 0.3 * (1 - x * x), 11 * np.sqrt(max(0.05, 1 - x * x))) for x in rim]
+    lower = [(8.6 * x, 11.5, 9 * np.sqrt(max(0.05, 1 - x * x))) for x in rim[::-1]]
+    _polygon(picture, view, upper + lower, colour)
+    for y in np.arange(top + 1, 11, rng.uniform(0.8, 2.5)):
+        points = [_place(view, (8.2 * x, y, 11 * np.sqrt(max(0.05, 1 - x * x)))) for x in rim]
+        cv2.polylines(picture, [np.array(points, np.int32)], False, _bgr(colour * 0.75),
+                      max(1, round(0.3 * view.scale)), cv2.LINE_AA)
