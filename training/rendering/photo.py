@@ -2,7 +2,6 @@
 
 from dataclasses import dataclass
 
-import cv2
 import numpy as np
 
 from rendering import camera, worn

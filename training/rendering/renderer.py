@@ -10,6 +10,7 @@ import numpy as np
 from rendering.hair import HANGING_COLUMNS, HANGING_ROWS
 from rendering.head_mesh import AXIS, HeadMesh, head_mesh, LASHES, MOUTH, SKIN, SOCKET, TONGUE
 from rendering.lighting import Light, SHADOW_SIDE
+from trainer.problems import TrainingProblem
 
 SHADERS = Path(__file__).with_name("shaders")
 
@@ -84,7 +85,11 @@ class Renderer:
     def __init__(self, side: int):
         self.mesh: HeadMesh = head_mesh()
         self.side = side
-        self.gl = moderngl.create_context(standalone=True, backend="egl")
+        try:
+            self.gl = moderngl.create_context(standalone=True, backend="egl")
+        except Exception as error:  # moderngl raises nothing more precise
+            raise TrainingProblem(f"OpenGL cannot be started ({error}); install Debian's libegl1 and "
+                                  "libgl1-mesa-dri") from error
         self.depth_program = self.gl.program(vertex_shader=_read("depth.vert"), fragment_shader=_read("depth.frag"))
         self.skin_program, self.hair_program = (
             self.gl.program(vertex_shader=_read("head.vert"), fragment_shader=_read("light.frag", name))
