@@ -22,10 +22,10 @@ def draw_brows(rng: np.random.Generator, person: Person, cover: np.ndarray) -> N
         for _ in range(int(260 + 380 * person.brow_weight)):
             t = rng.beta(1.1, 1.2)
             k = int(t * (len(line) - 1))
-            thick = person.brow_weight * (1.15 - 0.75 * max(0, t - 0.55) / 0.45) * 0.75
+            thick = person.brow_weight * (1.15 - 0.75 * max(0, t - 0.55) / 0.45) * 0.55
             x, y, z = line[k]
             y += rng.uniform(-1, 1) * thick
-            length = rng.uniform(0.35, 0.75)
+            length = rng.uniform(0.25, 0.55)
             slope = -0.9 + 1.5 * t + rng.normal(0, 0.2)
             a = to_sheet(x, y, z)
             b = to_sheet(x + side * length * np.cos(slope), y + length * np.sin(slope), z - 0.15)

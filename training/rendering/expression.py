@@ -18,13 +18,13 @@ def draw_expression(rng: np.random.Generator) -> dict[str, float]:
             weights[name + side] = min(1.0, weights.get(name + side, 0) + own)
 
     kind = rng.random()
-    smile = abs(rng.normal(0, 0.25)) if kind < 0.45 else rng.uniform(0.3, 1.0) if kind < 0.85 else 0
+    smile = abs(rng.normal(0, 0.2)) if kind < 0.4 else rng.uniform(0.3, 1.0) if kind < 0.9 else 0
     put("mouthSmile", smile)
     put("cheekSquint", smile * rng.uniform(0, 0.7))
     put("eyeSquint", smile * rng.uniform(0, 0.5))
-    if smile > 0.35 and rng.random() < 0.65:
-        put("mouthUpperUp", smile * rng.uniform(0.2, 0.7))
-        put("mouthLowerDown", smile * rng.uniform(0, 0.6))
+    if smile > 0.35 and rng.random() < 0.8:
+        put("mouthUpperUp", smile * rng.uniform(0.5, 1.2))
+        put("mouthLowerDown", smile * rng.uniform(0.3, 0.9))
         put("jawOpen", smile * rng.uniform(0, 0.3), False)
     if rng.random() < 0.3:
         put("jawOpen", rng.uniform(0.03, 0.5) ** 1.3, False)

@@ -122,6 +122,7 @@ HAIRS = np.array([(0.008, 0.007, 0.007), (0.016, 0.011, 0.008), (0.035, 0.02, 0.
                   (0.075, 0.042, 0.022), (0.16, 0.095, 0.05), (0.30, 0.20, 0.10),
                   (0.13, 0.045, 0.02), (0.28, 0.27, 0.26), (0.55, 0.54, 0.53)])
 GREY, DARK = 7, 2
+HAIR_SHARES = (0.14, 0.2, 0.25, 0.18, 0.1, 0.06, 0.07)
 IRISES = np.array([(0.03, 0.014, 0.007), (0.07, 0.033, 0.014), (0.12, 0.075, 0.03),
                    (0.09, 0.10, 0.05), (0.09, 0.14, 0.17), (0.12, 0.19, 0.27), (0.15, 0.18, 0.19)])
 
@@ -140,7 +141,8 @@ def _hair(rng: np.random.Generator, male: float, descent: np.ndarray, age: float
     if rng.random() < max(0.02, (age - 0.35) * 1.4):
         colour = HAIRS[rng.integers(GREY, len(HAIRS))]
     else:
-        colour = HAIRS[rng.integers(0, DARK if dark or descent[1] > 0.5 else GREY)]
+        colour = HAIRS[rng.integers(0, DARK) if dark or descent[1] > 0.5 else
+                       rng.choice(GREY, p=HAIR_SHARES)]
     styles = WOMENS_STYLES
     if male > 0.5:
         styles = MENS_STYLES if rng.random() < 0.75 - 0.3 * age else OLD_MENS_STYLES
@@ -161,13 +163,13 @@ def draw_person(seed: int, number: int) -> Person:
         seed=seed, number=number, male=male, descent=descent, age=age,
         places=_shape(rng, male, descent, age), melanin=melanin,
         blood=float(np.clip(rng.normal(0.5, 0.2), 0.05, 1.1)),
-        iris=IRISES[rng.integers(0, DARK if dark or descent[1] > 0.5 else len(IRISES))] * rng.uniform(0.7, 1.3),
+        iris=IRISES[rng.integers(0, DARK if dark or descent[1] > 0.5 else len(IRISES))] * rng.uniform(0.4, 1.0),
         hair=hair, style=style, hairline=float(rng.normal(0, 0.7)), temples=float(rng.uniform(0, 1)),
         hair_bottom=float(rng.uniform(3, 17)), brow_height=float(rng.normal(0, 0.28)),
-        brow_weight=float(np.clip(rng.normal(0.38 + 0.12 * male, 0.14), 0.12, 0.95)),
+        brow_weight=float(np.clip(rng.normal(0.32 + 0.12 * male, 0.12), 0.1, 0.8)),
         brow_arch=float(rng.normal(0, 0.25)), brow_length=float(rng.normal(0, 0.3)),
         lip_tint=rng.normal(0, 0.1, 3), beard=str(rng.choice(BEARDS)) if bearded else "none",
         beard_strength=float(rng.uniform(0.3, 1.0)),
         freckles=float(rng.uniform(0.3, 1)) if rng.random() < 0.2 and not dark else 0.0,
         bumps=float(rng.uniform(0.5, 1.6)), lashes=float(rng.uniform(0.3, 0.9)),
-        shine=float(rng.uniform(0.4, 1.4)), glasses=bool(rng.random() < 0.25))
+        shine=float(rng.uniform(0.5, 2.2)), glasses=bool(rng.random() < 0.25))

@@ -38,7 +38,9 @@ def develop(light: np.ndarray, covered: np.ndarray, rng: np.random.Generator) ->
     if rng.random() < 0.6:
         shoulder = rng.uniform(0.9, 3.0)
         light = 1.3 * light * (1 + light / shoulder ** 2) / (1 + light)
-    return 255 * np.power(np.clip(light, 0, 1), 1 / 2.2)
+    grey = np.power(np.clip(light, 0, 1), 1 / 2.2)
+    # Most cameras and editors make contrasts stronger.
+    return 255 * (grey + rng.uniform(0, 0.9) * (grey * grey * (3 - 2 * grey) - grey))
 
 
 class Sitter:
@@ -98,7 +100,7 @@ class Sitter:
         down = np.clip(stare * np.arctan2(y, np.hypot(x, z)) + rng.normal(0, 0.08), -0.4, 0.4)
         look(weights, across, down)
         gaze = np.array([np.sin(across) * np.cos(down), np.sin(down), np.cos(across) * np.cos(down)])
-        lips = skin_colour(0.45 * person.melanin + 0.03, 1.15 + 0.25 * person.blood) * np.exp(person.lip_tint)
+        lips = skin_colour(0.8 * person.melanin + 0.02, 1.15 + 0.25 * person.blood) * np.exp(person.lip_tint)
         pose = Pose(
             places=moved(aged(person.places, rng), weights), eye_centre=self.eye_centres,
             gaze=np.array([gaze, gaze]),
@@ -111,7 +113,7 @@ class Sitter:
             pose.lip_colour = lips + share * (lipstick - lips)
             pose.lip_tint = rng.uniform(0.6, 0.9)
             pose.lid_colour = np.array([0.05, 0.04, 0.05]) * np.exp(rng.normal(0, 0.6, 3))
-            pose.lid_tint = rng.uniform(0, 0.8)
+            pose.lid_tint = rng.uniform(0.2, 0.9)
         return pose
 
     def _hairdo(self, rng: np.random.Generator) -> str:

@@ -58,8 +58,8 @@ class Pose:
     collar: float
     lip_colour: np.ndarray
     lip_tint: float
-    lid_colour: np.ndarray = field(default_factory=lambda: np.zeros(3))
-    lid_tint: float = 0.0
+    lid_colour: np.ndarray = field(default_factory=lambda: np.full(3, 0.02))
+    lid_tint: float = 0.2
     hanging: np.ndarray | None = None   # rows x columns x 3
 
 

@@ -123,7 +123,7 @@ def paint_skin(person: Person, rng: np.random.Generator) -> tuple[np.ndarray, np
     brows = empty()
     draw_brows(rng, person, brows)
     brows = np.clip(cv2.GaussianBlur(brows, (0, 0), 0.6), 0, 1)
-    colour = _covered(colour, brows, np.clip(0.75 * person.hair, 0.004, 0.4))
+    colour = _covered(colour, brows, np.clip(0.5 * person.hair, 0.004, 0.3))
     height = 0.10 * field(rng, 120) + 0.12 * field(rng, 190) + 0.10 * field(rng, 40) - wrinkles
     paint = np.empty((ROWS, COLUMNS, 4), np.uint8)
     paint[..., :3] = np.clip(np.sqrt(colour) * 255, 0, 255)

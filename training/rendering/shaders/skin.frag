@@ -68,7 +68,7 @@ Surface eyeball(int side) {
     vec3 veins = mix(vec3(1), vec3(1.0, 0.72, 0.68), redness * smoothstep(0.5, 1.1, angle));
     vec3 base = mix(inside, white * veins, smoothstep(iris_size.x - 0.03, iris_size.x + 0.04, angle));
     float cornea = 0.25 * (1.0 - smoothstep(0.0, iris_size.x * 1.2, angle));
-    float under_lid = 0.85 - 0.35 * smoothstep(-0.15, -0.42, d.y);
+    float under_lid = 0.75 - 0.45 * smoothstep(-0.10, -0.40, d.y);
     float corner = 1.0 - 0.4 * smoothstep(0.55, 1.0, abs(d.x));
     return Surface(base, normalize(mix(d, gaze[side], cornea)), 0.9, 220.0, 0.0, under_lid * corner, 1.0);
 }
@@ -83,8 +83,8 @@ Surface surface_here() {
     case 1: return eyeball(0);
     case 2: return eyeball(1);
     case 3:
-    case 4: return Surface(vec3(0.75, 0.68, 0.55) * tooth, n, 0.25, 80.0, 0.0, 0.55, 1.0);
-    case 5: return Surface(vec3(0.012, 0.010, 0.009), n, 0.03, 30.0, 0.0, sky, lash * 0.6);
+    case 4: return Surface(vec3(0.85, 0.80, 0.70) * tooth, n, 0.25, 80.0, 0.3, 0.8, 1.0);
+    case 5: return Surface(vec3(0.012, 0.010, 0.009), n, 0.03, 30.0, 0.0, sky, 0.45 + 0.5 * lash);
     case 6: return Surface(vec3(0.45, 0.16, 0.15), n, 0.03, 30.0, 0.0, 0.35, 1.0);
     }
     return Surface(vec3(0.22, 0.06, 0.055), n, 0.03, 30.0, 0.0, min(sky, 0.3), 1.0);
@@ -93,7 +93,7 @@ Surface surface_here() {
 void main() {
     Surface s = surface_here();
     vec3 to_eye = normalize(eye - at);
-    vec3 light = around * s.open_sky;
+    vec3 light = around * pow(s.open_sky, 1.5);
     vec3 gleam = vec3(0);
     // Blood lets red light through more than blue light.
     vec3 wrap = s.through * vec3(0.32, 0.14, 0.09);
