@@ -13,8 +13,9 @@ from .._files import write_file
 from ..errors import Error
 from ..landmarks import write_landmarks
 from ._faces import PICTURE_PROBLEMS, one_face, pictures_under
-from ._options import add_finder, add_json, add_subcommand
+from ._options import add_finder, add_json, add_largest, add_subcommand
 from ._output import print_json, progressing, shown, warn
+from ._reasons import reason
 
 _FEWEST = 2
 _Row = tuple[str, str, str]
@@ -33,6 +34,7 @@ def add(commands: Any) -> None:
     parser.add_argument("folder", metavar="FOLDER", help="the folder that has a folder for each person")
     parser.add_argument("output", metavar="OUT", help="the folder to write; must be absent or empty")
     add_finder(parser)
+    add_largest(parser)
     add_json(parser)
 
 
@@ -93,7 +95,7 @@ def _found(
         try:
             _, landmarks = one_face(photo, None, options)
         except PICTURE_PROBLEMS as problem:
-            rejects.append((photo, str(problem).removeprefix(f"{photo}: ")))
+            rejects.append((photo, reason(problem, photo, options)))
             continue
         file = output / "landmarks" / (os.path.relpath(photo, options.folder) + ".csv")
         file.parent.mkdir(parents=True, exist_ok=True)

@@ -1,0 +1,29 @@
+"""What is wrong, in one line that also says what to do next."""
+
+from __future__ import annotations
+
+from argparse import Namespace
+
+from ..errors import FaceCountError, ImageError, LandmarkError
+
+
+def told(problem: Exception, options: Namespace) -> str:
+    """The words of the problem, and the next step where they don't say it."""
+    return f"{problem}{_next_step(problem, options)}"
+
+
+def reason(problem: Exception, path: str, options: Namespace) -> str:
+    """The same of a file that is named elsewhere."""
+    return told(problem, options).removeprefix(f"{path}: ")
+
+
+def _next_step(problem: Exception, options: Namespace) -> str:
+    if isinstance(problem, ImageError) and not isinstance(problem.__cause__, OSError):
+        return "; PNG and JPEG are read, from 2 x 2 to some 268 million pixels: convert it, or take another"
+    if isinstance(problem, LandmarkError):
+        if isinstance(problem.__cause__, FileNotFoundError):
+            return "; `zomu find PICTURE --csv FOLDER` writes landmark files"
+        return "; docs/landmarks.md shows where landmarks are"
+    if isinstance(problem, FaceCountError) and problem.has_largest and not getattr(options, "largest", True):
+        return "; --largest takes the largest"
+    return ""
