@@ -85,7 +85,8 @@ TEST_F(CompareFaces, filesThatCannotBeUsedAreNamed) {
         {{"no.png", kLandmarks, kPicture, kLandmarks}, "no.png" + missing},
         {{kPicture, "no.csv", kPicture, kLandmarks}, "no.csv" + missing},
         {{kPicture, kLandmarks, kPicture, "no.csv"}, "no.csv" + missing},
-        {{kLandmarks, kPicture, kPicture, kLandmarks}, kLandmarks + ": is neither PNG nor JPEG"},
+        {{kLandmarks, kPicture, kPicture, kLandmarks},
+         kLandmarks + ": is neither PNG nor JPEG; convert it, or take another"},
         {{kPicture, kPicture, kPicture, kLandmarks}, kPicture + ": line 1: expected id,x,y"},
         {{kPicture, few, kPicture, kLandmarks}, few + ": 24 landmarks are missing, the first is 1"},
     };

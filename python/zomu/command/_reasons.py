@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from argparse import Namespace
 
-from ..errors import FaceCountError, ImageError, LandmarkError
+from ..errors import FaceCountError, LandmarkError
 
 
 def told(problem: Exception, options: Namespace) -> str:
@@ -18,8 +18,6 @@ def reason(problem: Exception, path: str, options: Namespace) -> str:
 
 
 def _next_step(problem: Exception, options: Namespace) -> str:
-    if isinstance(problem, ImageError) and not isinstance(problem.__cause__, OSError):
-        return "; PNG and JPEG are read, from 2 x 2 to some 268 million pixels: convert it, or take another"
     if isinstance(problem, LandmarkError):
         if isinstance(problem.__cause__, FileNotFoundError):
             return "; `zomu find PICTURE --csv FOLDER` writes landmark files"
