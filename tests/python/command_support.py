@@ -5,12 +5,13 @@ from __future__ import annotations
 import contextlib
 import io
 import os
+import re
 import struct
 import tempfile
 import unittest
 import zlib
 from pathlib import Path
-from typing import NamedTuple
+from typing import Iterator, NamedTuple
 
 import numpy as np
 
@@ -41,6 +42,17 @@ def zomu_command(*words: object) -> Said:
         except SystemExit as end:
             status = int(end.code or 0)
     return Said(status, out.getvalue(), err.getvalue())
+
+
+def help_tree() -> Iterator[tuple[tuple[str, ...], list[str], set[str]]]:
+    """Each command, those below it, and its long options, as --help shows them."""
+    waiting: list[tuple[str, ...]] = [()]
+    while waiting:
+        command = waiting.pop()
+        start, _, options = zomu_command(*command, "--help").out.partition("options:")
+        below = re.findall(r"^    ([a-z]+)\b", start, re.MULTILINE)
+        yield command, below, set(re.findall(r"^  (?:-h, )?(--[a-z]+)", options, re.MULTILINE))
+        waiting += [(*command, name) for name in below]
 
 
 class CommandTest(unittest.TestCase):
