@@ -10,7 +10,7 @@ _zomu() {
         "find") words="-h --help --csv --force --finder --largest --json" ;;
         "extract") words="-h --help --landmarks --finder --largest --unchecked --model --json" ;;
         "verify") words="-h --help --landmarks --finder --largest --unchecked --threshold --model --json" ;;
-        "search") words="-h --help --top --finder --largest --threshold --model --json" ;;
+        "search") words="-h --help --top --landmarks --finder --largest --threshold --model --json" ;;
         "cluster") words="-h --help --finder --threshold --model --json" ;;
         "draw") words="-h --help --landmarks --finder --ids" ;;
         "model") words="-h --help install check list fingerprint where" ;;

@@ -122,6 +122,25 @@ class CommandOutputTest(CommandTest):
         self.assertEqual(said.out.count(" * "), 5)  # four faces, and the mark is explained
         self.assertIn("rates are for one comparison, not for a search", said.out)
 
+    def test_search_takes_landmarks_for_the_probe(self) -> None:
+        exact = ANN.with_suffix(".csv")
+        zomu_command("extract", BOB, self.folder / "bob.zomu")
+        zomu_command("extract", ANN, self.folder / "ann.zomu", "--landmarks", exact)
+        done = json.loads(zomu_command("search", ANN, self.folder, "--landmarks", exact, "--json").out)
+        with zomu.Context() as context:
+            own = context.extract(zomu.read_picture(ANN), exact)
+        self.assertEqual([match["score"] for match in done["matches"]][0], float(zomu.compare(own, own)))
+        cases = [
+            ([ANN, self.folder, "--landmarks", exact, "--largest"], "--largest is for the faces that a finder finds"),
+            ([ANN, self.folder, "--landmarks", "no.csv"], "writes landmark files\n"),
+            ([self.folder / "bob.zomu", self.folder, "--landmarks", exact], "bob.zomu: is a template, which has no use for"),
+            ([ANN, self.folder, "--landmarks", LANDMARKS.with_suffix(".png")], "docs/landmarks.md shows where landmarks are"),
+        ]
+        for words, expected in cases:
+            said = zomu_command("search", *words)
+            self.assertEqual((said.status, said.out), (1, ""))
+            self.assertIn(expected, said.err)
+
     def test_templates_can_be_searched(self) -> None:
         for number, picture in enumerate((ANN_AGAIN, BOB)):
             zomu_command("extract", picture, self.folder / f"{number}.zomu")

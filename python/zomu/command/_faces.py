@@ -158,8 +158,10 @@ def _members_of(path: str, context: Context, options: Namespace) -> list[Member]
 def template_of(path: str, context: Context, options: Namespace) -> NDArray[np.float32]:
     """Of a template file, or of the one face in a picture."""
     if is_template_file(path):
+        if options.landmarks is not None:
+            raise TemplateError(f"{path}: is a template, which has no use for --landmarks")
         return load_template(path)
-    image, landmarks = one_face(path, None, options)
+    image, landmarks = one_face(path, options.landmarks, options)
     with problems_of(path):
         return context.extract(image, landmarks)
 

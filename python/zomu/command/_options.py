@@ -62,7 +62,7 @@ def add_largest(parser: ArgumentParser) -> None:
 
 def require_fitting(options: Namespace) -> None:
     """--unchecked vouches for landmarks that somebody has made; what a finder finds is always checked."""
-    if options.unchecked and options.landmarks is None:
+    if getattr(options, "unchecked", False) and options.landmarks is None:
         raise Error("--unchecked is for the landmarks of --landmarks")
     if options.largest and options.landmarks is not None:
         raise Error("--largest is for the faces that a finder finds, and --landmarks says where the face is")

@@ -18,9 +18,7 @@ def reason(problem: Exception, path: str, options: Namespace) -> str:
 
 
 def _next_step(problem: Exception, options: Namespace) -> str:
-    if isinstance(problem, LandmarkError):
-        if isinstance(problem.__cause__, FileNotFoundError):
-            return "; `zomu find PICTURE --csv FOLDER` writes landmark files"
+    if isinstance(problem, LandmarkError) and not isinstance(problem.__cause__, OSError):
         return "; docs/landmarks.md shows where landmarks are"
     if isinstance(problem, FaceCountError) and problem.has_largest and not getattr(options, "largest", True):
         return "; --largest takes the largest"

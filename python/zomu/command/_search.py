@@ -12,7 +12,15 @@ from ..comparing import compare_many
 from ..errors import Error, ThresholdError
 from ..thresholds import Threshold, threshold_for
 from ._faces import open_context, read_gallery, template_of
-from ._options import add_finder, add_json, add_largest, add_model, add_subcommand, add_threshold
+from ._options import (
+    add_finder,
+    add_json,
+    add_largest,
+    add_model,
+    add_subcommand,
+    add_threshold,
+    require_fitting,
+)
 from ._output import print_json, print_text, shown
 
 
@@ -28,6 +36,7 @@ def add(commands: Any) -> None:
     parser.add_argument("probe", metavar="PROBE", help="a PNG or JPEG file with one face, or a template file")
     parser.add_argument("folder", metavar="FOLDER", help="the folder with pictures and template files (*.zomu)")
     parser.add_argument("--top", metavar="N", type=int, default=10, help="how many to print (10); 0 for all")
+    parser.add_argument("--landmarks", metavar="FILE", help="the landmarks of the face in PROBE: a CSV file with id,x,y")
     add_finder(parser)
     add_largest(parser)
     add_threshold(parser)
@@ -36,6 +45,7 @@ def add(commands: Any) -> None:
 
 
 def _work(options: Namespace) -> int:
+    require_fitting(options)
     with open_context(options) as context:
         _known_threshold(options, None)
         probe = template_of(options.probe, context, options)
