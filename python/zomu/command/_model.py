@@ -105,7 +105,9 @@ def _install(options: Namespace) -> int:
     if options.pack is None:
         print("This is the demonstration model: it was trained on drawn heads, and cannot identify real people.")
     if folder == f"/tmp/{MODEL_NAME}":
-        print("Many systems empty /tmp when they start. To keep the model, set TMPDIR to another folder and install again.")
+        print(
+            "Many systems empty /tmp when they start. To keep the model, set TMPDIR to another folder and install again."
+        )
     return 0
 
 

@@ -36,7 +36,9 @@ def add(commands: Any) -> None:
     parser.add_argument("probe", metavar="PROBE", help="a PNG or JPEG file with one face, or a template file")
     parser.add_argument("folder", metavar="FOLDER", help="the folder with pictures and template files (*.zomu)")
     parser.add_argument("--top", metavar="N", type=int, default=10, help="how many to print (10); 0 for all")
-    parser.add_argument("--landmarks", metavar="FILE", help="the landmarks of the face in PROBE: a CSV file with id,x,y")
+    parser.add_argument(
+        "--landmarks", metavar="FILE", help="the landmarks of the face in PROBE: a CSV file with id,x,y"
+    )
     add_finder(parser)
     add_largest(parser)
     add_threshold(parser)
