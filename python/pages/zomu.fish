@@ -34,7 +34,7 @@ complete -c zomu -n '__fish_seen_subcommand_from search' -s h -l help -d 'show t
 complete -c zomu -n '__fish_seen_subcommand_from search' -l top -r -d 'how many to print (10); 0 for all'
 complete -c zomu -n '__fish_seen_subcommand_from search' -l landmarks -r -d 'the landmarks of the face in PROBE: a CSV file with id,x,y'
 complete -c zomu -n '__fish_seen_subcommand_from search' -l finder -r -d 'what finds the faces: "mesh" (the default), or "module:function" of Python'
-complete -c zomu -n '__fish_seen_subcommand_from search' -l largest -d 'of several faces take the largest, if its eyes are at least twice as far apart as those of any other'
+complete -c zomu -n '__fish_seen_subcommand_from search' -l largest -d 'of several faces in PROBE take the largest, if its eyes are at least twice as far apart as those of any other'
 complete -c zomu -n '__fish_seen_subcommand_from search' -l threshold -r -d 'the score from which on two faces count as the same person; needed unless the model is the demonstration model, for which one was measured'
 complete -c zomu -n '__fish_seen_subcommand_from search' -l model -r -d 'the model folder; by default ~zvplugintmp~ in the temporary directory, where zomu model install puts it'
 complete -c zomu -n '__fish_seen_subcommand_from search' -l json -d 'print JSON, for programs'

@@ -50,8 +50,8 @@ def _work(options: Namespace) -> int:
     rows, lonely = _without_single_photos(rows)
     rejects += lonely
     write_file(output / "rejects.csv", _csv_bytes(("photo", "reason"), rejects))
-    for photo, reason in rejects:
-        warn(options.name, f"{photo}: {reason}; left out")
+    for photo, why in rejects:
+        warn(options.name, f"{photo}: {why}; left out")
     if not rows:
         reasons = output / "rejects.csv"
         raise Error(f"{options.folder}: no person has two photographs that can be used; {reasons} says why")
@@ -61,7 +61,7 @@ def _work(options: Namespace) -> int:
     write_file(output / "manifest.csv", _csv_bytes(("person", "photo", "landmarks"), paths))
     people = len({person for person, _, _ in rows})
     if options.json:
-        left_out = [{"file": photo, "reason": reason} for photo, reason in rejects]
+        left_out = [{"file": photo, "reason": why} for photo, why in rejects]
         print_json(
             {
                 "manifest": str(output / "manifest.csv"),

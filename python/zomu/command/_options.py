@@ -52,11 +52,12 @@ def add_unchecked(parser: ArgumentParser) -> None:
     )
 
 
-def add_largest(parser: ArgumentParser) -> None:
+def add_largest(parser: ArgumentParser, place: str = "") -> None:
     parser.add_argument(
         "--largest",
         action="store_true",
-        help="of several faces take the largest, if its eyes are at least twice as far apart as those of any other",
+        help=f"of several faces{place} take the largest, if its eyes are at least twice as far apart as those of any "
+        "other",
     )
 
 

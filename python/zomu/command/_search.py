@@ -40,7 +40,7 @@ def add(commands: Any) -> None:
         "--landmarks", metavar="FILE", help="the landmarks of the face in PROBE: a CSV file with id,x,y"
     )
     add_finder(parser)
-    add_largest(parser)
+    add_largest(parser, " in PROBE")
     add_threshold(parser)
     add_model(parser)
     add_json(parser)
