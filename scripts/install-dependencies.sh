@@ -33,6 +33,7 @@ clang=(clang libclang-rt-14-dev libomp-dev) # the other compiler, its sanitizers
 training=(python3-matplotlib python3-opencv python3-torch python3-tqdm)
 wheel=(python3-pip python3-setuptools python3-wheel)
 browser=(chromium chromium-driver python3-selenium)
+shells=(fish zsh) # completions
 site=(graphviz mkdocs mkdocs-material)
 packages=(debootstrap dpkg-dev file)
 windows=(
@@ -48,14 +49,14 @@ aarch64=(
 )
 # shellcheck disable=SC2034 # the groups are used by their names
 developers=(
-    "${gate[@]}" "${clang[@]}" "${training[@]}" "${wheel[@]}" "${browser[@]}" "${site[@]}" "${packages[@]}" "${windows[@]}"
-    "${aarch64[@]}" cppcheck gcovr
+    "${gate[@]}" "${clang[@]}" "${training[@]}" "${wheel[@]}" "${browser[@]}" "${shells[@]}" "${site[@]}" "${packages[@]}"
+    "${windows[@]}" "${aarch64[@]}" cppcheck gcovr
 )
 
 wanted=()
 for name in "${@:-demo}"; do
     case $name in
-    demo | tests | gate | clang | training | wheel | browser | site | packages | windows | aarch64 | developers)
+    demo | tests | gate | clang | training | wheel | browser | shells | site | packages | windows | aarch64 | developers)
         declare -n group=$name
         wanted+=("${group[@]}")
         ;;
