@@ -12,6 +12,7 @@
 
   // Keys that work wherever the focus is.
   function pageKey(event) {
+    if (byId('unsaved').open) return false;
     const key = event.key.toLowerCase();
     if ((event.ctrlKey || event.metaKey) && !event.altKey) {
       if (key === 'z') return press(event.shiftKey ? 'redo' : 'undo') ?? true;
@@ -20,7 +21,8 @@
     }
     if (event.altKey || event.metaKey) return false;
     const buttons = {'+': 'zoom-in', '=': 'zoom-in', '-': 'zoom-out', '0': 'zoom-fit', f: 'refit',
-                     o: 'open-photo', c: 'open-csv', s: 'save-csv'};
+                     o: 'open-photo', d: 'open-folder', c: 'open-csv', s: 'save-csv',
+                     pagedown: 'next-photo', pageup: 'previous-photo'};
     if (buttons[key]) return press(buttons[key]) ?? true;
     if (view.photoName !== null && (key === 'n' || key === 'p')) {
       chooseNext(key === 'n' ? 1 : -1);
@@ -65,6 +67,9 @@
 
   const kClicks = {
     'open-photo': () => byId('photo-file').click(),
+    'open-folder': () => byId('folder').click(),
+    'previous-photo': () => editor.goBy(-1),
+    'next-photo': () => editor.goBy(1),
     'open-csv': () => byId('csv-file').click(),
     'save-csv': editor.saveCsv,
     undo: () => editor.travel(doc.undo(), 'Undone.'),
@@ -77,11 +82,12 @@
   };
   for (const [id, action] of Object.entries(kClicks)) byId(id).addEventListener('click', action);
 
-  for (const [id, open] of [['photo-file', editor.openPhoto], ['csv-file', editor.openCsv]]) {
-    byId(id).addEventListener('change', async () => {
-      const [file] = byId(id).files;
-      if (file) await open(file);
+  for (const [id, open] of [['photo-file', editor.openFiles], ['folder', editor.openFiles],
+                            ['csv-file', ([file]) => editor.openCsv(file)]]) {
+    byId(id).addEventListener('change', () => {
+      const files = [...byId(id).files];
       byId(id).value = '';  // so that the same file can be opened again
+      if (files.length > 0) open(files);
     });
   }
 
@@ -90,7 +96,7 @@
   byId('stage').addEventListener('dragover', (event) => event.preventDefault());
   byId('stage').addEventListener('drop', (event) => {
     event.preventDefault();
-    for (const file of event.dataTransfer.files) editor.openFile(file);
+    editor.openFiles([...event.dataTransfer.files]);
   });
 
   zomu.buildList((id) => {

@@ -7,7 +7,8 @@
                   'the centre of the mouth'];
 
   const doc = new zomu.LandmarkDocument();
-  const view = {current: zomu.landmarks[0].id, cross: null, dragged: null, photoName: null, insisted: ''};
+  const view = {current: zomu.landmarks[0].id, cross: null, dragged: null, photoName: null, insisted: '',
+                queue: null, faces: []};
 
   const stage = new zomu.Stage(byId('stage'), byId('photo'), byId('marks'), {
     place: (point) => zomu.editor.place(point),
@@ -68,12 +69,24 @@
     }));
   }
 
+  function renderQueue() {
+    const {queue} = view;
+    const count = queue?.entries.length ?? 0;
+    byId('queue').hidden = count < 2;
+    if (count === 0) return;
+    byId('queue-name').textContent = queue.current.name;
+    byId('queue-place').textContent = `${queue.index + 1} of ${count}, ${queue.left} left to mark`;
+    byId('previous-photo').disabled = queue.index === 0;
+    byId('next-photo').disabled = queue.index === count - 1;
+  }
+
   function render() {
     const open = view.photoName !== null;
     const placing = open && doc.step < 3;
     stage.setMarks(marks(), placing ? view.cross : null);
     byId('stage').classList.toggle('placing', placing);
     byId('empty').hidden = open;
+    renderQueue();
     byId('steps').hidden = doc.step === 3;  // done: room for the list
     for (const item of byId('steps').children) {
       const step = Number(item.dataset.step);

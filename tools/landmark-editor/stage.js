@@ -24,11 +24,18 @@ zomu.Stage = class {
   }
 
   show(photo) {
+    this.photo?.close();
     this.photo = photo;
     this.canvas.width = photo.width;
     this.canvas.height = photo.height;
     this.canvas.getContext('2d').drawImage(photo, 0, 0);
     this.fit();
+  }
+
+  clear() {
+    this.photo?.close();
+    this.photo = null;
+    this.canvas.width = this.canvas.height = 0;
   }
 
   // From pixels of the photo to those of the stage, and back.

@@ -85,6 +85,14 @@ class EditorPage(unittest.TestCase):
         self.element("csv-file").send_keys(str(path))
         self.wait_for_status(words)
 
+    def answer(self, name: str) -> None:
+        """The question about what is not saved: save, discard or stay."""
+        for _ in range(100):
+            if self.element("unsaved").is_displayed():
+                break
+            time.sleep(0.05)
+        self.element(f"unsaved-{name}").click()
+
     def screen(self, point: tuple[float, float]) -> tuple[int, int]:
         """Where a place of the photo is, from the middle of the stage."""
         zoom, left, top, width, height = self.browser.execute_script(
