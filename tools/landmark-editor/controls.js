@@ -20,9 +20,14 @@
       return false;
     }
     if (event.altKey || event.metaKey) return false;
-    const buttons = {'+': 'zoom-in', '=': 'zoom-in', '-': 'zoom-out', '0': 'zoom-fit', f: 'refit',
+    const buttons = {'+': 'zoom-in', '=': 'zoom-in', '-': 'zoom-out', '0': 'zoom-fit', f: 'refit', a: 'find',
                      o: 'open-photo', d: 'open-folder', c: 'open-csv', s: 'save-csv',
                      pagedown: 'next-photo', pageup: 'previous-photo'};
+    if (view.faces.length > 0 && (key === 'escape' || /^[1-9]$/.test(key))) {
+      if (key === 'escape') editor.pickNone();
+      else editor.pick(Number(key) - 1);
+      return true;
+    }
     if (buttons[key]) return press(buttons[key]) ?? true;
     if (view.photoName !== null && (key === 'n' || key === 'p')) {
       chooseNext(key === 'n' ? 1 : -1);
@@ -36,7 +41,7 @@
   });
 
   byId('stage').addEventListener('keydown', (event) => {
-    if (view.photoName === null) return;
+    if (view.photoName === null || view.faces.length > 0) return;
     if (editor.kDirections[event.key]) {
       editor.nudge(event);
     } else if (event.key === 'Enter' && doc.step < 3) {
@@ -77,6 +82,7 @@
     'zoom-in': () => stage.zoomBy(kZoomStep, editor.focusPoint()),
     'zoom-out': () => stage.zoomBy(1 / kZoomStep, editor.focusPoint()),
     'zoom-fit': () => stage.fit(),
+    find: editor.find,
     again: editor.placeAgain,
     refit: editor.refit,
   };

@@ -8,7 +8,7 @@
 
   const doc = new zomu.LandmarkDocument();
   const view = {current: zomu.landmarks[0].id, cross: null, dragged: null, photoName: null, insisted: '',
-                queue: null, faces: []};
+                queue: null, faces: [], facesFor: null, searching: false};
 
   const stage = new zomu.Stage(byId('stage'), byId('photo'), byId('marks'), {
     place: (point) => zomu.editor.place(point),
@@ -82,9 +82,11 @@
 
   function render() {
     const open = view.photoName !== null;
-    const placing = open && doc.step < 3;
-    stage.setMarks(marks(), placing ? view.cross : null);
-    byId('stage').classList.toggle('placing', placing);
+    if (view.facesFor !== doc.state) view.faces = [];  // the question is settled
+    const asking = view.faces.length > 0;
+    const placing = open && doc.step < 3 && !asking;
+    stage.setMarks(asking ? [] : marks(), placing ? view.cross : null, view.faces);
+    byId('stage').classList.toggle('placing', placing || asking);
     byId('empty').hidden = open;
     renderQueue();
     byId('steps').hidden = doc.step === 3;  // done: room for the list
@@ -100,6 +102,7 @@
     // The one button that comes next is the coloured one.
     byId('open-photo').classList.toggle('primary', !open);
     byId('save-csv').classList.toggle('primary', doc.step === 3);
+    byId('find').disabled = !open || view.searching;
     byId('undo').disabled = doc.past.length === 0;
     byId('redo').disabled = doc.future.length === 0;
     byId('again').disabled = doc.step === 0;

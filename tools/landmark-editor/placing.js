@@ -29,6 +29,10 @@
   }
 
   function place(point) {
+    if (view.faces.length > 0) {
+      zomu.editor.pickAt(point);
+      return;
+    }
     if (doc.step === 3) return;
     if (!doc.placeAnchor(point)) {
       say('Eyes and mouth cannot all be at one place. Click the centre of the mouth.', true);

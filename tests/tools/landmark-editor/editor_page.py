@@ -48,6 +48,8 @@ class EditorPage(unittest.TestCase):
         for word in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage"):
             options.add_argument(word)
         options.add_argument("--window-size=1280,900")
+        options.add_argument("--enable-unsafe-swiftshader")  # draws without a graphics card
+        options.add_argument("--host-resolver-rules=MAP * ~NOTFOUND")  # there is no network
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         service = webdriver.chrome.service.Service("/usr/bin/chromedriver")
         cls.browser = cls.enterClassContext(webdriver.Chrome(service=service, options=options))
@@ -70,12 +72,19 @@ class EditorPage(unittest.TestCase):
     def status(self) -> str:
         return self.element("status").text
 
-    def wait_for_status(self, words: str) -> None:
-        for _ in range(100):
+    def wait_for_status(self, words: str, seconds: float = 5) -> None:
+        for _ in range(round(20 * seconds)):
             if words in self.status():
                 return
             time.sleep(0.05)
         self.fail(f"no {words!r} in {self.status()!r}")
+
+    def wait_until(self, script: str) -> None:
+        for _ in range(100):
+            if self.browser.execute_script(script):
+                return
+            time.sleep(0.05)
+        self.fail(f"never: {script}")
 
     def open_photo(self, path: Path = PHOTO) -> None:
         self.element("photo-file").send_keys(str(path))

@@ -190,13 +190,6 @@ class QueueTest(EditorPage):
         self.settle()
         self.assertFalse(self.element("save-csv").is_enabled())
 
-    def wait_until(self, script: str) -> None:
-        for _ in range(100):
-            if self.browser.execute_script(script):
-                return
-            time.sleep(0.05)
-        self.fail(f"never: {script}")
-
     def settle(self) -> None:
         """Whatever has been let go has time to do harm."""
         time.sleep(0.3)
