@@ -1,5 +1,6 @@
-// Searches a photo for faces with the face mesh, and believes only what it finds again: upright, mirrored, and the
-// other way up. Places in the photo count from its corner here, so that the first pixel's centre is at 0.5.
+// Searches a photo for faces with the face mesh, and believes only what it finds again: upright, mirrored, from
+// farther away, and the other way up. Places in the photo count from its corner here, so that the first pixel's
+// centre is at 0.5.
 'use strict';
 
 (() => {
@@ -15,8 +16,12 @@
   // Another size of the same face may please the mesh more.
   const kBetween = [-0.5, 0.5];
 
-  const kFaceSide = 2;       // of a crop around a face, in sides of the smallest upright square around it
+  // Crops around a face, in sides of the smallest upright square around it.
+  const kFaceSide = 2;
+  const kWideSide = 2.7;
+
   const kAgreement = 0.08;   // eye distances by which two looks may differ
+  const kUnseen = 1;         // for a look that doesn't see the face
   const kClearly = 1.5;      // times better, the right way up
   const kSameFace = 0.3;     // share of the area that two boxes of one face have in common
 
@@ -49,12 +54,12 @@
   const meanOf = (a, b) => a.map(([x, y], i) => [(x + b[i][0]) / 2, (y + b[i][1]) / 2]);
 
   // The upright square around a face.
-  function squareAround(mesh, turn = 0) {
+  function squareAround(mesh, sides = kFaceSide, turn = 0) {
     const angle = angleOf(mesh);
     const [cos, sin] = [Math.cos(angle), Math.sin(angle)];
     const [left, top, right, bottom] = boundsOf(mesh.map(([x, y]) => [x * cos + y * sin, y * cos - x * sin]));
     const [u, v] = [(left + right) / 2, (top + bottom) / 2];
-    const side = kFaceSide * Math.max(right - left, bottom - top);
+    const side = sides * Math.max(right - left, bottom - top);
     return {x: u * cos - v * sin, y: u * sin + v * cos, side, angle: angle + turn};
   }
 
@@ -121,27 +126,31 @@
           best === null || difference(other, mesh) < difference(best, mesh) ? other : best, null);
     }
 
-    // The mean of two looks at an upright face, one of them in a mirror, and by how much they and the look before
-    // differ; null where it isn't seen in both.
+    // The mean of two looks at an upright face, one of them in a mirror; by how much they and the look before are
+    // apart, in eye distances; and by how much these or a wider look. Null where it isn't seen in both.
     async confirm(mesh) {
       const square = squareAround(mesh);
       const plain = await this.lookAgain(mesh, square);
-      const mirrored = plain === null ? null : await this.lookAgain(mesh, square, true);
+      const mirrored = plain && await this.lookAgain(mesh, square, true);
       if (mirrored === null) return null;
-      const apart = Math.max(difference(plain, mesh), difference(plain, mirrored)) / eyeDistanceOf(plain);
-      return {mesh: meanOf(plain, mirrored), apart};
+      const wide = await this.lookAgain(mesh, squareAround(mesh, kWideSide));
+      const size = eyeDistanceOf(plain);
+      const apart = Math.max(difference(plain, mesh), difference(plain, mirrored)) / size;
+      const doubt = Math.max(apart, wide === null ? kUnseen : difference(plain, wide) / size);
+      return {mesh: meanOf(plain, mirrored), apart, doubt};
     }
 
     // A face the right way up. The mesh takes many that are upside down for upright ones, but then its looks
     // differ more. A string says why it is refused.
     async judge(mesh) {
       const first = await this.lookAgain(mesh, squareAround(mesh));
-      const own = first === null ? null : await this.confirm(first);
-      const turned = await this.lookAgain(mesh, squareAround(mesh, Math.PI));
+      const own = first && await this.confirm(first);
+      const turned = await this.lookAgain(mesh, squareAround(mesh, kFaceSide, Math.PI));
       const other = turned === null || isSameWayUp(turned, mesh) ? null : await this.confirm(turned);
-      const [best, worst] = (other?.apart ?? Infinity) < (own?.apart ?? Infinity) ? [other, own] : [own, other];
-      if (best === null || best.apart > kAgreement) return 'it looks different each time';
-      if (worst !== null && worst.apart < kClearly * best.apart) return 'it is not clear which way up it is';
+      const ways = [own, other].filter((way) => way !== null).sort((a, b) => a.doubt - b.doubt);
+      const [best, worst] = ways;
+      if (best === undefined || best.apart > kAgreement) return 'it looks different each time';
+      if (worst !== undefined && worst.doubt < kClearly * best.doubt) return 'it is not clear which way up it is';
       return best.mesh;
     }
 
@@ -173,7 +182,9 @@
           if (text !== '') this.refused.push({mesh, why: text});
           return text === '';
         });
-        if (good.length > 0) return good.map(({landmarks, mesh}) => ({landmarks, box: boundsOf(mesh), angle: angleOf(mesh)}));
+        if (good.length > 0) {
+          return good.map(({landmarks, mesh}) => ({landmarks, box: boundsOf(mesh), angle: angleOf(mesh)}));
+        }
       }
       return [];
     }

@@ -16,7 +16,7 @@
       if (message !== null) this.port.postMessage(message, transfer);
       const {absent, problem, meshes} = await answer.finally(() => clearTimeout(this.waiting));
       if (absent) throw new Error(kAbsent);
-      if (problem) throw new Error(`The face mesh cannot run in this browser: ${problem}`);
+      if (problem) throw new Error(`The face mesh cannot run here: ${problem} The three clicks work without it.`);
       return meshes;
     }
 

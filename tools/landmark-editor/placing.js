@@ -42,8 +42,12 @@
     if (doc.step === 3) view.current = zomu.landmarks[0].id;
     render();
     if (doc.step === 3) frameFace();
-    if (doc.step < 3) askForStep();
-    else say('All landmarks are placed. Drag each to its place, or choose one with N and P and move it with the arrow keys.');
+    if (doc.step < 3) {
+      askForStep();
+    } else {
+      say('All landmarks are placed. Drag each to its place, or choose one with N and P and move it with the ' +
+          'arrow keys.');
+    }
   }
 
   function nudge(event) {

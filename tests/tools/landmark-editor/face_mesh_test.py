@@ -40,7 +40,7 @@ class FaceMeshTest(EditorPage):
     def find(self, words: str) -> None:
         self.open_photo(self.photo)
         self.element("find").click()
-        self.wait_for_status(words, 30)
+        self.wait_for_status(words, 60)
 
     def assert_near(self, found: Points, known: Points) -> None:
         size = distance(known[0], known[1])
