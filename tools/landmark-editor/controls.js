@@ -102,7 +102,13 @@
   byId('stage').addEventListener('dragover', (event) => event.preventDefault());
   byId('stage').addEventListener('drop', (event) => {
     event.preventDefault();
-    editor.openFiles([...event.dataTransfer.files]);
+    const {items, files} = event.dataTransfer;
+    // From the disk, pages can't look into a folder that is dropped.
+    if ([...items].some((item) => item.webkitGetAsEntry?.()?.isDirectory)) {
+      editor.say('Open the folder with the button "Open folder", or drop its files.', true);
+    } else if (files.length > 0) {
+      editor.openFiles([...files]);
+    }
   });
 
   zomu.buildList((id) => {

@@ -4,6 +4,7 @@
 (() => {
   const {byId, doc, view, stage, say, askForStep, faultText, render, frameFace, mayLeave} = zomu.editor;
   let latest = 0;  // of the requests for a photo
+  let next = null;  // the queue and index of the latest, until it is done
 
   const csvNameOf = (photoName) => photoName.replace(/\.[^.]*$/, '') + '.csv';
 
@@ -43,9 +44,15 @@
     }
   }
 
-  // Opens a photo of a queue, unless another is asked for before that is done.
   async function goTo(queue, index) {
+    next = {queue, index};
     const request = ++latest;
+    await open(queue, index, request);
+    if (request === latest) next = null;
+  }
+
+  // Opens a photo of a queue, unless another is asked for before that is done.
+  async function open(queue, index, request) {
     const entry = queue.entries[index];
     const {photo, problem} = await pictureOf(entry);
     const {points, words} = await landmarksOf(entry);
@@ -129,7 +136,8 @@
   }
 
   function goBy(step) {
-    const index = view.queue.index + step;
+    const from = next?.queue === view.queue ? next.index : view.queue.index;
+    const index = from + step;
     if (index >= 0 && index < view.queue.entries.length) goTo(view.queue, index);
   }
 

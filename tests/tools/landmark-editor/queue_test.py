@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import base64
 import itertools
 import shutil
 import tempfile
@@ -96,6 +97,33 @@ class QueueTest(EditorPage):
         self.element("next-photo").click()
         self.wait_for_status("b.csv: line 2: expected id,x,y")
         self.place_here()
+
+    def test_two_quick_steps_are_two_steps(self) -> None:
+        self.browser.execute_script(HOLD)
+        self.queue("a.png", "slow.png", "z.png")
+        self.keys(Keys.PAGE_DOWN, Keys.PAGE_DOWN)
+        self.wait_for_name("z.png")
+        self.wait_until("return Object.keys(held).length === 1")
+        self.browser.execute_script("held['slow.png'](); held = {}")
+        self.settle()
+        self.assertEqual(self.at()[0], "z.png")
+        self.keys(Keys.PAGE_UP)
+        self.wait_until("return Object.keys(held).length === 1")
+        self.browser.execute_script("held['slow.png']()")
+        self.wait_for_name("slow.png")
+
+    def test_what_is_dropped_is_opened(self) -> None:
+        self.browser.execute_script(
+            "const dataTransfer = new DataTransfer();"
+            "for (const [name, text] of arguments[0]) {"
+            "  const bytes = Uint8Array.from(atob(text), (letter) => letter.charCodeAt(0));"
+            "  dataTransfer.items.add(new File([bytes], name));"
+            "}"
+            "document.getElementById('stage').dispatchEvent(new DragEvent('drop', {dataTransfer}));",
+            [[path.name, base64.b64encode(path.read_bytes()).decode()] for path in (CSV, PHOTO)],
+        )
+        self.wait_for_status("29 landmarks from portrait.csv")
+        self.assertEqual(self.saved(), KNOWN)
 
     def test_nothing_unsaved_is_lost_without_a_question(self) -> None:
         other = self.photo("z.png")
