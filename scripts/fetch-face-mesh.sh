@@ -24,9 +24,9 @@ mkdir -p build
 work=$(mktemp --directory "$PWD/build/face-mesh.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 echo "Fetching @mediapipe/face_mesh $version"
-(cd "$work" && quietly npm.log npm pack --silent "@mediapipe/face_mesh@$version")
+(cd "$work" && quietly npm.log npm pack --loglevel=error "@mediapipe/face_mesh@$version")
 archive=$work/mediapipe-face_mesh-$version.tgz
-echo "$checksum  $archive" | sha256sum --check --quiet || fail "The package is not the one that is known here."
+echo "$checksum  $archive" | sha256sum --check --quiet || fail "The package is not the one that is known here: nothing was written."
 tar -xzf "$archive" -C "$work"
 
 script=$work/files.js
