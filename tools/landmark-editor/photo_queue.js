@@ -33,7 +33,7 @@
         if (!stems.has(stem)) this.leftOut.push(`${file.name} has the name of none of the photos`);
       }
       const below = files.length - here.length;
-      if (below > 0) this.leftOut.push(`${below} files in sub-folders are left out: open these one by one`);
+      if (below > 0) this.leftOut.push(`Files in sub-folders are left out (${below}): open these one by one`);
       this.index = -1;
     }
 

@@ -87,12 +87,18 @@ class EditorPage(unittest.TestCase):
         self.fail(f"never: {script}")
 
     def open_photo(self, path: Path = PHOTO) -> None:
+        self.forget_status()
         self.element("photo-file").send_keys(str(path))
         self.wait_for_status("Step 1 of 3")
 
     def open_csv(self, path: Path, words: str) -> None:
+        self.forget_status()
         self.element("csv-file").send_keys(str(path))
         self.wait_for_status(words)
+
+    def forget_status(self) -> None:
+        """What was said before is not what comes now."""
+        self.browser.execute_script("document.getElementById('status').textContent = '';")
 
     def answer(self, name: str) -> None:
         """The question about what is not saved: save, discard or stay."""

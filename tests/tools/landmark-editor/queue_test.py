@@ -67,7 +67,7 @@ class QueueTest(EditorPage):
         (self.folder / "below").mkdir()
         self.photo("below/face3.png")
         self.queue("face2.png", "face10.png", "face1.png")
-        self.wait_for_status("1 files in sub-folders are left out")
+        self.wait_for_status("Files in sub-folders are left out (1)")
         self.assertEqual(self.at(), ("face1.png", "1 of 3, 2 left to mark"))
         self.assertFalse(self.element("previous-photo").is_enabled())
         self.place_here()
