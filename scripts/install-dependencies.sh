@@ -4,17 +4,23 @@
 #
 #   scripts/install-dependencies.sh [GROUP | PACKAGE]...    default: demo
 #
-#   demo         what the library, the tools, the examples and scripts/demo.sh need
+#   python       what scripts/check.sh wheel needs: the library, and the Python package with it
+#   demo         also what the tools, the examples and scripts/demo.sh need
 #   tests        also what scripts/test.sh needs
 #   gate         also what .ci/run needs: linters, sanitizers, counts of instructions
 #   developers   everything that the verbs of scripts/check.sh need: browser, PyTorch, site, Windows, 64-bit ARM
 set -euo pipefail
 
-demo=(
+python=(
     cmake g++ ninja-build pkgconf
     libopenblas-openmp-dev # the static archive of the OpenMP build; no other build will do
-    libcairo2-dev libcli11-dev libexif-dev libpng-dev libturbojpeg0-dev zlib1g-dev fonts-dejavu-core
-    python3 python3-numpy # the command zomu
+    libexif-dev libpng-dev libturbojpeg0-dev zlib1g-dev
+    python3 python3-venv
+)
+demo=(
+    "${python[@]}"
+    libcairo2-dev libcli11-dev fonts-dejavu-core
+    python3-numpy # the command zomu
 )
 tests=(
     "${demo[@]}"
@@ -55,12 +61,12 @@ developers=(
 wanted=()
 for name in "${@:-demo}"; do
     case $name in
-    demo | tests | gate | clang | training | wheel | browser | site | packages | windows | aarch64 | developers)
+    python | demo | tests | gate | clang | training | wheel | browser | site | packages | windows | aarch64 | developers)
         declare -n group=$name
         wanted+=("${group[@]}")
         ;;
     -*)
-        sed -n '2,10s/^# \{0,1\}//p' "$0" >&2
+        sed -n '2,11s/^# \{0,1\}//p' "$0" >&2
         exit 2
         ;;
     *) wanted+=("$name") ;;
