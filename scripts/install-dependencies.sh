@@ -88,23 +88,30 @@ fi
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 
+# show_tenth WHAT NUMBER COUNT: a line for every tenth of the packages, once it is complete.
+show_tenth() {
+    local tenth=$((10 * $2 / $3))
+    if [ "$2" -le "$3" ] && [ $tenth -gt $((10 * ($2 - 1) / $3)) ]; then
+        echo "  $1 ${tenth}0 %"
+    fi
+}
+
 # Repeats what apt says of the number and the size of the packages, and counts them in tenths: once as they
-# are fetched, once as they are set up.
+# are fetched, once as they are set up. Not with awk, which Debian has as one that reads a pipe in blocks.
 show_progress() {
-    awk '
-        /newly installed/ { print "  " $0; count = $3 }
-        /^After this operation/ { print "  " $0 }
-        /^Get:[0-9]+ / && count { step("fetched", ++fetched) }
-        /^Setting up / && count { step("set up", ++ready) }
-        function step(what, number) {
-            if (int(10 * number / count) > shown[what]) {
-                shown[what] = int(10 * number / count)
-                if (shown[what] <= 10) {
-                    printf "  %s %d %%\n", what, 10 * shown[what]
-                }
-            }
-            fflush()
-        }'
+    local line count=0 fetched=0 ready=0
+    while IFS= read -r line; do
+        if [[ $line =~ ([0-9]+)\ newly\ installed ]]; then
+            count=${BASH_REMATCH[1]}
+            echo "  $line"
+        elif [[ $line == 'After this operation'* ]]; then
+            echo "  $line"
+        elif [[ $line =~ ^Get:[0-9]+\  ]] && [ "$count" -gt 0 ]; then
+            show_tenth fetched $((++fetched)) "$count"
+        elif [[ $line == 'Setting up '* ]] && [ "$count" -gt 0 ]; then
+            show_tenth 'set up' $((++ready)) "$count"
+        fi
+    done
 }
 
 echo "Installing: ${missing[*]}"

