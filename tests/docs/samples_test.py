@@ -21,8 +21,8 @@ BUILD = Path(os.environ["ZOMU_TEST_BUILD"])
 MODEL = Path(os.environ["ZOMU_TEST_MODEL"])
 VERSION = os.environ["ZOMU_TEST_VERSION"]
 
-# Blocks with one of these build the project, test it or want a machine of another kind.
-WHOLE_BUILD = re.compile(r"^\s*(scripts/|cmake |ctest |build/(dev|fuzz)/|tests/fuzz/|sudo )", re.M)
+# Blocks with one of these build the project, test it, or want the wheel or a machine of another kind.
+WHOLE_BUILD = re.compile(r"^\s*(scripts/|cmake |ctest |build/(dev|fuzz)/|tests/fuzz/|sudo |zomu )", re.M)
 COMPILED_BY_CMAKE = {"README.md", "docs/landmarks.md"}
 # A network, which the tests of the layers' document build and run; diagrams; what programs print.
 NO_PROGRAMS = {"", "text", "ini", "mermaid"}
@@ -75,11 +75,14 @@ class ScratchCopy(unittest.TestCase):
         self.assertTrue(printed)
         return printed
 
-    def run_python_block(self, document: str, package: str = "python") -> str:
+    def run_python(self, arguments: str, package: str = "python", temporary: str = "build/demo/tmp") -> str:
+        variables = f"PYTHONPATH={package} ZOMU_LIBRARY=build/demo/build/src/libZOMU.so TMPDIR=$PWD/{temporary}"
+        return self.run_shell(f"{variables} /usr/bin/python3 -B {arguments}")
+
+    def run_python_block(self, document: str, **where: str) -> str:
         (code,) = blocks(Path(document), "python")
         (self.root / "sample.py").write_text(code)
-        library = "build/demo/build/src/libZOMU.so"
-        return self.run_shell(f"PYTHONPATH={package} ZOMU_LIBRARY={library} /usr/bin/python3 -B sample.py")
+        return self.run_python("sample.py", **where)
 
 
 class SamplesTest(ScratchCopy):
@@ -93,8 +96,12 @@ class SamplesTest(ScratchCopy):
         self.assertEqual(self.run_document("README.md")[-1].splitlines()[-1], "1")
 
         self.assertEqual(self.run_python_block("python/README.md"), c_score)
-        # The model of the tests is no made one: a face need not score 1 with itself.
-        self.assertRegex(self.run_python_block("README.md"), r"^\d+\.\d+\n$")
+        # This one says what it prints with the demonstration model.
+        (self.root / "trained").mkdir()
+        self.run_python("-m zomu model install", temporary="trained")
+        printed = self.run_python_block("README.md", temporary="trained")
+        (promised,) = re.findall(r"^It prints `([^`]+)` and `([^`]+)`", (PROJECT / "README.md").read_text(), re.M)
+        self.assertEqual(tuple(printed.splitlines()), promised)
 
     def test_commands_of_the_landmark_page(self) -> None:
         for kind in ("png", "csv"):
