@@ -16,6 +16,8 @@ import tempfile
 import unittest
 from pathlib import Path
 
+from PIL import Image, ImageChops
+
 PROJECT = Path(os.environ["ZOMU_TEST_PROJECT"])
 BUILD = Path(os.environ["ZOMU_TEST_BUILD"])
 MODEL = Path(os.environ["ZOMU_TEST_MODEL"])
@@ -86,6 +88,20 @@ class ScratchCopy(unittest.TestCase):
 
 
 class SamplesTest(ScratchCopy):
+    def demonstration_model(self) -> str:
+        (self.root / "trained").mkdir()
+        self.run_python("-m zomu model install", temporary="trained")
+        return "trained"
+
+    def test_the_first_picture_shows_what_the_library_says_now(self) -> None:
+        self.run_python("docs/images/draw_verify.py now.png", temporary=self.demonstration_model())
+        paths = PROJECT / "docs/images/verify.png", self.root / "now.png"
+        stored, drawn = (Image.open(path).convert("L") for path in paths)
+        self.assertEqual(stored.size, drawn.size)
+        # Found landmarks may differ in their last digits, and with them the rims of their dots.
+        different = sum(ImageChops.difference(stored, drawn).histogram()[32:])
+        self.assertLess(different, 100)
+
     def test_commands_of_the_readme(self) -> None:
         (code,) = blocks(Path("README.md"), "c")
         (self.root / "first.c").write_text(code)
@@ -97,9 +113,7 @@ class SamplesTest(ScratchCopy):
 
         self.assertEqual(self.run_python_block("python/README.md"), c_score)
         # This one says what it prints with the demonstration model.
-        (self.root / "trained").mkdir()
-        self.run_python("-m zomu model install", temporary="trained")
-        printed = self.run_python_block("README.md", temporary="trained")
+        printed = self.run_python_block("README.md", temporary=self.demonstration_model())
         (promised,) = re.findall(r"^It prints `([^`]+)` and `([^`]+)`", (PROJECT / "README.md").read_text(), re.M)
         self.assertEqual(tuple(printed.splitlines()), promised)
 
