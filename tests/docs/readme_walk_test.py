@@ -59,16 +59,16 @@ class ReadmeWalk(unittest.TestCase):
                     self.assertIn("\nthe same person, if you trust this model: score 1.06", printed)
                 ran += 1
         self.assertGreater(ran, 4)
-        self.assertTrue((self.work / "home/zomu/include/zomu.h").exists())
+        self.assertTrue((self.work / "home/libzomu/include/zomu.h").exists())
         # Once more, behind everything else.
         self.assertIn("portrait.png", self.run_shell("scripts/demo.sh"))
 
     def test_installed_first_and_shown_afterwards(self) -> None:
         self.run_shell(self.build)
         self.assertIn("portrait.png", self.run_shell("scripts/demo.sh"))
-        shutil.rmtree(self.work / "home/zomu")
+        shutil.rmtree(self.work / "home/libzomu")
         self.run_shell(self.build)
-        self.assertTrue((self.work / "home/zomu/include/zomu.h").exists())
+        self.assertTrue((self.work / "home/libzomu/include/zomu.h").exists())
         # A build with the tools serves, too.
         self.run_shell("cmake --preset release && cmake --build --preset release && " 'cmake --install build/release --prefix "$HOME/all"')
         self.assertTrue((self.work / "home/all/bin/zomu-template").exists())
