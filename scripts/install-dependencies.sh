@@ -96,10 +96,10 @@ show_tenth() {
     fi
 }
 
-# Repeats what apt says of the number and the size of the packages, and counts them in tenths: once as they
-# are fetched, once as they are set up. Not with awk, which Debian has as one that reads a pipe in blocks.
+# Repeats what apt says of the number and the size of the packages, and counts them in tenths as they are
+# fetched, unpacked and set up. Not with awk: Debian's reads a pipe in blocks.
 show_progress() {
-    local line count=0 fetched=0 ready=0
+    local line count=0 fetched=0 unpacked=0 ready=0
     while IFS= read -r line; do
         if [[ $line =~ ([0-9]+)\ newly\ installed ]]; then
             count=${BASH_REMATCH[1]}
@@ -108,6 +108,8 @@ show_progress() {
             echo "  $line"
         elif [[ $line =~ ^Get:[0-9]+\  ]] && [ "$count" -gt 0 ]; then
             show_tenth fetched $((++fetched)) "$count"
+        elif [[ $line == 'Unpacking '* ]] && [ "$count" -gt 0 ]; then
+            show_tenth unpacked $((++unpacked)) "$count"
         elif [[ $line == 'Setting up '* ]] && [ "$count" -gt 0 ]; then
             show_tenth 'set up' $((++ready)) "$count"
         fi

@@ -16,6 +16,8 @@ echo 'After this operation, 5 MB of additional disk space will be used.'
 echo 'Get:1 http://deb.example bookworm/main first'
 read -r <"$PIPE"
 echo 'Get:2 http://deb.example bookworm/main second'
+echo 'Unpacking first (1.0-1) ...'
+echo 'Unpacking second (1.0-1) ...'
 echo 'Setting up first'
 echo 'Setting up second'
 """
@@ -42,7 +44,8 @@ class ProgressTest(unittest.TestCase):
         self.assertIn("2 newly installed", early[1])
         self.assertIn("5 MB", early[2])
         self.assertEqual(early[3], "  fetched 50 %\n")
-        self.assertEqual(late, ["  fetched 100 %\n", "  set up 50 %\n", "  set up 100 %\n"])
+        stages = ("fetched 100 %", "unpacked 50 %", "unpacked 100 %", "set up 50 %", "set up 100 %")
+        self.assertEqual(late, [f"  {stage}\n" for stage in stages])
 
 
 if __name__ == "__main__":
