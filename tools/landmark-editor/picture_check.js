@@ -13,6 +13,16 @@
   const kPngSignature = [0x89, 0x50, 0x4E, 0x47, 0x0D, 0x0A, 0x1A, 0x0A];
   const kJpegSignature = [0xFF, 0xD8, 0xFF];
 
+  // Names of other kinds of files, by the bytes at a place.
+  const kOtherKinds = [
+    ['GIF', 0, 'GIF8'], ['WebP', 8, 'WEBP'], ['AVIF', 4, 'ftypavif'], ['AVIF', 4, 'ftypavis'],
+    ['HEIC', 4, 'ftyphei'], ['HEIC', 4, 'ftyphev'], ['HEIC', 4, 'ftypmif1'], ['HEIC', 4, 'ftypmsf1'],
+    ['TIFF', 0, 'II*\0'], ['TIFF', 0, 'MM\0*'], ['BMP', 0, 'BM'], ['PDF', 0, '%PDF-'],
+    ['JPEG XL', 0, '\xFF\x0A'], ['JPEG XL', 4, 'JXL \r\n'], ['JPEG 2000', 4, 'jP  \r\n'],
+  ];
+
+  const textAt = (bytes, place, length) => String.fromCharCode(...bytes.subarray(place, place + length));
+
   // Markers of JPEG that give the size; those between them say other things.
   const kFirstFrame = 0xC0;
   const kLastFrame = 0xCF;
@@ -34,7 +44,9 @@
   const startsWith = (bytes, signature) => signature.every((byte, i) => bytes[i] === byte);
 
   function sizeProblem(width, height) {
-    if (width > Math.floor(kPixelLimit / height)) return `is too large: ${width} x ${height} pixels`;
+    if (width > Math.floor(kPixelLimit / height)) {
+      return `is too large: ${width} x ${height} pixels; shrink it to at most ${Math.floor(kPixelLimit / 1e6)} million`;
+    }
     if (width < kSmallestSide || height < kSmallestSide) return 'is smaller than 2 x 2 pixels';
     return '';
   }
@@ -49,9 +61,9 @@
       const type = String.fromCharCode(...bytes.subarray(at + 4, at + 8));
       const critical = type[0] < 'a';
       const whole = length <= bytes.length - at - 12;
-      if (critical && !whole) return 'is a damaged PNG: it is cut off';
+      if (critical && !whole) return 'is a damaged PNG: it is cut off; take another copy';
       if (critical && crcOf(bytes.subarray(at + 4, at + 8 + length)) !== view.getUint32(at + 8 + length)) {
-        return `is a damaged PNG: the checksum of its ${type} is wrong`;
+        return `is a damaged PNG: the checksum of its ${type} is wrong; take another copy`;
       }
       if (type === 'IHDR' && length >= 8) {
         const problem = sizeProblem(view.getUint32(at + 8), view.getUint32(at + 12));
@@ -61,7 +73,7 @@
       if (!whole || type === 'IEND') break;
       at += 12 + length;
     }
-    return pixels ? '' : 'is a damaged PNG: it holds no pixels';
+    return pixels ? '' : 'is a damaged PNG: it holds no pixels; take another copy';
   }
 
   // The pixels of a scan hold 0xFF only before a zero or a restart marker.
@@ -104,23 +116,25 @@
 
   function jpegProblem(bytes) {
     const {frame, scans, ends} = jpegOutline(bytes);
-    if (frame === null || frame.width === 0 || frame.height === 0) return 'is a damaged JPEG: it has no size';
+    if (frame === null || frame.width === 0 || frame.height === 0) return 'is a damaged JPEG: it has no size; take another copy';
     const {width, height, components} = frame;
-    if (components === 4) return 'is a JPEG in printing colours, which are not supported';
+    if (components === 4) return 'is a JPEG in printing colours, which are not supported; convert it to RGB';
     const pixels = width * height;
     if (scans > kScanLimit || (pixels <= kPixelLimit && pixels * scans > kFullSizeScans * kPixelLimit)) {
-      return `is a JPEG with too many scans: ${scans}`;
+      return `is a JPEG with too many scans: ${scans}; save it again`;
     }
     const problem = sizeProblem(width, height);
     if (problem !== '') return problem;
-    return ends ? '' : 'is a damaged JPEG: it is cut off';
+    return ends ? '' : 'is a damaged JPEG: it is cut off; take another copy';
   }
 
   // Why the tools refuse a file of at most kFileLimit bytes; empty where these show nothing.
   zomu.pictureProblem = (bytes) => {
     if (startsWith(bytes, kPngSignature)) return pngProblem(bytes);
     if (startsWith(bytes, kJpegSignature)) return jpegProblem(bytes);
-    return 'is neither PNG nor JPEG';
+    if (bytes.length === 0) return 'is neither PNG nor JPEG but empty; take another copy';
+    const other = kOtherKinds.find(([, place, text]) => textAt(bytes, place, text.length) === text);
+    return `is neither PNG nor JPEG${other ? ` but ${other[0]}; convert it` : '; convert it, or take another'}`;
   };
 
   // The upright photo of a file; throws an Error whose message is for people.
@@ -141,7 +155,7 @@
       // Upright, as all readers of this project turn it: landmarks mean the upright picture.
       return await createImageBitmap(file, {imageOrientation: 'from-image'});
     } catch {
-      return refuse('is damaged: this browser cannot read its pixels');
+      return refuse('is damaged: this browser cannot read its pixels; take another copy');
     }
   };
 })();
