@@ -20,7 +20,11 @@ function(zomu_notices component)
 endfunction()
 
 zomu_notices(library libopenblas-openmp-dev)
-zomu_notices(tools libopenblas-openmp-dev libcli11-dev)
+if(ZOMU_BUILD_TOOLS)
+    zomu_notices(tools libopenblas-openmp-dev libcli11-dev)
+else()
+    zomu_notices(tools) # the package has no binaries then
+endif()
 zomu_notices(development)
 zomu_notices(pictures)
 zomu_notices(python)

@@ -30,9 +30,11 @@ static const char kHelp[] =
     "not people. To keep templates in files, use zomu-template.\n"
     "\n"
     "Landmarks are lines of id,x,y in pixels of the upright picture: the origin is the centre of\n"
-    "its first pixel, x points right, y points down. The trained numbers come from the folder\n"
-    "~zvplugintmp~ in the temporary directory (TMPDIR); zomu-model install puts them there. Files\n"
-    "missing there are named on standard output by the library, in lines that begin with "
+    "its first pixel, x points right, y points down. `zomu find PICTURE --csv FOLDER` writes "
+    "them.\n"
+    "The trained numbers come from the folder ~zvplugintmp~ in the temporary directory (TMPDIR);\n"
+    "zomu-model install puts them there. Files missing there are named on standard output by the\n"
+    "library while it is loaded, before this program reads its options: lines that begin with "
     "\"load \".\n"
     "\n"
     "Example\n"
@@ -135,7 +137,9 @@ int main(int argc, char** argv) {
         return kMisused;
     }
     if (argc - optind != 4) {
-        return misuse("two faces are needed, each as a picture and its landmarks");
+        return misuse(
+            "two faces are needed, each as a picture and its landmarks; `zomu find PICTURE --csv "
+            "FOLDER` writes landmark files");
     }
     char** words = argv + optind;
     Face faces[2] = {{.picturePath = words[0], .landmarkPath = words[1]},

@@ -3,6 +3,7 @@
 
 #include "landmark_file.h"
 
+#include <errno.h>
 #include <locale.h>
 #include <math.h>
 #include <stdio.h>
@@ -232,8 +233,13 @@ static void leavePointLocale(const PointLocale* locale) {
 bool readLandmarks(const char* path, LandmarkRecord* landmarks, Problem* problem) {
     memset(landmarks, 0, sizeof *landmarks);
     FileBytes file;
+    errno = 0;
     if (!readFile(path, kTextLimit, &file, problem)) {
-        return false;
+        return errno == ENOENT ? fail(problem,
+                                      "cannot be opened: %s; `zomu find PICTURE --csv FOLDER` "
+                                      "writes landmark files",
+                                      strerror(ENOENT))
+                               : false;
     }
     PointLocale locale;
     bool good = enterPointLocale(&locale, problem);

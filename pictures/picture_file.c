@@ -9,6 +9,7 @@
 #include "decoding.h"
 #include "jpeg_markers.h"
 #include "new_file.h"
+#include "other_kinds.h"
 #include "png_file.h"
 #include "upright.h"
 
@@ -42,14 +43,15 @@ static bool decodeJpegWith(tjhandle decoder, const FileBytes* file, Picture* pic
         return failDecoding(problem, "JPEG", tjGetErrorStr2(decoder));
     }
     if (width < 1 || height < 1) {
-        return fail(problem, "is a damaged JPEG: it has no size");
+        return failDecoding(problem, "JPEG", "it has no size");
     }
     if (colourSpace == TJCS_CMYK || colourSpace == TJCS_YCCK) {
-        return fail(problem, "is a JPEG in printing colours, which are not supported");
+        return fail(problem,
+                    "is a JPEG in printing colours, which are not supported; convert it to RGB");
     }
     const JpegMarkers markers = readJpegMarkers(file);
     if (hasTooManyScans(markers.scans, width, height)) {
-        return fail(problem, "is a JPEG with too many scans: %d", markers.scans);
+        return fail(problem, "is a JPEG with too many scans: %d; save it again", markers.scans);
     }
     if (!allocatePixels(width, height, picture, problem)) {
         return false;
@@ -72,6 +74,15 @@ static bool decodeJpeg(const FileBytes* file, Picture* picture, Problem* problem
     return good;
 }
 
+static bool refuseOther(const FileBytes* file, Problem* problem) {
+    const char* kind = nameOfOtherKind(file);
+    if (file->size == 0) {
+        return fail(problem, "is neither PNG nor JPEG but empty; take another copy");
+    }
+    return kind != NULL ? fail(problem, "is neither PNG nor JPEG but %s; convert it", kind)
+                        : fail(problem, "is neither PNG nor JPEG; convert it, or take another");
+}
+
 bool readPicture(const char* path, Picture* picture, Problem* problem) {
     memset(picture, 0, sizeof *picture);
     FileBytes file;
@@ -85,7 +96,7 @@ bool readPicture(const char* path, Picture* picture, Problem* problem) {
     } else if (startsWith(&file, kJpegSignature, sizeof kJpegSignature)) {
         good = decodeJpeg(&file, picture, problem);
     } else {
-        fail(problem, "is neither PNG nor JPEG");
+        refuseOther(&file, problem);
     }
     freeFileBytes(&file);
     if (!good) {

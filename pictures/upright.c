@@ -79,7 +79,8 @@ bool turnUpright(int orientation, Picture* picture, Problem* problem) {
     const int32_t height = way.exchangesSides ? picture->width : picture->height;
     uint8_t* pixels = malloc((size_t)3 * (size_t)width * (size_t)height);
     if (pixels == NULL) {
-        return fail(problem, "does not fit into memory: %d x %d pixels, to be turned upright",
+        return fail(problem,
+                    "does not fit into memory: %d x %d pixels, to be turned upright; shrink it",
                     (int)width, (int)height);
     }
     uint8_t* to = pixels;

@@ -40,16 +40,18 @@ if [ -t 1 ]; then
     cmake --build "$build" --target "${targets[@]}"
 else
     # One line for every tenth of the steps, and all messages of the compiler.
-    cmake --build "$build" --target "${targets[@]}" | awk -F '[][/]' '
-        /^\[[0-9]+\/[0-9]+\]/ {
-            if (10 * $2 / $3 >= next_tenth + 1) {
-                next_tenth = int(10 * $2 / $3)
-                printf "  step %d of %d\n", $2, $3
-                fflush()
-            }
-            next
-        }
-        !/no work to do/ { print; fflush() }'
+    shown=0
+    cmake --build "$build" --target "${targets[@]}" | while IFS= read -r line; do
+        if [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]]; then
+            tenth=$((10 * BASH_REMATCH[1] / BASH_REMATCH[2]))
+            if [ $tenth -gt $shown ]; then
+                echo "  step ${BASH_REMATCH[1]} of ${BASH_REMATCH[2]}"
+                shown=$tenth
+            fi
+        elif [[ $line != *'no work to do'* ]]; then
+            printf '%s\n' "$line"
+        fi
+    done
 fi
 tools=$build/tools
 compare=$build/examples/compare_faces
@@ -154,8 +156,8 @@ if [ -z "$own_model" ]; then
     people=examples/data/people/photos
     printf '\nFrom two photographs to an answer, with faces found by a program: zomu verify\n\n'
     verify "${portrait[0]}" "$changed/turned.png"
-    verify $people/90000/00.jpg $people/90000/01.jpg
-    verify $people/90000/00.jpg $people/90006/00.jpg
+    verify $people/90009/01.jpg $people/90009/03.jpg
+    verify $people/90009/03.jpg $people/90007/03.jpg
 fi
 
 if [ -n "$own_model" ]; then

@@ -4,17 +4,23 @@
 #
 #   scripts/install-dependencies.sh [GROUP | PACKAGE]...    default: demo
 #
-#   demo         what the library, the tools, the examples and scripts/demo.sh need
+#   python       what scripts/check.sh wheel needs: the library, and the Python package with it
+#   demo         also what the tools, the examples and scripts/demo.sh need
 #   tests        also what scripts/test.sh needs
 #   gate         also what .ci/run needs: linters, sanitizers, counts of instructions
 #   developers   everything that the verbs of scripts/check.sh need: browser, PyTorch, site, Windows, 64-bit ARM
 set -euo pipefail
 
-demo=(
+python=(
     cmake g++ ninja-build pkgconf
     libopenblas-openmp-dev # the static archive of the OpenMP build; no other build will do
-    libcairo2-dev libcli11-dev libexif-dev libpng-dev libturbojpeg0-dev zlib1g-dev fonts-dejavu-core
-    python3 python3-numpy # the command zomu
+    libexif-dev libpng-dev libturbojpeg0-dev zlib1g-dev
+    python3 python3-venv
+)
+demo=(
+    "${python[@]}"
+    libcairo2-dev libcli11-dev fonts-dejavu-core
+    python3-numpy # the command zomu
 )
 tests=(
     "${demo[@]}"
@@ -33,6 +39,7 @@ clang=(clang libclang-rt-14-dev libomp-dev) # the other compiler, its sanitizers
 training=(libegl1 libgl1-mesa-dri python3-matplotlib python3-moderngl python3-opencv python3-torch python3-tqdm)
 wheel=(python3-pip python3-setuptools python3-wheel)
 browser=(chromium chromium-driver python3-selenium)
+shells=(fish zsh) # completions
 site=(graphviz mkdocs mkdocs-material)
 packages=(debootstrap dpkg-dev file)
 windows=(
@@ -48,19 +55,19 @@ aarch64=(
 )
 # shellcheck disable=SC2034 # the groups are used by their names
 developers=(
-    "${gate[@]}" "${clang[@]}" "${training[@]}" "${wheel[@]}" "${browser[@]}" "${site[@]}" "${packages[@]}" "${windows[@]}"
-    "${aarch64[@]}" cppcheck gcovr
+    "${gate[@]}" "${clang[@]}" "${training[@]}" "${wheel[@]}" "${browser[@]}" "${shells[@]}" "${site[@]}" "${packages[@]}"
+    "${windows[@]}" "${aarch64[@]}" cppcheck gcovr
 )
 
 wanted=()
 for name in "${@:-demo}"; do
     case $name in
-    demo | tests | gate | clang | training | wheel | browser | site | packages | windows | aarch64 | developers)
+    python | demo | tests | gate | clang | training | wheel | browser | shells | site | packages | windows | aarch64 | developers)
         declare -n group=$name
         wanted+=("${group[@]}")
         ;;
     -*)
-        sed -n '2,10s/^# \{0,1\}//p' "$0" >&2
+        sed -n '2,11s/^# \{0,1\}//p' "$0" >&2
         exit 2
         ;;
     *) wanted+=("$name") ;;
@@ -82,23 +89,32 @@ fi
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 
-# Repeats what apt says of the number and the size of the packages, and counts them in tenths: once as they
-# are fetched, once as they are set up.
+# show_tenth WHAT NUMBER COUNT: a line for every tenth of the packages, once it is complete.
+show_tenth() {
+    local tenth=$((10 * $2 / $3))
+    if [ "$2" -le "$3" ] && [ $tenth -gt $((10 * ($2 - 1) / $3)) ]; then
+        echo "  $1 ${tenth}0 %"
+    fi
+}
+
+# Repeats what apt says of the number and the size of the packages, and counts them in tenths as they are
+# fetched, unpacked and set up. Not with awk: Debian's reads a pipe in blocks.
 show_progress() {
-    awk '
-        /newly installed/ { print "  " $0; count = $3 }
-        /^After this operation/ { print "  " $0 }
-        /^Get:[0-9]+ / && count { step("fetched", ++fetched) }
-        /^Setting up / && count { step("set up", ++ready) }
-        function step(what, number) {
-            if (int(10 * number / count) > shown[what]) {
-                shown[what] = int(10 * number / count)
-                if (shown[what] <= 10) {
-                    printf "  %s %d %%\n", what, 10 * shown[what]
-                }
-            }
-            fflush()
-        }'
+    local line count=0 fetched=0 unpacked=0 ready=0
+    while IFS= read -r line; do
+        if [[ $line =~ ([0-9]+)\ newly\ installed ]]; then
+            count=${BASH_REMATCH[1]}
+            echo "  $line"
+        elif [[ $line == 'After this operation'* ]]; then
+            echo "  $line"
+        elif [[ $line =~ ^Get:[0-9]+\  ]] && [ "$count" -gt 0 ]; then
+            show_tenth fetched $((++fetched)) "$count"
+        elif [[ $line == 'Unpacking '* ]] && [ "$count" -gt 0 ]; then
+            show_tenth unpacked $((++unpacked)) "$count"
+        elif [[ $line == 'Setting up '* ]] && [ "$count" -gt 0 ]; then
+            show_tenth 'set up' $((++ready)) "$count"
+        fi
+    done
 }
 
 echo "Installing: ${missing[*]}"

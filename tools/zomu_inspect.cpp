@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
         argc, argv,
         [&](Command& tool) {
             tool.addArgument("PICTURE", picture, "PNG or JPEG file");
-            tool.addArgument("LANDMARKS", landmarks, "CSV file with id,x,y");
+            tool.addLandmarks(landmarks);
             tool.addArgument("OUTDIR", folder,
                              "folder for landmarks.png and patches.png, created if missing");
             tool.addUnchecked(isUnchecked);

@@ -105,6 +105,12 @@ void install(const Arguments& arguments) {
             "This is the demonstration model: it was trained on drawn heads, and cannot identify "
             "real people.\n");
     }
+    if (request.folder == "/tmp/~zvplugintmp~/") {
+        std::printf(
+            "Many systems empty /tmp when they start. To keep the model, set TMPDIR to another "
+            "folder "
+            "and install again.\n");
+    }
 }
 
 // A full disk behind a redirected standard output shows only here.

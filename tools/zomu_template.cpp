@@ -72,7 +72,7 @@ int main(int argc, char** argv) {
         [&](Command& tool) {
             extractCommand = tool.addCommand("extract", "Write the template of a face");
             extractCommand->addArgument("PICTURE", arguments.picture, "PNG or JPEG file");
-            extractCommand->addArgument("LANDMARKS", arguments.landmarks, "CSV file with id,x,y");
+            extractCommand->addLandmarks(arguments.landmarks);
             extractCommand->addArgument("FILE", arguments.output, "the template file to write");
             extractCommand->addUnchecked(arguments.isUnchecked);
             Command compareCommand = tool.addCommand(

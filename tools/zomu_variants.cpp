@@ -58,7 +58,7 @@ int main(int argc, char** argv) {
         argc, argv,
         [&](Command& tool) {
             tool.addArgument("PICTURE", picture, "PNG or JPEG file");
-            tool.addArgument("LANDMARKS", landmarks, "CSV file with id,x,y");
+            tool.addLandmarks(landmarks);
             tool.addArgument("OUTDIR", folder, "folder for the pictures, created if missing");
             tool.addOption("--seed", seed, "seed of the noise");
             tool.addUnchecked(isUnchecked);

@@ -29,6 +29,8 @@ class Page(HTMLParser):
         self.parts: set[str] = set()
 
     def handle_starttag(self, tag: str, attrs: list[tuple[str, str | None]]) -> None:
+        if ("data-fetched", None) in attrs:
+            return  # a file that a script fetches, and that may be absent
         for name, value in attrs:
             if value is None:
                 continue

@@ -7,10 +7,10 @@ _zomu() {
     if [ -z "$path" ] && [ $COMP_CWORD -gt 1 ]; then path=${COMP_WORDS[1]}; fi
     case $path in
         "") words="-h --help --version find extract verify search cluster draw model manifest" ;;
-        "find") words="-h --help --csv --force --finder --json" ;;
-        "extract") words="-h --help --landmarks --finder --unchecked --model --json" ;;
-        "verify") words="-h --help --landmarks --finder --unchecked --threshold --model --json" ;;
-        "search") words="-h --help --top --finder --threshold --model --json" ;;
+        "find") words="-h --help --csv --force --finder --largest --json" ;;
+        "extract") words="-h --help --landmarks --finder --largest --unchecked --model --json" ;;
+        "verify") words="-h --help --landmarks --finder --largest --unchecked --threshold --model --json" ;;
+        "search") words="-h --help --top --landmarks --finder --largest --threshold --model --json" ;;
         "cluster") words="-h --help --finder --threshold --model --json" ;;
         "draw") words="-h --help --landmarks --finder --ids" ;;
         "model") words="-h --help install check list fingerprint where" ;;
@@ -19,7 +19,7 @@ _zomu() {
         "model list") words="-h --help --json" ;;
         "model fingerprint") words="-h --help --json" ;;
         "model where") words="-h --help --json" ;;
-        "manifest") words="-h --help --finder --json" ;;
+        "manifest") words="-h --help --finder --largest --json" ;;
     esac
     # Where nothing is left, `-o default` completes names of files.
     if [[ $word == -* || -z $path || $path == model ]]; then

@@ -20,6 +20,7 @@ from .model_folder import (
     MODEL_NAME,
     model_fingerprint,
     require_model,
+    require_own_model,
     require_short_directory,
     temporary_directory,
 )
@@ -130,6 +131,7 @@ def _load(model: str | os.PathLike[str] | None, library: str | os.PathLike[str] 
         require_short_directory(directory)
         # Absolute: the library opens the weights again for every new context.
         folder = Path(directory, MODEL_NAME).absolute()
+        require_own_model(folder)
         require_model(folder)
         is_foreign = is_loaded(_name_of(library))
         if not os.path.isabs(directory):

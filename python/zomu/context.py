@@ -70,6 +70,7 @@ class Context:
         finder: FinderOrName = None,
         order: str = "BGR",
         unchecked: bool = False,
+        largest: bool = False,
     ) -> NDArray[np.float32]:
         """The template of one face: 502 floats.
 
@@ -81,13 +82,15 @@ class Context:
         finder     without landmarks: what `zomu.finders` calls a finder, or its name. None means "mesh".
         order      "RGB" if red comes first.
         unchecked  true for landmarks that are right although `check_landmarks` finds a fault.
+        largest    of several faces that a finder finds, take the one whose eyes are at least twice as far
+                   apart as those of any other.
 
         Raises LandmarkError if the landmarks do not lie like those of a face in this picture: a template
         of them would be one of ordinary numbers, and might score high against others of that kind. Raises
         FaceCountError if landmarks are to be found, and the picture shows no face or several.
         """
         if landmarks is None:
-            landmarks = find_one_face(image, finder, order).landmarks
+            landmarks = find_one_face(image, finder, order, largest).landmarks
         elif finder is not None:
             raise ValueError("landmarks and a finder: only one of them can say where the face is")
         face = _prepared(image, landmarks, order, unchecked)

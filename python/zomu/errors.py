@@ -34,10 +34,12 @@ class TemplateError(Error, ValueError):
 class FaceCountError(Error):
     """A picture in which exactly one face is needed has none, or several."""
 
-    def __init__(self, message: str, count: int = 0) -> None:
+    def __init__(self, message: str, count: int = 0, has_largest: bool = False) -> None:
         super().__init__(message)
         self.count = count
         """How many faces were found."""
+        self.has_largest = has_largest
+        """Whether one of several is clearly the largest, which `largest` takes."""
 
 
 class ThresholdError(Error):

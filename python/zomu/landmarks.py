@@ -54,7 +54,10 @@ def read_landmarks(path: str | os.PathLike[str]) -> dict[int, tuple[float, float
         with open(path, "rb") as file:
             content = file.read(_SIZE_LIMIT + 1)
     except OSError as problem:
-        raise LandmarkError(f"{path}: cannot be opened: {problem.strerror}") from problem
+        next_step = ""
+        if isinstance(problem, FileNotFoundError):
+            next_step = "; `zomu find PICTURE --csv FOLDER` writes landmark files"
+        raise LandmarkError(f"{path}: cannot be opened: {problem.strerror}{next_step}") from problem
     if len(content) > _SIZE_LIMIT:
         raise LandmarkError(f"{path}: is larger than {_SIZE_LIMIT} bytes")
     text = content.removeprefix(b"\xef\xbb\xbf").decode("latin-1")

@@ -87,6 +87,22 @@ def require_model(folder: Path) -> None:
         )
 
 
+def require_own_model(folder: Path) -> None:
+    """Raises ModelError if another user has put the folder where everybody can put one.
+
+    Root may. A folder that the caller names is nobody else's choice; this is for the one that the library finds.
+    """
+    try:
+        owner, directory = os.lstat(folder).st_uid, os.stat(folder.parent)
+    except OSError:
+        return  # there is none
+    if directory.st_mode & 0o002 and owner not in (0, os.geteuid()):
+        raise ModelError(
+            f"{folder} belongs to another user, and everybody can write to {folder.parent}; whoever makes a model "
+            "decides who looks like whom, so set TMPDIR to a folder of your own and install one there"
+        )
+
+
 def require_short_directory(directory: str) -> None:
     """Raises ModelError if a path is so long that the library would end the process."""
     size = len(os.fsencode(directory.rstrip("/")))

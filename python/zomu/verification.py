@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 from dataclasses import dataclass
-from typing import TYPE_CHECKING, Any, Union
+from typing import TYPE_CHECKING, Any, NamedTuple, Union
 
 import numpy as np
 from numpy.typing import NDArray
@@ -16,7 +16,7 @@ from .errors import LandmarkError, TemplateError, problems_of
 from .landmarks import Landmarks, as_landmarks
 from .picture_files import read_picture
 from .templates import compare, is_template_file, load_template, template_fingerprint
-from .thresholds import MeasuredThreshold, Threshold, threshold_for
+from .thresholds import MeasuredThreshold, threshold_for
 
 if TYPE_CHECKING:
     from ._one_face import FinderOrName
@@ -35,6 +35,8 @@ class Verification:
     """Whether the score is at least the threshold."""
     measured: MeasuredThreshold | None
     """The measurement that the threshold comes from; None where the caller gave it."""
+    finder: str | None
+    """What found landmarks, with its version: "mesh 1". None where they were given, or in a template."""
     fingerprint: str | None
     """The model that made both templates, where it is known."""
     meaning: str
@@ -55,6 +57,7 @@ def verify(
     library: str | os.PathLike[str] | None = None,
     order: str = "BGR",
     unchecked: bool = False,
+    largest: bool = False,
 ) -> Verification:
     """Scores two faces, and says whether the score reaches the threshold of the model.
 
@@ -69,6 +72,8 @@ def verify(
     model      the model folder, and
     library    the file of the library, as `zomu.load` takes them
     order      "RGB" if red comes first in the arrays
+    largest    of several faces that a finder finds in a picture, take the one whose eyes are at least twice as
+               far apart as those of any other
 
     What cannot be judged raises an exception, and is never the same: FaceCountError for no face or several,
     ImageError, LandmarkError, TemplateError for templates of two models, ThresholdError for a model without a known
@@ -79,20 +84,20 @@ def verify(
     if any(_is_picture(side) for side in sides):
         with Context(model, library=library, handles=1) as context:
             fingerprint = _library.fingerprint_of_process()
-            limit = threshold_for(fingerprint, threshold)
-            templates = [
-                _template(side, points, context, finder, order, unchecked) for side, points in zip(sides, landmarks)
-            ]
+            threshold_for(fingerprint, threshold)
+            how = _How(finder, order, unchecked, largest)
+            extracted = [_extracted(side, points, context, how) for side, points in zip(sides, landmarks)]
+            found_by = next((name for _, name in extracted if name is not None), None)
+            templates = [template for template, _ in extracted]
     else:
+        found_by = None
         fingerprint = _fingerprint_of_templates(fingerprints, model, library)
-        limit = threshold_for(fingerprint, threshold)
         templates = [_stored(side, points, fingerprint) for side, points in zip(sides, landmarks)]
-    return _judged(compare(*templates), limit)
-
-
-def _judged(score: float, limit: Threshold) -> Verification:
-    is_same = score >= limit.value
-    return Verification(score, limit.value, is_same, limit.measured, limit.fingerprint, limit.meaning)
+    limit = threshold_for(fingerprint, threshold, found_by)
+    score = compare(*templates)
+    return Verification(
+        score, limit.value, score >= limit.value, limit.measured, found_by, limit.fingerprint, limit.meaning
+    )
 
 
 def _fingerprint_of_templates(
@@ -126,16 +131,32 @@ def _stored(side: Any, landmarks: Landmarks | None, fingerprint: str | None) -> 
     return template
 
 
-def _template(
-    side: Any, landmarks: Landmarks | None, context: Context, finder: FinderOrName, order: str, unchecked: bool
-) -> NDArray[np.float32]:
+class _How(NamedTuple):
+    """A picture becomes a template: as the caller of `verify` says."""
+
+    finder: FinderOrName
+    order: str
+    unchecked: bool
+    largest: bool
+
+
+def _extracted(
+    side: Any, landmarks: Landmarks | None, context: Context, how: _How
+) -> tuple[NDArray[np.float32], str | None]:
+    """The template, and what has found the landmarks."""
     if not _is_picture(side):
-        return _stored(side, landmarks, None)
+        return _stored(side, landmarks, None), None
     if not _is_path(side):
-        return context.extract(side, landmarks, finder=finder, order=order, unchecked=unchecked)
+        return _of_picture(side, landmarks, context, how)
     points = as_landmarks(landmarks) if landmarks is not None else None
     with problems_of(side):
-        image = read_picture(side)
-        if points is None:
-            points = as_landmarks(find_one_face(image, finder).landmarks)
-        return context.extract(image, points, unchecked=unchecked)
+        return _of_picture(read_picture(side), points, context, how._replace(order="BGR"))
+
+
+def _of_picture(
+    image: NDArray[np.uint8], landmarks: Landmarks | None, context: Context, how: _How
+) -> tuple[NDArray[np.float32], str | None]:
+    if landmarks is not None:
+        return context.extract(image, landmarks, order=how.order, unchecked=how.unchecked), None
+    face = find_one_face(image, how.finder, how.order, how.largest)
+    return context.extract(image, face.landmarks, order=how.order), face.made_by

@@ -1,14 +1,16 @@
 # Measures the finder of the Python package on the portrait and on rendered people; a quarter of an hour.
 #
-#   scripts/check.sh finder          errors of the landmarks, faces found and not found, time, and the error rates
-#                                    of the demonstration model with found and with exact landmarks
-#   scripts/check.sh finder learn    learns the tables of python/zomu/finders/data again, from other people
-#   scripts/check.sh finder data     whether the networks there are those of the npm package; wants npm and a
-#                                    package registry
+#   scripts/check.sh finder              errors of the landmarks, faces found and not found, time, and the error
+#                                        rates of the demonstration model with found and with exact landmarks
+#   scripts/check.sh finder threshold    the rates at the model's threshold, with both, on 1,000 other people:
+#                                        rates-found/rates.json becomes models/rendered-people-found.json
+#   scripts/check.sh finder learn        learns the tables of python/zomu/finders/data again, from other people
+#   scripts/check.sh finder data         whether the networks there are those of the npm package; wants npm and a
+#                                        package registry
 #
 # Photographs and results are in build/finder; photographs that are there are not drawn again.
 case ${*:-measure} in
-measure | learn | data) part=${1:-measure} ;;
+measure | threshold | learn | data) part=${1:-measure} ;;
 *) wrong_usage ;;
 esac
 home=$PWD/build/finder
@@ -57,12 +59,24 @@ portraits=(--portrait "as it is=examples/data/portrait.png,examples/data/portrai
 for copy in turned.png larger.png smaller.png mirrored.png darker.png noisy.png compressed.jpg; do
     portraits+=(--portrait "${copy%.*}=$home/copies/$copy,$home/copies/${copy%.*}.csv")
 done
-draw people 50000 700
-training/measure_finder "$home/people/manifest.csv" "$home" "${portraits[@]}"
 model="$home/~zvplugintmp~"
 "$tools/zomu-model" check "$model" >/dev/null 2>&1 ||
     "$tools/zomu-model" unpack models/rendered-people.pack "$model" --force >/dev/null
-for kind in exact found; do
-    printf '\nThe demonstration model with %s landmarks:\n' $kind
-    training/evaluate "$home/$kind.csv" "$home/rates-$kind" --model "$model"
-done
+
+# measure FOLDER OPTIONS...: finds the faces of the people there, and scores them
+measure() {
+    local out=$1
+    shift
+    training/measure_finder "$out/people/manifest.csv" "$out" "${portraits[@]}"
+    for kind in exact found; do
+        printf '\nThe demonstration model with %s landmarks:\n' $kind
+        training/evaluate "$out/$kind.csv" "$out/rates-$kind" --model "$model" "$@"
+    done
+}
+if [ "$part" = threshold ]; then
+    draw threshold/people 51000 1000
+    measure "$home/threshold" --threshold "$(sed -n 's/.*"threshold at.*": \(.*\),/\1/p' models/rendered-people.json)"
+else
+    draw people 50000 700
+    measure "$home"
+fi

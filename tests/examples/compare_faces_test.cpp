@@ -50,7 +50,8 @@ TEST_F(CompareFaces, scoresTwoFaces) {
 
 TEST_F(CompareFaces, commandLinesThatDoNotFitAreMisuse) {
     const std::string count =
-        "compare_faces: two faces are needed, each as a picture and its landmarks";
+        "compare_faces: two faces are needed, each as a picture and its landmarks; `zomu find "
+        "PICTURE --csv FOLDER` writes landmark files";
     // Command lines, and the first line of what is said of them.
     const std::vector<std::pair<Words, std::string>> misuses = {
         {{}, count},
@@ -79,13 +80,15 @@ TEST_F(CompareFaces, commandLinesThatDoNotFitAreMisuse) {
 
 TEST_F(CompareFaces, filesThatCannotBeUsedAreNamed) {
     const std::string missing = ": cannot be opened: No such file or directory";
+    const std::string next = "; `zomu find PICTURE --csv FOLDER` writes landmark files";
     const std::string few = folder.prefix() + "few.csv";
     std::ofstream(few) << "0,1,2\n";
     const std::vector<std::pair<Words, std::string>> faults = {
         {{"no.png", kLandmarks, kPicture, kLandmarks}, "no.png" + missing},
-        {{kPicture, "no.csv", kPicture, kLandmarks}, "no.csv" + missing},
-        {{kPicture, kLandmarks, kPicture, "no.csv"}, "no.csv" + missing},
-        {{kLandmarks, kPicture, kPicture, kLandmarks}, kLandmarks + ": is neither PNG nor JPEG"},
+        {{kPicture, "no.csv", kPicture, kLandmarks}, "no.csv" + missing + next},
+        {{kPicture, kLandmarks, kPicture, "no.csv"}, "no.csv" + missing + next},
+        {{kLandmarks, kPicture, kPicture, kLandmarks},
+         kLandmarks + ": is neither PNG nor JPEG; convert it, or take another"},
         {{kPicture, kPicture, kPicture, kLandmarks}, kPicture + ": line 1: expected id,x,y"},
         {{kPicture, few, kPicture, kLandmarks}, few + ": 24 landmarks are missing, the first is 1"},
     };

@@ -185,7 +185,11 @@ TEST_F(LandmarkFile, writesAHeaderAndPlainNumbers) {
 TEST_F(LandmarkFile, missingFilesAndRecordsThatCannotBeWrittenAreReported) {
     record = recordOf(std::vector<float>(58, 1.0F));
     EXPECT_FALSE(readLandmarks("/nowhere/at/all.csv", &record, &problem));
-    EXPECT_EQ(std::string(problem.text), "cannot be opened: No such file or directory");
+    EXPECT_EQ(std::string(problem.text),
+              "cannot be opened: No such file or directory; `zomu find PICTURE --csv FOLDER` "
+              "writes landmark files");
+    EXPECT_FALSE(readLandmarks(folder.path().string().c_str(), &record, &problem));
+    EXPECT_EQ(std::string(problem.text).find("zomu find"), std::string::npos) << problem.text;
     for (const std::int32_t count : {30, -1}) {
         record.count = count;
         EXPECT_FALSE(writeLandmarks("not-written.csv", &record, &problem));

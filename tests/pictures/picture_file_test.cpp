@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "pictures/test_pictures.h"
@@ -119,7 +120,8 @@ TEST_F(PictureFile, filesThatAreNotPicturesAreRefused) {
     expectRefusal(folder.path().string(), kFolderProblem);
     for (const char* text : {"", "x", "id,x,y\n0,1,2\n", "\x89PNG", "\xFF\xD8"}) {
         writeText(path, text);
-        expectRefusal(path, "is neither PNG nor JPEG");
+        expectRefusal(path, *text == '\0' ? "is neither PNG nor JPEG but empty; take another copy"
+                                          : "is neither PNG nor JPEG; convert it, or take another");
     }
     writeText(path, "\x89PNG\r\n\x1A\n");
     expectRefusal(path, "is a damaged PNG: ");
@@ -127,6 +129,33 @@ TEST_F(PictureFile, filesThatAreNotPicturesAreRefused) {
     expectRefusal(path, "is a damaged JPEG: ");
     writeText(path, encodeJpeg(8, 8, std::vector<std::uint8_t>(256, 90), TJPF_CMYK, TJSAMP_444));
     expectRefusal(path, "is a JPEG in printing colours");
+}
+
+TEST_F(PictureFile, otherKindsAreNamed) {
+    const std::string size("\0\0\0\x1C", 4);
+    const std::vector<std::pair<std::string, std::string>> files = {
+        {"GIF89a", "GIF"},
+        {"RIFF" + size + "WEBPVP8 ", "WebP"},
+        {size + "ftypheic", "HEIC"},
+        {size + "ftypmif1", "HEIC"},
+        {size + "ftypavif", "AVIF"},
+        {std::string("II*\0", 4), "TIFF"},
+        {std::string("MM\0*", 4), "TIFF"},
+        {"BM" + size, "BMP"},
+        {"%PDF-1.7", "PDF"},
+        {"\xFF\x0A", "JPEG XL"},
+        {size + "JXL \r\n\x87\n", "JPEG XL"},
+        {size + "jP  \r\n\x87\n", "JPEG 2000"},
+    };
+    for (const auto& [bytes, kind] : files) {
+        writeText(path, bytes);
+        expectRefusal(path, "is neither PNG nor JPEG but " + kind + "; convert it");
+    }
+    // Cut off before the mark ends, and other files in such a container.
+    for (const std::string& bytes : {size + "ftyphe", size + "ftypisom", std::string("RIFF1234")}) {
+        writeText(path, bytes);
+        expectRefusal(path, "is neither PNG nor JPEG; convert it, or take another");
+    }
 }
 
 TEST_F(PictureFile, picturesThatAreCutOffAreRefused) {

@@ -2,13 +2,14 @@
 
 import json
 import os
+import sys
 import unittest
 
 import numpy as np
 
 import zomu
 from command_support import CommandTest, zomu_command
-from support import MODEL, TOOLS, linked_model, run
+from support import LANDMARKS, MODEL, TOOLS, linked_model, run
 from zomu import model_check, model_folder, model_pack
 from zomu.thresholds import DEMONSTRATION_MODEL
 
@@ -45,6 +46,38 @@ class CommandModelTest(CommandTest):
         self.assertEqual(done, {
             "folder": str(folder), "fingerprint": DEMONSTRATION_MODEL, "is_demonstration_model": True
         })
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can give a folder to another user")
+    def test_a_model_that_another_user_put_where_everybody_can_is_refused(self) -> None:
+        everybodys = self.folder / "everybodys"
+        everybodys.mkdir()
+        everybodys.chmod(0o1777)
+        model = linked_model(everybodys / "~zvplugintmp~")
+        os.chown(model, 65534, 65534)
+        place = f"{model} belongs to another user, and everybody can write to {everybodys}; "
+        picture, out = LANDMARKS.with_suffix(".png"), self.folder / "out.zomu"
+        extract = ["extract", picture, out, "--landmarks", LANDMARKS]
+        python = [sys.executable, "-B", "-m", "zomu"]
+        commands = [[*python, "model", name] for name in ("where", "check", "fingerprint", "install")]
+        commands += [[*python, *extract], [TOOL, "install", "--force"]]
+        commands.append([TOOLS / "zomu-template", "extract", picture, LANDMARKS, out])
+        for command in commands:
+            done = run(*command, TMPDIR=str(everybodys))
+            with self.subTest(command):
+                self.assertEqual((done.returncode, done.stdout), (1, ""))
+                self.assert_one_line(done.stderr)
+                self.assertTrue(done.stderr.partition(": ")[2].startswith(place), done.stderr)
+                self.assertTrue(done.stderr.endswith("set TMPDIR to a folder of your own and install one there\n"))
+        self.assertEqual(len({run(*c, TMPDIR=str(everybodys)).stderr.partition(": ")[2] for c in commands[3:6]}), 1)
+
+        done = run(*python, *extract, "--model", model, TMPDIR=str(everybodys))
+        self.assertEqual((done.returncode, done.stderr), (0, ""), "who names a folder has chosen it")
+        for owner, mode in ((0, 0o1777), (65534, 0o755)):
+            os.chown(model, owner, owner)
+            everybodys.chmod(mode)
+            for command in (commands[0], commands[4], commands[6]):
+                done = run(*command, TMPDIR=str(everybodys))
+                self.assertEqual((done.returncode, done.stderr), (0, ""))
 
     def test_only_a_model_is_replaced_and_only_when_asked(self) -> None:
         target = self.folder / "model"

@@ -59,7 +59,7 @@ class LandmarkFileTest(unittest.TestCase):
             self.assertEqual(done.stderr, f"compare_faces: {caught.exception}\n")
 
     def test_a_missing_file_is_a_landmark_error(self) -> None:
-        with self.assertRaisesRegex(zomu.LandmarkError, "cannot be opened: No such file"):
+        with self.assertRaisesRegex(zomu.LandmarkError, "cannot be opened: No such file or directory; `zomu find PICTURE --csv FOLDER` writes landmark files$"):
             zomu.read_landmarks(self.path)
 
     def test_a_written_file_gives_the_same_floats(self) -> None:

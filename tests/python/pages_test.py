@@ -1,7 +1,6 @@
 """The man page and the completions of `zomu` are those of its parser, and name all of it."""
 
 import importlib.util
-import re
 import shutil
 import subprocess
 import tempfile
@@ -9,20 +8,13 @@ import unittest
 from pathlib import Path
 
 import zomu
-from command_support import zomu_command
+from command_support import help_tree
 from support import PROJECT, TOOLS, run
 
 PAGES = PROJECT / "python/pages"
 SPECIFICATION = importlib.util.spec_from_file_location("make_pages", PROJECT / "python/make_pages.py")
 make_pages = importlib.util.module_from_spec(SPECIFICATION)
 SPECIFICATION.loader.exec_module(make_pages)
-
-
-def names_in_help(*command: str) -> tuple[list[str], set[str]]:
-    """The commands below this one and its long options, as --help shows them."""
-    text = zomu_command(*command, "--help").out
-    below = re.findall(r"^    ([a-z]+)\b", text.partition("options:")[0], re.MULTILINE)
-    return below, set(re.findall(r"--[a-z]+", text.partition("options:")[2]))
 
 
 def complete(*words: str) -> list[str]:
@@ -39,12 +31,7 @@ class PagesTest(unittest.TestCase):
             self.assertEqual((PAGES / name).read_text(), content, "run PYTHONPATH=python python/make_pages.py")
 
     def test_every_subcommand_and_option_is_named(self) -> None:
-        commands, waiting = [], [()]
-        while waiting:
-            command = waiting.pop()
-            below, options = names_in_help(*command)
-            commands.append((command, options))
-            waiting += [(*command, name) for name in below]
+        commands = [(command, options) for command, _, options in help_tree()]
         self.assertEqual(len(commands), 1 + 8 + 5)
         manual = (PAGES / "zomu.1").read_text().replace("\\-", "-")
         zsh, fish = (PAGES / "_zomu").read_text(), (PAGES / "zomu.fish").read_text()

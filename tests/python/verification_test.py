@@ -7,10 +7,12 @@ import numpy as np
 
 import zomu
 from command_support import ANN, ANN_AGAIN, BOB, CommandTest, five_faces
-from support import LANDMARKS, MODEL, PROJECT, run_python
+from support import LANDMARKS, MODEL, PICTURE, PROJECT, run_python
 from zomu import finders, thresholds
 
-EVALUATION = json.loads((PROJECT / "models/rendered-people.json").read_text())
+EVALUATION, WITH_FINDER = (
+    json.loads((PROJECT / "models" / name).read_text()) for name in ("rendered-people.json", "rendered-people-found.json")
+)
 DEMONSTRATION = thresholds.DEMONSTRATION_MODEL
 
 
@@ -26,6 +28,15 @@ class VerificationTest(CommandTest):
         self.assertEqual(measured.false_non_match_rate, EVALUATION["false non-matches there"])
         self.assertEqual((EVALUATION["photographs"], EVALUATION["people"]), (8000, 1000))
         self.assertIn("8,000 photographs of 1,000 rendered people", measured.measured_on)
+        found = thresholds.MEASURED_WITH_FINDER[DEMONSTRATION, "mesh 1"]
+        self.assertEqual(found.value, measured.value)
+        self.assertEqual(found.value, WITH_FINDER["given threshold"])
+        self.assertEqual(found.false_match_rate, WITH_FINDER["false matches at it"])
+        self.assertEqual(found.false_non_match_rate, WITH_FINDER["false non-matches at it"])
+        self.assertIn(f"{WITH_FINDER['photographs']:,} photographs of 1,000 rendered people", found.measured_on)
+        self.assertIn(f"in {8000 - WITH_FINDER['photographs']} others", found.measured_on)
+        mesh = finders.finder_named()
+        self.assertEqual(found.finder, f"{mesh.name} {mesh.version}")
         readme = (PROJECT / "models/README.md").read_text()
         self.assertIn(DEMONSTRATION, readme)
         self.assertIn("cannot identify real people", measured.model)
@@ -37,8 +48,53 @@ class VerificationTest(CommandTest):
         for result in (same, different):
             self.assertEqual(result.same, result.score >= result.threshold)
             self.assertEqual(result.fingerprint, DEMONSTRATION)
-            for words in ("0.1 % of the pairs of different people", "0.196 %", "cannot identify real people"):
+            for words in ("0.106 % of the pairs of different people", "0.878 %", "cannot identify real people"):
                 self.assertIn(words, result.meaning)
+
+    def test_rates_are_those_of_the_landmarks_that_were_used(self) -> None:
+        exact = zomu.read_landmarks(ANN.with_suffix(".csv")), zomu.read_landmarks(BOB.with_suffix(".csv"))
+
+        def another_finder(picture: np.ndarray) -> list[finders.Face]:
+            return [finders.Face((0, 0, 9, 9), 1.0, {n: exact[0][n] for n in zomu.REQUIRED_IDS}, "other", "7")]
+
+        known, found = (0.001, 0.0019642857142857144), (0.001061710920752665, 0.008778455586966225)
+        for landmarks, finder, name, rates in (
+            (exact, None, None, known),
+            ((exact[0], None), None, "mesh 1", found),
+            ((None, None), "mesh", "mesh 1", found),
+            ((None, exact[1]), another_finder, "other 7", known),
+        ):
+            result = zomu.verify(ANN, BOB, landmarks=landmarks, finder=finder)
+            measured = result.measured
+            self.assertEqual((result.finder, result.threshold), (name, 0.7097293138504028))
+            self.assertEqual((measured.false_match_rate, measured.false_non_match_rate), rates)
+            self.assertEqual("landmarks of a finder, the rates may be" in result.meaning, rates == known)
+
+    def test_the_largest_face_is_taken_on_request_where_it_is_clearly_that(self) -> None:
+        exact = zomu.read_landmarks(PICTURE.with_suffix(".csv"))
+
+        def face(scale: float) -> finders.Face:
+            places = {n: (scale * exact[n][0], scale * exact[n][1]) for n in zomu.REQUIRED_IDS}
+            return finders.Face((0, 0, 9, 9), 1.0, places, "any", "1")
+
+        image = zomu.read_picture(PICTURE)
+        with zomu.Context() as context:
+            expected = context.extract(image, face(1).landmarks)
+            for scales, is_clear in (((0.5, 1), True), ((0.3, 1, 0.4), True), ((0.51, 1, 0.2), False), ((1, 1), False)):
+                faces = [face(scale) for scale in scales]
+                with self.assertRaisesRegex(zomu.FaceCountError, f"^{len(faces)} faces were found where") as caught:
+                    context.extract(image, finder=lambda picture: faces)
+                self.assertEqual((caught.exception.count, caught.exception.has_largest), (len(faces), is_clear))
+                if is_clear:
+                    template = context.extract(image, finder=lambda picture: faces, largest=True)
+                    self.assertEqual(template.tobytes(), expected.tobytes())
+                    result = zomu.verify(image, PICTURE, finder=lambda picture: faces, largest=True)
+                    self.assertEqual(result.score, zomu.compare(expected, expected))
+                else:
+                    with self.assertRaisesRegex(zomu.FaceCountError, "none of them twice as large as the others"):
+                        context.extract(image, finder=lambda picture: faces, largest=True)
+            with self.assertRaisesRegex(zomu.FaceCountError, "^no face was found"):
+                context.extract(image, finder=blind_finder, largest=True)
 
     def test_files_arrays_and_templates_give_one_score(self) -> None:
         with zomu.Context() as context:

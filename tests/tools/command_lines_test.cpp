@@ -21,6 +21,9 @@ static const std::string kScores = ZOMU_SCORES_PATH;
 static const std::string kTemplate = ZOMU_TEMPLATE_PATH;
 static const std::string kVariants = ZOMU_VARIANTS_PATH;
 
+// What those learn who have no landmarks yet.
+static const std::string kFindHint = "; `zomu find PICTURE --csv FOLDER` writes landmark files";
+
 TEST(CommandLines, helpIsNotAnError) {
     const TemporaryFolder withoutModel;
     for (const std::string& tool : {kInspect, kModel, kPatches, kScores, kTemplate, kVariants}) {
@@ -41,8 +44,13 @@ TEST(CommandLines, thatAreIncompleteOrWrongAreStatusTwo) {
         expectRefusal(tool, {"bake"}, 2, "A subcommand is required");
     }
     for (const std::string& tool : {kInspect, kVariants}) {
-        expectRefusal(tool, {kPicture, kLandmarks}, 2, "OUTDIR is required");
+        expectRefusal(tool, {kPicture, kLandmarks}, 2, "OUTDIR is required" + kFindHint);
+        expectRefusal(tool, {kPicture}, 2, "LANDMARKS is required" + kFindHint);
+        EXPECT_NE(runTool(tool, {"--help"}).out.find("`zomu find PICTURE --csv FOLDER` writes one"),
+                  std::string::npos);
     }
+    expectRefusal(kTemplate, {"extract", kPicture}, 2, "LANDMARKS is required" + kFindHint);
+    expectRefusal(kTemplate, {"extract", kPicture, model}, 2, "FILE is required" + kFindHint);
     for (const char* command : {"make", "check", "fingerprint"}) {
         expectRefusal(kModel, {command}, 2, "DIR is required");
     }
@@ -72,6 +80,8 @@ TEST(CommandLines, filesThatCannotBeUsedAreNamed) {
         expectRefusal(tool, {"no.png", kLandmarks, dot}, 1,
                       "no.png: cannot be opened: No such file or directory");
         expectRefusal(tool, {kPicture, kPicture, dot}, 1, noRecord);
+        expectRefusal(tool, {kPicture, "no.csv", dot}, 1,
+                      "no.csv: cannot be opened: No such file or directory" + kFindHint);
         expectRefusal(tool, {kPicture, kLandmarks, dot + "/x"}, 1,
                       dot + "/x: cannot be created: Not a directory");
     }

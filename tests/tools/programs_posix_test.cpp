@@ -104,7 +104,8 @@ TEST(ProgramEnds, picturesWithoutRoomAreNamed) {
             std::fputs(reasonOf([&] { loadPicture(path); }).c_str(), stdout);
             std::fflush(stdout);
         });
-        EXPECT_EQ(result.output, path + ": does not fit into memory: 3000 x 3000 pixels");
+        EXPECT_EQ(result.output,
+                  path + ": does not fit into memory: 3000 x 3000 pixels; shrink it");
         EXPECT_EQ(result.status, 0);
     }
 }

@@ -6,9 +6,9 @@ from pathlib import Path
 
 import numpy as np
 
-from evaluation.pairs import PairScores, from_matrix, person_indices
+from evaluation.pairs import PairScores, first_rank, from_matrix, person_indices
 from evaluation.plots import plot_det, plot_roc
-from evaluation.rates import curve_of, equal_error_interval, error_curve
+from evaluation.rates import curve_of, equal_error_interval, error_curve, rates_at
 
 
 def drawn_pairs(people: int, photos: int, distance: float, seed: int) -> PairScores:
@@ -28,7 +28,24 @@ class Pairs(unittest.TestCase):
         self.assertEqual(from_matrix(matrix, np.zeros(3, int)).scores.tolist(), [1, 2, 5])
 
 
+    def test_the_first_rank_is_that_of_a_plain_search(self):
+        pairs = drawn_pairs(20, 3, 1.5, 4)
+        person = np.append(pairs.person, 20)  # somebody with a single photograph does not count
+        matrix = np.full((61, 61), -9.0)
+        matrix[np.triu_indices(60, 1)[0], np.triu_indices(60, 1)[1]] = pairs.scores
+        matrix = np.maximum(matrix, matrix.T)
+        matrix[60, 7] = matrix[7, 60] = 50
+        expected = np.mean([person[matrix[k].argmax()] == person[k] for k in range(60)])
+        self.assertTrue(0.2 < expected < 0.95, expected)
+        self.assertEqual(first_rank(from_matrix(matrix, person)), expected)
+
+
 class Rates(unittest.TestCase):
+    def test_rates_at_a_threshold_count_scores_that_equal_it_as_matches(self):
+        pairs = PairScores(np.array([2, 1, 1, 2, 3, 0], np.float32), np.array([0, 0, 1, 1]))
+        for threshold, expected in ((0, (1, 0)), (1, (1, 0.5)), (2, (0.5, 0.5)), (2.5, (0.25, 1)), (9, (0, 1))):
+            self.assertEqual(rates_at(pairs, threshold), expected)
+
     def test_separate_scores_have_no_errors_and_can_be_drawn(self):
         curve = error_curve(np.array([2.0, 3.0]), np.array([0.0, 1.0]))
         self.assertEqual((curve.equal_error(), curve.non_match_at(0)), (0, 0))

@@ -3,11 +3,19 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 
 #include "command_line/interruption.h"
 
+static constexpr char kLandmarks[] = "LANDMARKS";
+
 void Command::addArgument(const char* name, std::string& value, const char* help) {
     app->add_option(name, value, help)->required();
+}
+
+void Command::addLandmarks(std::string& value) {
+    addArgument(kLandmarks, value,
+                "CSV file with id,x,y; `zomu find PICTURE --csv FOLDER` writes one");
 }
 
 void Command::addOptionalArgument(const char* name, std::string& value, const char* help) {
@@ -47,6 +55,15 @@ bool Command::isGiven() const {
     return app->parsed();
 }
 
+// For whoever has named too few files.
+static std::string nextStep(const CLI::App& app) {
+    const std::vector<CLI::App*> given = app.get_subcommands();
+    const CLI::App& command = given.empty() ? app : *given.front();
+    return command.get_option_no_throw(kLandmarks) != nullptr
+               ? "; `zomu find PICTURE --csv FOLDER` writes landmark files"
+               : "";
+}
+
 int runTool(const char* name, const char* description, int argc, char** argv,
             const std::function<void(Command&)>& addOptions, const std::function<void()>& work) {
     int status = 1;
@@ -62,6 +79,9 @@ int runTool(const char* name, const char* description, int argc, char** argv,
                 return app.exit(problem);  // a request for help
             }
             status = 2;
+            if (dynamic_cast<const CLI::RequiredError*>(&problem) != nullptr) {
+                throw std::runtime_error(problem.what() + nextStep(app));
+            }
             throw;
         }
         work();

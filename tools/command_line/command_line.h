@@ -21,6 +21,10 @@ class Command {
     // Must be given, in the order of the calls.
     void addArgument(const char* name, std::string& value, const char* help);
 
+    // LANDMARKS, the file of a face, which must be given as well. A command line that is too short then gets an
+    // answer that says how to make one.
+    void addLandmarks(std::string& value);
+
     // May be left out, behind those that must be given.
     void addOptionalArgument(const char* name, std::string& value, const char* help);
 

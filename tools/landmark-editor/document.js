@@ -10,6 +10,16 @@ zomu.LandmarkDocument = class {
     this.state = {points: new Map(), moved: new Set(), sides: true};
     this.past = [];
     this.future = [];
+    this.markSaved();
+  }
+
+  markSaved() {
+    this.savedState = this.state;
+  }
+
+  // Whether the state differs from what is in a file, or from nothing.
+  get unsaved() {
+    return this.state !== this.savedState;
   }
 
   get points() {

@@ -24,11 +24,18 @@ zomu.Stage = class {
   }
 
   show(photo) {
+    this.photo?.close();
     this.photo = photo;
     this.canvas.width = photo.width;
     this.canvas.height = photo.height;
     this.canvas.getContext('2d').drawImage(photo, 0, 0);
     this.fit();
+  }
+
+  clear() {
+    this.photo?.close();
+    this.photo = null;
+    this.canvas.width = this.canvas.height = 0;
   }
 
   // From pixels of the photo to those of the stage, and back.
@@ -116,16 +123,23 @@ zomu.Stage = class {
     this.draw();
   }
 
-  // `marks` is a list of {id, point, group, label, moved, current}; `cross` a point or null.
-  setMarks(marks, cross) {
-    this.marks = marks;
-    this.cross = cross;
+  // `marks` is a list of {id, point, group, label, moved, current}; `cross` a point or null; `faces` have boxes
+  // among which somebody chooses.
+  setMarks(marks, cross, faces) {
+    Object.assign(this, {marks, cross, faces});
     this.draw();
   }
 
   draw() {
     this.svg.replaceChildren();
     for (const mark of this.marks ?? []) this.drawMark(mark);
+    (this.faces ?? []).forEach(({box: [left, top, right, bottom]}, index) => {
+      const [from, to] = [this.onStage({x: left, y: top}), this.onStage({x: right, y: bottom})];
+      const box = {x: from.x, y: from.y, width: to.x - from.x, height: to.y - from.y, rx: 6};
+      this.add(this.svg, 'rect', {...box, class: 'face-halo'});
+      this.add(this.svg, 'rect', {...box, class: 'face'});
+      this.add(this.svg, 'text', {x: from.x + 10, y: from.y + 22, class: 'face-number'}, String(index + 1));
+    });
     if (this.cross) {
       const {x, y} = this.onStage(this.cross);
       const lines = `M ${x - 22} ${y} H ${x - 5} M ${x + 5} ${y} H ${x + 22} ` +

@@ -20,7 +20,8 @@ static std::string quoted(const std::string& field) {
 std::string csvLine(const std::vector<std::string>& fields) {
     std::string line;
     for (const std::string& field : fields) {
-        line += (line.empty() ? "" : ",") + quoted(field);
+        line += line.empty() ? "" : ",";
+        line += quoted(field);
     }
     return line + '\n';
 }

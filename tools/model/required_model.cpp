@@ -1,5 +1,10 @@
 #include "model/required_model.h"
 
+#if !defined(_WIN32)
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
 #include <stdexcept>
 #include <string>
 
@@ -8,8 +13,34 @@
 
 namespace fs = std::filesystem;
 
+namespace {
+
+#if defined(_WIN32)
+bool isOfAnotherUser(const fs::path&) {
+    return false;
+}
+#else
+bool isOfAnotherUser(const fs::path& folder) {
+    struct stat entry = {};
+    struct stat directory = {};
+    return lstat(folder.c_str(), &entry) == 0 &&
+           stat(folder.parent_path().c_str(), &directory) == 0 &&
+           (directory.st_mode & S_IWOTH) != 0 && entry.st_uid != 0 && entry.st_uid != geteuid();
+}
+#endif
+
+}  // namespace
+
 fs::path placeOfModel() {
     findModelDirectory();
+    const fs::path folder = fs::path(modelDir).parent_path();  // without the separator at its end
+    if (isOfAnotherUser(folder)) {
+        const std::string directory = folder.parent_path().string();
+        throw std::runtime_error(
+            folder.string() + " belongs to another user, and everybody can write to " + directory +
+            "; whoever makes a model decides who looks like whom, so set TMPDIR " +
+            "to a folder of your own and install one there");
+    }
     return modelDir;
 }
 

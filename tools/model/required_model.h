@@ -4,7 +4,8 @@
 
 #include <filesystem>
 
-// The folder in which the library looks for its model.
+// The folder in which the library looks for its model. Throws std::runtime_error where another user than root has
+// put it into a directory to which everybody can write.
 std::filesystem::path placeOfModel();
 
 // That folder, where it holds all files of a model. Otherwise throws std::runtime_error, which says what to do:

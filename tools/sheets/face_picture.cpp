@@ -42,7 +42,7 @@ BgrPicture loadPicture(const std::string& path) {
     } catch (const std::bad_alloc&) {
         throw std::runtime_error(path +
                                  ": does not fit into memory: " + std::to_string(picture.width) +
-                                 " x " + std::to_string(picture.height) + " pixels");
+                                 " x " + std::to_string(picture.height) + " pixels; shrink it");
     }
 }
 

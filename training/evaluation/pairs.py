@@ -26,6 +26,27 @@ class PairScores:
         return same
 
 
+def first_rank(pairs: PairScores) -> float:
+    """The share of photographs whose highest score with another one is with the same person's.
+
+    Counts the photographs of people who have two or more.
+    """
+    count = len(pairs.person)
+    best = np.full(count, -np.inf, np.float32)
+    nearest = np.zeros(count, np.int64)
+    start = 0
+    for i in range(count - 1):
+        row = pairs.scores[start:start + count - 1 - i]
+        start += len(row)
+        own = int(row.argmax())
+        if row[own] > best[i]:
+            best[i], nearest[i] = row[own], i + 1 + own
+        higher = i + 1 + np.flatnonzero(row > best[i + 1:])
+        best[higher], nearest[higher] = row[higher - i - 1], i
+    has_others = np.bincount(pairs.person)[pairs.person] > 1
+    return float((pairs.person[nearest] == pairs.person)[has_others].mean())
+
+
 def person_indices(names: list[str]) -> np.ndarray:
     return np.unique(np.array(names), return_inverse=True)[1]
 

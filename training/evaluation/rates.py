@@ -54,6 +54,13 @@ def curve_of(pairs: PairScores) -> Curve:
     return error_curve(pairs.scores[same], pairs.scores[~same])
 
 
+def rates_at(pairs: PairScores, threshold: float) -> tuple[float, float]:
+    """The share of different pairs at or above a threshold, and of same pairs below it."""
+    same = pairs.is_same()
+    false_match = np.mean(pairs.scores[~same] >= threshold)
+    return float(false_match), float(np.mean(pairs.scores[same] < threshold))
+
+
 @dataclass(frozen=True)
 class Interval:
     low: float

@@ -36,10 +36,12 @@ def add(commands: Any) -> None:
 
 def _work(options: Namespace) -> int:
     with open_context(options) as context:
-        limit = threshold_for(_library.fingerprint_of_process(), options.threshold)
+        fingerprint = _library.fingerprint_of_process()
+        threshold_for(fingerprint, options.threshold)
         gallery = read_gallery(options.folder, context, options)
     if not gallery.members:
         raise Error(f"{options.folder}: there is no face in this folder that could be compared")
+    limit = threshold_for(fingerprint, options.threshold, gallery.found_by)
     groups = connected(gallery.templates, limit.value)
     members = gallery.members
     if options.json:

@@ -11,6 +11,7 @@ import numpy as np
 from numpy.typing import NDArray
 
 from .._files import write_file
+from .._one_face import NO_FACE
 from ..errors import Error, problems_of
 from ..landmark_check import check_landmarks
 from ..landmarks import as_landmarks
@@ -58,7 +59,7 @@ def _work(options: Namespace) -> int:
         image, found = faces_in(options.picture, the_finder(options))
         faces = [face.landmarks for face in found]
         if not faces:
-            raise Error(f"{options.picture}: no face was found: take another photo, or give its landmarks")
+            raise Error(f"{options.picture}: {NO_FACE}")
     write_file(options.output, _png_with(image, faces, options.ids))
     print(f"{shown(options.output)}: {len(faces)} {'face' if len(faces) == 1 else 'faces'}")
     return 0

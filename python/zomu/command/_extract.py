@@ -5,16 +5,17 @@ from __future__ import annotations
 from argparse import Namespace
 from typing import Any
 
-from ..errors import LandmarkError, problems_of
+from ..errors import problems_of
 from ..templates import save_template, template_fingerprint
 from ._faces import one_face, open_context
 from ._options import (
     add_finder,
     add_json,
+    add_largest,
     add_model,
     add_subcommand,
     add_unchecked,
-    require_landmarks_for_unchecked,
+    require_fitting,
 )
 from ._output import print_json, shown
 
@@ -33,14 +34,14 @@ def add(commands: Any) -> None:
     where = parser.add_mutually_exclusive_group()
     where.add_argument("--landmarks", metavar="FILE", help="the landmarks of the face: a CSV file with id,x,y")
     add_finder(where)
+    add_largest(parser)
     add_unchecked(parser)
     add_model(parser)
     add_json(parser)
 
 
 def _work(options: Namespace) -> int:
-    if not require_landmarks_for_unchecked(options):
-        raise LandmarkError("--unchecked is for the landmarks of --landmarks FILE")
+    require_fitting(options)
     with open_context(options) as context:
         image, landmarks = one_face(options.picture, options.landmarks, options)
         with problems_of(options.picture):

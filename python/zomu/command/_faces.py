@@ -14,7 +14,7 @@ import numpy as np
 from numpy.typing import NDArray
 
 from .. import finders
-from .._one_face import finder_of, find_one_face
+from .._one_face import NO_FACE, finder_of, find_one_face
 from ..context import Context
 from ..errors import FaceCountError, ImageError, LandmarkError, ModelError, TemplateError, problems_of
 from ..finders import Face, Finder
@@ -23,6 +23,7 @@ from ..model_folder import MODEL_NAME, temporary_directory
 from ..picture_files import read_picture
 from ..templates import is_template_file, load_template
 from ._output import progressing, warn
+from ._reasons import reason
 
 # Files with these endings are taken for pictures; of some kinds the reader says that it doesn't read them.
 _PICTURES = frozenset(".avif .bmp .gif .heic .heif .jpe .jpeg .jpg .png .tif .tiff .webp".split())
@@ -74,7 +75,7 @@ def one_face(path: str, landmarks: str | None, options: Namespace) -> tuple[NDAr
             return read_picture(path), points
     with problems_of(path):
         image = read_picture(path)
-        return image, find_one_face(image, the_finder(options)).landmarks
+        return image, find_one_face(image, the_finder(options), largest=options.largest).landmarks
 
 
 def files_under(folder: str, endings: frozenset[str]) -> list[str]:
@@ -102,6 +103,8 @@ class Member:
     faces: int
     """How many the picture has."""
     template: NDArray[np.float32]
+    found_by: str | None
+    """The finder and its version; None for a template."""
 
     @property
     def name(self) -> str:
@@ -113,6 +116,11 @@ class Gallery:
     members: list[Member]
     rejects: list[dict[str, str]]
     """Path and reason of files that gave no face."""
+
+    @property
+    def found_by(self) -> str | None:
+        """What found landmarks, with its version; None if all are templates."""
+        return next((member.found_by for member in self.members if member.found_by is not None), None)
 
     @property
     def templates(self) -> NDArray[np.float32]:
@@ -129,7 +137,7 @@ def read_gallery(folder: str, context: Context, options: Namespace) -> Gallery:
         try:
             members += _members_of(path, context, options)
         except PICTURE_PROBLEMS as problem:
-            rejects.append({"file": path, "reason": str(problem).removeprefix(f"{path}: ")})
+            rejects.append({"file": path, "reason": reason(problem, path, options)})
     for reject in rejects:
         warn(options.name, f"{reject['file']}: {reject['reason']}; left out")
     return Gallery(members, rejects)
@@ -137,12 +145,12 @@ def read_gallery(folder: str, context: Context, options: Namespace) -> Gallery:
 
 def _members_of(path: str, context: Context, options: Namespace) -> list[Member]:
     if is_template_file(path):
-        return [Member(path, 1, 1, load_template(path))]
+        return [Member(path, 1, 1, load_template(path), None)]
     image, faces = faces_in(path, the_finder(options))
     if not faces:
-        raise FaceCountError("no face was found")
+        raise FaceCountError(NO_FACE)
     return [
-        Member(path, number, len(faces), context.extract(image, face.landmarks))
+        Member(path, number, len(faces), context.extract(image, face.landmarks), face.made_by)
         for number, face in enumerate(faces, start=1)
     ]
 
@@ -150,8 +158,10 @@ def _members_of(path: str, context: Context, options: Namespace) -> list[Member]
 def template_of(path: str, context: Context, options: Namespace) -> NDArray[np.float32]:
     """Of a template file, or of the one face in a picture."""
     if is_template_file(path):
+        if options.landmarks is not None:
+            raise TemplateError(f"{path}: is a template, which has no use for --landmarks")
         return load_template(path)
-    image, landmarks = one_face(path, None, options)
+    image, landmarks = one_face(path, options.landmarks, options)
     with problems_of(path):
         return context.extract(image, landmarks)
 

@@ -7,12 +7,14 @@ from argparse import Namespace
 from pathlib import Path
 from typing import Any
 
+from .._one_face import NO_FACE, only_face
 from ..errors import Error
 from ..finders import Face
 from ..landmarks import write_landmarks
 from ._faces import PICTURE_PROBLEMS, faces_in, the_finder
-from ._options import add_finder, add_json, add_subcommand
+from ._options import add_finder, add_json, add_largest, add_subcommand
 from ._output import print_json, progressing, shown, warn
+from ._reasons import reason
 
 
 class Occupied(Error):
@@ -36,6 +38,7 @@ def add(commands: Any) -> None:
     )
     parser.add_argument("--force", action="store_true", help="replace landmark files that are there")
     add_finder(parser)
+    add_largest(parser)
     add_json(parser)
 
 
@@ -52,6 +55,8 @@ def _work(options: Namespace) -> int:
         try:
             image, faces = faces_in(path, finder)
             result["height"], result["width"] = image.shape[:2]
+            if options.largest:
+                faces = [only_face(faces, largest=True)]
             for number, face in enumerate(faces, start=1):
                 result["faces"].append(_described(face))
                 if options.csv is not None:
@@ -59,9 +64,9 @@ def _work(options: Namespace) -> int:
                     write_landmarks(file, face.landmarks)
                     result["faces"][-1]["csv"] = str(file)
             if not faces:
-                result["error"] = "no face was found"
+                result["error"] = NO_FACE
         except (Occupied, *PICTURE_PROBLEMS) as problem:
-            result["error"] = str(problem).removeprefix(f"{path}: ")
+            result["error"] = reason(problem, path, options)
         is_good = is_good and "error" not in result
     if options.json:
         print_json(results)

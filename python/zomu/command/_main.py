@@ -9,9 +9,10 @@ import traceback
 from types import FrameType
 from typing import NoReturn, Sequence
 
-from ..errors import Error, ImageError, LandmarkError
+from ..errors import Error
 from ._output import Failure, print_json
 from ._parser import build_parser
+from ._reasons import told
 
 
 def main(arguments: Sequence[str] | None = None) -> int:
@@ -38,7 +39,7 @@ def main(arguments: Sequence[str] | None = None) -> int:
         print(f"{options.name}: interrupted", file=sys.stderr)
         return 128 + signal.SIGINT
     except (Error, ModuleNotFoundError) as problem:
-        return _fail(options, f"{problem}{_next_step(problem)}")
+        return _fail(options, told(problem, options))
     except MemoryError:
         return _fail(options, "there is not enough memory; take a smaller picture")
     except OSError as problem:
@@ -54,15 +55,6 @@ def main(arguments: Sequence[str] | None = None) -> int:
 def _end(number: int, frame: FrameType | None) -> NoReturn:
     """What is unfinished is removed on the way."""
     raise SystemExit(128 + number)
-
-
-def _next_step(problem: Exception) -> str:
-    """What to do, for problems that don't say it themselves."""
-    if isinstance(problem, ImageError) and not isinstance(problem.__cause__, OSError):
-        return "; take or make another: PNG and JPEG are read, from 2 x 2 to some 268 million pixels"
-    if isinstance(problem, LandmarkError):
-        return "; docs/landmarks.md shows where landmarks are"
-    return ""
 
 
 def _fail(options: Failure, text: str) -> int:

@@ -13,8 +13,9 @@ from .._files import write_file
 from ..errors import Error
 from ..landmarks import write_landmarks
 from ._faces import PICTURE_PROBLEMS, one_face, pictures_under
-from ._options import add_finder, add_json, add_subcommand
+from ._options import add_finder, add_json, add_largest, add_subcommand
 from ._output import print_json, progressing, shown, warn
+from ._reasons import reason
 
 _FEWEST = 2
 _Row = tuple[str, str, str]
@@ -33,6 +34,7 @@ def add(commands: Any) -> None:
     parser.add_argument("folder", metavar="FOLDER", help="the folder that has a folder for each person")
     parser.add_argument("output", metavar="OUT", help="the folder to write; must be absent or empty")
     add_finder(parser)
+    add_largest(parser)
     add_json(parser)
 
 
@@ -48,8 +50,8 @@ def _work(options: Namespace) -> int:
     rows, lonely = _without_single_photos(rows)
     rejects += lonely
     write_file(output / "rejects.csv", _csv_bytes(("photo", "reason"), rejects))
-    for photo, reason in rejects:
-        warn(options.name, f"{photo}: {reason}; left out")
+    for photo, why in rejects:
+        warn(options.name, f"{photo}: {why}; left out")
     if not rows:
         reasons = output / "rejects.csv"
         raise Error(f"{options.folder}: no person has two photographs that can be used; {reasons} says why")
@@ -59,7 +61,7 @@ def _work(options: Namespace) -> int:
     write_file(output / "manifest.csv", _csv_bytes(("person", "photo", "landmarks"), paths))
     people = len({person for person, _, _ in rows})
     if options.json:
-        left_out = [{"file": photo, "reason": reason} for photo, reason in rejects]
+        left_out = [{"file": photo, "reason": why} for photo, why in rejects]
         print_json(
             {
                 "manifest": str(output / "manifest.csv"),
@@ -93,7 +95,7 @@ def _found(
         try:
             _, landmarks = one_face(photo, None, options)
         except PICTURE_PROBLEMS as problem:
-            rejects.append((photo, str(problem).removeprefix(f"{photo}: ")))
+            rejects.append((photo, reason(problem, photo, options)))
             continue
         file = output / "landmarks" / (os.path.relpath(photo, options.folder) + ".csv")
         file.parent.mkdir(parents=True, exist_ok=True)

@@ -9,7 +9,7 @@ from typing import Any
 
 from ..errors import ModelError
 from ..model_check import check_model, described_files, list_text
-from ..model_folder import MODEL_NAME, model_fingerprint, temporary_directory
+from ..model_folder import MODEL_NAME, model_fingerprint, require_own_model, temporary_directory
 from ..model_pack import demonstration_pack, unpack_model
 from ..thresholds import DEMONSTRATION_MODEL, MEASURED_THRESHOLDS
 from ._options import add_json, add_subcommand
@@ -31,7 +31,8 @@ def add(commands: Any) -> None:
         "install",
         "unpack a model where the library looks for it",
         "Unpacks a model into the folder ~zvplugintmp~ of the temporary directory (TMPDIR, else /tmp), where the "
-        "library looks for it. The folder appears with all of its files or not at all.",
+        "library looks for it. The folder appears with all of its files or not at all. Many systems empty /tmp when "
+        "they start; if TMPDIR names another folder, the model stays.",
         _install,
     )
     install.add_argument(
@@ -42,7 +43,8 @@ def add(commands: Any) -> None:
     add_json(install)
 
     check = add_subcommand(
-        actions, "check", "say what is wrong with a model folder", "Checks the contents of all 303 files.", _check
+        actions, "check", "say what is wrong with a model folder", "Checks the contents of all 303 files, and that no "
+        "other user has put the folder into a directory to which everybody can write.", _check
     )
     _add_folder(check)
     add_json(check)
@@ -84,7 +86,9 @@ def _folder(options: Namespace) -> str:
 
 
 def _default() -> Path:
-    return Path(temporary_directory(), MODEL_NAME)
+    folder = Path(temporary_directory(), MODEL_NAME)
+    require_own_model(folder)
+    return folder
 
 
 def _install(options: Namespace) -> int:
@@ -100,6 +104,10 @@ def _install(options: Namespace) -> int:
     print(f"{shown(folder)}: {len(described_files())} files, {size} bytes")
     if options.pack is None:
         print("This is the demonstration model: it was trained on drawn heads, and cannot identify real people.")
+    if folder == f"/tmp/{MODEL_NAME}":
+        print(
+            "Many systems empty /tmp when they start. To keep the model, set TMPDIR to another folder and install again."
+        )
     return 0
 
 

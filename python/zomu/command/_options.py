@@ -5,6 +5,8 @@ from __future__ import annotations
 from argparse import ArgumentParser, Namespace
 from typing import Any, Callable
 
+from ..errors import Error
+
 
 def add_subcommand(
     commands: Any, name: str, help: str, description: str, work: Callable[[Namespace], int], failure: int = 1
@@ -50,6 +52,18 @@ def add_unchecked(parser: ArgumentParser) -> None:
     )
 
 
-def require_landmarks_for_unchecked(options: Namespace) -> bool:
+def add_largest(parser: ArgumentParser, place: str = "") -> None:
+    parser.add_argument(
+        "--largest",
+        action="store_true",
+        help=f"of several faces{place} take the largest, if its eyes are at least twice as far apart as those of any "
+        "other",
+    )
+
+
+def require_fitting(options: Namespace) -> None:
     """--unchecked vouches for landmarks that somebody has made; what a finder finds is always checked."""
-    return not options.unchecked or options.landmarks is not None
+    if getattr(options, "unchecked", False) and options.landmarks is None:
+        raise Error("--unchecked is for the landmarks of --landmarks")
+    if options.largest and options.landmarks is not None:
+        raise Error("--largest is for the faces that a finder finds, and --landmarks says where the face is")

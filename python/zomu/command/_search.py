@@ -12,7 +12,15 @@ from ..comparing import compare_many
 from ..errors import Error, ThresholdError
 from ..thresholds import Threshold, threshold_for
 from ._faces import open_context, read_gallery, template_of
-from ._options import add_finder, add_json, add_model, add_subcommand, add_threshold
+from ._options import (
+    add_finder,
+    add_json,
+    add_largest,
+    add_model,
+    add_subcommand,
+    add_threshold,
+    require_fitting,
+)
 from ._output import print_json, print_text, shown
 
 
@@ -28,19 +36,25 @@ def add(commands: Any) -> None:
     parser.add_argument("probe", metavar="PROBE", help="a PNG or JPEG file with one face, or a template file")
     parser.add_argument("folder", metavar="FOLDER", help="the folder with pictures and template files (*.zomu)")
     parser.add_argument("--top", metavar="N", type=int, default=10, help="how many to print (10); 0 for all")
+    parser.add_argument(
+        "--landmarks", metavar="FILE", help="the landmarks of the face in PROBE: a CSV file with id,x,y"
+    )
     add_finder(parser)
+    add_largest(parser, " in PROBE")
     add_threshold(parser)
     add_model(parser)
     add_json(parser)
 
 
 def _work(options: Namespace) -> int:
+    require_fitting(options)
     with open_context(options) as context:
-        limit = _known_threshold(options)
+        _known_threshold(options, None)
         probe = template_of(options.probe, context, options)
         gallery = read_gallery(options.folder, context, options)
     if not gallery.members:
         raise Error(f"{options.folder}: there is no face in this folder that could be compared")
+    limit = _known_threshold(options, gallery.found_by)
     scores = compare_many(gallery.templates, probe)
     order = np.argsort(-scores, kind="stable")
     best = order[: options.top] if options.top > 0 else order
@@ -73,10 +87,10 @@ def _work(options: Namespace) -> int:
     return 0
 
 
-def _known_threshold(options: Namespace) -> Threshold | None:
+def _known_threshold(options: Namespace, finder: str | None) -> Threshold | None:
     """A list of scores makes sense without one, too."""
     try:
-        return threshold_for(_library.fingerprint_of_process(), options.threshold)
+        return threshold_for(_library.fingerprint_of_process(), options.threshold, finder)
     except ThresholdError:
         if options.threshold is not None:
             raise

@@ -6,18 +6,18 @@ from argparse import Namespace
 from typing import Any
 
 from .. import _library
-from ..errors import LandmarkError
 from ..templates import is_template_file
 from ..verification import verify
 from ._faces import place_of_model, require_model_there, silent_standard_output
 from ._options import (
     add_finder,
     add_json,
+    add_largest,
     add_model,
     add_subcommand,
     add_threshold,
     add_unchecked,
-    require_landmarks_for_unchecked,
+    require_fitting,
 )
 from ._output import print_json, print_text
 
@@ -39,6 +39,7 @@ def add(commands: Any) -> None:
         "--landmarks", metavar=("FILE_A", "FILE_B"), nargs=2, help="the landmarks of both: CSV files with id,x,y"
     )
     add_finder(where)
+    add_largest(parser)
     add_unchecked(parser)
     add_threshold(parser)
     add_model(parser)
@@ -46,8 +47,7 @@ def add(commands: Any) -> None:
 
 
 def _work(options: Namespace) -> int:
-    if not require_landmarks_for_unchecked(options):
-        raise LandmarkError("--unchecked is for the landmarks of --landmarks FILE_A FILE_B")
+    require_fitting(options)
     if is_template_file(options.first) and is_template_file(options.second) and options.model is None:
         _load_for_comparing(options)
     else:
@@ -61,6 +61,7 @@ def _work(options: Namespace) -> int:
         threshold=options.threshold,
         model=options.model,
         unchecked=options.unchecked,
+        largest=options.largest,
     )
     if options.json:
         measured = result.measured
@@ -74,6 +75,7 @@ def _work(options: Namespace) -> int:
                 "false_match_rate": measured.false_match_rate if measured else None,
                 "false_non_match_rate": measured.false_non_match_rate if measured else None,
                 "measured_on": measured.measured_on if measured else None,
+                "finder": result.finder,
                 "model": result.fingerprint,
                 "meaning": result.meaning,
             }

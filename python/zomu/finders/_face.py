@@ -34,6 +34,11 @@ class Face:
     """Of the finder; landmarks of another version may lie a little elsewhere."""
 
     @property
+    def made_by(self) -> str:
+        """The finder and its version: "mesh 1"."""
+        return f"{self.finder} {self.version}"
+
+    @property
     def eye_distance(self) -> float:
         """Pixels between the centres of the eyes."""
         (x0, y0), (x1, y1) = self.landmarks[0], self.landmarks[1]

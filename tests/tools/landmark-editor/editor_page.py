@@ -48,6 +48,8 @@ class EditorPage(unittest.TestCase):
         for word in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage"):
             options.add_argument(word)
         options.add_argument("--window-size=1280,900")
+        options.add_argument("--enable-unsafe-swiftshader")  # draws without a graphics card
+        options.add_argument("--host-resolver-rules=MAP * ~NOTFOUND")  # there is no network
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         service = webdriver.chrome.service.Service("/usr/bin/chromedriver")
         cls.browser = cls.enterClassContext(webdriver.Chrome(service=service, options=options))
@@ -70,20 +72,41 @@ class EditorPage(unittest.TestCase):
     def status(self) -> str:
         return self.element("status").text
 
-    def wait_for_status(self, words: str) -> None:
-        for _ in range(100):
+    def wait_for_status(self, words: str, seconds: float = 5) -> None:
+        for _ in range(round(20 * seconds)):
             if words in self.status():
                 return
             time.sleep(0.05)
         self.fail(f"no {words!r} in {self.status()!r}")
 
+    def wait_until(self, script: str) -> None:
+        for _ in range(100):
+            if self.browser.execute_script(script):
+                return
+            time.sleep(0.05)
+        self.fail(f"never: {script}")
+
     def open_photo(self, path: Path = PHOTO) -> None:
+        self.forget_status()
         self.element("photo-file").send_keys(str(path))
         self.wait_for_status("Step 1 of 3")
 
     def open_csv(self, path: Path, words: str) -> None:
+        self.forget_status()
         self.element("csv-file").send_keys(str(path))
         self.wait_for_status(words)
+
+    def forget_status(self) -> None:
+        """What was said before is not what comes now."""
+        self.browser.execute_script("document.getElementById('status').textContent = '';")
+
+    def answer(self, name: str) -> None:
+        """The question about what is not saved: save, discard or stay."""
+        for _ in range(100):
+            if self.element("unsaved").is_displayed():
+                break
+            time.sleep(0.05)
+        self.element(f"unsaved-{name}").click()
 
     def screen(self, point: tuple[float, float]) -> tuple[int, int]:
         """Where a place of the photo is, from the middle of the stage."""

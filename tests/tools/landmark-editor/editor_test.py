@@ -123,8 +123,8 @@ class EditorTest(EditorPage):
             self.assertEqual(active.value_of_css_property("outline-style"), "solid", name)
             self.assertEqual(active.value_of_css_property("outline-width"), "3px", name)
             self.keys(Keys.TAB)
-        expected = ["open-photo", "open-csv", "save-csv", "undo", "zoom-out", "zoom-in", "zoom-fit"]
-        expected += ["stage", "again", "refit", "list", "sides", "summary"]
+        expected = ["open-photo", "open-folder", "open-csv", "save-csv", "undo", "zoom-out", "zoom-in", "zoom-fit"]
+        expected += ["stage", "find", "again", "refit", "summary", "list", "sides"]
         self.assertEqual(order, expected)
 
     def test_the_list_is_a_list_box(self) -> None:
