@@ -25,7 +25,7 @@ from trainer.all_networks import train_networks
 from trainer.description import NETWORKS
 from trainer.joint import joint_features, load_results, with_mirrored
 from trainer.model_folder import write_network, write_table
-from trainer.one_network import Recipe
+from trainer.recipe import Recipe
 from trainer.patch_store import open_store, split_people
 from trainer.problems import TrainingProblem
 from trainer.tables import fit_tables
