@@ -25,6 +25,7 @@ os.environ.setdefault("OMP_NUM_THREADS", "1")
 import numpy as np
 import torch
 
+from evaluation.cosines import cosines
 from evaluation.pairs import from_matrix, person_indices
 from evaluation.plots import plot_bars, plot_line
 from evaluation.rates import curve_of
@@ -67,12 +68,6 @@ class Faces:
     def error(self, matrix: np.ndarray) -> float:
         """The equal error rate in per cent."""
         return 100 * curve_of(from_matrix(matrix, self.person)).equal_error()
-
-
-def cosines(features: np.ndarray, mean: np.ndarray) -> np.ndarray:
-    centred = features - mean
-    centred /= np.linalg.norm(centred, axis=1, keepdims=True)
-    return centred @ centred.T
 
 
 def columns_of(networks: list[int]) -> np.ndarray:

@@ -25,9 +25,9 @@ from trainer.all_networks import train_networks
 from trainer.description import NETWORKS
 from trainer.joint import joint_features, load_results, with_mirrored
 from trainer.model_folder import write_network, write_table
-from trainer.recipe import Recipe
 from trainer.patch_store import open_store, split_people
 from trainer.problems import TrainingProblem
+from trainer.recipe import Recipe, with_settings
 from trainer.tables import fit_tables
 from trainer.tools import add_unchecked, default_tools, run_tool
 from trainer.whole_file import put_in_place
@@ -45,6 +45,8 @@ def arguments() -> argparse.Namespace:
     parser.add_argument("--rate", type=float, default=recipe.rate, help="highest learning rate")
     parser.add_argument("--margin", type=float, default=recipe.margin)
     parser.add_argument("--scale", type=float, default=recipe.scale)
+    parser.add_argument("--set", action="append", default=[], nargs="+", metavar="NAME=VALUE",
+                        help="other settings of the recipe")
     parser.add_argument("--seed", type=int, default=recipe.seed)
     parser.add_argument("--fit-share", type=float, default=0.15,
                         help="share of the people set aside for the tables")
@@ -92,6 +94,7 @@ def main() -> int:
         raise TrainingProblem(f"{options.model}: already exists")
     recipe = Recipe(epochs=options.epochs, batch=options.batch, rate=options.rate,
                     margin=options.margin, scale=options.scale, seed=options.seed)
+    recipe = with_settings(recipe, [word for words in options.set for word in words])
     workplace = Workplace(options.work, options.manifest, recipe, options.fit_share)
     folder = workplace.patches(options.manifest, options.tools, options.jobs, *options.unchecked)
     split = split_people(open_store(folder), options.fit_share, recipe.seed)
