@@ -30,7 +30,7 @@ from evaluation.pairs import from_matrix, person_indices
 from evaluation.plots import plot_bars, plot_line
 from evaluation.rates import curve_of
 from trainer.description import NETWORKS
-from trainer.joint import joint_features, load_results, with_mirrored
+from trainer.joint import fit_set, load_results
 from trainer.manifest import read_manifest, write_manifest
 from trainer.model_folder import write_network
 from trainer.patch_store import open_store, split_people
@@ -205,7 +205,7 @@ def main() -> int:
     settings = json.loads((options.work / "settings.json").read_text(encoding="utf-8"))
     split = split_people(open_store(options.work / "patches"), settings["fit share"],
                          settings["seed"])
-    fit, labels = with_mirrored(joint_features(load_results(options.work)), split.fit_labels)
+    fit, labels = fit_set(load_results(options.work), split.fit_labels)
     mean = fit.mean(axis=0)
     held_out = Faces(options.held_out, options)
     tables = fit_tables(fit, labels, options.components, settings["seed"])

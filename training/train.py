@@ -23,7 +23,7 @@ import numpy as np
 
 from trainer.all_networks import train_networks
 from trainer.description import NETWORKS
-from trainer.joint import joint_features, load_results, with_mirrored
+from trainer.joint import fit_set, load_results
 from trainer.model_folder import write_network, write_table
 from trainer.patch_store import open_store, split_people
 from trainer.problems import TrainingProblem
@@ -52,6 +52,8 @@ def arguments() -> argparse.Namespace:
                         help="share of the people set aside for the tables")
     parser.add_argument("--components", type=int, default=200,
                         help="principal components for the tables, at most 499")
+    parser.add_argument("--likeness", type=float, default=1.0,
+                        help="how many times more alike people are than those of the tables (default 1)")
     parser.add_argument("--jobs", type=int, default=1, help="networks trained at the same time")
     parser.add_argument("--only", type=int, nargs="+", metavar="N", default=None,
                         help="train only these networks, and do not write a model")
@@ -61,6 +63,8 @@ def arguments() -> argparse.Namespace:
     options = parser.parse_args()
     if min(options.epochs, options.jobs, options.components) < 1 or options.batch < 2:
         parser.error("epochs, jobs and components must be at least 1, batch at least 2")
+    if not 1 <= options.likeness < float("inf"):
+        parser.error("likeness must be at least 1")
     if options.components > 499 or not 0 < options.fit_share < 1 or options.seed < 0:
         parser.error("components must be at most 499, fit-share between 0 and 1, seed not negative")
     if options.only and not all(1 <= number <= NETWORKS for number in options.only):
@@ -69,8 +73,7 @@ def arguments() -> argparse.Namespace:
 
 
 def write_model(options: argparse.Namespace, results: list[dict], labels: np.ndarray) -> None:
-    tables = fit_tables(*with_mirrored(joint_features(results), labels), options.components,
-                        options.seed)
+    tables = fit_tables(*fit_set(results, labels), options.components, options.seed, options.likeness)
     partial = options.work / "model.partial"
     shutil.rmtree(partial, ignore_errors=True)
     partial.mkdir()

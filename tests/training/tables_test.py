@@ -136,6 +136,18 @@ class Tables(unittest.TestCase):
         self.assertTrue((tables.values > 0).all())
         self.assertTrue((tables.table_a()[len(tables.values) + 1:] == 0).all())
 
+    def test_people_who_are_more_alike_need_more_of_a_likeness(self):
+        vectors, labels = drawn_features(200, 6)
+        plain, careful = (ModelTables.of(fit_tables(vectors, labels, SIZE, likeness=times)) for times in (1, 10))
+        others, people = drawn_features(100, 4, seed=7)
+        closer = others.mean(axis=0) + 0.5 * (others - others.mean(axis=0))
+        reached = []
+        for tables in (plain, careful):
+            limit = curve_of(from_matrix(tables.scores(others, others), people)).threshold_at(1e-2)
+            pairs = from_matrix(tables.scores(closer, closer), people)
+            reached.append(float((pairs.scores >= limit)[~pairs.is_same()].mean()))
+        self.assertLess(reached[1], 0.5 * reached[0], reached)
+
     def test_single_photographs_are_not_enough(self):
         with self.assertRaisesRegex(TrainingProblem, "several photographs"):
             fit_tables(np.zeros((4, 10), np.float32), np.arange(4), 3)

@@ -152,7 +152,7 @@ def _noisy(patches: torch.Tensor, chance: Chance, rng: np.random.Generator) -> t
 
 def changed(patches: np.ndarray, chance: Chance, rng: np.random.Generator) -> torch.Tensor:
     """From bytes, rows x planes x side x side, to grey levels from 0 to 255. Margins, which hold 0, keep it."""
-    values = torch.from_numpy(np.ascontiguousarray(patches)).float()
+    values = torch.from_numpy(np.array(patches, np.float32))
     if chance.moves():
         values = _moved(values, chance, rng)
     inside = (values != 0).any(1, keepdim=True)

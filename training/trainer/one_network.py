@@ -9,7 +9,7 @@ import numpy as np
 import torch
 from torch.nn import functional
 
-from trainer.chance import changed, hide_rectangles
+from trainer.chance import Chance, changed, hide_rectangles
 from trainer.description import load_descriptions
 from trainer.losses import centre_loss, view_loss
 from trainer.network import PIXEL_UNIT, PlainNetwork, TrainingNetwork, folded
@@ -163,14 +163,19 @@ class Trainer:
                     self.network(self._batch(chosen, rng, self.recipe.settle > 0))
 
 
-def compute_features(plain: PlainNetwork, patches: np.ndarray, rows: np.ndarray,
-                     mean: torch.Tensor) -> np.ndarray:
-    """rows x 2 x outputs, unit vectors of both crops."""
+def compute_features(plain: PlainNetwork, patches: np.ndarray, rows: np.ndarray, mean: torch.Tensor,
+                     chance: Chance | None = None, seed: int = 1) -> np.ndarray:
+    """rows x 2 x outputs, unit vectors of both crops; of patches that are changed, with `chance`."""
     parts = []
+    rng = np.random.default_rng(seed)
     with torch.no_grad():
         for start in range(0, len(rows), FEATURE_BATCH):
             block = patches[rows[start:start + FEATURE_BATCH]]
-            flat = as_input(block.reshape(-1, *block.shape[2:]), mean)
+            crops = block.reshape(-1, *block.shape[2:])
+            if chance is None:
+                flat = as_input(crops, mean)
+            else:
+                flat = (changed(crops, chance, rng) - mean).contiguous(memory_format=torch.channels_last)
             parts.append(plain.features(flat).numpy().reshape(len(block), 2, -1))
     return np.concatenate(parts)
 
@@ -196,14 +201,19 @@ def train_network(number: int, store_folder: Path, split: Split, recipe: Recipe,
     files = folded(trainer.network)
     plain = PlainNetwork(trainer.description, files)
     features = compute_features(plain, trainer.patches, split.fit_rows, trainer.mean)
+    if recipe.fit_changes:
+        more = compute_features(plain, trainer.patches, split.fit_rows, trainer.mean, recipe,
+                                recipe.seed * 1000 + number)
+        features = np.concatenate([features, more])
     save({"files": files, "mean": trainer.mean, "features": torch.from_numpy(features)}, result)
     checkpoint.unlink()
 
 
-def trained_features(number: int, store_folder: Path, split: Split, recipe: Recipe,
-                     others: dict[str, Path]) -> tuple[dict[str, np.ndarray], float]:
+def trained_features(number: int, store_folder: Path, split: Split, recipe: Recipe, others: dict[str, Path],
+                     fit: str) -> tuple[dict[str, np.ndarray], float]:
     """Trains network `number` without a trace on disk: its features of all photographs of other stores,
-    rows x (2 x outputs), and the loss of the last epoch."""
+    rows x (2 x outputs), and the loss of the last epoch. Those of store `fit` are followed by those of changed
+    patches, if the recipe says so."""
     torch.set_num_threads(1)
     keep_memory()
     trainer = Trainer(number, store_folder, split, recipe)
@@ -216,5 +226,8 @@ def trained_features(number: int, store_folder: Path, split: Split, recipe: Reci
     for name, folder in others.items():
         patches = open_store(folder).patches(number)
         found = compute_features(plain, patches, np.arange(len(patches)), trainer.mean)
+        if name == fit and recipe.fit_changes:
+            more = compute_features(plain, patches, np.arange(len(patches)), trainer.mean, recipe, recipe.seed)
+            found = np.concatenate([found, more])
         features[name] = found.reshape(len(found), -1)
     return features, loss

@@ -23,6 +23,7 @@ class Recipe(Chance):
     warmth: float = 0.1      # of its softmax
     drop: float = 0.0        # share of the inputs of the last layer that are left out
     average: float = 0.0     # of the weights over steps: what remains of the average after each
+    fit_changes: float = 0.0  # 1: the tables are fitted to changed patches, too
     flat: float = 0.0        # share of the mean image that is one level for all pixels
     settle: float = 0.0      # 1: the last means and variances are those of changed patches
     seed: int = 1

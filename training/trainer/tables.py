@@ -95,8 +95,14 @@ def covariances(vectors: np.ndarray, labels: np.ndarray) -> tuple[np.ndarray, np
     return between, within
 
 
-def fit_tables(features: np.ndarray, labels: np.ndarray, components: int, seed: int = 1) -> Tables:
-    """From photographs x 8000 features, which are concatenated unit vectors of 160."""
+def fit_tables(features: np.ndarray, labels: np.ndarray, components: int, seed: int = 1,
+               likeness: float = 1.0) -> Tables:
+    """From photographs x 8000 features, which are concatenated unit vectors of 160.
+
+    With a `likeness` above 1, people are taken to be as many times more alike than these, against how much their
+    photographs differ. Drawn people differ more than people do, and a threshold that was found on them holds
+    better elsewhere.
+    """
     people = int(labels.max()) + 1
     if people < 2 or len(labels) - people < 2:
         raise TrainingProblem("the tables need at least two people with several photographs")
@@ -109,6 +115,7 @@ def fit_tables(features: np.ndarray, labels: np.ndarray, components: int, seed: 
     spread, turn = np.linalg.eigh(within)
     whiten = turn / np.sqrt(spread.clip(min=0) + RIDGE * spread[-1])
     values, directions = np.linalg.eigh(whiten.T @ between @ whiten)
+    values = values / likeness
     order = np.argsort(values)[::-1]
     useful = order[values[order] > SMALLEST_VALUE]
     rows = (basis @ whiten @ directions[:, useful]).T
