@@ -35,11 +35,30 @@ class Experiment(unittest.TestCase):
         self.assertNotEqual(lines[0]["losses"], lines[1]["losses"])
         for name in ("rendered", "others"):
             figures = lines[0]["figures"][name]
-            self.assertEqual(set(figures), {"6", "9", "together", "fitted"})
+            self.assertEqual(set(figures), {"6", "9", "together", "fitted", "travel"})
+            self.assertTrue(0 <= figures.pop("travel")["false matches"] <= 1)
             for means in figures.values():
                 for errors in means.values():
                     self.assertTrue(0 <= errors["equal"] <= 1 and 0 <= errors["order"] <= 1)
         self.assertIn(f"{100 * lines[0]['figures']['others']['9']['own mean']['equal']:.2f}", first.stdout)
+
+    def test_the_log_becomes_a_table_with_differences(self):
+        def line(name, seed, equal, networks):
+            errors = {mean: {"equal": equal, "order": equal / 2} for mean in ("training mean", "own mean")}
+            figures = {kind: {str(number): errors for number in networks} for kind in ("rendered", "real")}
+            return json.dumps({"name": name, "seed": seed, "people": 10, "photos": 4, "train": "", "networks": networks,
+                               "figures": figures, "processor seconds": 5}) + "\n"
+
+        log = self.home / "made.jsonl"
+        log.write_text(line("as it is", 1, 0.2, [6, 9]) + line("as it is", 2, 0.3, [6]) + line("light", 1, 0.22, [6]),
+                       encoding="utf-8")
+        result = run_command("list_experiments", log, "--kept", 3)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        last = result.stdout.splitlines()[-1]
+        self.assertEqual(last, "| 3 | light | 1 | 10 x 4 | 6 | 22.00 (-3.00) | 22.00 (-3.00) | 22.00 (-3.00) | 11.00 (-1.50) "
+                               "| 11.00 (-1.50) | 5 | kept |")
+        refused = run_command("list_experiments", self.manifest)
+        self.assertRegex(refused.stderr, r"^list_experiments: .* is not a log of experiments\n$")
 
     def test_what_makes_no_sense_is_refused_in_a_line(self):
         for options, words in ((("--set", "lihgt=1"), "lihgt=1: no such setting"),
