@@ -74,10 +74,12 @@ def mean_image(patches: np.ndarray, rows: np.ndarray) -> np.ndarray:
 
 
 def flattened(image: np.ndarray, share: float) -> np.ndarray:
-    """Closer to one level for each plane; pixels that no photograph reaches stay as they are."""
-    used = image != 0
-    levels = np.array([plane[there].mean() for plane, there in zip(image, used)], np.float32)
-    return np.where(used, image + share * (levels[:, None, None] - image), image).astype(np.float32)
+    """Closer to one level for each plane, so that features depend less on the average face of the photographs.
+
+    Pixels in the margin of most photographs, which are 0 there, stay about as they are: they would stand out.
+    """
+    levels = np.array([plane[plane > 0].mean() if plane.any() else 0 for plane in image], np.float32)
+    return (image + share * (np.minimum(levels[:, None, None], 2 * image) - image)).astype(np.float32)
 
 
 def as_input(patches: np.ndarray, mean: torch.Tensor) -> torch.Tensor:

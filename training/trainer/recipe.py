@@ -41,4 +41,7 @@ def with_settings(recipe: Recipe, words: list[str]) -> Recipe:
             changes[name] = kinds[name](value)
         except ValueError:
             raise TrainingProblem(f"{word}: is not a number") from None
+        lowest = 1 if kinds[name] is int and name != "seed" else 0
+        if not lowest <= changes[name] < float("inf"):
+            raise TrainingProblem(f"{word}: must be at least {lowest}, and finite")
     return replace(recipe, **changes)
