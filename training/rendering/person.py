@@ -17,6 +17,13 @@ LEFT_OUT = ("head/head-trans", "neck/neck-trans", "neck/measure", "head/head-age
 SPREADS = {"asym": 0.16, "cheek": 0.28, "chin": 0.28, "ears": 0.32, "eyebrows": 0.3, "eyes": 0.24,
            "forehead": 0.28, "head": 0.2, "mouth": 0.26, "neck": 0.2, "nose": 0.28}
 
+# MakeHuman's people have large eyes and high brows; these bring them nearer to people. Negative values are
+# those of the target that is named.
+MEANS = {"eyebrows/eyebrows-trans-down": -0.45, "eyes/l-eye-height1-decr": -0.2, "eyes/l-eye-height2-decr": -0.25,
+         "eyes/l-eye-height3-decr": -0.2, "eyes/l-eye-scale-decr": -0.2, "eyes/l-eye-push1-in": -0.2,
+         "eyes/l-eye-push2-in": -0.2}
+
+
 @dataclass(frozen=True)
 class Feature:
     """Targets that one measure moves: for values below and above zero, on the left and the right."""
@@ -104,7 +111,7 @@ def _shape(rng: np.random.Generator, male: float, descent: np.ndarray, age: floa
     places = mesh.places.copy()
     _add_descent(rng, places, male, descent, age)
     for feature in features():
-        value = rng.normal(0, SPREADS[feature.folder])
+        value = rng.normal(MEANS.get(feature.low[0], 0), SPREADS[feature.folder])
         if not feature.high:
             value = abs(value) * 0.8
         for side, low in enumerate(feature.low):
@@ -164,8 +171,8 @@ def draw_person(seed: int, number: int) -> Person:
         places=_shape(rng, male, descent, age), melanin=melanin,
         blood=float(np.clip(rng.normal(0.5, 0.2), 0.05, 1.1)),
         iris=IRISES[rng.integers(0, DARK if dark or descent[1] > 0.5 else len(IRISES))] * rng.uniform(0.4, 1.0),
-        hair=hair, style=style, hairline=float(rng.normal(0, 0.7)), temples=float(rng.uniform(0, 1)),
-        hair_bottom=float(rng.uniform(3, 17)), brow_height=float(rng.normal(0, 0.28)),
+        hair=hair, style=style, hairline=float(rng.normal(0.5, 0.8)), temples=float(rng.uniform(0, 1)),
+        hair_bottom=float(rng.uniform(3, 17)), brow_height=float(rng.normal(0.12, 0.25)),
         brow_weight=float(np.clip(rng.normal(0.32 + 0.12 * male, 0.12), 0.1, 0.8)),
         brow_arch=float(rng.normal(0, 0.25)), brow_length=float(rng.normal(0, 0.3)),
         lip_tint=rng.normal(0, 0.1, 3), beard=str(rng.choice(BEARDS)) if bearded else "none",
