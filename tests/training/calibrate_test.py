@@ -1,4 +1,4 @@
-"""The model that comes with the project, fitted to other drawn people."""
+"""The model that comes with the project, fitted to the sample people."""
 
 import json
 import tempfile
@@ -7,7 +7,7 @@ from pathlib import Path
 
 import numpy as np
 
-from support import PROJECT, TOOLS, render, run_command
+from support import PROJECT, TOOLS, run_command
 from trainer.manifest import read_manifest, write_manifest
 from trainer.model_folder import read_table
 from trainer.tools import run_tool
@@ -21,7 +21,7 @@ class Calibration(unittest.TestCase):
         cls.home = Path(cls.enterClassContext(tempfile.TemporaryDirectory()))
         cls.model = cls.home / "model"
         run_tool(TOOLS, "zomu-model", "unpack", PACK, cls.model)
-        cls.manifest = render(cls.home / "people", "--people", 12, "--photos", 4, "--first", 70000, "--grey", 1)
+        cls.manifest = PROJECT / "examples/data/people/manifest.csv"
 
     def calibrate(self, out, *options, manifest=None):
         return run_command("calibrate", manifest or self.manifest, self.model, self.home / out, "--tools", TOOLS,
