@@ -145,7 +145,8 @@ def _noisy(patches: torch.Tensor, chance: Chance, rng: np.random.Generator) -> t
         patches = patches + _noise((rows, 1, side, side), rng) * _column(rng.uniform(0, chance.noise, rows))
     if chance.grain:
         half = side // 2 + 1
-        noise = functional.interpolate(_noise((rows, planes, half, half), rng), 2 * half, mode="bilinear", align_corners=False)
+        noise = _noise((rows, planes, half, half), rng)
+        noise = functional.interpolate(noise, 2 * half, mode="bilinear", align_corners=False)
         patches = patches + noise[:, :, :side, :side] * _column(rng.uniform(0, chance.grain, rows))
     return patches
 
