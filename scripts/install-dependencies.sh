@@ -36,7 +36,7 @@ gate=(
     libbenchmark-dev valgrind
 )
 clang=(clang libclang-rt-14-dev libomp-dev) # the other compiler, its sanitizers and libFuzzer
-training=(python3-matplotlib python3-opencv python3-torch python3-tqdm)
+training=(libegl1 libgl1-mesa-dri python3-matplotlib python3-moderngl python3-opencv python3-torch python3-tqdm)
 wheel=(python3-pip python3-setuptools python3-wheel)
 browser=(chromium chromium-driver python3-selenium)
 shells=(fish zsh) # completions

@@ -25,11 +25,12 @@ os.environ.setdefault("OMP_NUM_THREADS", "1")
 import numpy as np
 import torch
 
+from evaluation.cosines import cosines
 from evaluation.pairs import from_matrix, person_indices
 from evaluation.plots import plot_bars, plot_line
 from evaluation.rates import curve_of
 from trainer.description import NETWORKS
-from trainer.joint import joint_features, load_results, with_mirrored
+from trainer.joint import fit_set, load_results
 from trainer.manifest import read_manifest, write_manifest
 from trainer.model_folder import write_network
 from trainer.patch_store import open_store, split_people
@@ -67,12 +68,6 @@ class Faces:
     def error(self, matrix: np.ndarray) -> float:
         """The equal error rate in per cent."""
         return 100 * curve_of(from_matrix(matrix, self.person)).equal_error()
-
-
-def cosines(features: np.ndarray, mean: np.ndarray) -> np.ndarray:
-    centred = features - mean
-    centred /= np.linalg.norm(centred, axis=1, keepdims=True)
-    return centred @ centred.T
 
 
 def columns_of(networks: list[int]) -> np.ndarray:
@@ -210,7 +205,7 @@ def main() -> int:
     settings = json.loads((options.work / "settings.json").read_text(encoding="utf-8"))
     split = split_people(open_store(options.work / "patches"), settings["fit share"],
                          settings["seed"])
-    fit, labels = with_mirrored(joint_features(load_results(options.work)), split.fit_labels)
+    fit, labels = fit_set(load_results(options.work), split.fit_labels)
     mean = fit.mean(axis=0)
     held_out = Faces(options.held_out, options)
     tables = fit_tables(fit, labels, options.components, settings["seed"])

@@ -23,11 +23,11 @@ import numpy as np
 
 from trainer.all_networks import train_networks
 from trainer.description import NETWORKS
-from trainer.joint import joint_features, load_results, with_mirrored
+from trainer.joint import fit_set, load_results
 from trainer.model_folder import write_network, write_table
-from trainer.one_network import Recipe
 from trainer.patch_store import open_store, split_people
 from trainer.problems import TrainingProblem
+from trainer.recipe import Recipe, with_settings
 from trainer.tables import fit_tables
 from trainer.tools import add_unchecked, default_tools, run_tool
 from trainer.whole_file import put_in_place
@@ -45,11 +45,15 @@ def arguments() -> argparse.Namespace:
     parser.add_argument("--rate", type=float, default=recipe.rate, help="highest learning rate")
     parser.add_argument("--margin", type=float, default=recipe.margin)
     parser.add_argument("--scale", type=float, default=recipe.scale)
+    parser.add_argument("--set", action="append", default=[], nargs="+", metavar="NAME=VALUE",
+                        help="other settings of the recipe")
     parser.add_argument("--seed", type=int, default=recipe.seed)
     parser.add_argument("--fit-share", type=float, default=0.15,
                         help="share of the people set aside for the tables")
     parser.add_argument("--components", type=int, default=200,
                         help="principal components for the tables, at most 499")
+    parser.add_argument("--likeness", type=float, default=1.0,
+                        help="how many times more alike people are than those of the tables (default 1)")
     parser.add_argument("--jobs", type=int, default=1, help="networks trained at the same time")
     parser.add_argument("--only", type=int, nargs="+", metavar="N", default=None,
                         help="train only these networks, and do not write a model")
@@ -59,6 +63,8 @@ def arguments() -> argparse.Namespace:
     options = parser.parse_args()
     if min(options.epochs, options.jobs, options.components) < 1 or options.batch < 2:
         parser.error("epochs, jobs and components must be at least 1, batch at least 2")
+    if not 1 <= options.likeness < float("inf"):
+        parser.error("likeness must be at least 1")
     if options.components > 499 or not 0 < options.fit_share < 1 or options.seed < 0:
         parser.error("components must be at most 499, fit-share between 0 and 1, seed not negative")
     if options.only and not all(1 <= number <= NETWORKS for number in options.only):
@@ -67,8 +73,7 @@ def arguments() -> argparse.Namespace:
 
 
 def write_model(options: argparse.Namespace, results: list[dict], labels: np.ndarray) -> None:
-    tables = fit_tables(*with_mirrored(joint_features(results), labels), options.components,
-                        options.seed)
+    tables = fit_tables(*fit_set(results, labels), options.components, options.seed, options.likeness)
     partial = options.work / "model.partial"
     shutil.rmtree(partial, ignore_errors=True)
     partial.mkdir()
@@ -92,6 +97,7 @@ def main() -> int:
         raise TrainingProblem(f"{options.model}: already exists")
     recipe = Recipe(epochs=options.epochs, batch=options.batch, rate=options.rate,
                     margin=options.margin, scale=options.scale, seed=options.seed)
+    recipe = with_settings(recipe, [word for words in options.set for word in words])
     workplace = Workplace(options.work, options.manifest, recipe, options.fit_share)
     folder = workplace.patches(options.manifest, options.tools, options.jobs, *options.unchecked)
     split = split_people(open_store(folder), options.fit_share, recipe.seed)

@@ -15,11 +15,11 @@ sys.path.insert(0, str(Path(__file__).parents[2] / "training"))
 import numpy as np  # noqa: E402
 
 from rendering.camera import Conditions  # noqa: E402
-from rendering.expression import draw_expression, moved_points  # noqa: E402
-from rendering.head_shape import build_shape  # noqa: E402
+from rendering.expression import draw_expression, moved  # noqa: E402
+from rendering.head_landmarks import HeadLandmarks  # noqa: E402
 from rendering.landmarks import EYE_DISTANCE, IDS  # noqa: E402
 from rendering.person import draw_person  # noqa: E402
-from rendering.photo import SIDE, View  # noqa: E402
+from rendering.view import SIDE, View  # noqa: E402
 
 ERROR = 0.03
 
@@ -29,12 +29,11 @@ def main() -> None:
     print("name;width;height;fault;id x y,...")
     for number in range(people):
         person = draw_person(seed, number)
-        points = build_shape(person).points
+        head = HeadLandmarks(person)
         for photo in range(photos):
             rng = np.random.default_rng([seed, number, photo + 1])
-            moved = moved_points(points, draw_expression(rng, person.age))
             view = View(rng, Conditions())
-            places = view.place(moved)
+            places = view.place(head.of(moved(person.places, draw_expression(rng))))
             places += rng.normal(0, ERROR * EYE_DISTANCE * view.scale, places.shape)
             face = ",".join(f"{name} {x:.3f} {y:.3f}" for name, (x, y) in zip(IDS, places))
             print(f"{number:05}/{photo:02}", SIDE, SIDE, "good", face, sep=";")

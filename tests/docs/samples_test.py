@@ -137,14 +137,15 @@ class SamplesTest(ScratchCopy):
         self.assertEqual(printed, "build/trained/~zvplugintmp~: 303 files, 58271424 bytes\n")
 
     def test_commands_of_the_training_page(self) -> None:
-        self.run_shell("training/render_people people --people 6 --photos 3")
+        self.run_shell("training/render_people people --people 24 --photos 3")
         header, *rows = (self.root / "people/manifest.csv").read_text().splitlines()
         lines = [header] + [row.replace("photos/", "people/photos/") for row in rows]
         for name in ("manifest.csv", "other-people.csv"):
             (self.root / name).write_text("\n".join(lines) + "\n")
-        (printed,) = self.run_document("training/README.md")
+        printed, fitted = self.run_document("training/README.md")
         self.assertIn("\nmodel: complete and checked\n", printed)
-        self.assertIn("\nsame pairs: 18\n", printed)
+        self.assertIn("\nsame pairs: 72\n", printed)
+        self.assertIn("\nfitted-model: complete and checked", fitted)
         self.assertTrue((self.root / "rates/det.png").exists())
 
     def test_the_stored_people_are_those_of_their_command(self) -> None:

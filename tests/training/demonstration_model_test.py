@@ -5,7 +5,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-from support import PROJECT, TOOLS, render, run_command
+from support import PROJECT, TOOLS, run_command
 from trainer.tools import run_tool
 
 MODELS = PROJECT / "models"
@@ -27,10 +27,10 @@ class DemonstrationModel(unittest.TestCase):
         self.assertIn(run_tool(TOOLS, "zomu-model", "fingerprint", self.model).strip(), text)
         run_tool(TOOLS, "zomu-model", "check", self.model)
 
-    def test_it_tells_rendered_people_apart(self):
+    def test_it_tells_the_sample_people_apart(self):
         told = json.loads((MODELS / "rendered-people.json").read_text(encoding="utf-8"))
         # People whom no training has seen; the rates on so few are rough.
-        manifest = render(self.home / "people", "--people", 20, "--photos", 5, "--first", 95000)
+        manifest = PROJECT / "examples/data/people/manifest.csv"
         result = run_command("evaluate", manifest, self.home / "rates", "--model", self.model,
                              "--rounds", 20, "--tools", TOOLS, "--threshold", told[THRESHOLD])
         self.assertEqual(result.returncode, 0, result.stderr)

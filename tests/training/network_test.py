@@ -8,7 +8,7 @@ import torch
 
 from support import load_library_descriptions
 from trainer.network import PIXEL_UNIT, PlainNetwork, TrainingNetwork, folded
-from trainer.patch_store import mean_image
+from trainer.patch_store import flattened, mean_image
 
 # Of a unit vector: two orders of some thousand additions each.
 BOUND = 2e-5
@@ -55,3 +55,13 @@ class MeanImages(unittest.TestCase):
         patches = np.zeros((3, 2, 1, 2, 2), np.uint8)
         patches[0, 0], patches[0, 1], patches[1], patches[2] = 10, 20, 250, 30
         self.assertTrue((mean_image(patches, np.array([0, 2])) == 22.5).all())
+
+    def test_they_flatten_to_one_level_with_margins_as_they_were(self):
+        image = np.full((3, 10, 10), 100, np.float32)
+        image[:, :5] = 140
+        image[:, :, 0], image[:, :, 1] = 0, 5
+        flat = flattened(image, 1.0)
+        self.assertTrue((flat[:, :, 0] == 0).all() and (flat[:, :, 1] == 10).all())
+        self.assertEqual(len(np.unique(flat[:, :, 2:])), 1)
+        self.assertTrue(np.array_equal(flattened(image, 0.0), image))
+        np.testing.assert_allclose(flattened(image, 0.5), (image + flat) / 2)

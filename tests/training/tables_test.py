@@ -7,7 +7,8 @@ import numpy as np
 from evaluation.pairs import from_matrix
 from evaluation.rates import curve_of
 from trainer.problems import TrainingProblem
-from trainer.tables import SHARED, covariances, fit_tables, principal_components, scores
+from trainer.tables import (ModelTables, SHARED, covariances, fit_tables, principal_components, refit_tables, scores,
+                            with_mean)
 
 SIZE = 60
 
@@ -98,6 +99,34 @@ class Tables(unittest.TestCase):
         self.assertLess(good, 0.03)
         self.assertLess(good, 0.2 * plain)
 
+    def test_a_few_people_who_vary_otherwise_change_tables_for_the_better(self):
+        def drawn(people: int, spread: np.ndarray, seed: int) -> tuple[np.ndarray, np.ndarray]:
+            rng = np.random.default_rng(seed)
+            labels = np.repeat(np.arange(people), 4)
+            vectors = rng.standard_normal((people, SIZE))[labels] + rng.standard_normal((len(labels), SIZE)) * spread
+            return vectors.astype(np.float32), labels
+
+        model = ModelTables.of(fit_tables(*drawn(300, np.ones(SIZE), 1), SIZE))
+        other = np.where(np.arange(SIZE) % 3 == 0, 3.0, 0.8)
+        few, (vectors, labels) = drawn(60, other, 2), drawn(100, other, 3)
+        before, after = (curve_of(from_matrix(tables.scores(vectors, vectors), labels)).equal_error()
+                         for tables in (model, refit_tables(model, *few, 50)))
+        self.assertLess(after, 0.7 * before)
+
+    def test_much_weight_of_the_model_leaves_its_tables(self):
+        vectors, labels = drawn_features(100, 6)
+        model = ModelTables.of(fit_tables(vectors, labels, SIZE))
+        same = refit_tables(model, vectors, labels, 1e9)
+        np.testing.assert_allclose(same.scores(vectors[:9], vectors[:9]), model.scores(vectors[:9], vectors[:9]),
+                                   atol=0.01)
+
+    def test_tables_of_another_form_are_refused(self):
+        vectors, labels = drawn_features(30, 4)
+        rng = np.random.default_rng(1)
+        other = ModelTables(np.zeros(SIZE, np.float32), *rng.standard_normal((2, 10, SIZE)).astype(np.float32))
+        with self.assertRaisesRegex(TrainingProblem, "not of the form"):
+            refit_tables(other, vectors, labels, 100)
+
     def test_directions_that_tell_nothing_are_left_out(self):
         rng = np.random.default_rng(3)
         labels = np.repeat(np.arange(30), 5)
@@ -106,6 +135,18 @@ class Tables(unittest.TestCase):
         self.assertEqual(tables.left_out + len(tables.values), tables.components)
         self.assertTrue((tables.values > 0).all())
         self.assertTrue((tables.table_a()[len(tables.values) + 1:] == 0).all())
+
+    def test_people_who_are_more_alike_need_more_of_a_likeness(self):
+        vectors, labels = drawn_features(200, 6)
+        plain, careful = (ModelTables.of(fit_tables(vectors, labels, SIZE, likeness=times)) for times in (1, 10))
+        others, people = drawn_features(100, 4, seed=7)
+        closer = others.mean(axis=0) + 0.5 * (others - others.mean(axis=0))
+        reached = []
+        for tables in (plain, careful):
+            limit = curve_of(from_matrix(tables.scores(others, others), people)).threshold_at(1e-2)
+            pairs = from_matrix(tables.scores(closer, closer), people)
+            reached.append(float((pairs.scores >= limit)[~pairs.is_same()].mean()))
+        self.assertLess(reached[1], 0.5 * reached[0], reached)
 
     def test_single_photographs_are_not_enough(self):
         with self.assertRaisesRegex(TrainingProblem, "several photographs"):

@@ -13,7 +13,8 @@ from trainer.description import load_descriptions
 from trainer.manifest import read_manifest, write_manifest
 from trainer.model_folder import read_matrix, read_mean_image
 from trainer.network import PlainNetwork
-from trainer.one_network import Recipe, compute_features, train_network
+from trainer.one_network import compute_features, train_network
+from trainer.recipe import Recipe
 from trainer.patch_store import open_store, split_people
 from trainer.tools import MODEL_FOLDER, run_tool
 

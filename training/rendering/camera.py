@@ -30,17 +30,17 @@ def expose(picture: np.ndarray, rng: np.random.Generator, conditions: Conditions
         small = round(side * rng.uniform(0.4, 0.85))
         picture = cv2.resize(picture, (small, small), interpolation=cv2.INTER_AREA)
         picture = cv2.resize(picture, (side, side), interpolation=cv2.INTER_LINEAR)
-    if rng.random() < 0.35:
-        picture = cv2.GaussianBlur(picture, (0, 0), rng.uniform(0.5, 1.5))
+    if rng.random() < 0.25:
+        picture = cv2.GaussianBlur(picture, (0, 0), rng.uniform(0.4, 1.2))
     if rng.random() < 0.1:
         length = int(rng.integers(3, 7))
         kernel = np.zeros((length, length), np.float32)
         cv2.line(kernel, (0, int(rng.integers(length))), (length - 1, int(rng.integers(length))), 1.0)
         picture = cv2.filter2D(picture, -1, kernel / kernel.sum())
-    if rng.random() < 0.7:
+    if rng.random() < 0.5:
         grain = np.empty(picture.shape, np.int16)
         cv2.setRNGSeed(int(rng.integers(1 << 30)))
-        cv2.randn(grain, (0, 0, 0), (float(rng.uniform(1, 9)),) * 3)
+        cv2.randn(grain, (0, 0, 0), (float(rng.uniform(0.5, 6)),) * 3)
         picture = np.clip(picture + grain, 0, 255).astype(np.uint8)
     if rng.random() < conditions.grey:
         grey = cv2.cvtColor(picture, cv2.COLOR_BGR2GRAY)

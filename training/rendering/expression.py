@@ -1,60 +1,89 @@
-"""The expression of a face in one photograph: how its landmarks move, its gaze, its apparent age."""
-
-from dataclasses import dataclass
+"""What a face does in one photograph."""
 
 import numpy as np
 
-from rendering.landmarks import ROW
+from rendering.head_mesh import head_mesh
 
 
-@dataclass
-class Expression:
-    """Amounts from 0 to 1 unless said otherwise."""
-    smile: float        # -0.5 to 1.2
-    open_mouth: float
-    brows: float        # -1 frown to 1 raised
-    squint: float       # -0.4 to 0.8
-    gaze: np.ndarray    # x and y, fractions of the iris's range
-    age: float          # how old the person looks here
-    make_up: float
-    beard: float        # how much of the person's beard shows, 0 to 1.25
+def draw_expression(rng: np.random.Generator) -> dict[str, float]:
+    """The weights of the expression's targets; gaze is added by who knows the camera."""
+    weights: dict[str, float] = {}
+
+    def put(name, value, sides=True):
+        """The same on both sides but for a little."""
+        if value <= 0.01:
+            return
+        for side in ("Left", "Right") if sides else ("",):
+            own = float(np.clip(value * (1 + (rng.normal(0, 0.12) if sides else 0)), 0, 1))
+            weights[name + side] = min(1.0, weights.get(name + side, 0) + own)
+
+    kind = rng.random()
+    smile = abs(rng.normal(0, 0.2)) if kind < 0.4 else rng.uniform(0.3, 1.0) if kind < 0.9 else 0
+    put("mouthSmile", smile)
+    put("cheekSquint", smile * rng.uniform(0, 0.7))
+    put("eyeSquint", smile * rng.uniform(0, 0.5))
+    if smile > 0.35 and rng.random() < 0.8:
+        put("mouthUpperUp", smile * rng.uniform(0.5, 1.2))
+        put("mouthLowerDown", smile * rng.uniform(0.3, 0.9))
+        put("jawOpen", smile * rng.uniform(0, 0.3), False)
+    if rng.random() < 0.3:
+        put("jawOpen", rng.uniform(0.03, 0.5) ** 1.3, False)
+    if rng.random() < 0.12:
+        put("mouthFunnel", rng.uniform(0, 0.5), False)
+    if rng.random() < 0.12:
+        put("mouthPucker", rng.uniform(0, 0.6), False)
+    if rng.random() < 0.2:
+        put("mouthFrown", rng.uniform(0, 0.6))
+    if rng.random() < 0.15:
+        put("mouthPress", rng.uniform(0, 0.8))
+    if rng.random() < 0.1:
+        put("mouthStretch", rng.uniform(0, 0.5))
+    if rng.random() < 0.12:
+        put("mouthShrugLower", rng.uniform(0, 0.6), False)
+    if rng.random() < 0.1:
+        put("mouthRollLower", rng.uniform(0, 0.5), False)
+    brows = rng.normal(0, 0.35)
+    if brows > 0:
+        put("browInnerUp", brows * rng.uniform(0.3, 1), False)
+        put("browOuterUp", brows * rng.uniform(0.3, 1))
+        put("eyeWide", brows * rng.uniform(0, 0.7))
+    else:
+        put("browDown", -brows)
+    put("eyeSquint", max(0.0, rng.normal(0, 0.22)))
+    put("eyeBlink", max(0.0, rng.normal(0.02, 0.12)) if rng.random() > 0.04 else rng.uniform(0.5, 1))
+    if rng.random() < 0.15:
+        put("noseSneer", rng.uniform(0, 0.6))
+    if rng.random() < 0.08:
+        put("cheekPuff", rng.uniform(0, 0.5), False)
+    for title in ("jawLeft", "jawRight", "mouthLeft", "mouthRight", "jawForward", "mouthShrugUpper"):
+        if rng.random() < 0.1:
+            put(title, rng.uniform(0, 0.35), False)
+    return weights
 
 
-def draw_expression(rng: np.random.Generator, age: float) -> Expression:
-    return Expression(
-        smile=float(np.clip(rng.normal(0.25, 0.45), -0.5, 1.2)),
-        open_mouth=float(np.clip(rng.normal(0.0, 0.45), 0, 1.1)),
-        brows=float(np.clip(rng.normal(0, 0.45), -1, 1)),
-        squint=float(np.clip(rng.normal(0.1, 0.3), -0.4, 0.8)),
-        gaze=rng.normal(0, 0.3, 2).clip(-0.8, 0.8),
-        age=float(np.clip(age + rng.normal(0, 0.13), 0, 1)),
-        make_up=float(rng.random() < 0.25) * rng.uniform(0.2, 1),
-        beard=float(np.clip(rng.normal(0.95, 0.2), 0, 1.25)) if rng.random() > 0.1 else 0.1,
-    )
+def look(weights: dict[str, float], across: float, down: float) -> None:
+    """Lids that follow a gaze; `across` to the right of the picture, `down`, both in radians."""
+    for side, sign in (("Left", 1), ("Right", -1)):
+        inwards = -sign * across
+        weights[f"eyeLookIn{side}"] = float(np.clip(inwards / 0.6, 0, 1))
+        weights[f"eyeLookOut{side}"] = float(np.clip(-inwards / 0.6, 0, 1))
+        weights[f"eyeLookDown{side}"] = float(np.clip(down / 0.5, 0, 1))
+        weights[f"eyeLookUp{side}"] = float(np.clip(-down / 0.5, 0, 1))
 
 
-def moved_points(points: np.ndarray, expression: Expression) -> np.ndarray:
-    """The 29 x 3 points, moved by the expression."""
-    moved = points.copy()
+def moved(places: np.ndarray, weights: dict[str, float]) -> np.ndarray:
+    places = places.copy()
+    for name, weight in weights.items():
+        title = f"expression/{name}"
+        if weight > 0.01 and title in head_mesh().rows:
+            head_mesh().add(places, title, weight)
+    return places
 
-    def shift(name, dx, dy):
-        moved[ROW[name], 0] += dx
-        moved[ROW[name], 1] += dy
 
-    wide = 0.45 * expression.smile
-    for corner, sign in ((12, -1), (13, 1)):
-        shift(corner, sign * wide, -0.45 * expression.smile + 0.25 * expression.open_mouth)
-    shift(10, 0, -0.12 * expression.smile - 0.1 * expression.open_mouth)
-    shift(11, 0, 1.15 * expression.open_mouth - 0.05 * expression.smile)
-    shift(45, 0, 0.5 * expression.open_mouth)
-    shift(314, 0, 0.75 * expression.open_mouth)
-    for place in (2, 5, 300, 302, 3, 4):
-        shift(place, 0, -0.4 * expression.brows)
-    if expression.brows < 0:
-        for inner, sign in ((3, -1), (4, 1)):
-            shift(inner, sign * 0.2 * expression.brows, 0.1)
-    for lid in (222, 226):
-        shift(lid, 0, -0.16 * expression.squint - 0.08 * max(0.0, expression.smile))
-    for eye in (0, 1):
-        shift(eye, 0.18 * expression.gaze[0], 0.1 * expression.gaze[1])
-    return moved
+def aged(places: np.ndarray, rng: np.random.Generator) -> np.ndarray:
+    """The same head in another year: a little heavier or lighter, older or younger."""
+    places = places.copy()
+    for name, spread in (("fat", 0.14), ("age", 0.12)):
+        value = float(np.clip(rng.normal(0, spread), -0.4, 0.4))
+        head_mesh().add(places, f"head/head-{name}-{'incr' if value > 0 else 'decr'}", abs(value))
+    return head_mesh().centred(places)

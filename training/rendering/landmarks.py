@@ -25,6 +25,10 @@ AVERAGE = {
 }
 IDS = tuple(AVERAGE)
 SIDES = (240, 241, 315, 316)
+
+# On the left and on the right of the picture.
+PAIRS = ((0, 1), (2, 5), (3, 4), (12, 13), (44, 43), (221, 227), (222, 226), (223, 225), (240, 241),
+         (300, 302), (315, 316))
 ROW = {name: row for row, name in enumerate(IDS)}
 
 # Between the eyes, in model units.

@@ -1,189 +1,143 @@
-"""One photograph of a person: pose, light, occlusion, and the places of the landmarks."""
+"""One photograph of a person: expression, camera, light, what hides the face, and landmarks."""
 
 from dataclasses import dataclass
 
-import cv2
 import numpy as np
 
-from rendering import camera, scene
-from rendering.expression import draw_expression, moved_points
-from rendering.face_paint import paint_face, paint_glasses
-from rendering.head_shape import LEFT, NOWHERE, PIXELS, TOP, build_shape
+from rendering import camera, worn
+from rendering.background import draw_background
+from rendering.expression import aged, draw_expression, look, moved
+from rendering.hair import hanging_hair, paint_hair
+from rendering.head_landmarks import HeadLandmarks
+from rendering.head_mesh import head_mesh, LEFT_EYE, RIGHT_EYE, SKIN
 from rendering.landmarks import EYE_DISTANCE, IDS
-from rendering.person import Person, draw_person
-from rendering.skin_and_hair import beard_cover, paint_hair, paint_skin
+from rendering.lighting import draw_light
+from rendering.person import draw_person, MENS_STYLES, Person, WOMENS_STYLES
+from rendering.renderer import Pose, renderer, Surface
+from rendering.skin import paint_skin, skin_colour
+from rendering.view import SIDE, View
 
-# The side of a picture, in pixels.
-SIDE = 208
-
-# Rays are followed on a grid of half that side, in steps from front to back.
-GRID = SIDE // 2
-STEPS = np.linspace(15.0, 0.0, 16)
-
-GRID_ROWS = np.arange(GRID, dtype=np.float32)[:, None]
-GRID_COLUMNS = np.arange(GRID, dtype=np.float32)[None]
-
-# Roughly the point about which a head turns, in model units.
-PIVOT = np.array([0.0, -1.5, 3.0])
-
-
-class View:
-    """A scaled orthographic camera that looks at a turned head."""
-
-    def __init__(self, rng: np.random.Generator, conditions: camera.Conditions):
-        def angle(spread):
-            return np.radians(np.clip(rng.normal(0, spread), -2 * spread, 2 * spread))
-
-        yaw, pitch, self.roll = (angle(spread) for spread in (
-            conditions.yaw, conditions.pitch, conditions.roll))
-        cy, sy, cp, sp = np.cos(yaw), np.sin(yaw), np.cos(pitch), np.sin(pitch)
-        cr, sr = np.cos(self.roll), np.sin(self.roll)
-        turn = np.array([[cy, 0, sy], [0, 1, 0], [-sy, 0, cy]])
-        nod = np.array([[1, 0, 0], [0, cp, -sp], [0, sp, cp]])
-        tilt = np.array([[cr, -sr, 0], [sr, cr, 0], [0, 0, 1]])
-        self.rotation = tilt @ nod @ turn
-        self.scale = SIDE / 208 * rng.uniform(30, 48) / EYE_DISTANCE
-        self.centre = np.array([SIDE, SIDE]) * (0.5, 0.5) + rng.normal(0, 6, 2)
-        self.back = np.linalg.inv(self.rotation[:2, :2])
-
-    def place(self, points: np.ndarray) -> np.ndarray:
-        """Converts model points to pixels."""
-        turned = (points - PIVOT) @ self.rotation[:2].T
-        return self.centre + self.scale * turned
-
-    def sheet_transform(self, z: float) -> np.ndarray:
-        """The 2 x 3 transform from grid points to the sheet of the face, for points at depth `z`."""
-        step = SIDE / GRID
-        back = self.back
-        # pixel = centre + scale (A (xy - pivot) + b (z - pivot z)), solved for xy.
-        matrix = back * (step / self.scale)
-        offset = back @ (((step - 1) / 2 - self.centre) / self.scale
-                         - self.rotation[:2, 2] * (z - PIVOT[2])) + PIVOT[:2]
-        return np.hstack([matrix * PIXELS,
-                          ((offset - (LEFT, TOP)) * PIXELS - 0.5)[:, None]])
-
-
-def _follow_rays(view: View, depth: np.ndarray) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
-    """Where the ray of each grid point meets the face: x and y on the sheet, and whether it does.
-
-    At a fixed depth the mapping from picture to sheet is affine, so each step is one fast warp. The
-    place between the two steps around the surface is interpolated.
-    """
-    met = np.zeros((GRID, GRID), bool)
-    found = np.full((GRID, GRID), NOWHERE, np.float32)
-    before = None
-    at_zero = view.sheet_transform(0.0)
-    way = (view.sheet_transform(1.0) - at_zero)[:, 2]
-    for i, z in enumerate(STEPS):
-        transform = at_zero.copy()
-        transform[:, 2] += way * z
-        above = cv2.warpAffine(depth, transform, (GRID, GRID),
-                               flags=cv2.INTER_LINEAR | cv2.WARP_INVERSE_MAP,
-                               borderMode=cv2.BORDER_CONSTANT, borderValue=NOWHERE) - np.float32(z)
-        new = (above >= 0) & ~met
-        if before is not None and new.any():
-            share = above[new] / np.maximum(above[new] - before[new], 1e-3)
-            found[new] = z + np.clip(share, 0, 1) * (STEPS[i - 1] - z)
-        elif new.any():
-            found[new] = z
-        met |= new
-        before = above
-    rows, cols = GRID_ROWS, GRID_COLUMNS
-    a = at_zero.astype(np.float32)
-    way = way.astype(np.float32)
-    x = a[0, 0] * cols + a[0, 1] * rows + a[0, 2] + way[0] * found
-    y = a[1, 0] * cols + a[1, 1] * rows + a[1, 2] + way[1] * found
-    return x, y, met
-
-
-def _shading(rng: np.random.Generator, view: View, normals: np.ndarray) -> tuple[np.ndarray, float]:
-    """The light that each point of the sheet sends to the camera, and that of everything else."""
-    side, height = rng.uniform(-1.25, 1.25), rng.uniform(-0.9, 0.35)
-    direction = np.array([np.sin(side) * np.cos(height), np.sin(height),
-                          np.cos(side) * np.cos(height)])
-    # The light is fixed while the head turns.
-    direction = (view.rotation.T @ direction).astype(np.float32)
-    ambient = rng.uniform(0.3, 0.85)
-    strength = rng.uniform(0.88, 1.12) - ambient
-    lit = np.maximum(normals @ direction, 0)
-    shade = ambient * (0.75 + 0.25 * normals[..., 2]) + strength * lit
-    shine = rng.uniform(0, 0.2) * np.maximum(normals @ _halfway(direction, view), 0) ** 14
-    return (shade + shine).astype(np.float32), ambient + 0.4 * strength
-
-
-def _halfway(direction: np.ndarray, view: View) -> np.ndarray:
-    eye = view.rotation.T @ np.array([0, 0, 1.0])
-    middle = direction + eye
-    return (middle / np.linalg.norm(middle)).astype(np.float32)
+# Shares of green and so on in what an eye calls brightness.
+BRIGHTNESS = np.array([0.21, 0.72, 0.07], np.float32)
 
 
 @dataclass
 class Photo:
-    picture: np.ndarray   # SIDE x SIDE x 3, blue, green, red
-    content: bytes        # the same as a JPEG file
+    picture: np.ndarray    # SIDE x SIDE x 3, blue, green, red
+    content: bytes         # the same as a JPEG file
     landmarks: np.ndarray  # 29 x 2
+
+
+def develop(light: np.ndarray, covered: np.ndarray, rng: np.random.Generator) -> np.ndarray:
+    """Light to grey levels as a camera does: exposed for the head, with a curve of its own."""
+    light = np.clip(np.nan_to_num(light), 0, 100)
+    brightness = (light @ BRIGHTNESS)[covered > 0.5]
+    middle = max(0.01, float(brightness.mean())) if brightness.size else 0.2
+    # A camera exposes for the surroundings as well, so that dark skin stays darker.
+    light = light * np.exp(rng.normal(np.log(0.24), 0.33)) / (0.22 ** 0.3 * middle ** 0.7)
+    if rng.random() < 0.6:
+        shoulder = rng.uniform(0.9, 3.0)
+        light = 1.3 * light * (1 + light / shoulder ** 2) / (1 + light)
+    grey = np.power(np.clip(light, 0, 1), 1 / 2.2)
+    # Most cameras and editors make contrasts stronger.
+    return 255 * (grey + rng.uniform(0, 0.9) * (grey * grey * (3 - 2 * grey) - grey))
 
 
 class Sitter:
     """A person, with everything that all photographs share."""
 
     def __init__(self, seed: int, number: int):
-        self.seed, self.number = seed, number
         self.person: Person = draw_person(seed, number)
-        self.shape = build_shape(self.person)
-        self.skin = paint_skin(self.person)
-        self.hair, self.cover = paint_hair(self.person, self.shape)
-        self.beard = beard_cover(self.person)
+        self.surface = self._surface()
+        self.landmarks = HeadLandmarks(self.person)
+        eyes = [self.person.places[head_mesh().of(part)] for part in (LEFT_EYE, RIGHT_EYE)]
+        self.eye_centres = np.array([(eye.min(0) + eye.max(0)) / 2 for eye in eyes])
+        skin = self.person.places[head_mesh().of(SKIN)]
+        self.ears = float(np.abs(skin[np.abs(skin[:, 1] + 3) < 1, 0]).max())
+
+    def _surface(self) -> Surface:
+        person = self.person
+        rng = np.random.default_rng([person.seed, person.number, 1, 1])
+        paint, finish = paint_skin(person, rng)
+        hair = paint_hair(person, person.style, rng, 1.0)
+        return Surface(
+            paint=paint, finish=finish, hair=hair.sheet, comb=hair.comb, hair_colour=person.hair,
+            gloss=float(rng.uniform(0.3, 1.5)), bumps=0.02 * person.bumps, iris=person.iris,
+            iris_edge=person.iris * 0.2,
+            iris_size=(float(rng.normal(0.435, 0.012)), float(rng.uniform(0.13, 0.22))),
+            white=np.array([0.68, 0.65, 0.63]) * rng.uniform(0.8, 1.1),
+            redness=float(rng.uniform(0.1, 0.8)), tooth=float(rng.uniform(0.5, 1.1)), lash=person.lashes)
 
     def photograph(self, photo: int, conditions: camera.Conditions) -> Photo:
         """Photograph number `photo`; the same for the same seed, person, number and conditions."""
-        rng = np.random.default_rng([self.seed, self.number, photo + 1])
         person = self.person
-        expression = draw_expression(rng, person.age)
-        points = moved_points(self.shape.points, expression)
+        rng = np.random.default_rng([person.seed, person.number, photo + 1])
         view = View(rng, conditions)
-
-        face = paint_face(self.skin, person, points, expression, self.beard)
-        hidden = rng.random() < conditions.occlusion
-        kind = rng.choice(("hand", "scarf", "sunglasses")) if hidden else "none"
-        if kind == "sunglasses" or rng.random() < conditions.glasses:
-            paint_glasses(face, points, rng, kind == "sunglasses")
-        greying = np.clip(expression.age - person.age, -0.1, 0.3)
-        hair = self.hair * np.float32(1 - greying) + np.float32(greying * 170)
-        cover = self.cover[..., None]
-        sheet = face + (hair - face) * cover
-        shade, light = _shading(rng, view, self.shape.normals)
-        sheet *= shade[..., None]
-
-        picture = scene.background(rng, SIDE)
-        scene.draw_body(picture, view, person, rng, light)
-        x, y, met = _follow_rays(view, self.shape.depth)
-        picture = self._compose(picture, sheet, x, y, met)
-        if kind == "hand":
-            scene.draw_hand(picture, view, person, rng, light)
-        elif kind == "scarf":
-            scene.draw_scarf(picture, view, rng, light)
-        picture = camera.expose(picture, rng, conditions)
+        pose = self._pose(rng, view)
+        style = self._hairdo(rng)
+        if style == "long":
+            pose.hanging = hanging_hair(person.places, rng, person.hair_bottom)
+        light = draw_light(rng, view.rotation)
+        drawn = renderer(SIDE).draw(pose, view.matrix(), view.camera(), light)
+        covered = np.clip(drawn[..., 3:], 0, 1)
+        head = develop(drawn[..., :3], covered[..., 0], rng)[..., ::-1]
+        picture = draw_background(rng, SIDE)
+        picture += (head - picture) * covered
+        self._hide(picture, view, rng, conditions)
+        picture = camera.expose(picture.astype(np.float32), rng, conditions)
         content = camera.jpeg(picture, rng)
-
-        places = view.place(points)
+        places = view.place(self.landmarks.of(pose.places))
         spread = rng.uniform(*conditions.jitter) / 100 * EYE_DISTANCE * view.scale
-        places = places + rng.normal(0, 1, (len(IDS), 2)) * spread
-        return Photo(picture, content, places)
+        return Photo(picture, content, places + rng.normal(0, 1, (len(IDS), 2)) * spread)
 
-    @staticmethod
-    def _compose(picture, sheet, x, y, met) -> np.ndarray:
-        size = (SIDE, SIDE)
-        # Points beside the face take their neighbours' rays, which keeps its edge sharp.
-        weight = met.astype(np.float32)
-        near = cv2.blur(weight, (3, 3))
-        for values in (x, y):
-            around = cv2.blur(np.where(met, values, 0), (3, 3)) / np.maximum(near, 1e-3)
-            np.copyto(values, around, where=~met)
-        big_x = cv2.resize(x, size, interpolation=cv2.INTER_LINEAR)
-        big_y = cv2.resize(y, size, interpolation=cv2.INTER_LINEAR)
-        seen = cv2.resize(weight, size, interpolation=cv2.INTER_LINEAR)
-        seen = np.clip(3 * seen - 1, 0, 1)[..., None]
-        face = cv2.remap(sheet, big_x, big_y, cv2.INTER_LINEAR, borderMode=cv2.BORDER_REPLICATE)
-        picture += (face - picture) * seen
-        return picture
+    def _pose(self, rng: np.random.Generator, view: View) -> Pose:
+        person = self.person
+        weights = draw_expression(rng)
+        # Most people look into the camera.
+        x, y, z = view.camera() - self.eye_centres.mean(0)
+        stare = 1.0 if rng.random() < 0.6 else rng.uniform(0, 1)
+        across = np.clip(stare * np.arctan2(x, z) + rng.normal(0, 0.12), -0.6, 0.6)
+        down = np.clip(stare * np.arctan2(y, np.hypot(x, z)) + rng.normal(0, 0.08), -0.4, 0.4)
+        look(weights, across, down)
+        gaze = np.array([np.sin(across) * np.cos(down), np.sin(down), np.cos(across) * np.cos(down)])
+        lips = skin_colour(0.8 * person.melanin + 0.02, 1.15 + 0.25 * person.blood) * np.exp(person.lip_tint)
+        pose = Pose(
+            places=moved(aged(person.places, rng), weights), eye_centre=self.eye_centres,
+            gaze=np.array([gaze, gaze]),
+            mouth_open=weights.get("jawOpen", 0) + weights.get("mouthUpperUpLeft", 0) > 0.02,
+            cloth=rng.uniform(0.05, 0.85, 3) ** 2 * rng.uniform(0.1, 1), collar=rng.uniform(10, 14),
+            lip_colour=lips, lip_tint=0.55)
+        if person.male < 0.5 and rng.random() < 0.5:
+            share = rng.uniform(0.2, 1.0)
+            lipstick = np.array([0.5, 0.05, 0.09]) * np.exp(rng.normal(0, 0.4, 3))
+            pose.lip_colour = lips + share * (lipstick - lips)
+            pose.lip_tint = rng.uniform(0.6, 0.9)
+            pose.lid_colour = np.array([0.05, 0.04, 0.05]) * np.exp(rng.normal(0, 0.6, 3))
+            pose.lid_tint = rng.uniform(0.2, 0.9)
+        return pose
+
+    def _hairdo(self, rng: np.random.Generator) -> str:
+        """Loads today's hair and beard: mostly the usual ones, sometimes others."""
+        person, style, surface = self.person, self.person.style, self.surface
+        if person.beard != "none" or rng.random() < 0.25:
+            if rng.random() < 0.3:
+                style = str(rng.choice(MENS_STYLES if person.male > 0.5 else WOMENS_STYLES))
+            hair = paint_hair(person, style, rng, float(np.clip(rng.normal(0.9, 0.4), 0, 1.6)))
+            surface = Surface(**{**vars(surface), "hair": hair.sheet, "comb": hair.comb})
+        renderer(SIDE).load(surface)
+        return style
+
+    def _hide(self, picture: np.ndarray, view: View, rng: np.random.Generator,
+              conditions: camera.Conditions) -> None:
+        """Glasses for those who need them, seldom for others; sunglasses, a hand or a scarf."""
+        usual = 0.15
+        wears = rng.random() < (0.75 if self.person.glasses else 0.06) * conditions.glasses / usual
+        kind = rng.choice(("hand", "scarf", "sunglasses")) if rng.random() < conditions.occlusion else None
+        if wears or kind == "sunglasses":
+            fronts = self.eye_centres + (0, 0, 1.4)
+            worn.draw_glasses(picture, view, fronts, min(self.ears, 7.8), rng, kind == "sunglasses")
+        if kind == "hand":
+            skin = 255 * skin_colour(self.person.melanin, self.person.blood)[::-1] ** (1 / 2.2)
+            worn.draw_hand(picture, view, skin, rng, rng.uniform(0.5, 1.1))
+        elif kind == "scarf":
+            worn.draw_scarf(picture, view, rng, rng.uniform(0.5, 1.1))

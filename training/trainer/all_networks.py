@@ -9,7 +9,8 @@ from pathlib import Path
 
 from tqdm import tqdm
 
-from trainer.one_network import Recipe, train_network
+from trainer.one_network import train_network
+from trainer.recipe import Recipe
 from trainer.patch_store import Split
 from trainer.workplace import Workplace
 

@@ -21,6 +21,13 @@ def joint_features(results: list[dict]) -> np.ndarray:
     return np.concatenate([r["features"].flatten(1).numpy() for r in results], axis=1)
 
 
+def fit_set(results: list[dict], labels: np.ndarray) -> tuple[np.ndarray, np.ndarray]:
+    """Features to fit tables to, and their people: with mirrored ones, and with those of changed patches, which
+    follow the others if there are any."""
+    features = joint_features(results)
+    return with_mirrored(features, np.tile(labels, len(features) // len(labels)))
+
+
 def with_mirrored(features: np.ndarray, labels: np.ndarray) -> tuple[np.ndarray, np.ndarray]:
     """The photographs and their mirror images, with the same people.
 

@@ -35,3 +35,7 @@ def read_matrix(path: Path) -> np.ndarray:
 
 def read_mean_image(path: Path, planes: int, side: int) -> np.ndarray:
     return np.fromfile(path, "<f4", offset=4).reshape(planes, side, side)
+
+
+def read_table(path: Path) -> np.ndarray:
+    return np.fromfile(path, "<f4")

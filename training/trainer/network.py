@@ -20,8 +20,9 @@ class TrainingNetwork(nn.Module):
     the steps after them.
     """
 
-    def __init__(self, description: NetworkDescription):
+    def __init__(self, description: NetworkDescription, drop: float = 0.0):
         super().__init__()
+        self.drop = drop
         self.description = description
         self.convolutions = nn.ModuleList()
         self.norms = nn.ModuleList()
@@ -47,6 +48,7 @@ class TrainingNetwork(nn.Module):
             x = functional.relu(norm(x))
             outputs.append(x)
         flat = torch.cat([outputs[i].flatten(1) for i in self.description.fc_inputs], 1)
+        flat = functional.dropout(flat, self.drop, self.training)
         return functional.normalize(self.fc_norm(self.fc(flat)))
 
 

@@ -2,7 +2,6 @@
 
 import ctypes
 import math
-from dataclasses import dataclass
 from pathlib import Path
 from typing import Callable
 
@@ -10,26 +9,15 @@ import numpy as np
 import torch
 from torch.nn import functional
 
+from trainer.chance import Chance, changed, hide_rectangles
 from trainer.description import load_descriptions
+from trainer.losses import centre_loss, view_loss
 from trainer.network import PIXEL_UNIT, PlainNetwork, TrainingNetwork, folded
-from trainer.patch_store import Split, as_input, mean_image, open_store
+from trainer.patch_store import Split, as_input, flattened, mean_image, open_store
+from trainer.recipe import Recipe
 from trainer.whole_file import whole_file
 
 FEATURE_BATCH = 256
-
-
-@dataclass(frozen=True)
-class Recipe:
-    """How networks are trained."""
-    epochs: int = 14
-    batch: int = 128
-    rate: float = 0.015      # the highest of the cycle
-    decay: float = 0.05
-    margin: float = 0.15
-    scale: float = 20.0
-    erase: float = 0.3       # share of patches with a hidden rectangle
-    gain: float = 0.15       # spread of the random contrast
-    seed: int = 1
 
 
 def keep_memory() -> None:
@@ -48,15 +36,23 @@ def save(content, path: Path) -> None:
         torch.save(content, file)
 
 
-def _hide_rectangles(batch: torch.Tensor, rng: np.random.Generator, share: float) -> None:
-    side = batch.shape[-1]
-    for row in np.flatnonzero(rng.random(len(batch)) < share):
-        h, w = rng.integers(side // 6, side // 2, 2)
-        y, x = rng.integers(0, side - h), rng.integers(0, side - w)
-        batch[row, :, y:y + h, x:x + w] = float(rng.normal(0, 0.7))
+class Average:
+    """The weights of a network, averaged over the last steps."""
+
+    def __init__(self, network: TrainingNetwork, keep: float):
+        self.network, self.keep = network, keep
+        self.weights = [p.detach().clone() for p in network.parameters()] if keep else []
+
+    def step(self) -> None:
+        for weights, p in zip(self.weights, self.network.parameters()):
+            weights.lerp_(p.detach(), 1 - self.keep)
+
+    def put_in_place(self) -> None:
+        for weights, p in zip(self.weights, self.network.parameters()):
+            p.data.copy_(weights)
 
 
-class _Trainer:
+class Trainer:
     """State of the training of one network."""
 
     def __init__(self, number: int, store_folder: Path, split: Split, recipe: Recipe):
@@ -65,10 +61,10 @@ class _Trainer:
         self.number = number
         self.description = load_descriptions(store_folder)[number - 1]
         self.patches = open_store(store_folder).patches(number)
-        self.mean = torch.from_numpy(mean_image(self.patches, split.train_rows))
-        self.network = TrainingNetwork(self.description)
+        self.mean = torch.from_numpy(flattened(mean_image(self.patches, split.train_rows), recipe.flat))
+        self.network = TrainingNetwork(self.description, recipe.drop)
         self.centres = torch.nn.Parameter(
-            functional.normalize(torch.randn(split.classes, self.description.outputs)))
+            functional.normalize(torch.randn(split.classes * recipe.centres, self.description.outputs)))
         decayed = [p for p in self.network.parameters() if p.requires_grad and p.dim() > 1]
         others = [p for p in self.network.parameters() if p.requires_grad and p.dim() == 1]
         self.optimizer = torch.optim.AdamW(
@@ -78,57 +74,81 @@ class _Trainer:
         # A cycle needs a few steps, even if a tiny set has fewer.
         total = max(4, self.steps * recipe.epochs)
         self.schedule = torch.optim.lr_scheduler.OneCycleLR(
-            self.optimizer, recipe.rate, total_steps=total, pct_start=max(0.25, 2 / total))
+            self.optimizer, recipe.rate, total_steps=total, pct_start=max(recipe.rise, 2 / total))
+        self.average = Average(self.network, recipe.average)
         self.epoch = 0
 
     def state(self) -> dict:
         return {"network": self.network.state_dict(), "centres": self.centres.data,
                 "optimizer": self.optimizer.state_dict(), "schedule": self.schedule.state_dict(),
-                "epoch": self.epoch}
+                "average": self.average.weights, "epoch": self.epoch}
 
     def restore(self, state: dict) -> None:
         self.network.load_state_dict(state["network"])
         self.centres.data.copy_(state["centres"])
         self.optimizer.load_state_dict(state["optimizer"])
         self.schedule.load_state_dict(state["schedule"])
+        self.average.weights = state["average"]
         self.epoch = state["epoch"]
 
-    def _batch(self, chosen: np.ndarray, rng: np.random.Generator) -> torch.Tensor:
-        """One of the two crops of each photograph."""
+    def _batch(self, chosen: np.ndarray, rng: np.random.Generator, is_changed: bool) -> torch.Tensor:
+        """One of the two crops of each photograph, in the units of the training network's input."""
         crops = rng.integers(0, 2, len(chosen))
-        rows = self.split.train_rows[chosen]
-        return as_input(self.patches[rows, crops], self.mean)
+        patches = self.patches[self.split.train_rows[chosen], crops]
+        if not is_changed:
+            return as_input(patches, self.mean) / PIXEL_UNIT
+        recipe = self.recipe
+        batch = (changed(patches, recipe, rng) - self.mean).contiguous(memory_format=torch.channels_last)
+        gains = rng.normal(1, recipe.gain, len(chosen)).clip(0.5, 1.5) / PIXEL_UNIT
+        batch *= torch.from_numpy(gains.astype(np.float32))[:, None, None, None]
+        hide_rectangles(batch, recipe, rng)
+        return batch
+
+    def _order(self, rng: np.random.Generator) -> np.ndarray:
+        """All photographs in a random order; recipe.views of a person stay side by side."""
+        order = rng.permutation(len(self.split.train_rows))
+        if self.recipe.views == 1:
+            return order
+        order = order[np.argsort(self.split.labels[order], kind="stable")]
+        labels = self.split.labels[order]
+        starts = np.flatnonzero(np.append(True, labels[1:] != labels[:-1]))
+        place = np.arange(len(order)) - np.repeat(starts, np.diff(np.append(starts, len(order))))
+        groups = np.cumsum(place % self.recipe.views == 0) - 1
+        return order[np.argsort(rng.permutation(groups[-1] + 1)[groups], kind="stable")]
+
+    def _loss(self, batch: torch.Tensor, labels: torch.Tensor) -> torch.Tensor:
+        outputs = self.network(batch)
+        loss = centre_loss(outputs, self.centres, labels, self.recipe)
+        if self.recipe.pull:
+            loss = loss + self.recipe.pull * view_loss(outputs, labels, self.recipe)
+        return loss
 
     def run_epoch(self) -> float:
         """Each photograph once. Order and random draws depend on seed, network and epoch."""
         recipe = self.recipe
         rng = np.random.default_rng([recipe.seed, self.number, self.epoch])
-        order = rng.permutation(len(self.split.train_rows))
+        torch.manual_seed(int(rng.integers(1 << 62)))
+        order = self._order(rng)
         self.network.train()
         total = 0.0
         for step in range(self.steps):
             # The last batch is as large as the others: statistics of a few rows would be noise.
             first = min(step * recipe.batch, max(0, len(order) - recipe.batch))
             chosen = order[first:first + recipe.batch]
-            batch = self._batch(chosen, rng)
-            gains = rng.normal(1, recipe.gain, len(chosen)).clip(0.5, 1.5) / PIXEL_UNIT
-            batch *= torch.from_numpy(gains.astype(np.float32))[:, None, None, None]
-            _hide_rectangles(batch, rng, recipe.erase)
-            labels = torch.from_numpy(self.split.labels[chosen])
-            cosines = self.network(batch) @ functional.normalize(self.centres).T
-            margins = torch.zeros_like(cosines).scatter_(1, labels[:, None], recipe.margin)
-            cosines = cosines - margins
-            loss = functional.cross_entropy(recipe.scale * cosines, labels)
+            loss = self._loss(self._batch(chosen, rng, True), torch.from_numpy(self.split.labels[chosen]))
             self.optimizer.zero_grad(set_to_none=True)
             loss.backward()
             self.optimizer.step()
             self.schedule.step()
+            self.average.step()
             total += float(loss)
         self.epoch += 1
         return total / self.steps
 
-    def settle_norms(self) -> None:
-        """Recomputes means and variances over many batches without distortions, not over the last few."""
+    def settle(self) -> None:
+        """Puts averaged weights in place, and recomputes means and variances over many batches instead of
+        the last few: of unchanged patches, or of changed ones with recipe.settle."""
+        self.average.put_in_place()
         norms = [*self.network.norms, self.network.fc_norm]
         for norm in norms:
             norm.reset_running_stats()
@@ -140,17 +160,22 @@ class _Trainer:
             for start in range(0, len(order), self.recipe.batch):
                 chosen = order[start:start + self.recipe.batch]
                 if len(chosen) == self.recipe.batch or start == 0:
-                    self.network(self._batch(chosen, rng) / PIXEL_UNIT)
+                    self.network(self._batch(chosen, rng, self.recipe.settle > 0))
 
 
-def compute_features(plain: PlainNetwork, patches: np.ndarray, rows: np.ndarray,
-                     mean: torch.Tensor) -> np.ndarray:
-    """rows x 2 x outputs, unit vectors of both crops."""
+def compute_features(plain: PlainNetwork, patches: np.ndarray, rows: np.ndarray, mean: torch.Tensor,
+                     chance: Chance | None = None, seed: int = 1) -> np.ndarray:
+    """rows x 2 x outputs, unit vectors of both crops; of patches that are changed, with `chance`."""
     parts = []
+    rng = np.random.default_rng(seed)
     with torch.no_grad():
         for start in range(0, len(rows), FEATURE_BATCH):
             block = patches[rows[start:start + FEATURE_BATCH]]
-            flat = as_input(block.reshape(-1, *block.shape[2:]), mean)
+            crops = block.reshape(-1, *block.shape[2:])
+            if chance is None:
+                flat = as_input(crops, mean)
+            else:
+                flat = (changed(crops, chance, rng) - mean).contiguous(memory_format=torch.channels_last)
             parts.append(plain.features(flat).numpy().reshape(len(block), 2, -1))
     return np.concatenate(parts)
 
@@ -165,16 +190,44 @@ def train_network(number: int, store_folder: Path, split: Split, recipe: Recipe,
         return
     torch.set_num_threads(1)
     keep_memory()
-    trainer = _Trainer(number, store_folder, split, recipe)
+    trainer = Trainer(number, store_folder, split, recipe)
     if checkpoint.exists():
         trainer.restore(torch.load(checkpoint))
     while trainer.epoch < recipe.epochs:
         loss = trainer.run_epoch()
         save(trainer.state(), checkpoint)
         epoch_done(number, loss)
-    trainer.settle_norms()
+    trainer.settle()
     files = folded(trainer.network)
     plain = PlainNetwork(trainer.description, files)
     features = compute_features(plain, trainer.patches, split.fit_rows, trainer.mean)
+    if recipe.fit_changes:
+        more = compute_features(plain, trainer.patches, split.fit_rows, trainer.mean, recipe,
+                                recipe.seed * 1000 + number)
+        features = np.concatenate([features, more])
     save({"files": files, "mean": trainer.mean, "features": torch.from_numpy(features)}, result)
     checkpoint.unlink()
+
+
+def trained_features(number: int, store_folder: Path, split: Split, recipe: Recipe, others: dict[str, Path],
+                     fit: str) -> tuple[dict[str, np.ndarray], float]:
+    """Trains network `number` without a trace on disk: its features of all photographs of other stores,
+    rows x (2 x outputs), and the loss of the last epoch. Those of store `fit` are followed by those of changed
+    patches, if the recipe says so."""
+    torch.set_num_threads(1)
+    keep_memory()
+    trainer = Trainer(number, store_folder, split, recipe)
+    loss = 0.0
+    while trainer.epoch < recipe.epochs:
+        loss = trainer.run_epoch()
+    trainer.settle()
+    plain = PlainNetwork(trainer.description, folded(trainer.network))
+    features = {}
+    for name, folder in others.items():
+        patches = open_store(folder).patches(number)
+        found = compute_features(plain, patches, np.arange(len(patches)), trainer.mean)
+        if name == fit and recipe.fit_changes:
+            more = compute_features(plain, patches, np.arange(len(patches)), trainer.mean, recipe, recipe.seed)
+            found = np.concatenate([found, more])
+        features[name] = found.reshape(len(found), -1)
+    return features, loss

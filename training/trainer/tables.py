@@ -95,8 +95,14 @@ def covariances(vectors: np.ndarray, labels: np.ndarray) -> tuple[np.ndarray, np
     return between, within
 
 
-def fit_tables(features: np.ndarray, labels: np.ndarray, components: int, seed: int = 1) -> Tables:
-    """From photographs x 8000 features, which are concatenated unit vectors of 160."""
+def fit_tables(features: np.ndarray, labels: np.ndarray, components: int, seed: int = 1,
+               likeness: float = 1.0) -> Tables:
+    """From photographs x 8000 features, which are concatenated unit vectors of 160.
+
+    With a `likeness` above 1, people are taken to be as many times more alike than these, against how much their
+    photographs differ. Drawn people differ more than people do, and a threshold that was found on them holds
+    better elsewhere.
+    """
     people = int(labels.max()) + 1
     if people < 2 or len(labels) - people < 2:
         raise TrainingProblem("the tables need at least two people with several photographs")
@@ -109,17 +115,22 @@ def fit_tables(features: np.ndarray, labels: np.ndarray, components: int, seed: 
     spread, turn = np.linalg.eigh(within)
     whiten = turn / np.sqrt(spread.clip(min=0) + RIDGE * spread[-1])
     values, directions = np.linalg.eigh(whiten.T @ between @ whiten)
+    values = values / likeness
     order = np.argsort(values)[::-1]
     useful = order[values[order] > SMALLEST_VALUE]
     rows = (basis @ whiten @ directions[:, useful]).T
     # The score does not depend on a common factor: templates get length 1, without the shared row.
-    p = values[useful] / (1 + 2 * values[useful])
-    size = np.sqrt(np.mean(np.sum(p * np.square(centred @ rows.T.astype(np.float32)), axis=1)))
+    size = template_size(values[useful], centred @ rows.T.astype(np.float32))
     shared = _quiet_direction(basis, seed)
     shift = SHIFT * np.std(centred @ shared.astype(np.float32))
     rows = np.vstack([rows / size, shared / shift]).astype(np.float32)
     return Tables(mean - (shift * shared).astype(np.float32), rows, values[useful], count,
                   count - len(useful))
+
+
+def template_size(values: np.ndarray, vectors: np.ndarray) -> float:
+    """The root mean square of the lengths of templates, without the shared row."""
+    return float(np.sqrt(np.mean(np.sum(values / (1 + 2 * values) * np.square(vectors), axis=1))))
 
 
 def _quiet_direction(basis: np.ndarray, seed: int) -> np.ndarray:
@@ -129,15 +140,87 @@ def _quiet_direction(basis: np.ndarray, seed: int) -> np.ndarray:
     return direction / np.linalg.norm(direction)
 
 
+@dataclass(frozen=True)
+class ModelTables:
+    """As the files of a model have them."""
+    mean: np.ndarray       # 8000
+    a: np.ndarray          # 500 x 8000, "6-1"
+    b: np.ndarray          # 500 x 8000, "6-2"
+
+    @classmethod
+    def of(cls, tables: Tables) -> "ModelTables":
+        return cls(tables.mean, tables.table_a(), tables.table_b())
+
+    def scores(self, left: np.ndarray, right: np.ndarray) -> np.ndarray:
+        """Every row of features `left` against every row of `right`."""
+        used = np.flatnonzero(self.a.any(axis=1) | self.b.any(axis=1))
+        for_q, for_a = self.a[used].T, self.b[used].T
+
+        def templates(features):
+            centred = features - self.mean
+            a = centred @ for_a
+            return a, np.square(centred @ for_q).sum(axis=1), np.linalg.norm(a, axis=1)
+
+        a, qa, na = templates(left)
+        b, qb, nb = templates(right)
+        return (2 * (a @ b.T) - qa[:, None] - qb[None]) / (na[:, None] * nb[None]) + 1
+
+
+def with_mean(tables: ModelTables, features: np.ndarray) -> ModelTables:
+    """The tables with the mean of these features, so that only the coordinate that all templates share is left of
+    their mean. It is the row that both tables have."""
+    mean = features.mean(axis=0, dtype=np.float64)
+    for row, other in zip(tables.a, tables.b):
+        if row.any() and np.array_equal(row, other):
+            mean -= row / np.square(row.astype(np.float64)).sum()
+    return ModelTables(mean.astype(np.float32), tables.a, tables.b)
+
+
+def _model_of(tables: ModelTables) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
+    """The rows in which the covariance within a person is the identity, v of each, and the shared row."""
+    used = np.flatnonzero(tables.a.any(axis=1) | tables.b.any(axis=1))
+    a, b = tables.a[used].astype(np.float64), tables.b[used].astype(np.float64)
+    is_shared = (a == b).all(axis=1)
+    shared, a, b = b[is_shared], a[~is_shared], b[~is_shared]
+    ratio = (a * b).sum(axis=1) / np.maximum(np.square(b).sum(axis=1), 1e-30)
+    if len(shared) != 1 or not np.allclose(a, ratio[:, None] * b, atol=1e-4 * np.abs(b).max()) or not (
+            (ratio > 0) & (ratio < 1)).all():
+        raise TrainingProblem("the tables of the model are not of the form that is fitted here")
+    values = np.square(ratio) / (1 - np.square(ratio))
+    return b / np.sqrt(values / (1 + 2 * values))[:, None], values, shared[0]
+
+
+def refit_tables(tables: ModelTables, features: np.ndarray, labels: np.ndarray, weight: float) -> ModelTables:
+    """Tables for other people, in the coordinates of the model.
+
+    A few people do not determine two covariances. So those of the model count as if `weight` photographs and
+    people had shown them, each at the scale of the features given.
+    """
+    people = int(labels.max()) + 1
+    if people < 2 or len(labels) - people < 2:
+        raise TrainingProblem("the tables need at least two people with several photographs")
+    rows, values, shared = _model_of(tables)
+    mean = with_mean(tables, features)
+    centred = features - features.mean(axis=0, dtype=np.float64)
+    vectors = centred @ rows.T
+    between, within = covariances(vectors, labels)
+    usual_within = np.eye(len(rows)) * np.trace(within) / len(rows)
+    usual_between = np.diag(values) * max(np.trace(between) / values.sum(), SMALLEST_VALUE)
+    seen, met = len(labels) - people, people - 1
+    within = (weight * usual_within + seen * within) / (weight + seen)
+    between = (weight * usual_between + met * between) / (weight + met)
+    spread, turn = np.linalg.eigh(within)
+    whiten = turn / np.sqrt(spread)
+    values, directions = np.linalg.eigh(whiten.T @ between @ whiten)
+    useful = np.argsort(values)[::-1]
+    useful = useful[values[useful] > SMALLEST_VALUE]
+    turned = (whiten @ directions[:, useful]).T
+    rows = turned @ rows / template_size(values[useful], vectors @ turned.T)
+    fitted = Tables(mean.mean, np.vstack([rows, shared / SHARED]).astype(np.float32), values[useful],
+                    len(values), len(values) - len(useful))
+    return ModelTables.of(fitted)
+
+
 def scores(tables: Tables, left: np.ndarray, right: np.ndarray) -> np.ndarray:
     """Every row of features `left` against every row of `right`."""
-    for_q, for_a = tables.factors()
-
-    def templates(features):
-        projected = (features - tables.mean) @ tables.rows.T
-        a = projected * for_a
-        return a, np.square(projected * for_q).sum(axis=1), np.linalg.norm(a, axis=1)
-
-    a, qa, na = templates(left)
-    b, qb, nb = templates(right)
-    return (2 * (a @ b.T) - qa[:, None] - qb[None]) / (na[:, None] * nb[None]) + 1
+    return ModelTables.of(tables).scores(left, right)

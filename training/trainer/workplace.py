@@ -15,7 +15,7 @@ from trainer.tools import run_tool
 from trainer.whole_file import whole_file
 
 if TYPE_CHECKING:
-    from trainer.one_network import Recipe
+    from trainer.recipe import Recipe
 
 
 def result_path(work: Path, number: int) -> Path:
