@@ -7,7 +7,7 @@
 #   demo         what the library, the tools, the examples and scripts/demo.sh need
 #   tests        also what scripts/test.sh needs
 #   gate         also what .ci/run needs: linters, sanitizers, counts of instructions
-#   developers   everything that the verbs of scripts/check.sh need: browser, PyTorch, site, Windows, 64-bit ARM
+#   developers   everything that the verbs of scripts/check.sh need: browser, PyTorch, PostgreSQL, site, Windows, 64-bit ARM
 set -euo pipefail
 
 demo=(
@@ -34,6 +34,7 @@ training=(python3-matplotlib python3-opencv python3-torch python3-tqdm)
 wheel=(python3-pip python3-setuptools python3-wheel)
 browser=(chromium chromium-driver python3-selenium)
 site=(graphviz mkdocs mkdocs-material)
+gallery=(postgresql-15)
 packages=(debootstrap dpkg-dev file)
 windows=(
     g++-mingw-w64-x86-64-posix # the cross compiler whose threads are those of std::thread and OpenMP
@@ -48,14 +49,14 @@ aarch64=(
 )
 # shellcheck disable=SC2034 # the groups are used by their names
 developers=(
-    "${gate[@]}" "${clang[@]}" "${training[@]}" "${wheel[@]}" "${browser[@]}" "${site[@]}" "${packages[@]}" "${windows[@]}"
+    "${gate[@]}" "${clang[@]}" "${training[@]}" "${wheel[@]}" "${browser[@]}" "${site[@]}" "${gallery[@]}" "${packages[@]}" "${windows[@]}"
     "${aarch64[@]}" cppcheck gcovr
 )
 
 wanted=()
 for name in "${@:-demo}"; do
     case $name in
-    demo | tests | gate | clang | training | wheel | browser | site | packages | windows | aarch64 | developers)
+    demo | tests | gate | clang | training | wheel | browser | site | gallery | packages | windows | aarch64 | developers)
         declare -n group=$name
         wanted+=("${group[@]}")
         ;;
