@@ -86,7 +86,7 @@ class ApproximateIndex:
 
     def nearest(self, template: Floats, count: int) -> tuple[Ids, Floats]:
         """The numbers of rows that are most alike, -1 for places without one, and their distances."""
-        distances, ids = self._index.search(self._point(probes_of(rows_of(template[None]))), min(count, len(self)))
+        distances, ids = self._index.search(self.points(probes_of(rows_of(template[None]))), min(count, len(self)))
         return ids[0], distances[0]
 
     def serialized(self) -> Any:
@@ -96,14 +96,15 @@ class ApproximateIndex:
         return self._parameters
 
     def completed(self, rows: Floats) -> Floats:
+        """Rows as points, all of one length if none is longer than those that the parameters were taken from."""
         points = np.empty((len(rows), COMPLETED_SIZE), dtype=np.float32)
         points[:, :ROW_SIZE] = _scaled(rows - self._centre, self._scales)
         squares = np.einsum("ij,ij->i", points[:, :ROW_SIZE], points[:, :ROW_SIZE])
         points[:, ROW_SIZE] = np.sqrt(np.maximum(self._length**2 - squares, 0))
         return points
 
-    def _point(self, probes: Floats) -> Floats:
-        """The probe, at the distance from the centre that a row in the middle has; this changes no order."""
+    def points(self, probes: Floats) -> Floats:
+        """Probes as points, as far from the centre as a row in the middle; their length changes no order."""
         points = np.zeros((len(probes), COMPLETED_SIZE), dtype=np.float32)
         points[:, :ROW_SIZE] = _scaled(probes, 1 / self._scales)
         points *= self._middle / np.linalg.norm(points, axis=1, keepdims=True)

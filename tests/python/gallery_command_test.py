@@ -1,13 +1,17 @@
 """`zomu gallery`, from photographs to answers, and what it refuses."""
 
 import json
+import os
+import re
 import shutil
+import subprocess
+import sys
 import unittest
 
 import zomu
 from command_support import ANN, ANN_AGAIN, BOB, PEOPLE, CommandTest, zomu_command
 from postgres_server import PostgresServer
-from support import run_python
+from support import PROJECT, run_python
 from zomu_gallery import Gallery
 
 
@@ -64,6 +68,17 @@ class GalleryCommandTest(CommandTest):
         self.assertEqual(server.execute("SELECT count(*) FROM zomu.template"), [(12,)])
         self.assertEqual(zomu_command("gallery", "delete", self.place, "90000").status, 0)
         self.assertEqual(server.execute("SELECT count(*) FROM zomu.template"), [(8,)])
+
+    def test_the_commands_of_the_page_do_what_it_says(self) -> None:
+        block = re.search("```sh\n(.*?)```", (PROJECT / "docs/gallery.md").read_text(), re.DOTALL)[1]
+        (self.folder / "build").mkdir()
+        (self.folder / "examples").symlink_to(PROJECT / "examples")
+        script = f'cd {self.folder}\nzomu() {{ {sys.executable} -B -m zomu "$@"; }}\n{block}'
+        environment = {**os.environ, "TMPDIR": str(self.folder)}
+        done = subprocess.run(["bash", "-euc", script], env=environment, capture_output=True, text=True, timeout=900)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertEqual(done.stdout.count(" * 90000 ("), 4)
+        self.assertIn("build/people: approximate index of 44 templates\n", done.stdout)
 
     def test_what_is_wrong_is_one_line_with_the_next_step(self) -> None:
         grey = self.folder / "grey"

@@ -16,7 +16,7 @@ from support import MODEL, PROJECT
 from zomu_gallery import Entry, Gallery, Match
 from zomu_gallery.store import StoredFace
 
-sys.path.insert(0, str(PROJECT / "bench/scale/made"))
+sys.path.insert(0, str(PROJECT / "bench/scale/galleries"))
 from made_templates import MadeTemplates  # noqa: E402
 
 FINGERPRINT = "ab" * 32

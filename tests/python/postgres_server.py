@@ -15,10 +15,8 @@ from pathlib import Path
 
 import psycopg
 
-from support import PROJECT
-
 PROGRAMS = Path("/usr/lib/postgresql/15/bin")
-SCHEMA = PROJECT / "python/zomu_gallery/database.sql"
+SCHEMA = Path(__file__).parents[2] / "python/zomu_gallery/database.sql"
 
 
 class PostgresServer:
