@@ -2,16 +2,14 @@
 
 from __future__ import annotations
 
-from typing import Any, Iterator, Sequence
+from typing import Any, ContextManager, Iterator, Sequence
 
 import numpy as np
 import psycopg
 
-from zomu.errors import Error
-
 from .exact import Ids
 from .rows import Floats
-from .store import Changes, Entry, StoredFace, block_of, faces_of
+from .store import Changes, Entry, StoredFace, block_of, faces_of, problems_of_store
 
 _BLOCK = 4096
 
@@ -46,15 +44,13 @@ class DatabaseStore:
     """
 
     def __init__(self, address: str, fingerprint: str) -> None:
-        try:
+        with _problems():
             self._connection = psycopg.connect(address, autocommit=True)
-        except psycopg.Error as problem:
-            raise Error(f"the database cannot be used: {_one_line(problem)}") from None
         self._model = bytes.fromhex(fingerprint)
 
     def add(self, entries: Sequence[Entry]) -> int:
         # COPY does not write to tables with row-level security: it fills a table of the transaction.
-        with self._connection.transaction(), self._connection.cursor() as cursor:
+        with _problems(), self._connection.transaction(), self._connection.cursor() as cursor:
             cursor.execute(_INCOMING)
             with cursor.copy(_COPY) as copy:
                 copy.set_types(["text", "bytea", "int2", "text", "timestamptz", "bytea"])
@@ -90,7 +86,7 @@ class DatabaseStore:
 
     def blocks(self) -> Iterator[tuple[Ids, Floats]]:
         statement = "SELECT id, template FROM zomu.template WHERE fingerprint = %s ORDER BY id"
-        with self._connection.transaction(), self._connection.cursor("templates") as cursor:
+        with _problems(), self._connection.transaction(), self._connection.cursor("templates") as cursor:
             cursor.itersize = _BLOCK
             cursor.execute(statement, (self._model,), binary=True)
             while block := cursor.fetchmany(_BLOCK):
@@ -100,8 +96,9 @@ class DatabaseStore:
         self._connection.close()
 
     def _execute(self, statement: Any, *values: object) -> Any:
-        return self._connection.execute(statement, values, binary=True)
+        with _problems():
+            return self._connection.execute(statement, values, binary=True)
 
 
-def _one_line(problem: Exception) -> str:
-    return " ".join(str(problem).split())
+def _problems() -> ContextManager[None]:
+    return problems_of_store(psycopg.Error, "the database cannot be used (docs/gallery.md says how it is set up)")

@@ -1,5 +1,5 @@
 -- The templates of a gallery in one file.
-CREATE TABLE template (
+CREATE TABLE IF NOT EXISTS template (
     id INTEGER PRIMARY KEY AUTOINCREMENT,
     person TEXT NOT NULL,
     photograph BLOB NOT NULL CHECK (length(photograph) = 32),
@@ -9,19 +9,19 @@ CREATE TABLE template (
     template BLOB NOT NULL CHECK (length(template) = 2008),
     UNIQUE (photograph, face)
 );
-CREATE INDEX template_person ON template (person);
+CREATE INDEX IF NOT EXISTS template_person ON template (person);
 
 -- What an index has to follow.
-CREATE TABLE change (
+CREATE TABLE IF NOT EXISTS change (
     number INTEGER PRIMARY KEY AUTOINCREMENT,
     id INTEGER NOT NULL,
     is_deletion INTEGER NOT NULL
 );
-CREATE TRIGGER template_added AFTER INSERT ON template
+CREATE TRIGGER IF NOT EXISTS template_added AFTER INSERT ON template
 BEGIN
     INSERT INTO change (id, is_deletion) VALUES (new.id, 0);
 END;
-CREATE TRIGGER template_deleted AFTER DELETE ON template
+CREATE TRIGGER IF NOT EXISTS template_deleted AFTER DELETE ON template
 BEGIN
     INSERT INTO change (id, is_deletion) VALUES (old.id, 1);
 END;

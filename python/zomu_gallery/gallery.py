@@ -55,7 +55,11 @@ class Gallery:
         path.mkdir(mode=0o700, exist_ok=True)
         if any(path.iterdir()):
             raise Error(f"{path}: is not empty, and not a gallery; take another folder")
-        write_description(path, {"fingerprint": fingerprint, "database": database, "index": None})
+        description = {"fingerprint": fingerprint, "database": database, "index": None}
+        store = _store(path, description)
+        store.fetch(np.array([0]))  # so that a database that cannot be used leaves no gallery
+        store.close()
+        write_description(path, description)
         return cls(path)
 
     def __enter__(self) -> Gallery:

@@ -2,13 +2,14 @@
 
 from __future__ import annotations
 
+import contextlib
 from datetime import datetime
 from typing import Iterator, NamedTuple, Protocol, Sequence
 
 import numpy as np
 from numpy.typing import NDArray
 
-from zomu.errors import TemplateError
+from zomu.errors import Error, TemplateError
 from zomu.templates import checked_template, is_plausible
 
 from .exact import Ids
@@ -78,6 +79,15 @@ class Store(Protocol):
         """All templates with their numbers, some thousand at a time, as of one moment."""
 
     def close(self) -> None: ...
+
+
+@contextlib.contextmanager
+def problems_of_store(kind: type[Exception], store: str) -> Iterator[None]:
+    """Turns what the engine of a store raises into one line."""
+    try:
+        yield
+    except kind as problem:
+        raise Error(f"{store}: {' '.join(str(problem).split())}") from problem
 
 
 def templates_of(contents: Sequence[bytes]) -> tuple[NDArray[np.bool_], Floats]:

@@ -175,8 +175,12 @@ class GalleryDatabaseTest(GalleryTest):
     def test_a_database_that_cannot_be_used_is_said_in_one_line(self) -> None:
         good = self.server.address()
         for address in (good.replace(str(self.server.port), "1"), good.replace("owner:", "nobody:"), "nonsense"):
-            with self.assertRaisesRegex(zomu.Error, "^the database cannot be used: [^\n]*$"):
-                DatabaseStore(address, FINGERPRINT)
+            with self.assertRaisesRegex(zomu.Error, "^the database cannot be used [^\n]*$"):
+                Gallery.create(self.folder, FINGERPRINT, address)
+            self.assertEqual(list(self.folder.iterdir()), [])
+        bare = good.replace("/postgres", "/template1")
+        with self.assertRaisesRegex(zomu.Error, '^the database cannot be used .*relation "zomu.template" does not exist'):
+            Gallery.create(self.folder, FINGERPRINT, bare)
 
 
 if __name__ == "__main__":

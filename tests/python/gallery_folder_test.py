@@ -134,6 +134,16 @@ class GalleryFolderTest(GalleryTest):
             with self.assertRaisesRegex(zomu.Error, "gallery.json: is damaged, or of a later version"):
                 Gallery(self.folder)
 
+    def test_a_damaged_file_of_templates_is_one_line(self) -> None:
+        self.gallery().add(entries(PEOPLE))
+        path = self.folder / "templates.sqlite"
+        path.write_bytes(path.read_bytes()[:40_000])
+        with self.assertRaisesRegex(zomu.Error, "^[^\n]*templates.sqlite: database disk image is malformed$"):
+            self.gallery().search(PEOPLE[0])
+        path.write_bytes(b"nothing of the kind" * 100)
+        with self.assertRaisesRegex(zomu.Error, "templates.sqlite: file is not a database$"):
+            self.gallery()
+
     def test_several_processes_change_one_gallery(self) -> None:
         self.gallery().add(entries(PEOPLE[:20]))
         with multiprocessing.get_context("spawn").Pool(3) as pool:

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
 import pwd
 import secrets
@@ -79,9 +80,15 @@ class PostgresServer:
         self.execute(SCHEMA.read_text())
 
     def kill(self) -> None:
-        """As a crash of the server, without a word to its processes."""
+        """As a crash of the machine: the server and all of its processes, without a word."""
+        number = self.process.pid
+        children = Path(f"/proc/{number}/task/{number}/children").read_text().split()
         self.process.send_signal(signal.SIGKILL)
         self.process.wait()
+        for child in map(int, children):
+            with contextlib.suppress(FileNotFoundError, ProcessLookupError):
+                if Path(f"/proc/{child}/cmdline").read_bytes().startswith(b"postgres:"):
+                    os.kill(child, signal.SIGKILL)
 
     def files(self, *patterns: str) -> bytes:
         """The contents of files in its folder."""

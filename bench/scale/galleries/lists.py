@@ -1,7 +1,7 @@
 """Inverted lists with product quantisation, for galleries that do not fit into memory: recall against bytes a row.
 
-Rows are completed as for the approximate index, turned so that their main directions are apart (OPQ), and kept as a
-few bytes each in the list of the nearest of many centres. A search reads some lists, takes the best by these bytes,
+Rows are completed as for the approximate index, reduced to their main directions, turned at random, and kept as a few
+bytes each in the list of the nearest of many centres. A search reads some lists, takes the best by these bytes,
 and ranks them again by their templates, which lie on disk. Here the templates are made again instead, so that only the
 bytes take memory.
 """
@@ -18,7 +18,7 @@ from made_templates import MadeTemplates
 from zomu_gallery import ApproximateIndex, parameters_for, probes_of, rows_of
 from zomu_gallery.approximate import COMPLETED_SIZE
 
-KEPT = 192  # numbers of a completed row after turning; the model's projection has 186 axes
+KEPT = 192  # numbers of a row after that; the model's projection has 186 axes
 TRAINING = 40  # rows for each list
 CANDIDATES = (10, 100, 1000)
 
@@ -31,10 +31,12 @@ def simulate(rows: int, code_bytes: list[int], probes: int) -> None:
     queries = np.concatenate([made.photographs(0, probes // 2, 1), made.photographs(rows, probes - probes // 2)])
     points = frozen.points(probes_of(rows_of(queries)))
     trained = {}
+    graph = "_HNSW32" if lists > 4096 else ""  # over the centres
     for size in code_bytes:
         started = time.process_time()
-        index = faiss.index_factory(COMPLETED_SIZE, f"OPQ{size}_{KEPT},IVF{lists},PQ{size}")
-        faiss.extract_index_ivf(index).cp.niter = 8
+        index = faiss.index_factory(COMPLETED_SIZE, f"PCAR{KEPT},IVF{lists}{graph},PQ{size}")
+        inverted = faiss.extract_index_ivf(index)
+        inverted.cp.niter = faiss.downcast_index(inverted).pq.cp.niter = 8
         index.train(frozen.completed(rows_of(sample)))
         trained[size] = index
         print(f"PQ{size}: trained on {len(sample)} rows, {time.process_time() - started:.0f} s of a processor", flush=True)
