@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
 from pathlib import Path
 from typing import Any, Iterator, Sequence
@@ -56,9 +57,8 @@ class Gallery:
         if any(path.iterdir()):
             raise Error(f"{path}: is not empty, and not a gallery; take another folder")
         description = {"fingerprint": fingerprint, "database": database, "index": None}
-        store = _store(path, description)
-        store.fetch(np.array([0]))  # so that a database that cannot be used leaves no gallery
-        store.close()
+        with contextlib.closing(_store(path, description)) as store:
+            store.fetch(np.array([0]))  # so that a database that cannot be used leaves no gallery
         write_description(path, description)
         return cls(path)
 

@@ -11,7 +11,7 @@ import numpy as np
 import zomu
 from compare_many_test import random_templates
 from gallery_support import FINGERPRINT, MADE, GalleryTest, bits, brute_force, entries, entry
-from zomu_gallery import Gallery
+from zomu_gallery import ApproximateIndex, Gallery, rows_of
 
 PEOPLE = MADE.photographs(0, 300)
 PROBES = MADE.photographs(0, 20, 1)
@@ -67,11 +67,17 @@ class GalleryFolderTest(GalleryTest):
             gallery.add(entries(PEOPLE))
             gallery.rebuild(kind)
             templates = [template.tobytes() for template in PEOPLE]
+            row = rows_of(PEOPLE[7:8])
+            if kind == "approximate":
+                saved = json.loads((self.folder / "gallery.json").read_text())["index"]
+                row = ApproximateIndex(saved["parameters"]).completed(row)
             self.assertIn(templates[7], self.files())
+            self.assertIn(row.tobytes(), self.files())
             self.assertEqual((gallery.delete("person 7"), gallery.delete("person 7")), (1, 0))
             files = self.files()
             for start in range(0, 2000, 100):
                 self.assertNotIn(templates[7][start : start + 16], files)
+                self.assertNotIn(row.tobytes()[start : start + 16], files)
             self.assertIn(templates[8], files)
             self.assertNotIn("person 7", [match.face.person for match in self.gallery().search(PEOPLE[7], 300)])
             for number in range(300):
