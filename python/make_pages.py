@@ -33,6 +33,8 @@ class Command(NamedTuple):
 def commands_of(parser: argparse.ArgumentParser, path: tuple[str, ...] = (), help: str = "") -> Iterator[Command]:
     """The command of this parser and those below it."""
     options, arguments, below = [], [], []
+    if isinstance(parser, Parser):
+        parser.complete()
     for action in parser._actions:
         if isinstance(action, argparse._SubParsersAction):
             helps = {choice.dest: choice.help or "" for choice in action._choices_actions}
@@ -94,10 +96,11 @@ def bash_completion(commands: list[Command]) -> str:
     for command in commands:
         words = [name for option in command.options for name in option.names] + _below(command, commands)
         lines.append(f"        \"{' '.join(command.path)}\") words=\"{' '.join(words)}\" ;;")
+    names = " || ".join(f"$path == {group.path[0]}" for group in groups)
     lines += [
         "    esac",
         "    # Where nothing is left, `-o default` completes names of files.",
-        "    if [[ $word == -* || -z $path || $path == model ]]; then",
+        f"    if [[ $word == -* || -z $path || {names} ]]; then",
         "        mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$word\")",
         "    else",
         "        COMPREPLY=()",

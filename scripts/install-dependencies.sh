@@ -8,7 +8,7 @@
 #   demo         also what the tools, the examples and scripts/demo.sh need
 #   tests        also what scripts/test.sh needs
 #   gate         also what .ci/run needs: linters, sanitizers, counts of instructions
-#   developers   everything that the verbs of scripts/check.sh need: browser, PyTorch, site, Windows, 64-bit ARM
+#   developers   everything that the verbs of scripts/check.sh need: browser, PyTorch, PostgreSQL, site, Windows, 64-bit ARM
 set -euo pipefail
 
 python=(
@@ -41,6 +41,7 @@ wheel=(python3-pip python3-setuptools python3-wheel)
 browser=(chromium chromium-driver python3-selenium)
 shells=(fish zsh) # completions
 site=(graphviz mkdocs mkdocs-material)
+gallery=(postgresql-15)
 packages=(debootstrap dpkg-dev file)
 windows=(
     g++-mingw-w64-x86-64-posix # the cross compiler whose threads are those of std::thread and OpenMP
@@ -55,14 +56,14 @@ aarch64=(
 )
 # shellcheck disable=SC2034 # the groups are used by their names
 developers=(
-    "${gate[@]}" "${clang[@]}" "${training[@]}" "${wheel[@]}" "${browser[@]}" "${shells[@]}" "${site[@]}" "${packages[@]}"
-    "${windows[@]}" "${aarch64[@]}" cppcheck gcovr
+    "${gate[@]}" "${clang[@]}" "${training[@]}" "${wheel[@]}" "${browser[@]}" "${shells[@]}" "${site[@]}" "${gallery[@]}"
+    "${packages[@]}" "${windows[@]}" "${aarch64[@]}" cppcheck gcovr
 )
 
 wanted=()
 for name in "${@:-demo}"; do
     case $name in
-    python | demo | tests | gate | clang | training | wheel | browser | shells | site | packages | windows | aarch64 | developers)
+    python | demo | tests | gate | clang | training | wheel | browser | shells | site | gallery | packages | windows | aarch64 | developers)
         declare -n group=$name
         wanted+=("${group[@]}")
         ;;

@@ -3,10 +3,11 @@ _zomu() {
     local word=${COMP_WORDS[COMP_CWORD]} path= words=
     case "${COMP_WORDS[1]} ${COMP_WORDS[2]}" in
         "model "*) [ $COMP_CWORD -gt 2 ] && path="model ${COMP_WORDS[2]}" ;;
+        "gallery "*) [ $COMP_CWORD -gt 2 ] && path="gallery ${COMP_WORDS[2]}" ;;
     esac
     if [ -z "$path" ] && [ $COMP_CWORD -gt 1 ]; then path=${COMP_WORDS[1]}; fi
     case $path in
-        "") words="-h --help --version find extract verify search cluster draw model manifest" ;;
+        "") words="-h --help --version find extract verify search cluster draw model manifest gallery" ;;
         "find") words="-h --help --csv --force --finder --largest --json" ;;
         "extract") words="-h --help --landmarks --finder --largest --unchecked --model --json" ;;
         "verify") words="-h --help --landmarks --finder --largest --unchecked --threshold --model --json" ;;
@@ -20,9 +21,14 @@ _zomu() {
         "model fingerprint") words="-h --help --json" ;;
         "model where") words="-h --help --json" ;;
         "manifest") words="-h --help --finder --largest --json" ;;
+        "gallery") words="-h --help add search delete rebuild" ;;
+        "gallery add") words="-h --help --person --consent --expires --database --finder --model --json" ;;
+        "gallery search") words="-h --help --top --landmarks --finder --largest --threshold --model --json" ;;
+        "gallery delete") words="-h --help --json" ;;
+        "gallery rebuild") words="-h --help --exact --approximate --json" ;;
     esac
     # Where nothing is left, `-o default` completes names of files.
-    if [[ $word == -* || -z $path || $path == model ]]; then
+    if [[ $word == -* || -z $path || $path == model || $path == gallery ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
     else
         COMPREPLY=()

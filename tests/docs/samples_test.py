@@ -212,7 +212,7 @@ class NamesTest(unittest.TestCase):
         self.assertGreater(looked_at, 20)
 
     def test_no_code_is_left_out(self) -> None:
-        commands = {"README.md", "docs/landmarks.md", "docs/model-files.md", "examples/data/people/README.md",
+        commands = {"README.md", "docs/landmarks.md", "docs/model-files.md", "docs/gallery.md", "examples/data/people/README.md",
                     "models/README.md", "python/README.md", "training/README.md", "docs/images/README.md"}
         for document in documents():
             name = str(document)

@@ -130,7 +130,16 @@ class Gallery:
 
 def read_gallery(folder: str, context: Context, options: Namespace) -> Gallery:
     """All faces of the pictures and templates in a folder; what cannot be judged is reported and left out."""
-    paths = files_under(folder, _PICTURES | _TEMPLATES)
+    return read_faces(faces_files(folder), context, options)
+
+
+def faces_files(folder: str) -> list[str]:
+    """The pictures and template files in a folder and in those below it."""
+    return files_under(folder, _PICTURES | _TEMPLATES)
+
+
+def read_faces(paths: list[str], context: Context, options: Namespace) -> Gallery:
+    """All faces of these files; what cannot be judged is reported and left out."""
     members: list[Member] = []
     rejects: list[dict[str, str]] = []
     for path in progressing("faces", paths):
