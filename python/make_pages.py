@@ -33,6 +33,8 @@ class Command(NamedTuple):
 def commands_of(parser: argparse.ArgumentParser, path: tuple[str, ...] = (), help: str = "") -> Iterator[Command]:
     """The command of this parser and those below it."""
     options, arguments, below = [], [], []
+    if isinstance(parser, Parser):
+        parser.complete()
     for action in parser._actions:
         if isinstance(action, argparse._SubParsersAction):
             helps = {choice.dest: choice.help or "" for choice in action._choices_actions}

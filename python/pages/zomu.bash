@@ -6,7 +6,7 @@ _zomu() {
     esac
     if [ -z "$path" ] && [ $COMP_CWORD -gt 1 ]; then path=${COMP_WORDS[1]}; fi
     case $path in
-        "") words="-h --help --version find extract verify search cluster draw model manifest" ;;
+        "") words="-h --help --version find extract verify search cluster draw model manifest extract-all" ;;
         "find") words="-h --help --csv --force --finder --json" ;;
         "extract") words="-h --help --landmarks --finder --unchecked --model --json" ;;
         "verify") words="-h --help --landmarks --finder --unchecked --threshold --model --json" ;;
@@ -20,6 +20,7 @@ _zomu() {
         "model fingerprint") words="-h --help --json" ;;
         "model where") words="-h --help --json" ;;
         "manifest") words="-h --help --finder --json" ;;
+        "extract-all") words="-h --help --landmarks --finder --unchecked --model --processes --scheduler --part --limit --again --npy --json" ;;
     esac
     # Where nothing is left, `-o default` completes names of files.
     if [[ $word == -* || -z $path || $path == model ]]; then

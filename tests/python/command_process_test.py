@@ -135,8 +135,8 @@ class CommandProcessTest(CommandTest):
         self.assertTrue((self.folder / "build/points.png").is_file())
 
     def test_every_subcommand_has_a_row_in_the_page(self) -> None:
-        rows = re.findall(r"^\| `([a-z]+) ", (PROJECT / "python/README.md").read_text(), re.MULTILINE)
-        listed = re.findall(r"^    ([a-z]+) ", zomu_process("--help").stdout, re.MULTILINE)
+        rows = re.findall(r"^\| `([a-z-]+) ", (PROJECT / "python/README.md").read_text(), re.MULTILINE)
+        listed = re.findall(r"^    ([a-z-]+)\s", zomu_process("--help").stdout, re.MULTILINE)
         self.assertEqual(rows, listed)
 
     def test_progress_is_for_terminals(self) -> None:

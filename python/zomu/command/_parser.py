@@ -6,7 +6,7 @@ import argparse
 from typing import Any, Callable, NoReturn
 
 from .._version import __version__
-from . import _cluster, _draw, _extract, _find, _manifest, _model, _search, _verify
+from . import _cluster, _draw, _extract, _find, _further, _manifest, _model, _search, _verify
 
 DESCRIPTION = "Faces in photographs: finds them, tells them apart, lists and draws them."
 
@@ -19,6 +19,7 @@ _SUBCOMMANDS: tuple[Callable[[Any], None], ...] = (
     _draw.add,
     _model.add,
     _manifest.add,
+    _further.add,
 )
 
 
@@ -27,6 +28,17 @@ class Parser(argparse.ArgumentParser):
 
     def __init__(self, **settings: Any) -> None:
         super().__init__(allow_abbrev=False, **settings)
+        self.complete_with: Callable[[Parser], None] | None = None
+
+    def complete(self) -> None:
+        """Adds the arguments of a subcommand that is in another package."""
+        if self.complete_with is not None:
+            complete, self.complete_with = self.complete_with, None
+            complete(self)
+
+    def parse_known_args(self, args: Any = None, namespace: Any = None) -> Any:
+        self.complete()
+        return super().parse_known_args(args, namespace)
 
     def error(self, message: str) -> NoReturn:
         self.exit(2, f"{self.prog}: {message}; `{self.prog} --help` says more\n")

@@ -1,0 +1,43 @@
+"""Where the workers are: processes of this machine, or those of a scheduler that runs already."""
+
+from __future__ import annotations
+
+import logging
+import tempfile
+from contextlib import contextmanager
+from typing import Callable, Iterator
+
+import dask
+import distributed
+
+_SETTINGS = {
+    # One thread for each process, of whatever computes in it.
+    "distributed.nanny.pre-spawn-environ": {"OMP_NUM_THREADS": 1, "OPENBLAS_NUM_THREADS": 1, "MKL_NUM_THREADS": 1},
+    "distributed.worker.profile.enabled": False,
+    "distributed.worker.preload": ["zomu_bulk._worker"],
+}
+
+
+@contextmanager
+def clients(scheduler: str | None, processes: int) -> Iterator[Callable[[], distributed.Client]]:
+    """What makes clients of a scheduler: the one at the address, or one of this process, with processes of its own.
+
+    These listen on this machine alone, and talk with certificates that are made for the run: whoever reached them
+    otherwise could have them run code.
+    """
+    logging.getLogger("distributed").setLevel(logging.CRITICAL + 1)
+    logging.getLogger("tornado.application").setLevel(logging.CRITICAL + 1)
+    if scheduler is not None:
+        yield lambda: distributed.Client(scheduler, timeout=10)
+        return
+    with tempfile.TemporaryDirectory(prefix="zomu-") as folder, dask.config.set(_SETTINGS):
+        with distributed.LocalCluster(
+            n_workers=processes,
+            threads_per_worker=1,
+            host="127.0.0.1",
+            dashboard_address=None,
+            security=True,
+            silence_logs=logging.CRITICAL + 1,
+            local_directory=folder,
+        ) as cluster:
+            yield lambda: distributed.Client(cluster)
