@@ -12,7 +12,7 @@ list_verbs() {
     echo
     local file
     for file in scripts/check/*.sh; do
-        printf '  %-10s %s\n' "$(basename "$file" .sh)" "$(sed -n '1s/^# //p' "$file")"
+        printf '  %-11s %s\n' "$(basename "$file" .sh)" "$(sed -n '1s/^# //p' "$file")"
     done
 }
 
@@ -23,7 +23,7 @@ case ${1:-} in
     ;;
 esac
 script=scripts/check/${1:-}.sh
-if ! [[ ${1:-} =~ ^[a-z0-9]+$ ]] || [ ! -f "$script" ]; then
+if ! [[ ${1:-} =~ ^[a-z0-9-]+$ ]] || [ ! -f "$script" ]; then
     list_verbs >&2
     exit 2
 fi

@@ -67,7 +67,7 @@ class Engine:
         self._client = connect()
         self._workers: dict[str, _Worker] = {}
         self._applicants: dict[str, tuple[distributed.Future, float]] = {}
-        self._refused: dict[str, str] = {}  # reasons by address
+        self._refused: dict[str, str | None] = {}  # by address the reason, None for those that are started again
         self._waiting: deque[_Batch] = deque()
         self._looked = 0.0
         self._hopeless_since: float | None = None
@@ -140,12 +140,12 @@ class Engine:
         now = time.monotonic()
         if self._hopeless_since is None:
             self._hopeless_since = now
-        # One that was refused may be replaced, one that is started again comes under another address.
-        if now - self._hopeless_since > self._limit or self._refused and now - self._hopeless_since > 15 * _LOOK:
-            reason = next(iter(self._refused.values()), None)
-            raise Error(
-                f"no worker can do the work: {reason}" if reason else f"no worker came within {self._limit:.0f} s"
-            )
+        reason = next((reason for reason in self._refused.values() if reason is not None), None)
+        if reason is not None and now - self._hopeless_since > 15 * _LOOK:  # others may be on their way
+            raise Error(f"no worker can do the work: one {reason}")
+        if now - self._hopeless_since > self._limit:
+            command = f"`dask worker {self._client.scheduler.address}`"
+            raise Error(f"no worker came within {self._limit:.0f} s; start one with {command}")
 
     def _idle(self) -> Iterator[str]:
         """Workers that take another batch: all get one before any gets two."""
@@ -206,7 +206,7 @@ class Engine:
         """Takes its work away; whoever watches over the worker ends it and starts another."""
         self._warn(f"the worker {address} {reason}: its work is done by others")
         self._forget(address)
-        self._refused[address] = reason
+        self._refused[address] = None
         client = self._client
 
         def restart() -> None:

@@ -10,6 +10,8 @@ from typing import Callable, Iterator
 import dask
 import distributed
 
+from zomu.errors import Error
+
 _SETTINGS = {
     # One thread for each process, of whatever computes in it.
     "distributed.nanny.pre-spawn-environ": {"OMP_NUM_THREADS": 1, "OPENBLAS_NUM_THREADS": 1, "MKL_NUM_THREADS": 1},
@@ -28,6 +30,11 @@ def clients(scheduler: str | None, processes: int) -> Iterator[Callable[[], dist
     logging.getLogger("distributed").setLevel(logging.CRITICAL + 1)
     logging.getLogger("tornado.application").setLevel(logging.CRITICAL + 1)
     if scheduler is not None:
+        try:
+            distributed.Client(scheduler, timeout=10).close()
+        except (OSError, TimeoutError, ValueError) as problem:
+            text = " ".join(str(problem).split())
+            raise Error(f"no scheduler answers at {scheduler}: {text}; start one with `dask scheduler`") from problem
         yield lambda: distributed.Client(scheduler, timeout=10)
         return
     with tempfile.TemporaryDirectory(prefix="zomu-") as folder, dask.config.set(_SETTINGS):

@@ -66,8 +66,8 @@ class Parts:
             try:
                 photos, rejects = _read(store, f"{FOLDER}/{name}")
             except (pa.ArrowException, OSError, ValueError, KeyError):
-                store.move(f"{FOLDER}/{name}", f"{FOLDER}/{name}.damaged")
-                warn(f"{name}: is damaged or cut off; its photographs are done again")
+                store.move(f"{FOLDER}/{name}", f"damaged/{name}")
+                warn(f"{name}: is damaged or cut off, and now in damaged/; its photographs are done again")
                 continue
             self._count(photos, rejects)
 

@@ -40,7 +40,10 @@ def photos_of(source: str, beside: bool, may_name_landmarks: bool) -> list[Photo
         photos = _of_manifest(source, beside, may_name_landmarks)
     else:
         photos = _of_folder(source, beside)
-    once = {photo.name: photo for photo in photos}
+    once: dict[str, Photo] = {}
+    for photo in photos:
+        if once.setdefault(photo.name, photo) != photo:
+            raise Error(f"{source}: has two lines for {photo.name} that say different things; take one out")
     if not once:
         raise Error(f"{source}: names no photograph; give a folder, a CSV file with the column photo, or a list")
     return list(once.values())

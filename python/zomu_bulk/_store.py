@@ -47,6 +47,7 @@ class Store:
         return bool(self._files.exists(self.path(name)))
 
     def move(self, name: str, target: str) -> None:
+        self._files.makedirs(posixpath.dirname(self.path(target)), exist_ok=True)
         self._files.mv(self.path(name), self.path(target))
 
     @contextmanager

@@ -2,14 +2,14 @@
 # Makes a virtual environment with the packages that an extra of the Python package asks for, in build/python/EXTRA;
 # the package itself stays where it is. Quick if all is there.
 #
-#   scripts/lib/python-extras.sh EXTRA [PACKAGE...]    with further packages, for tests
+#   scripts/lib/python-extras.sh EXTRA [PACKAGE...]    with further packages, for tests, in build/python/EXTRA-tests
 source "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/preamble.sh"
 
 [ $# -ge 1 ] || wrong_usage
 extra=$1
 shift
 needs python3-venv
-home=$PWD/build/python/$extra
+home=$PWD/build/python/$extra${1:+-tests}
 read -r -d '' listed <<'PYTHON' || true
 import sys, tomllib
 project = tomllib.load(open("python/pyproject.toml", "rb"))["project"]

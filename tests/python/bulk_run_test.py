@@ -3,7 +3,10 @@
 import hashlib
 import json
 import os
+import re
 import shutil
+import subprocess
+import sys
 import unittest
 from pathlib import Path
 
@@ -149,6 +152,18 @@ class BulkRunTest(BulkTest):
                 self.assertNotIn("Traceback", err)
         self.assertEqual(sorted(path.name for path in self.out.rglob("*")), before)
         self.assertEqual(self.run_to_end(photos, self.out, "--processes", "0")[0], 2)
+
+    def test_the_commands_of_the_page_do_what_it_says(self) -> None:
+        page = (PROJECT / "docs/bulk.md").read_text()
+        block = re.search("```sh\n(.*?)```", page, re.DOTALL)[1]
+        (self.folder / "examples").symlink_to(PROJECT / "examples")
+        command = f'zomu() {{ {sys.executable} -B -m zomu "$@"; }}'
+        environment = {**os.environ, **self.variables, "TMPDIR": str(self.folder)}
+        done = subprocess.run(
+            ["bash", "-euc", f"{command}\n{block}"], cwd=self.folder, env=environment, capture_output=True, text=True
+        )
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertIn("build/people: 48 templates of 48 photographs\n", done.stdout)
 
     def test_names_that_are_no_text_are_kept_apart(self) -> None:
         photos = os.fsencode(self.photos(1))
