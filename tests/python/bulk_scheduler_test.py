@@ -30,7 +30,7 @@ class BulkSchedulerTest(BulkTest):
             self.port = free.getsockname()[1]
         self.address = f"tls://127.0.0.1:{self.port}"
         finder = ["--finder", "finders_of_tests:notes"]
-        self.words = [self.source, self.out, "--part", 8, *finder, "--scheduler", self.address, "--limit", 20]
+        self.words = [self.source, self.out, "--part", 8, *finder, "--scheduler", self.address, "--limit", 60]
 
     def service(self, *words: object, **variables: str) -> subprocess.Popen[bytes]:
         """Of Dask; its log is in a file."""
@@ -64,13 +64,13 @@ class BulkSchedulerTest(BulkTest):
         for watched in (good[0], children_of(good[0])[0]):
             kill(watched, "KILL")
         kill(children_of(good[1])[0], "STOP")
-        out, err = run.communicate(timeout=300)
-        self.assertEqual((run.returncode, out), (0, f"{self.out}: 48 templates of 48 photographs\n"), err)
+        status, out, err = self.ended(run)
+        self.assertEqual((status, out), (0, f"{self.out}: 48 templates of 48 photographs\n"), err)
         self.assert_each_once(self.source)
         for words in (
             "gets no work: has another model: ",
             "is lost: its work is done by others",
-            "has given nothing for 20 s: its work is done by others",
+            "has given nothing for 60 s: its work is done by others",
         ):
             self.assertEqual(err.count(words), 1, err)
         self.assertEqual(err.count("\n"), 3, err)
@@ -89,20 +89,20 @@ class BulkSchedulerTest(BulkTest):
         self.scheduler()
         for number in range(4):
             self.worker(f"second-{number}")
-        out, err = run.communicate(timeout=300)
-        self.assertEqual((run.returncode, out), (0, f"{self.out}: 48 templates of 48 photographs\n"), err)
+        status, out, err = self.ended(run)
+        self.assertEqual((status, out), (0, f"{self.out}: 48 templates of 48 photographs\n"), err)
         self.assertLess(before, 48)
         self.assert_each_once(self.source)
 
     def test_without_its_scheduler_it_ends_and_goes_on_later(self) -> None:
         scheduler = self.scheduler()
         self.worker("one")
-        run = self.start(*self.words, "--limit", 5)
+        run = self.start(*self.words, "--limit", 30)
         wait_until(self.parts)
         kill(scheduler, "KILL")
-        out, err = run.communicate(timeout=120)
-        self.assertEqual((run.returncode, out), (1, ""), err)
-        self.assertIn("the scheduler did not come back within 5 s; the same command goes on where this run was\n", err)
+        status, out, err = self.ended(run)
+        self.assertEqual((status, out), (1, ""), err)
+        self.assertIn("the scheduler did not come back within 30 s; the same command goes on where this run was\n", err)
         self.assertNotIn("Traceback", err)
         written = len(self.rows())
         self.assertGreater(written, 0)

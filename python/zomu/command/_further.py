@@ -50,4 +50,5 @@ def _work(further: _Further, work: Callable[[Namespace], int], options: Namespac
 
 
 def _what_is_missing(problem: ModuleNotFoundError, further: _Further) -> str:
-    return f"the package {problem.name} is not installed: install zomu[{further.extra}] with pip, which brings it"
+    package = (problem.name or "").partition(".")[0]
+    return f"the package {package} is not installed: install zomu[{further.extra}] with pip, which brings it"
