@@ -16,6 +16,7 @@ from dataclasses import dataclass, field
 from typing import Any, Callable, Iterator, Sequence
 
 import distributed
+from distributed.comm import CommClosedError
 
 from zomu.errors import Error
 
@@ -174,6 +175,8 @@ class Engine:
             return
         with contextlib.suppress(TimeoutError, CancelledError):
             distributed.wait(running, timeout=_LOOK, return_when="FIRST_COMPLETED")
+        if any(future.done() for future, _ in self._applicants.values()):
+            self._looked = 0.0
         for address, worker in list(self._workers.items()):
             for future in [future for future in worker.batches if future.done()]:
                 if future in worker.batches:  # its worker may have been given up
@@ -266,7 +269,7 @@ def _problem_of(future: distributed.Future) -> BaseException:
     if future.status == "error":
         problem: BaseException = future.exception()
         return problem
-    raise distributed.CommClosedError("the scheduler has forgotten what it was given")
+    raise CommClosedError("the scheduler has forgotten what it was given")
 
 
 def _close(client: Any) -> None:

@@ -16,6 +16,9 @@ _SETTINGS = {
     # One thread for each process, of whatever computes in it.
     "distributed.nanny.pre-spawn-environ": {"OMP_NUM_THREADS": 1, "OPENBLAS_NUM_THREADS": 1, "MKL_NUM_THREADS": 1},
     "distributed.worker.profile.enabled": False,
+    # No pages for browsers, which nobody has asked for.
+    "distributed.scheduler.http.routes": [],
+    "distributed.worker.http.routes": [],
     "distributed.worker.preload": ["zomu_bulk._worker"],
 }
 
@@ -27,8 +30,12 @@ def clients(scheduler: str | None, processes: int) -> Iterator[Callable[[], dist
     These listen on this machine alone, and talk with certificates that are made for the run: whoever reached them
     otherwise could have them run code.
     """
-    logging.getLogger("distributed").setLevel(logging.CRITICAL + 1)
-    logging.getLogger("tornado.application").setLevel(logging.CRITICAL + 1)
+    with _silent_logs(), _clients(scheduler, processes) as connect:
+        yield connect
+
+
+@contextmanager
+def _clients(scheduler: str | None, processes: int) -> Iterator[Callable[[], distributed.Client]]:
     if scheduler is not None:
         try:
             distributed.Client(scheduler, timeout=10).close()
@@ -42,9 +49,20 @@ def clients(scheduler: str | None, processes: int) -> Iterator[Callable[[], dist
             n_workers=processes,
             threads_per_worker=1,
             host="127.0.0.1",
-            dashboard_address=None,
+            dashboard_address="127.0.0.1:0",
+            worker_dashboard_address="127.0.0.1:0",
             security=True,
-            silence_logs=logging.CRITICAL + 1,
+            silence_logs=logging.CRITICAL,
             local_directory=folder,
         ) as cluster:
             yield lambda: distributed.Client(cluster)
+
+
+@contextmanager
+def _silent_logs() -> Iterator[None]:
+    """What a user can do something about, the engine says in its own words."""
+    logging.disable(logging.CRITICAL)
+    try:
+        yield
+    finally:
+        logging.disable(logging.NOTSET)

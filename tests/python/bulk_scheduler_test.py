@@ -49,21 +49,22 @@ class BulkSchedulerTest(BulkTest):
         place = ["--host", "tls://127.0.0.1", "--port", self.port]
         return self.service("scheduler", *place, "--protocol", "tls", "--no-dashboard", "--no-show")
 
-    def worker(self, name: str, *words: str, **variables: str) -> subprocess.Popen[bytes]:
+    def worker(self, name: str, nanny: bool = True, **variables: str) -> subprocess.Popen[bytes]:
+        """With a nanny there are two processes, of which one watches the other."""
         home = self.folder / f"worker-{name}"
         settings = ["--nthreads", 1, "--name", name, "--local-directory", home, "--no-dashboard", "--death-timeout", 60]
-        return self.service("worker", self.address, *settings, *words, **variables)
+        settings.append("--nanny" if nanny else "--no-nanny")
+        return self.service("worker", self.address, *settings, **variables)
 
     def test_killed_and_hung_workers_and_one_with_another_model_change_nothing(self) -> None:
         self.scheduler()
-        good = [self.worker(name) for name in ("killed", "hung", "good")]
-        foreign = self.worker("foreign", TMPDIR=str(TEMPORARY))
+        killed, hung = self.worker("killed", nanny=False), self.worker("hung")
+        self.worker("good", nanny=False)
+        foreign = self.worker("foreign", nanny=False, TMPDIR=str(TEMPORARY))
         run = self.start(*self.words, PAUSE="0.1")
         wait_until(lambda: self.looked_at() >= 6)
-        # Of one, everything is gone, as when a machine fails; of the other, nothing moves any more.
-        for watched in (good[0], children_of(good[0])[0]):
-            kill(watched, "KILL")
-        kill(children_of(good[1])[0], "STOP")
+        kill(killed, "KILL")
+        kill(children_of(hung)[0], "STOP")
         status, out, err = self.ended(run)
         self.assertEqual((status, out), (0, f"{self.out}: 48 templates of 48 photographs\n"), err)
         self.assert_each_once(self.source)
@@ -72,15 +73,15 @@ class BulkSchedulerTest(BulkTest):
             "is lost: its work is done by others",
             "has given nothing for 60 s: its work is done by others",
         ):
-            self.assertEqual(err.count(words), 1, err)
-        self.assertEqual(err.count("\n"), 3, err)
+            self.assertIn(words, err)
+        self.assertEqual(err.count("has another model"), 1, err)
         self.assertEqual({row["model"][:8] for row in self.rows()}, {"e391fe22"})
         self.assertIsNone(foreign.poll())
 
     def test_a_run_outlives_its_scheduler(self) -> None:
         scheduler = self.scheduler()
         for number in range(4):
-            self.worker(f"first-{number}")
+            self.worker(f"first-{number}", nanny=False)
         run = self.start(*self.words, "--limit", 100)
         wait_until(self.parts)
         kill(scheduler, "KILL")
@@ -88,7 +89,7 @@ class BulkSchedulerTest(BulkTest):
         before = len(self.rows())
         self.scheduler()
         for number in range(4):
-            self.worker(f"second-{number}")
+            self.worker(f"second-{number}", nanny=False)
         status, out, err = self.ended(run)
         self.assertEqual((status, out), (0, f"{self.out}: 48 templates of 48 photographs\n"), err)
         self.assertLess(before, 48)
@@ -96,7 +97,7 @@ class BulkSchedulerTest(BulkTest):
 
     def test_without_its_scheduler_it_ends_and_goes_on_later(self) -> None:
         scheduler = self.scheduler()
-        self.worker("one")
+        self.worker("one", nanny=False)
         run = self.start(*self.words, "--limit", 30)
         wait_until(self.parts)
         kill(scheduler, "KILL")
@@ -119,7 +120,7 @@ class BulkSchedulerTest(BulkTest):
         status, out, err = self.run_to_end(*self.words, "--limit", 5)
         self.assertEqual((status, out), (1, ""))
         self.assertEqual(err, "zomu extract-all: no worker came within 5 s; start one with `dask worker " + self.address + "`\n")
-        self.worker("foreign", TMPDIR=str(TEMPORARY))
+        self.worker("foreign", nanny=False, TMPDIR=str(TEMPORARY))
         status, out, err = self.run_to_end(*self.words, "--limit", 60)
         self.assertEqual((status, out), (1, ""))
         self.assertIn("no worker can do the work: one has another model: ", err.splitlines()[-1])
