@@ -8,6 +8,7 @@ from __future__ import annotations
 
 import contextlib
 import itertools
+import math
 import threading
 import time
 from collections import deque
@@ -68,7 +69,8 @@ class Engine:
         self._client = connect()
         self._workers: dict[str, _Worker] = {}
         self._applicants: dict[str, tuple[distributed.Future, float]] = {}
-        self._refused: dict[str, str | None] = {}  # by address the reason, None for those that are started again
+        self._refused: dict[str, str] = {}  # reasons by address
+        self._had_workers = False
         self._waiting: deque[_Batch] = deque()
         self._looked = 0.0
         self._hopeless_since: float | None = None
@@ -108,8 +110,7 @@ class Engine:
                 self._forget(address)
         for address in threads:
             if address not in self._workers and address not in self._applicants and address not in self._refused:
-                future = self._client.submit(introduce, self._settings, workers=[address], pure=False)
-                self._applicants[address] = (future, self._looked)
+                self._ask(address, self._looked)
         for address, (future, since) in list(self._applicants.items()):
             self._judge(address, future, since, threads[address])
         for address, worker in list(self._workers.items()):
@@ -117,10 +118,16 @@ class Engine:
                 self._restart(address, f"has given nothing for {self._limit:.0f} s")
         self._require_hope()
 
+    def _ask(self, address: str, since: float) -> None:
+        """What the worker is; it answers when it has done what it is doing. Nobody waits for it since infinity."""
+        future = self._client.submit(introduce, self._settings, workers=[address], pure=False)
+        self._applicants[address] = (future, since)
+
     def _judge(self, address: str, future: distributed.Future, since: float, threads: int) -> None:
         if not future.done():
             if self._looked - since > self._limit:
-                self._refuse(address, "does not answer")
+                self._warn(f"the worker {address} does not answer: it gets no work until it does")
+                self._applicants[address] = (future, math.inf)
             return
         if future.status != "finished":
             problem = _problem_of(future)
@@ -128,6 +135,7 @@ class Engine:
             return
         del self._applicants[address]
         self._workers[address] = _Worker(threads)
+        self._had_workers = True
 
     def _refuse(self, address: str, reason: str) -> None:
         self._applicants.pop(address, None)
@@ -135,15 +143,14 @@ class Engine:
         self._warn(f"the worker {address} gets no work: {reason}")
 
     def _require_hope(self) -> None:
-        if self._workers or self._applicants:
+        if self._workers or any(since < math.inf for _, since in self._applicants.values()):
             self._hopeless_since = None
             return
         now = time.monotonic()
         if self._hopeless_since is None:
             self._hopeless_since = now
-        reason = next((reason for reason in self._refused.values() if reason is not None), None)
-        if reason is not None and now - self._hopeless_since > 15 * _LOOK:  # others may be on their way
-            raise Error(f"no worker can do the work: one {reason}")
+        if self._refused and not self._had_workers and now - self._hopeless_since > 15 * _LOOK:
+            raise Error(f"no worker can do the work: one {next(iter(self._refused.values()))}")
         if now - self._hopeless_since > self._limit:
             command = f"`dask worker {self._client.scheduler.address}`"
             raise Error(f"no worker came within {self._limit:.0f} s; start one with {command}")
@@ -206,17 +213,15 @@ class Engine:
             raise Error(f"the worker {address} failed: {type(problem).__name__}: {problem}")
 
     def _restart(self, address: str, reason: str) -> None:
-        """Takes its work away; whoever watches over the worker ends it and starts another."""
+        """Takes its work away; a nanny ends the process and starts another. Without one, it may come to itself."""
         self._warn(f"the worker {address} {reason}: its work is done by others")
         self._forget(address)
-        self._refused[address] = None
+        self._ask(address, math.inf)
         client = self._client
 
         def restart() -> None:
-            try:
+            with contextlib.suppress(Exception):  # there is no nanny, or it is gone, too
                 client.restart_workers([address], timeout=self._limit, raise_for_error=False)
-            except Exception as problem:
-                self._warn(f"the worker {address} cannot be started again: {problem}")
 
         threading.Thread(target=restart, daemon=True).start()
 

@@ -45,16 +45,20 @@ def _clients(scheduler: str | None, processes: int) -> Iterator[Callable[[], dis
         yield lambda: distributed.Client(scheduler, timeout=10)
         return
     with tempfile.TemporaryDirectory(prefix="zomu-") as folder, dask.config.set(_SETTINGS):
-        with distributed.LocalCluster(
-            n_workers=processes,
-            threads_per_worker=1,
-            host="127.0.0.1",
-            dashboard_address="127.0.0.1:0",
-            worker_dashboard_address="127.0.0.1:0",
-            security=True,
-            silence_logs=logging.CRITICAL,
-            local_directory=folder,
-        ) as cluster:
+        try:
+            cluster = distributed.LocalCluster(
+                n_workers=processes,
+                threads_per_worker=1,
+                host="127.0.0.1",
+                dashboard_address="127.0.0.1:0",
+                worker_dashboard_address="127.0.0.1:0",
+                security=True,
+                silence_logs=logging.CRITICAL,
+                local_directory=folder,
+            )
+        except RuntimeError as problem:
+            raise Error(f"{processes} processes could not be started: {problem}; try --processes 1") from problem
+        with cluster:
             yield lambda: distributed.Client(cluster)
 
 
