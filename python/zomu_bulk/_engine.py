@@ -26,8 +26,7 @@ from ._work import BATCH, Reject, Results, Settings, Unlike, extract, introduce
 
 _AHEAD = 1  # batches that wait at a worker, beyond those that it works on
 _LOOK = 1.0  # seconds between two looks at which workers there are
-_WHOLE_TRIES = 2  # of a batch that lost its worker; then each photograph alone
-_SINGLE_TRIES = 2
+_LOSSES = 2  # workers that a photograph may lose while each has nothing else
 
 # The scheduler is gone, or has been replaced by one that knows nothing.
 _LOST = (OSError, TimeoutError, CancelledError)
@@ -36,7 +35,10 @@ _LOST = (OSError, TimeoutError, CancelledError)
 @dataclass
 class _Batch:
     photos: Sequence[Photo]
+    suspect: bool = False
+    """It has lost a worker. Perhaps another batch was to blame: from now on it gets a worker for itself."""
     losses: int = 0
+    """Of workers that had nothing else."""
 
 
 @dataclass
@@ -84,12 +86,14 @@ class Engine:
                 self._look()
                 yield from self._condemned()
                 for address in self._idle():
-                    if not self._waiting and left is not None:
-                        self._waiting.append(left)
-                        left = next(batches, None)
-                    if not self._waiting:
-                        break
-                    self._submit(address, self._waiting.popleft())
+                    is_busy = bool(self._workers[address].batches)
+                    batch = next((waiting for waiting in self._waiting if not (waiting.suspect and is_busy)), None)
+                    if batch is not None:
+                        self._waiting.remove(batch)
+                    elif left is not None:
+                        batch, left = left, next(batches, None)
+                    if batch is not None:
+                        self._submit(address, batch)
                 yield from self._collect()
             except _LOST:
                 self._reconnect()
@@ -161,7 +165,10 @@ class Engine:
             asked = [name for name, worker in self._workers.items() if wanted <= worker.threads + _AHEAD]
             if not asked:
                 return
-            yield from (name for name in asked if len(self._workers[name].batches) < wanted)
+            for name in asked:
+                given = self._workers[name].batches
+                if len(given) < wanted and not any(batch.suspect for batch in given.values()):
+                    yield name
 
     def _submit(self, address: str, batch: _Batch) -> None:
         worker = self._workers[address]
@@ -226,22 +233,24 @@ class Engine:
         threading.Thread(target=restart, daemon=True).start()
 
     def _forget(self, address: str, blameless: bool = False) -> None:
-        """Its batches go to others; those that it was working on have lost a worker."""
+        """Its batches go to others."""
         self._applicants.pop(address, None)
         self._refused.pop(address, None)
         worker = self._workers.pop(address, None)
         if worker is None:
             return
-        for place, (future, batch) in enumerate(worker.batches.items()):
+        for future, batch in worker.batches.items():
             future.release()
-            batch.losses += place < worker.threads and not blameless
-            if len(batch.photos) > 1 and batch.losses >= _WHOLE_TRIES:
-                self._waiting.extend(_Batch([photo]) for photo in batch.photos)
+            if not blameless:
+                batch.losses += batch.suspect and len(worker.batches) == 1
+                batch.suspect = True
+            if batch.losses and len(batch.photos) > 1:
+                self._waiting.extend(_Batch([photo], suspect=True) for photo in batch.photos)
             else:
                 self._waiting.append(batch)
 
     def _condemned(self) -> Iterator[tuple[int, Results]]:
-        for batch in [batch for batch in self._waiting if batch.losses >= _SINGLE_TRIES and len(batch.photos) == 1]:
+        for batch in [batch for batch in self._waiting if batch.losses >= _LOSSES]:
             self._waiting.remove(batch)
             reason = "each process that worked on it ended or hung; is it very large?"
             yield 1, Results(rejects=[Reject(batch.photos[0].name, None, reason)])

@@ -4,7 +4,7 @@
 #
 # Prints a table for each; they are in build/scale, too. Nothing else should run on the machine.
 needs demo
-build release
+build release ZOMU ZOMUbatch ZOMUpictures zomu-model
 home=$PWD/build/scale
 export TMPDIR=$home ZOMU_LIBRARY=$PWD/build/release/src/libZOMU.so PYTHONPATH=$PWD/python
 mkdir -p "$home"

@@ -77,9 +77,9 @@ class BulkResumeTest(BulkTest):
     def test_whoever_is_stopped_writes_what_there_is(self) -> None:
         done = 0
         for number, signal_number in enumerate((signal.SIGINT, signal.SIGTERM)):
-            run = self.start(*self.words[:2], *self.words[4:], "--part", 1000)
+            run = self.start(*self.words, "--part", 1000, "--processes", 1)
             before = self.looked_at()
-            wait_until(lambda: self.looked_at() >= before + 20)
+            wait_until(lambda: self.looked_at() >= before + 24)  # 16 are done, and more are under way
             run.send_signal(signal_number)
             status, out, err = self.ended(run)
             self.assertEqual((status, out), (128 + signal_number, ""), err)

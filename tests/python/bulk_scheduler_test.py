@@ -1,6 +1,7 @@
 """`zomu extract-all --scheduler`: a real scheduler of Dask and four workers, on loopback, with certificates."""
 
 import os
+import shutil
 import socket
 import subprocess
 import sys
@@ -61,12 +62,18 @@ class BulkSchedulerTest(BulkTest):
         killed, hung = self.worker("killed", nanny=False), self.worker("hung")
         self.worker("good", nanny=False)
         foreign = self.worker("foreign", nanny=False, TMPDIR=str(TEMPORARY))
-        run = self.start(*self.words, PAUSE="0.1")
-        wait_until(lambda: self.looked_at() >= 6)
+        shutil.copytree(self.source / "90000", self.source / "more/90000")
+        shutil.copytree(self.source, self.source.with_name("again"))
+        self.source.with_name("again").rename(self.source / "again")
+        run = self.start(*self.words)
+        wait_until(lambda: children_of(hung))
+        for process in (killed.pid, children_of(hung)[0]):
+            wait_until(lambda: self.has_looked(process))
+        # One is gone, as when a machine fails; in the other nothing moves any more.
         kill(killed, "KILL")
         kill(children_of(hung)[0], "STOP")
         status, out, err = self.ended(run)
-        self.assertEqual((status, out), (0, f"{self.out}: 48 templates of 48 photographs\n"), err)
+        self.assertEqual((status, out), (0, f"{self.out}: 104 templates of 104 photographs\n"), err)
         self.assert_each_once(self.source)
         for words in (
             "gets no work: has another model: ",

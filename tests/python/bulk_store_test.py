@@ -36,22 +36,22 @@ class BulkStoreTest(BulkTest):
         )
         wait_until(lambda: answers(port))
         store.mkdir("bucket")
-        photos = self.photos(3)
+        photos = self.photos(5)
         store.put(f"{photos}/", "bucket/photos", recursive=True)
 
         words = ["s3://bucket/photos", "s3://bucket/out", "--landmarks", "--part", 4, "--processes", 1]
         status, out, err = self.run_to_end(*words, "--npy")
-        self.assertEqual((status, out, err), (0, "s3://bucket/out: 12 templates of 12 photographs\n", ""))
+        self.assertEqual((status, out, err), (0, "s3://bucket/out: 20 templates of 20 photographs\n", ""))
         parts = store.ls("bucket/out/templates", detail=False)
-        self.assertEqual(pq.read_table("bucket/out/templates", filesystem=store).num_rows, 12)
+        self.assertEqual(pq.read_table("bucket/out/templates", filesystem=store).num_rows, 20)
         with store.open("bucket/out/templates.npy") as array:
-            self.assertEqual(np.load(array).shape, (12, 502))
+            self.assertEqual(np.load(array).shape, (20, 502))
 
         # A part that is cut off there, and one that is gone.
         store.pipe_file(parts[-1], store.cat_file(parts[-1])[:-5])
         status, out, err = self.run_to_end(*words)
         self.assertIn("is damaged or cut off", err)
-        self.assertRegex(out, "12 templates of 12 photographs, [0-9]+ of them in earlier runs\n$")
+        self.assertRegex(out, "20 templates of 20 photographs, [0-9]+ of them in earlier runs\n$")
         names = pq.read_table("bucket/out/templates", filesystem=store).column("photo").to_pylist()
         self.assertEqual(sorted(names), sorted(str(path.relative_to(photos)) for path in photos.rglob("*.jpg")))
 
