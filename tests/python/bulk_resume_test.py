@@ -40,7 +40,7 @@ class BulkResumeTest(BulkTest):
     def test_a_killed_worker_loses_nothing(self) -> None:
         run = self.start(*self.words)
         wait_until(self.looked_at)
-        victim = children_of(run)[0]
+        victim = int(self.notes.read_text().split()[0])
         subprocess.run(["kill", "-9", str(victim)], check=True)
         status, out, err = self.ended(run)
         self.assertEqual((status, out), (0, f"{self.out}: 48 templates of 48 photographs\n"))
@@ -51,7 +51,7 @@ class BulkResumeTest(BulkTest):
         self.notes.touch()
         run = self.start(*self.words, "--limit", 60, PAUSE="0.1")
         wait_until(self.looked_at)
-        victim = children_of(run)[0]
+        victim = int(self.notes.read_text().split()[0])
         subprocess.run(["kill", "-STOP", str(victim)], check=True)
         status, out, err = self.ended(run)
         self.assertEqual((status, out), (0, f"{self.out}: 48 templates of 48 photographs\n"), err)
