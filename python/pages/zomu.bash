@@ -7,7 +7,7 @@ _zomu() {
     esac
     if [ -z "$path" ] && [ $COMP_CWORD -gt 1 ]; then path=${COMP_WORDS[1]}; fi
     case $path in
-        "") words="-h --help --version find extract verify search cluster draw model manifest gallery" ;;
+        "") words="-h --help --version find extract verify search cluster draw model manifest extract-all gallery" ;;
         "find") words="-h --help --csv --force --finder --largest --json" ;;
         "extract") words="-h --help --landmarks --finder --largest --unchecked --model --json" ;;
         "verify") words="-h --help --landmarks --finder --largest --unchecked --threshold --model --json" ;;
@@ -21,6 +21,7 @@ _zomu() {
         "model fingerprint") words="-h --help --json" ;;
         "model where") words="-h --help --json" ;;
         "manifest") words="-h --help --finder --largest --json" ;;
+        "extract-all") words="-h --help --landmarks --finder --unchecked --model --processes --scheduler --part --limit --again --npy --json" ;;
         "gallery") words="-h --help add search delete rebuild" ;;
         "gallery add") words="-h --help --person --consent --expires --database --finder --model --json" ;;
         "gallery search") words="-h --help --top --landmarks --finder --largest --threshold --model --json" ;;

@@ -1,4 +1,4 @@
-# Measures what works on many faces: galleries.
+# Measures what works on many faces: bulk extraction, galleries.
 #
 #   scripts/check.sh bench-scale [PROGRAM [OPTION...]]    of bench/scale; default: all of them
 #

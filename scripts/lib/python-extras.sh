@@ -16,7 +16,8 @@ import sys, tomllib
 project = tomllib.load(open("python/pyproject.toml", "rb"))["project"]
 print(*project["dependencies"], *project["optional-dependencies"][sys.argv[1]], sep="\n")
 PYTHON
-mapfile -t packages < <(/usr/bin/python3 -c "$listed" "$extra" && printf '%s\n' "$@")
+mapfile -t packages < <(/usr/bin/python3 -c "$listed" "$extra")
+packages+=("$@")
 if [ "$(cat "$home/packages" 2>/dev/null)" != "${packages[*]}" ]; then
     rm -rf "$home"
     quietly "$home.log" /usr/bin/python3 -m venv "$home"

@@ -83,6 +83,14 @@ class CommandProcessTest(CommandTest):
         self.assertIn("zomu draw: drawing needs Pillow: install zomu[draw], Pillow or Debian's python3-pil\n", done.stderr)
         self.assertEqual(run_python(code.format(["find", str(ANN)])).returncode, 0)
 
+    def test_packages_beside_this_one_say_what_they_need(self) -> None:
+        code = "import sys\nsys.modules['{}'] = None\nfrom zomu.command import main\nsys.exit(main({}))"
+        for missing in ("zomu_bulk", "distributed"):
+            done = run_python(code.format(missing, ["extract-all", str(PEOPLE), str(self.folder / "out")]))
+            line = f"zomu extract-all: the package {missing} is not installed: install zomu[bulk] with pip, which brings it\n"
+            self.assertEqual((done.returncode, done.stdout, done.stderr), (1, "", line))
+            self.assertEqual(run_python(code.format(missing, ["find", str(ANN)])).returncode, 0)
+
     def test_what_no_picture_can_help_ends_the_work_at_once(self) -> None:
         (self.folder / "idle_finder.py").write_text("def find(picture):\n    return ['a face']\n")
         variables = {"PYTHONPATH": f"{PROJECT / 'python'}:{self.folder}", "TMPDIR": str(self.directory)}

@@ -32,7 +32,7 @@ class PagesTest(unittest.TestCase):
 
     def test_every_subcommand_and_option_is_named(self) -> None:
         commands = [(command, options) for command, _, options in help_tree()]
-        self.assertEqual(len(commands), 1 + 9 + 5 + 4)
+        self.assertEqual(len(commands), 1 + 10 + 5 + 4)
         manual = (PAGES / "zomu.1").read_text().replace("\\-", "-")
         zsh, fish = (PAGES / "_zomu").read_text(), (PAGES / "zomu.fish").read_text()
         for command, options in commands:

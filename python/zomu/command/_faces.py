@@ -89,6 +89,11 @@ def files_under(folder: str, endings: frozenset[str]) -> list[str]:
     return found
 
 
+def is_picture(path: str) -> bool:
+    """By its ending."""
+    return Path(path).suffix.lower() in _PICTURES
+
+
 def pictures_under(folder: str) -> list[str]:
     return files_under(folder, _PICTURES)
 

@@ -19,6 +19,7 @@ class _Further(NamedTuple):
 
 
 _SUBCOMMANDS = {
+    "extract-all": _Further("zomu_bulk.command", "bulk", "write the templates of many photographs"),
     "gallery": _Further("zomu_gallery.command", "gallery", "keep faces and search them"),
 }
 
@@ -50,4 +51,5 @@ def _work(further: _Further, work: Callable[[Namespace], int], options: Namespac
 
 
 def _what_is_missing(problem: ModuleNotFoundError, further: _Further) -> str:
-    return f"the package {problem.name} is not installed: install zomu[{further.extra}] with pip, which brings it"
+    package = (problem.name or "").partition(".")[0]
+    return f"the package {package} is not installed: install zomu[{further.extra}] with pip, which brings it"
