@@ -50,7 +50,7 @@ def help_tree() -> Iterator[tuple[tuple[str, ...], list[str], set[str]]]:
     while waiting:
         command = waiting.pop()
         start, _, options = zomu_command(*command, "--help").out.partition("options:")
-        below = re.findall(r"^    ([a-z]+)\b", start, re.MULTILINE)
+        below = re.findall(r"^    ([a-z-]+)\b", start, re.MULTILINE)
         yield command, below, set(re.findall(r"^  (?:-h, )?(--[a-z]+)", options, re.MULTILINE))
         waiting += [(*command, name) for name in below]
 
