@@ -148,15 +148,6 @@ class SamplesTest(ScratchCopy):
         self.assertIn("\nfitted-model: complete and checked", fitted)
         self.assertTrue((self.root / "rates/det.png").exists())
 
-    def test_the_stored_people_are_those_of_their_command(self) -> None:
-        (command,) = blocks(Path("examples/data/people/README.md"), "sh")
-        self.run_shell(command)
-        stored, drawn = PROJECT / "examples/data/people", self.root / "build/people"
-        lists = [path.relative_to(stored) for path in stored.rglob("*.csv")]
-        self.assertEqual(len(lists), 49)
-        for path in lists:
-            self.assertEqual((stored / path).read_text(), (drawn / path).read_text(), path)
-
 
 class WheelTest(ScratchCopy):
     def test_commands_of_the_python_page(self) -> None:

@@ -7,8 +7,7 @@ import numpy as np
 from evaluation.pairs import from_matrix
 from evaluation.rates import curve_of
 from trainer.problems import TrainingProblem
-from trainer.tables import (ModelTables, SHARED, covariances, fit_tables, principal_components, refit_tables, scores,
-                            with_mean)
+from trainer.tables import ModelTables, SHARED, covariances, fit_tables, principal_components, refit_tables, scores
 
 SIZE = 60
 
